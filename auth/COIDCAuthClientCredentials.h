@@ -1,0 +1,44 @@
+#pragma once
+
+#include "auth/COIDCToken.h"
+#include "auth/detail/HttpExchange.h"
+#include "auth/detail/Log.h"
+#include "host/CString.h"
+#include "platform/Tasks.h"
+
+#include <cpprest/json.h>
+
+#include <set>
+
+namespace auth {
+
+/// The client-credentials grant (RFC 6749, section 4.4) at one provider. Usable once constructed,
+/// and only read from then on.
+class COIDCAuthClientCredentials {
+public:
+    /// Blocks until the provider's configuration is received and checked; throws otherwise.
+    COIDCAuthClientCredentials(const CString& configUrl, const detail::LoggerPtr& logger,
+                               const CString& grantType);
+
+    /// Asks for a token; `scope` is sent as it stands. This object must outlive the task.
+    Concurrency::task<COIDCToken> requestTokenAsync(const CString& clientId,
+                                                    const CString& clientSecret,
+                                                    const CString& scope,
+                                                    const Concurrency::cancellation_token& token);
+
+private:
+    void loadConfiguration(const web::json::value& configuration);
+    COIDCToken extractClientCredentialsToken(const web::json::value& answer,
+                                             const CString& clientId, const CString& scope) const;
+
+    CString m_grantType;
+    CString m_issuer;
+    CString m_authorizationEndpoint;
+    CString m_tokenEndpoint;
+    CString m_jwksUri;  // stays empty: this grant's token is not examined
+    std::set<CString> m_scopesSupported;
+    detail::LoggerPtr m_logger;
+    detail::HttpExchange m_http;
+};
+
+}  // namespace auth

@@ -1,0 +1,110 @@
+#include "auth/COIDCToken.h"
+
+#include "auth/detail/Clock.h"
+
+#include <algorithm>
+
+namespace auth {
+
+namespace {
+
+constexpr const char* sectionName = "OIDCToken";
+// Records of an earlier version were written before the ID token was kept.
+constexpr int lastVersionWithoutIdToken = 457;
+
+}  // namespace
+
+COIDCToken::COIDCToken(const CString& accessToken, const CString& refreshToken,
+                       const CString& idToken, const TimePoint& expiresAt, const CString& clientId,
+                       const CString& scopes)
+    : m_accessToken(accessToken),
+      m_refreshToken(refreshToken),
+      m_idToken(idToken),
+      m_expiresAt(expiresAt),
+      m_clientId(clientId),
+      m_scopes(extractScopes(scopes)) {}
+
+COIDCToken::ScopeSet COIDCToken::extractScopes(const CString& scopes) {
+    ScopeSet result;
+    int position = 0;
+    while (position >= 0 && position < scopes.GetLength()) {
+        CString scope = scopes.Tokenize(" ", position);
+        // Two or more spaces behind the last scope leave an empty scope, as they always have; a
+        // text of nothing but spaces names no scope at all.
+        if (!scope.IsEmpty() || !result.empty()) {
+            result.insert(std::move(scope));
+        }
+    }
+    return result;
+}
+
+CString COIDCToken::scopes() {
+    CString joined;
+    bool first = true;
+    for (const CString& scope : m_scopes) {
+        if (!first) {
+            joined += " ";
+        }
+        joined += scope;
+        first = false;
+    }
+    return joined;
+}
+
+bool COIDCToken::validateClientID(const CString& clientId) const {
+    return m_clientId == clientId;
+}
+
+bool COIDCToken::validateScopes(const CString& scopes) const {
+    const ScopeSet requested = extractScopes(scopes);
+    return std::includes(m_scopes.begin(), m_scopes.end(), requested.begin(), requested.end());
+}
+
+bool COIDCToken::willBeExpiredAfter(unsigned int minutes) const {
+    const std::chrono::duration<std::int64_t, std::ratio<60>> lead{
+        static_cast<std::int32_t>(minutes)};
+    return detail::now() >= m_expiresAt - TimePoint::duration(lead);
+}
+
+void COIDCToken::Serialize(CKorvaneArchive& archive) {
+    if (!archive.startSection(sectionName, true)) {
+        return;
+    }
+    if (archive.archive().IsStoring()) {
+        store(archive);
+    } else {
+        load(archive);
+    }
+}
+
+void COIDCToken::store(CKorvaneArchive& archive) const {
+    archive << m_accessToken << m_refreshToken;
+    archive.archive() << m_expiresAt.time_since_epoch().count();
+    archive << m_clientId << static_cast<int>(m_scopes.size());
+    for (const CString& scope : m_scopes) {
+        archive << scope;
+    }
+    archive << m_idToken;
+}
+
+void COIDCToken::load(CKorvaneArchive& archive) {
+    CArchive& base = archive.archive();
+    base >> m_accessToken >> m_refreshToken;
+    std::int64_t ticks = 0;
+    base >> ticks;
+    m_expiresAt = TimePoint(TimePoint::duration(ticks));
+    base >> m_clientId;
+    int count = 0;
+    archive >> count;
+    m_scopes.clear();
+    for (int i = 0; i < count; ++i) {
+        CString scope;
+        base >> scope;
+        m_scopes.insert(std::move(scope));
+    }
+    if (archive.fileVersion() > lastVersionWithoutIdToken) {
+        base >> m_idToken;
+    }
+}
+
+}  // namespace auth

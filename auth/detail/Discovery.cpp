@@ -1,0 +1,52 @@
+#include "auth/detail/Discovery.h"
+
+#include "auth/detail/Text.h"
+
+#include <algorithm>
+
+namespace auth::detail {
+
+using web::http::http_response;
+
+void receiveConfiguration(HttpExchange& http, const CString& configUrl, const LoggerPtr& logger,
+                          const char* refusal,
+                          const std::function<void(const web::json::value&)>& load) {
+    log(logger, ELogLevel::Detail, L"Receiving and validating OIDC configuration...");
+    const auto checkConfigurationResponse = [logger, refusal](const http_response& response) {
+        if (response.status_code() != web::http::status_codes::OK) {
+            fail(logger, refusal,
+                 L"Unable to receive OIDC configuration. Unexpected response (%d) received.",
+                 response.status_code());
+        }
+    };
+    // No cancellation: a configuration is short, and whoever cancels does not wait for it.
+    const web::json::value configuration =
+        http.send({toHttpText(configUrl), {}, {}}, Concurrency::cancellation_token::none(),
+                  checkConfigurationResponse)
+            .then([](const http_response& response) { return response.extract_json(false); })
+            .get();
+    load(configuration);
+    log(logger, ELogLevel::Detail, L"OIDC configuration received and validated successfully.");
+}
+
+CString textMember(const web::json::value& configuration, const utility::char_t* name) {
+    return fromHttpText(configuration.at(name).as_string());
+}
+
+std::set<CString> scopesSupported(const web::json::value& configuration) {
+    std::set<CString> scopes;
+    for (const web::json::value& scope :
+         configuration.at(_XPLATSTR("scopes_supported")).as_array()) {
+        scopes.insert(fromHttpText(scope.as_string()));
+    }
+    return scopes;
+}
+
+bool listsValue(const web::json::value& configuration, const utility::char_t* name,
+                const CString& value) {
+    const web::json::array& values = configuration.at(name).as_array();
+    return std::find(values.begin(), values.end(), web::json::value::string(toHttpText(value))) !=
+           values.end();
+}
+
+}  // namespace auth::detail

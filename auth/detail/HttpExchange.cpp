@@ -1,0 +1,181 @@
+#include "auth/detail/HttpExchange.h"
+
+#include "auth/detail/Error.h"
+#include "host/HttpProxyConfig.h"
+#include "platform/TaskScheduler.h"
+#include "platform/Timer.h"
+
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+namespace auth::detail {
+
+namespace {
+
+using web::http::http_response;
+
+// Discovery documents, key sets and token answers are a few kilobytes.
+constexpr utility::size64_t largestAnswer = utility::size64_t{1024} * 1024;
+
+void checkSize(utility::size64_t bytes) {
+    if (bytes > largestAnswer) {
+        throw Error("response is too large");
+    }
+}
+
+web::http::http_request makeMessage(const HttpRequest& request) {
+    using web::http::methods;
+    web::http::http_request message(request.body.empty() ? methods::GET : methods::POST);
+    const web::uri& target = request.target;
+    message.set_request_uri(
+        web::uri_builder().set_path(target.path()).set_query(target.query()).to_uri());
+    message.headers() = request.headers;  // before the body, which would bring a type of its own
+    if (!request.body.empty()) {
+        message.set_body(request.body);
+    }
+    return message;
+}
+
+/// One exchange under way. Its first outcome counts: the answer, the end of time, or cancellation;
+/// the latter two come at once, whatever the HTTP library is waiting for.
+class Exchange : public std::enable_shared_from_this<Exchange> {
+public:
+    explicit Exchange(const Concurrency::cancellation_token& token) : m_token(token) {}
+
+    Concurrency::task<http_response> start(web::http::client::http_client client,
+                                           const HttpRequest& request,
+                                           HttpExchange::CheckHead checkHead);
+
+private:
+    void watch(std::chrono::milliseconds limit);
+    void deliver(const Concurrency::task<http_response>& finished);
+    void abandon(const std::exception_ptr& reason);
+    void release();
+
+    Concurrency::cancellation_token m_token;
+    Concurrency::cancellation_token_source m_stop;
+    Concurrency::task_completion_event<http_response> m_outcome;
+
+    std::mutex m_mutex;  // guards the rest: an outcome can come while they are still being made
+    bool m_released = false;
+    std::optional<platform::OneShotTimer> m_timer;
+    std::optional<Concurrency::cancellation_token_registration> m_registration;
+};
+
+Concurrency::task<http_response> Exchange::start(web::http::client::http_client client,
+                                                 const HttpRequest& request,
+                                                 HttpExchange::CheckHead checkHead) {
+    const auto self = shared_from_this();
+    auto result = Concurrency::create_task(m_outcome).then(
+        [self](const Concurrency::task<http_response>& outcome) {
+            self->release();
+            return outcome.get();
+        },
+        platform::inlined());
+    watch(std::chrono::duration_cast<std::chrono::milliseconds>(
+        client.client_config().timeout<std::chrono::microseconds>()));
+    if (m_stop.get_token().is_canceled()) {
+        return result;
+    }
+    // The HTTP library gives the connection back when it lets go of the request, a moment after the
+    // answer is complete. Whoever asks again before that would need another connection.
+    const Concurrency::task_completion_event<void> letGo;
+    const std::shared_ptr<void> guard(nullptr, [letGo](void*) { letGo.set(); });
+    web::http::http_request message = makeMessage(request);
+    message.set_progress_handler(
+        [guard](web::http::message_direction::direction direction, utility::size64_t bytes) {
+            if (direction == web::http::message_direction::download) {
+                checkSize(bytes);
+            }
+        });
+    client.request(message, m_stop.get_token())
+        .then([checkHead = std::move(checkHead)](const http_response& response) {
+            checkHead(response);
+            checkSize(response.headers().content_length());
+            return response.content_ready();
+        })
+        .then([letGo](const http_response& response) {
+            return Concurrency::create_task(letGo).then([response] { return response; });
+        })
+        .then(
+            [self](const Concurrency::task<http_response>& finished) { self->deliver(finished); });
+    return result;
+}
+
+void Exchange::watch(std::chrono::milliseconds limit) {
+    const auto abandonWith = [weak = weak_from_this()](std::exception_ptr reason) {
+        return [weak, reason = std::move(reason)] {
+            if (const auto self = weak.lock()) {
+                self->abandon(reason);
+            }
+        };
+    };
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_timer.emplace(
+        limit, abandonWith(std::make_exception_ptr(web::http::http_exception(
+                   std::make_error_code(std::errc::timed_out), "no complete response in time"))));
+    if (!m_token.is_cancelable()) {
+        return;
+    }
+    lock.unlock();  // a token that is cancelled already calls back at once, on this thread
+    const auto registration = m_token.register_callback(
+        abandonWith(std::make_exception_ptr(Concurrency::task_canceled())));
+    lock.lock();
+    if (m_released) {
+        lock.unlock();
+        m_token.deregister_callback(registration);
+    } else {
+        m_registration = registration;
+    }
+}
+
+void Exchange::deliver(const Concurrency::task<http_response>& finished) {
+    try {
+        m_outcome.set(finished.get());
+    } catch (...) {
+        abandon(std::current_exception());
+    }
+}
+
+void Exchange::abandon(const std::exception_ptr& reason) {
+    m_outcome.set_exception(reason);
+    // Whatever the peer still sends is not wanted: this closes the connection.
+    m_stop.cancel();
+}
+
+void Exchange::release() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_released = true;
+    m_timer.reset();
+    const auto registration = std::exchange(m_registration, std::nullopt);
+    lock.unlock();  // the next call waits for a callback that runs meanwhile
+    if (registration) {
+        m_token.deregister_callback(*registration);
+    }
+}
+
+}  // namespace
+
+Concurrency::task<http_response> HttpExchange::send(const HttpRequest& request,
+                                                    const Concurrency::cancellation_token& token,
+                                                    CheckHead checkHead) {
+    return std::make_shared<Exchange>(token)->start(clientFor(request.target), request,
+                                                    std::move(checkHead));
+}
+
+web::http::client::http_client HttpExchange::clientFor(const web::uri& target) {
+    const web::uri origin = target.authority();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto known = m_clients.find(origin.to_string());
+    if (known != m_clients.end()) {
+        return known->second;
+    }
+    auto config = get_http_proxy_config(target);
+    config.set_max_redirects(0);
+    return m_clients.emplace(origin.to_string(), web::http::client::http_client(origin, config))
+        .first->second;
+}
+
+}  // namespace auth::detail

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/Tasks.h"
+
+#include <cpprest/http_client.h>
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+
+namespace auth::detail {
+
+/// What is sent. Without a body it is a GET, else a POST.
+struct HttpRequest {
+    web::uri target;  ///< its fragment is not sent
+    web::http::http_headers headers;
+    std::string body;  ///< UTF-8
+};
+
+/// Makes every HTTP exchange of one protocol object, and keeps one client per origin for it: a
+/// client made anew costs a connection, and under TLS the loading of the authorities.
+///
+/// No redirect is followed. The host's time-out bounds the whole exchange, from the connection to
+/// the last byte of the answer, however slowly the peer sends; an answer above 1 MiB fails.
+class HttpExchange {
+public:
+    using CheckHead = std::function<void(const web::http::http_response&)>;
+
+    /// Sends the request and gives the answer when its body is there. `checkHead` sees the answer
+    /// before the body is waited for, and ends the exchange by an exception. The task ends with
+    /// task_canceled as soon as `token` is cancelled. What the HTTP library still does then can
+    /// outlive this object, and so must what `checkHead` refers to.
+    Concurrency::task<web::http::http_response> send(const HttpRequest& request,
+                                                     const Concurrency::cancellation_token& token,
+                                                     CheckHead checkHead);
+
+private:
+    web::http::client::http_client clientFor(const web::uri& target);
+
+    std::mutex m_mutex;
+    std::map<utility::string_t, web::http::client::http_client> m_clients;
+};
+
+}  // namespace auth::detail

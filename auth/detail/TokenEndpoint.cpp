@@ -1,0 +1,36 @@
+#include "auth/detail/TokenEndpoint.h"
+
+#include "auth/detail/Clock.h"
+#include "auth/detail/Text.h"
+
+#include <utility>
+
+namespace auth::detail {
+
+using web::http::http_response;
+
+Concurrency::task<web::json::value> postForm(HttpExchange& http, const CString& tokenEndpoint,
+                                             const FormBody& form,
+                                             const Concurrency::cancellation_token& token,
+                                             HttpExchange::CheckHead checkHead) {
+    const web::uri endpoint(toHttpText(tokenEndpoint));
+    HttpRequest request;
+    request.target = web::uri_builder(endpoint.authority()).set_path(endpoint.path()).to_uri();
+    request.headers.set_content_type(_XPLATSTR("application/x-www-form-urlencoded"));
+    request.body = form.text();
+    return http.send(request, token, std::move(checkHead)).then([](const http_response& response) {
+        return response.extract_json(false);
+    });
+}
+
+void requireBearer(const web::json::value& answer, const LoggerPtr& logger) {
+    if (answer.at(_XPLATSTR("token_type")).as_string() != _XPLATSTR("Bearer")) {
+        fail(logger, "invalid token type", L"Token type is not 'Bearer'.");
+    }
+}
+
+COIDCToken::TimePoint expiry(int expiresInSeconds) {
+    return now() + std::chrono::seconds(expiresInSeconds);
+}
+
+}  // namespace auth::detail

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "auth/COIDCToken.h"
+#include "auth/detail/FormBody.h"
+#include "auth/detail/HttpExchange.h"
+#include "auth/detail/Log.h"
+
+#include <cpprest/json.h>
+
+namespace auth::detail {
+
+/// Posts a form to the token endpoint (RFC 6749, section 3.2) and gives the JSON answer. Only the
+/// endpoint's path is called: a query or fragment is left out. `checkHead` as for HttpExchange.
+Concurrency::task<web::json::value> postForm(HttpExchange& http, const CString& tokenEndpoint,
+                                             const FormBody& form,
+                                             const Concurrency::cancellation_token& token,
+                                             HttpExchange::CheckHead checkHead);
+
+/// Throws unless the answer's token type is "Bearer", in just this case.
+void requireBearer(const web::json::value& answer, const LoggerPtr& logger);
+
+/// The moment that lies the answer's "expires_in" seconds from now.
+COIDCToken::TimePoint expiry(int expiresInSeconds);
+
+}  // namespace auth::detail

@@ -1,0 +1,47 @@
+# What every source of this project is compiled with.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+endif()
+# Installed programs find the library beside them, wherever the tree was put.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+find_program(OIDCAUTH_CCACHE ccache)
+if(OIDCAUTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${OIDCAUTH_CCACHE}")
+endif()
+
+# Warnings and instrumentation for our own code only; never part of the installed interface.
+add_library(oidcauth_options INTERFACE)
+target_compile_options(oidcauth_options INTERFACE
+    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror>)
+# The HTTP library's macro U() does not go together with the headers of fmt and GoogleTest.
+target_compile_definitions(oidcauth_options INTERFACE _TURN_OFF_PLATFORM_STRING)
+if(OIDCAUTH_SANITIZE)
+    target_compile_options(oidcauth_options INTERFACE
+        -fsanitize=${OIDCAUTH_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(oidcauth_options INTERFACE -fsanitize=${OIDCAUTH_SANITIZE})
+    # A fence inside Asio's headers, which ThreadSanitizer does not model, only draws a warning.
+    target_compile_options(oidcauth_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
+endif()
+if(OIDCAUTH_COVERAGE)
+    target_compile_options(oidcauth_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(oidcauth_options INTERFACE --coverage)
+endif()
+
+# Links the warnings without making them part of what is installed.
+function(oidcauth_own_code target)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:oidcauth_options>)
+endfunction()

@@ -1,0 +1,96 @@
+// Signs in at the demo provider as a browser would, and posts the answer to the redirect URL:
+// node sign-in.mjs [--user NAME] [--deny] <authorization URL>
+// Prints what the redirect URL answered; succeeds if that was 200.
+
+import { parseArgs } from 'node:util';
+
+const { values, positionals } = parseArgs({
+    options: {
+        user: { type: 'string', default: 'demo' },
+        deny: { type: 'boolean', default: false },
+    },
+    allowPositionals: true,
+});
+
+// As a browser keeps them: by host, not by port, and the paths matter.
+const cookies = new Map();
+
+function keepCookies({ hostname }, headers) {
+    for (const header of headers.getSetCookie()) {
+        const [, name, value] = header.match(/^([^=]*)=([^;]*)/);
+        const path = header.match(/; *path=([^;]*)/i)?.[1] ?? '/';
+        cookies.set(`${hostname} ${path} ${name}`, { hostname, path, pair: `${name}=${value}` });
+        if (!value) {
+            cookies.delete(`${hostname} ${path} ${name}`);
+        }
+    }
+}
+
+function cookieHeader(url) {
+    const covers = (path) => `${url.pathname}/`.startsWith(path.replace(/\/?$/, '/'));
+    return [...cookies.values()]
+        .filter(({ hostname, path }) => hostname === url.hostname && covers(path))
+        .map(({ pair }) => pair)
+        .join('; ');
+}
+
+async function load(url, fields) {
+    const headers = { Accept: 'text/html', Cookie: cookieHeader(url) };
+    if (fields) {
+        // Said here because fetch would add a charset, which browsers do not.
+        headers['Content-Type'] = 'application/x-www-form-urlencoded';
+    }
+    const response = await fetch(url, {
+        method: fields ? 'POST' : 'GET',
+        headers,
+        body: fields?.toString(),
+        redirect: 'manual',
+    });
+    keepCookies(url, response.headers);
+    const location = response.headers.get('location');
+    return { status: response.status, location, html: await response.text() };
+}
+
+const characters = { amp: '&', lt: '<', gt: '>', quot: '"', '#39': "'" };
+
+function attribute(element, name) {
+    const value = element.match(new RegExp(` ${name}="([^"]*)"`))?.[1] ?? '';
+    return value.replace(/&(amp|lt|gt|quot|#39);/g, (_, entity) => characters[entity]);
+}
+
+/// The page's form, filled in by its user; nothing where the page has none.
+function filledForm(url, html) {
+    const form = html.match(/<form [^>]*>/)?.[0];
+    if (!form) {
+        return undefined;
+    }
+    const fields = new URLSearchParams();
+    for (const [input] of html.matchAll(/<input [^>]*>/g)) {
+        const name = attribute(input, 'name');
+        fields.append(name, name === 'user' ? values.user : attribute(input, 'value'));
+    }
+    const button = html.match(/<button name="action"[^>]*>/)?.[0];
+    if (button) {
+        fields.append('action', values.deny ? 'deny' : attribute(button, 'value'));
+    }
+    return { action: new URL(attribute(form, 'action'), url), fields };
+}
+
+if (positionals.length !== 1) {
+    console.error('usage: sign-in.mjs [--user NAME] [--deny] <authorization URL>');
+    process.exit(2);
+}
+const provider = new URL(positionals[0]).origin;
+let url = new URL(positionals[0]);
+let page = await load(url);
+while (url.origin === provider) {
+    const form = page.location ? undefined : filledForm(url, page.html);
+    if (!page.location && !form) {
+        break;
+    }
+    url = form ? form.action : new URL(page.location, url);
+    page = await load(url, form?.fields);
+}
+console.log(`${page.status} ${url.origin}${url.pathname}\n${page.html}`);
+// Not left to the event loop: a kept-alive connection would hold the process back.
+process.exit(url.origin !== provider && page.status === 200 ? 0 : 1);

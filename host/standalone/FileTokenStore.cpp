@@ -1,0 +1,349 @@
+#include "host/standalone/FileTokenStore.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace standalone {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr mode_t fileMode = 0600;
+constexpr mode_t folderMode = 0700;
+constexpr mode_t otherUsers = 0077;
+
+[[noreturn]] void refuse(const fs::path& path, std::string_view why) {
+    throw TokenStoreError(fmt::format("token store {}: {}", path.string(), why));
+}
+
+[[noreturn]] void failSystem(const fs::path& path, std::string_view what, int error = errno) {
+    refuse(path, fmt::format("{}: {}", what, std::system_category().message(error)));
+}
+
+template <class Call>
+auto uninterrupted(const Call& call) {
+    for (;;) {
+        const auto result = call();
+        if (result >= 0 || errno != EINTR) {
+            return result;
+        }
+    }
+}
+
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    Descriptor(Descriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+        }
+    }
+
+    explicit operator bool() const noexcept { return m_descriptor >= 0; }
+    int get() const noexcept { return m_descriptor; }
+
+private:
+    int m_descriptor = -1;
+};
+
+/// All opening goes through here: never through a link in the last place of `path`, never into
+/// programs that are started, never waiting for the other end of a pipe.
+Descriptor openAt(int folder, const fs::path& path, int flags, mode_t mode = 0) {
+    flags |= O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
+    return Descriptor(uninterrupted([&] { return ::openat(folder, path.c_str(), flags, mode); }));
+}
+
+void synchronize(const Descriptor& descriptor, const fs::path& path) {
+    // EINVAL: a file system whose folders need no fsync.
+    if (uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0 && errno != EINVAL) {
+        failSystem(path, "cannot be brought to the disk");
+    }
+}
+
+/// Looks at what was opened and not at the path, which may name something else by now.
+struct stat requirePrivate(const Descriptor& descriptor, const fs::path& path, mode_t mode) {
+    struct stat status {};
+    if (::fstat(descriptor.get(), &status) != 0) {
+        failSystem(path, "cannot be examined");
+    }
+    if (status.st_uid != ::geteuid()) {
+        refuse(path, "belongs to another user; use a path of your own");
+    }
+    if ((status.st_mode & otherUsers) != 0) {
+        refuse(path, fmt::format("is open to other users; set its mode to {:04o}, and sign in "
+                                 "again if someone else may have read or written it",
+                                 mode));
+    }
+    return status;
+}
+
+Descriptor openFolder(const fs::path& folder) {
+    auto opened = openAt(AT_FDCWD, folder, O_RDONLY | O_DIRECTORY);
+    if (opened) {
+        requirePrivate(opened, folder, folderMode);
+    } else if (errno == ELOOP || errno == ENOTDIR) {
+        refuse(folder, "is a symbolic link or no folder; use the path of a real folder");
+    } else if (errno != ENOENT) {
+        failSystem(folder, "cannot be opened");
+    }
+    return opened;
+}
+
+void makeFolder(const fs::path& folder) {
+    const fs::path parent = folder.parent_path();
+    std::error_code ignored;  // mkdir says it better
+    if (parent != folder && !fs::exists(parent, ignored)) {
+        makeFolder(parent);
+    }
+    if (::mkdir(folder.c_str(), folderMode) == 0) {
+        // Best effort: a parent that may not be read cannot be synchronized.
+        if (const Descriptor opened(::open(parent.c_str(), O_RDONLY | O_CLOEXEC)); opened) {
+            ::fsync(opened.get());
+        }
+    } else if (errno != EEXIST) {
+        failSystem(folder, "the folder cannot be made");
+    }
+}
+
+struct Record {
+    Descriptor descriptor;  // none when there is no record
+    std::size_t size = 0;
+};
+
+Record openRecord(const Descriptor& folder, const fs::path& file) {
+    Record record{openAt(folder.get(), file.filename(), O_RDONLY)};
+    if (!record.descriptor) {
+        if (errno == ENOENT) {
+            return record;
+        }
+        if (errno == ELOOP) {
+            refuse(file, "is a symbolic link; remove it or use the path of a real file");
+        }
+        failSystem(file, "cannot be opened");
+    }
+    const auto status = requirePrivate(record.descriptor, file, fileMode);
+    if (!S_ISREG(status.st_mode)) {
+        refuse(file, "is not a regular file; remove it or use another path");
+    }
+    record.size = static_cast<std::size_t>(status.st_size);
+    if (record.size > SecretFile::maxSize) {
+        refuse(file, "is too large for a token; remove it or use another path");
+    }
+    return record;
+}
+
+Bytes readAll(const Record& record, const fs::path& file) {
+    Bytes bytes(record.size);
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const auto count = uninterrupted([&] {
+            return ::read(record.descriptor.get(), bytes.data() + done, bytes.size() - done);
+        });
+        if (count < 0) {
+            failSystem(file, "cannot be read");
+        }
+        if (count == 0) {
+            refuse(file, "was cut while it was read; sign in again");
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    return bytes;
+}
+
+constexpr std::size_t temporaryRandomBytes = 16;
+constexpr std::string_view temporaryEnding = ".tmp";
+
+std::string temporaryPrefix(const fs::path& file) {
+    return "." + file.filename().string() + ".";
+}
+
+std::string newTemporaryName(const fs::path& file) {
+    std::array<unsigned char, temporaryRandomBytes> random{};
+    if (::getentropy(random.data(), random.size()) != 0) {
+        failSystem(file, "no random name can be had");
+    }
+    return fmt::format("{}{:02x}{}", temporaryPrefix(file), fmt::join(random, ""), temporaryEnding);
+}
+
+bool isTemporaryName(std::string_view name, const fs::path& file) {
+    const std::string prefix = temporaryPrefix(file);
+    return name.size() == prefix.size() + 2 * temporaryRandomBytes + temporaryEnding.size() &&
+           name.substr(0, prefix.size()) == prefix &&
+           name.substr(name.size() - temporaryEnding.size()) == temporaryEnding;
+}
+
+/// The new content before it takes the record's place. Its lock tells removeAbandoned that its
+/// writer lives; the system releases the lock when the writer dies, however it dies.
+class TemporaryFile {
+public:
+    TemporaryFile(const Descriptor& folder, fs::path file)
+        : m_folder(folder), m_file(std::move(file)) {
+        // Between creation and lock, another process may take the file for abandoned: try again.
+        constexpr int attempts = 16;
+        for (int attempt = 0; attempt < attempts; ++attempt) {
+            m_name = newTemporaryName(m_file);
+            m_descriptor = openAt(m_folder.get(), m_name, O_WRONLY | O_CREAT | O_EXCL, fileMode);
+            if (!m_descriptor) {
+                failSystem(m_file, "no new file can be made beside it");
+            }
+            if (lock()) {
+                return;
+            }
+        }
+        refuse(m_file, "is being written by too many at once; try again");
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!m_name.empty()) {
+            ::unlinkat(m_folder.get(), m_name.c_str(), 0);
+        }
+    }
+
+    void write(const Bytes& bytes) {
+        std::size_t done = 0;
+        while (done < bytes.size()) {
+            const auto count = uninterrupted([&] {
+                return ::write(m_descriptor.get(), bytes.data() + done, bytes.size() - done);
+            });
+            if (count < 0) {
+                failSystem(m_file, "cannot be written");
+            }
+            done += static_cast<std::size_t>(count);
+        }
+        synchronize(m_descriptor, m_file);
+    }
+
+    void replaceRecord() {
+        if (::renameat(m_folder.get(), m_name.c_str(), m_folder.get(), m_file.filename().c_str()) !=
+            0) {
+            failSystem(m_file, "cannot be replaced");
+        }
+        m_name.clear();
+    }
+
+private:
+    bool lock() const {
+        if (::flock(m_descriptor.get(), LOCK_EX | LOCK_NB) != 0) {
+            return errno != EWOULDBLOCK;  // where there are no locks nobody takes the file away
+        }
+        struct stat status {};
+        return ::fstat(m_descriptor.get(), &status) == 0 && status.st_nlink > 0;
+    }
+
+    const Descriptor& m_folder;
+    fs::path m_file;
+    std::string m_name;
+    Descriptor m_descriptor;
+};
+
+/// Removes what killed writers left: it holds secrets. Best effort, and never waits.
+void removeAbandoned(const Descriptor& folder, const fs::path& file) {
+    // An open file description of its own: the entries are read from its position.
+    const int entries = ::openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(entries), ::closedir);
+    if (!listing) {
+        return;
+    }
+    while (const dirent* const entry = ::readdir(listing.get())) {
+        const std::string name = static_cast<const char*>(entry->d_name);
+        if (!isTemporaryName(name, file)) {
+            continue;
+        }
+        // For writing: some network file systems lock nothing else.
+        const auto opened = openAt(folder.get(), name, O_RDWR);
+        if (opened && ::flock(opened.get(), LOCK_EX | LOCK_NB) == 0) {
+            ::unlinkat(folder.get(), name.c_str(), 0);
+        }
+    }
+}
+
+}  // namespace
+
+SecretFile::SecretFile(const fs::path& file) {
+    std::error_code error;
+    m_file = fs::absolute(file, error).lexically_normal();
+    m_folder = m_file.parent_path();
+    if (error || !m_file.has_filename()) {
+        refuse(file, "is not the path of a file");
+    }
+}
+
+void SecretFile::clear() {
+    const std::lock_guard lock(m_mutex);
+    m_cache.reset();
+    const auto folder = openFolder(m_folder);
+    if (!folder) {
+        return;
+    }
+    removeAbandoned(folder, m_file);
+    if (::unlinkat(folder.get(), m_file.filename().c_str(), 0) == 0) {
+        synchronize(folder, m_folder);
+    } else if (errno != ENOENT) {
+        failSystem(m_file, "cannot be removed");
+    }
+}
+
+Bytes SecretFile::read(bool reread) {
+    const std::lock_guard lock(m_mutex);
+    if (m_cache && !reread) {
+        return *m_cache;
+    }
+    m_cache.reset();  // a read that fails says that the record is not what it was
+    Bytes bytes;
+    if (const auto folder = openFolder(m_folder)) {
+        if (const auto record = openRecord(folder, m_file); record.descriptor) {
+            bytes = readAll(record, m_file);
+        }
+    }
+    m_cache = bytes;
+    return bytes;
+}
+
+void SecretFile::write(const Bytes& bytes) {
+    const std::lock_guard lock(m_mutex);
+    m_cache.reset();  // until the new bytes are known to be there
+    if (bytes.size() > maxSize) {
+        refuse(m_file, "is not written: the secret is too large for a token");
+    }
+    auto folder = openFolder(m_folder);
+    if (!folder) {
+        makeFolder(m_folder);
+        folder = openFolder(m_folder);
+    }
+    if (!folder) {
+        failSystem(m_folder, "cannot be opened", ENOENT);
+    }
+    openRecord(folder, m_file);  // what may not be read is not replaced either
+    removeAbandoned(folder, m_file);
+    TemporaryFile temporary(folder, m_file);
+    temporary.write(bytes);
+    temporary.replaceRecord();
+    synchronize(folder, m_folder);
+    m_cache = bytes;
+}
+
+}  // namespace standalone

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "host/Export.h"
+#include "host/ISecretStore.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace standalone {
+
+/// A secret could not be read or kept. The text names the path and says what can be done.
+class OIDCAUTH_HOST_API TokenStoreError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The bytes of one secret in a file that only its user can read.
+///
+/// The file has mode 0600 and its folder 0700; missing folders are made. A folder or file that is a
+/// symbolic link, belongs to another user, or is open to others in any way is refused, never
+/// repaired: what lay there may be known already. A write replaces the whole file at once, and is
+/// on the disk when it returns; whatever happens, the old or the new bytes remain.
+///
+/// Safe for several threads, and several processes may use one file: the last write wins.
+/// All members throw TokenStoreError.
+class OIDCAUTH_HOST_API SecretFile {
+public:
+    /// In bytes. Far above any token record; keeps a wrong file from filling the memory.
+    static constexpr std::size_t maxSize = std::size_t{1} << 20U;
+
+    /// A relative path is taken from the current folder of now.
+    explicit SecretFile(const std::filesystem::path& file);
+
+    /// Removes the file, and what killed writers left of it.
+    void clear();
+
+    /// The bytes, or none when there is no file. With `reread` they come from the file; otherwise
+    /// they may be those that this object read or wrote last.
+    std::vector<std::uint8_t> read(bool reread);
+
+    void write(const std::vector<std::uint8_t>& bytes);
+
+private:
+    std::mutex m_mutex;  // guards the cache; writers of other processes need no lock
+    std::filesystem::path m_file;
+    std::filesystem::path m_folder;
+    std::optional<std::vector<std::uint8_t>> m_cache;
+};
+
+/// Keeps the library's secret of type T in a SecretFile.
+template <class T>
+class FileTokenStore final : public ISecretStore<T> {
+public:
+    explicit FileTokenStore(const std::filesystem::path& file) : m_file(file) {}
+
+    void clear() override { m_file.clear(); }
+    void read(std::vector<std::uint8_t>& bytes, bool reread) override {
+        bytes.clear();  // also when reading fails
+        bytes = m_file.read(reread);
+    }
+    void write(const std::vector<std::uint8_t>& bytes) override { m_file.write(bytes); }
+
+private:
+    SecretFile m_file;
+};
+
+}  // namespace standalone

@@ -1,0 +1,119 @@
+#include "platform/TaskScheduler.h"
+
+#include <pplx/threadpool.h>
+
+#include <system_error>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+// Long enough to keep a thread warm between the requests of a busy program.
+constexpr std::chrono::seconds idleLimit{10};
+
+class InlineScheduler final : public Concurrency::scheduler_interface {
+public:
+    void schedule(Concurrency::TaskProc_t body, void* parameter) override { body(parameter); }
+};
+
+GrowingScheduler& growingScheduler() {
+    // The pool must outlive our threads, which wait for it: what is made later is destroyed first.
+    crossplat::threadpool::shared_instance();
+    static GrowingScheduler scheduler(idleLimit);
+    return scheduler;
+}
+
+}  // namespace
+
+GrowingScheduler::GrowingScheduler(std::chrono::milliseconds idleLimit) : m_idleLimit(idleLimit) {}
+
+GrowingScheduler::~GrowingScheduler() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_stopping = true;
+    m_workOrStop.notify_all();
+    m_threadEnded.wait(lock, [this] { return m_threads.empty(); });
+    join(std::move(m_ended));
+}
+
+void GrowingScheduler::schedule(Concurrency::TaskProc_t body, void* parameter) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_work.push_back({body, parameter});
+    // An idle thread that was woken for earlier work still counts as idle until it runs.
+    if (m_work.size() <= m_idle) {
+        m_workOrStop.notify_one();
+        return;
+    }
+    try {
+        startThread();
+    } catch (const std::system_error&) {
+        if (m_threads.empty()) {
+            m_work.pop_back();
+            throw;
+        }
+        // The threads that there are come to it in their time.
+    }
+}
+
+std::size_t GrowingScheduler::threadCount() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_threads.size();
+}
+
+void GrowingScheduler::startThread() {
+    const auto self = m_threads.emplace(m_threads.end());
+    try {
+        *self = std::thread([this, self] { run(self); });
+    } catch (...) {
+        m_threads.erase(self);
+        throw;
+    }
+}
+
+void GrowingScheduler::run(Threads::iterator self) {
+    Threads ended;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        for (;;) {
+            ++m_idle;
+            m_workOrStop.wait_for(lock, m_idleLimit,
+                                  [this] { return m_stopping || !m_work.empty(); });
+            --m_idle;
+            if (m_work.empty()) {
+                break;
+            }
+            const Work work = m_work.front();
+            m_work.pop_front();
+            lock.unlock();
+            work.body(work.parameter);
+            lock.lock();
+        }
+        ended.swap(m_ended);
+        m_ended.splice(m_ended.end(), m_threads, self);
+        m_threadEnded.notify_all();
+    }
+    join(std::move(ended));
+}
+
+void GrowingScheduler::join(Threads threads) {
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+Concurrency::task_options blocking() {
+    return {static_cast<Concurrency::scheduler_interface&>(growingScheduler())};
+}
+
+Concurrency::task_options blocking(const Concurrency::cancellation_token& token) {
+    Concurrency::task_options options = blocking();
+    options.set_cancellation_token(token);
+    return options;
+}
+
+Concurrency::task_options inlined() {
+    static InlineScheduler scheduler;
+    return {static_cast<Concurrency::scheduler_interface&>(scheduler)};
+}
+
+}  // namespace platform

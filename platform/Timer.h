@@ -1,0 +1,25 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace platform {
+
+/// Calls `expired` once, `delay` from its construction, unless it is destroyed before. The call
+/// comes on a thread of the HTTP library's pool, or the platform's like: it only completes or
+/// cancels something and never blocks. Destroying the timer does not wait for a call that has
+/// already begun, so that `expired` owns or shares what it touches.
+class OneShotTimer {
+public:
+    OneShotTimer(std::chrono::milliseconds delay, std::function<void()> expired);
+    ~OneShotTimer();
+    OneShotTimer(const OneShotTimer&) = delete;
+    OneShotTimer& operator=(const OneShotTimer&) = delete;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace platform

@@ -1,0 +1,399 @@
+#include "testing/TestProvider.h"
+
+#include "testing/detail/Answering.h"
+#include "testing/detail/Certificates.h"
+#include "testing/detail/HttpServer.h"
+
+#include <picojson.h>
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <set>
+#include <utility>
+
+namespace auth::testing {
+namespace {
+
+using detail::Content;
+using detail::Settings;
+using std::chrono::milliseconds;
+using Lock = std::unique_lock<std::mutex>;
+using Members = std::map<std::string, std::string>;  // values are JSON
+
+constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token};
+constexpr std::array paths{"/.well-known/openid-configuration", "/jwks", "/token"};
+
+const char* pathOf(Endpoint endpoint) {
+    return paths.at(static_cast<std::size_t>(endpoint));
+}
+
+std::string quoted(const std::string& text) {
+    return picojson::value(text).serialize();
+}
+
+std::string object(const Members& members) {
+    std::string text = "{";
+    for (const auto& [name, json] : members) {
+        text.append(text.size() > 1 ? "," : "").append(quoted(name)).append(":").append(json);
+    }
+    return text + "}";
+}
+
+// Different in every provider of a test, too.
+std::string freshToken() {
+    static const auto start = std::random_device()();
+    static std::atomic<unsigned> count{0};
+    return "token-" + std::to_string(start) + '-' + std::to_string(++count);
+}
+
+using TlsContext = boost::asio::ssl::context;
+
+std::optional<TlsContext> tlsContext(const ProviderOptions& options,
+                                     const std::filesystem::path& authorityFile) {
+    if (!options.tls) {
+        return std::nullopt;
+    }
+    TlsContext context(TlsContext::tls_server);
+    const bool other = options.certificate == ServerCertificate::OtherHost;
+    detail::installCertificate(context.native_handle(),
+                               other ? "DNS:other.example" : "IP:127.0.0.1,DNS:localhost",
+                               options.certificate == ServerCertificate::Expired, authorityFile);
+    return context;
+}
+
+struct EndpointState {
+    Settings settings;
+    std::size_t received = 0;
+    unsigned holds = 0;
+    std::vector<std::pair<detail::Arrival, detail::Answer>> held;
+};
+
+}  // namespace
+
+/// Shared by the tests' threads and the server's.
+struct TestProvider::State final : detail::ServerEvents {
+    explicit State(const ProviderOptions& options)
+        : issuerPath(options.issuerPath),
+          directory(options.tls ? std::make_unique<detail::TemporaryDirectory>() : nullptr),
+          authorityFile(directory ? directory->path() / "authority.pem" : ""),
+          server(*this, tlsContext(options, authorityFile)),
+          issuer((options.tls ? "https://127.0.0.1:" : "http://127.0.0.1:") +
+                 std::to_string(server.port()) + issuerPath) {
+        server.start();
+    }
+    ~State() override { server.stop(); }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    EndpointState& at(Endpoint endpoint) {
+        return endpointStates.at(static_cast<std::size_t>(endpoint));
+    }
+
+    template <class Change>
+    void change(Endpoint endpoint, Change apply) {
+        const Lock lock(mutex);
+        apply(at(endpoint).settings);
+    }
+
+    template <class Condition>
+    bool wait(milliseconds limit, Condition condition) {
+        Lock lock(mutex);
+        return changed.wait_for(lock, limit, condition);
+    }
+
+    std::vector<RecordedRequest> requestsTo(std::optional<Endpoint> endpoint) {
+        const Lock lock(mutex);
+        std::vector<RecordedRequest> result;
+        for (const auto& [receiver, request] : requests) {
+            if (!endpoint || endpoint == receiver) {
+                result.push_back(request);
+            }
+        }
+        return result;
+    }
+
+    void opened(unsigned connection) override {
+        const Lock lock(mutex);
+        connections = connection;
+        open.insert(connection);
+    }
+
+    void closed(unsigned connection) override {
+        const Lock lock(mutex);
+        open.erase(connection);
+        changed.notify_all();
+    }
+
+    void received(detail::Arrival arrival, detail::Answer answer) override {
+        const auto endpoint = endpointOf(arrival.request.target);
+        Lock lock(mutex);
+        requests.emplace_back(endpoint, arrival.request);
+        if (endpoint) {
+            ++at(*endpoint).received;
+            changed.notify_all();
+            if (at(*endpoint).holds > 0) {
+                at(*endpoint).held.emplace_back(std::move(arrival), std::move(answer));
+                return;
+            }
+        }
+        auto reply = replyTo(arrival, endpoint);
+        lock.unlock();
+        answer(std::move(reply));
+    }
+
+    void release(Endpoint endpoint) {
+        const Lock lock(mutex);
+        if (--at(endpoint).holds > 0) {
+            return;
+        }
+        // Answers may be given on the server's thread only.
+        server.post([this, held = std::exchange(at(endpoint).held, {}), endpoint] {
+            for (const auto& [arrival, answer] : held) {
+                Lock relock(mutex);
+                auto reply = replyTo(arrival, endpoint);
+                relock.unlock();
+                answer(std::move(reply));
+            }
+        });
+    }
+
+    std::optional<Endpoint> endpointOf(const std::string& target) const {
+        for (const auto endpoint : endpoints) {
+            if (target.substr(0, target.find('?')) == issuerPath + pathOf(endpoint)) {
+                return endpoint;
+            }
+        }
+        return std::nullopt;
+    }
+
+    detail::Reply replyTo(const detail::Arrival& arrival, std::optional<Endpoint> endpoint) {
+        if (!arrival.wellFormed || !endpoint) {
+            return detail::render({arrival.wellFormed ? 404U : 400U, {}, {}}, {},
+                                  arrival.keepAlive);
+        }
+        auto& settings = at(*endpoint).settings;
+        auto reply = detail::render(content(arrival.request, *endpoint, settings), settings,
+                                    arrival.keepAlive);
+        if (settings.answersLeft && --*settings.answersLeft == 0) {
+            settings = {};
+        }
+        return reply;
+    }
+
+    Content content(const RecordedRequest& request, Endpoint endpoint,
+                    const Settings& settings) const {
+        const bool token = endpoint == Endpoint::Token;
+        const auto* const method = token ? "POST" : "GET";
+        if (request.method != method) {
+            return {405, {}, {{"Allow", method}}};
+        }
+        Fields headers{{"Content-Type", "application/json"}};
+        if (token) {
+            headers.emplace_back("Cache-Control", "no-store");
+        }
+        if (token && requiredClient && requiredClient != request.client()) {
+            headers.emplace_back("WWW-Authenticate", "Basic realm=\"provider\"");
+            return {401, object({{"error", quoted("invalid_client")}}), headers};
+        }
+        if (token && request.field("grant_type") != "client_credentials") {
+            return {400, object({{"error", quoted("unsupported_grant_type")}}), headers};
+        }
+        return {200, document(endpoint, settings), headers};
+    }
+
+    std::string document(Endpoint endpoint, const Settings& settings) const {
+        if (settings.document) {
+            return *settings.document;
+        }
+        auto result = members(endpoint);
+        for (const auto& [name, json] : settings.members) {
+            result.erase(name);
+            if (json) {
+                result.emplace(name, *json);
+            }
+        }
+        return object(result);
+    }
+
+    Members members(Endpoint endpoint) const {
+        switch (endpoint) {
+            case Endpoint::Keys:
+                return {{"keys", "[]"}};
+            case Endpoint::Token:
+                return {{"access_token", quoted(freshToken())},
+                        {"token_type", quoted("Bearer")},
+                        {"expires_in", std::to_string(tokenLifetime.count())}};
+            case Endpoint::Discovery:
+                break;
+        }
+        return {{"issuer", quoted(issuer)},
+                {"authorization_endpoint", quoted(issuer + "/authorize")},
+                {"token_endpoint", quoted(issuer + pathOf(Endpoint::Token))},
+                {"jwks_uri", quoted(issuer + pathOf(Endpoint::Keys))},
+                {"response_types_supported", R"(["code"])"},
+                {"subject_types_supported", R"(["public"])"},
+                {"id_token_signing_alg_values_supported", R"(["RS256"])"},
+                {"grant_types_supported", R"(["client_credentials"])"},
+                {"scopes_supported", R"(["openid", "a", "b"])"},
+                {"token_endpoint_auth_methods_supported",
+                 R"(["client_secret_basic","client_secret_post"])"}};
+    }
+
+    const std::string issuerPath;
+    const std::unique_ptr<const detail::TemporaryDirectory> directory;
+    const std::filesystem::path authorityFile;
+    detail::HttpServer server;  // outlives the held answers, which refer to its connections
+    const std::string issuer;
+
+    std::mutex mutex;  // guards all that follows
+    std::condition_variable changed;
+    std::vector<std::pair<std::optional<Endpoint>, RecordedRequest>> requests;
+    unsigned connections = 0;
+    std::set<unsigned> open;
+    std::array<EndpointState, endpoints.size()> endpointStates;
+    std::chrono::seconds tokenLifetime{3600};
+    std::optional<std::pair<std::string, std::string>> requiredClient;
+};
+
+TestProvider::TestProvider(const ProviderOptions& options)
+    : m_state(std::make_shared<State>(options)) {}
+
+// Not left to the state: a Hold that is released at this moment may keep it a little longer.
+TestProvider::~TestProvider() {
+    m_state->server.stop();
+}
+
+std::string TestProvider::issuer() const {
+    return m_state->issuer;
+}
+
+std::string TestProvider::url(Endpoint endpoint) const {
+    return m_state->issuer + pathOf(endpoint);
+}
+
+unsigned short TestProvider::port() const {
+    return m_state->server.port();
+}
+
+std::filesystem::path TestProvider::authorityFile() const {
+    return m_state->authorityFile;
+}
+
+std::vector<RecordedRequest> TestProvider::requests() const {
+    return m_state->requestsTo(std::nullopt);
+}
+
+std::vector<RecordedRequest> TestProvider::requests(Endpoint endpoint) const {
+    return m_state->requestsTo(endpoint);
+}
+
+bool TestProvider::waitForRequests(Endpoint endpoint, std::size_t count, milliseconds limit) const {
+    return m_state->wait(limit, [&] { return m_state->at(endpoint).received >= count; });
+}
+
+unsigned TestProvider::connections() const {
+    const Lock lock(m_state->mutex);
+    return m_state->connections;
+}
+
+bool TestProvider::waitForClosed(unsigned connection, milliseconds limit) const {
+    return m_state->wait(limit, [&] {
+        return connection <= m_state->connections && m_state->open.count(connection) == 0;
+    });
+}
+
+void TestProvider::setTokenLifetime(std::chrono::seconds lifetime) {
+    const Lock lock(m_state->mutex);
+    m_state->tokenLifetime = lifetime;
+}
+
+void TestProvider::requireClient(const std::string& id, const std::string& secret) {
+    const Lock lock(m_state->mutex);
+    m_state->requiredClient.emplace(id, secret);
+}
+
+void TestProvider::setMember(Endpoint endpoint, const std::string& name, const std::string& json) {
+    m_state->change(endpoint, [&](Settings& set) { set.members[name] = json; });
+}
+
+void TestProvider::removeMember(Endpoint endpoint, const std::string& name) {
+    m_state->change(endpoint, [&](Settings& set) { set.members[name].reset(); });
+}
+
+void TestProvider::setDocument(Endpoint endpoint, const std::string& body) {
+    m_state->change(endpoint, [&](Settings& set) { set.document = body; });
+}
+
+void TestProvider::setStatus(Endpoint endpoint, unsigned status) {
+    m_state->change(endpoint, [&](Settings& set) { set.status = status; });
+}
+
+void TestProvider::setHeader(Endpoint endpoint, const std::string& name, const std::string& value) {
+    m_state->change(endpoint, [&](Settings& set) { set.headers.emplace_back(name, value); });
+}
+
+void TestProvider::slowHead(Endpoint endpoint, milliseconds interval) {
+    m_state->change(endpoint, [&](Settings& set) { set.headPace = interval; });
+}
+
+void TestProvider::slowBody(Endpoint endpoint, milliseconds interval) {
+    m_state->change(endpoint, [&](Settings& set) { set.bodyPace = interval; });
+}
+
+void TestProvider::neverAnswer(Endpoint endpoint) {
+    m_state->change(endpoint, [&](Settings& set) { set.silent = true; });
+}
+
+void TestProvider::truncateBody(Endpoint endpoint, std::uint64_t bytes) {
+    m_state->change(endpoint, [&](Settings& set) { set.bodyCut = bytes; });
+}
+
+void TestProvider::closeConnection(Endpoint endpoint, CloseAt at, CloseBy by) {
+    m_state->change(endpoint, [&](Settings& set) { set.close.emplace(at, by); });
+}
+
+void TestProvider::garbage(Endpoint endpoint, const std::string& bytes) {
+    m_state->change(endpoint, [&](Settings& set) { set.garbage = bytes; });
+}
+
+void TestProvider::hugeBody(Endpoint endpoint, std::uint64_t bytes, Framing framing) {
+    m_state->change(endpoint, [&](Settings& set) {
+        set.minimalBody = bytes;
+        set.framing = framing;
+    });
+}
+
+void TestProvider::closeAfterAnswer(Endpoint endpoint) {
+    m_state->change(endpoint, [&](Settings& set) { set.closeAfterAnswer = true; });
+}
+
+void TestProvider::resetAfter(Endpoint endpoint, unsigned answers) {
+    m_state->change(endpoint, [&](Settings& set) { set.answersLeft = answers; });
+}
+
+void TestProvider::reset(Endpoint endpoint) {
+    m_state->change(endpoint, [&](Settings& set) { set = {}; });
+}
+
+void TestProvider::reset() {
+    for (const auto endpoint : endpoints) {
+        reset(endpoint);
+    }
+}
+
+TestProvider::Hold TestProvider::hold(Endpoint endpoint) {
+    const Lock lock(m_state->mutex);
+    ++m_state->at(endpoint).holds;
+    return Hold({m_state.get(), [state = std::weak_ptr(m_state), endpoint](void*) {
+                     if (const auto alive = state.lock()) {
+                         alive->release(endpoint);
+                     }
+                 }});
+}
+
+}  // namespace auth::testing

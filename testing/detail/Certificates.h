@@ -1,0 +1,29 @@
+#pragma once
+
+#include <openssl/types.h>
+
+#include <filesystem>
+#include <string>
+
+namespace auth::testing::detail {
+
+/// A directory that only the user can enter, removed with its content in the destructor.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::filesystem::path& path() const { return m_path; }
+
+private:
+    std::filesystem::path m_path;
+};
+
+/// Gives `context` a new server certificate and writes the authority that issued it to a PEM file.
+/// `names` is a list such as "IP:127.0.0.1,DNS:localhost". Throws std::runtime_error.
+void installCertificate(SSL_CTX* context, const std::string& names, bool expired,
+                        const std::filesystem::path& authorityFile);
+
+}  // namespace auth::testing::detail

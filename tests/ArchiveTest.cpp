@@ -1,0 +1,132 @@
+#include "host/CMemoryArchive.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+template <class Action>
+int causeOf(Action action) {
+    try {
+        action();
+    } catch (const CArchiveException& error) {
+        EXPECT_STRNE(error.what(), "");
+        return error.m_cause;
+    }
+    return CArchiveException::none;
+}
+
+TEST(Archive, TellsTheLengthOfTextInTheShortestForm) {
+    struct Case {
+        std::size_t length;
+        Bytes prefix;
+    };
+    const std::vector<Case> cases = {
+        {0, {0xFF, 0xFE, 0xFF, 0x00}},
+        {254, {0xFF, 0xFE, 0xFF, 0xFE}},
+        {255, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0x00}},
+        {0xFFFD, {0xFF, 0xFE, 0xFF, 0xFF, 0xFD, 0xFF}},
+        {0xFFFE, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0x00}},
+        {70000, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x70, 0x11, 0x01, 0x00}},
+    };
+    for (const Case& row : cases) {
+        const CString text(std::string(row.length, 'x'));
+        CArchive storing;
+        storing << text;
+        ASSERT_GE(storing.bytes().size(), row.prefix.size());
+        EXPECT_EQ(Bytes(storing.bytes().begin(),
+                        storing.bytes().begin() + static_cast<std::ptrdiff_t>(row.prefix.size())),
+                  row.prefix);
+        EXPECT_EQ(storing.bytes().size(), row.prefix.size() + 2 * row.length);
+        CArchive loading(storing.bytes());
+        CString loaded;
+        loading >> loaded;
+        EXPECT_TRUE(loaded == text) << row.length;
+    }
+}
+
+TEST(Archive, LoadsNarrowText) {
+    for (const std::size_t length : {std::size_t{3}, std::size_t{300}, std::size_t{70000}}) {
+        CArchive storing;
+        storing.writeNarrow(std::string(length, 'n'));
+        CArchive loading(storing.bytes());
+        CString loaded;
+        loading >> loaded;
+        EXPECT_EQ(loaded.GetLength(), static_cast<int>(length));
+    }
+    CArchive umlaut(Bytes{2, 0xC3, 0xA4});
+    CString text;
+    umlaut >> text;
+    EXPECT_EQ(text, CString(L"\u00E4"));
+}
+
+TEST(Archive, KeepsNumbersLittleEndian) {
+    CArchive storing;
+    storing << std::int32_t{-2} << std::numeric_limits<std::int64_t>::min();
+    EXPECT_EQ(storing.bytes(), (Bytes{0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0x80}));
+    CArchive loading(storing.bytes());
+    std::int32_t small = 0;
+    std::int64_t large = 0;
+    loading >> small >> large;
+    EXPECT_EQ(small, -2);
+    EXPECT_EQ(large, std::numeric_limits<std::int64_t>::min());
+}
+
+TEST(Archive, NamesTheCauseOfAFailure) {
+    CString text;
+    std::int64_t number = 0;
+    EXPECT_EQ(causeOf([] { CArchive(Bytes{}) << std::int32_t{1}; }), CArchiveException::readOnly);
+    EXPECT_EQ(causeOf([&] { CArchive() >> number; }), CArchiveException::writeOnly);
+    EXPECT_EQ(causeOf([&] { CArchive(Bytes(7)) >> number; }), CArchiveException::endOfFile);
+    const Bytes claimsFourGigabytes{0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    EXPECT_EQ(causeOf([&] { CArchive(claimsFourGigabytes) >> text; }),
+              CArchiveException::endOfFile);
+    const Bytes wideTwice{0xFF, 0xFE, 0xFF, 0xFF, 0xFE, 0xFF, 0x00};
+    EXPECT_EQ(causeOf([&] { CArchive(wideTwice) >> text; }), CArchiveException::badSchema);
+}
+
+TEST(MemoryArchive, FindsItsSections) {
+    CMemoryArchive storing(457);
+    EXPECT_TRUE(storing.startSection("One", true));
+    storing << 7;
+    storing.Close();
+    CMemoryArchive loading(storing.detachCompressedData());
+    EXPECT_EQ(loading.fileVersion(), 457);
+    EXPECT_FALSE(loading.startSection("Other", true));
+    EXPECT_EQ(causeOf([&] { loading.startSection("Other", false); }), CArchiveException::badSchema);
+    EXPECT_TRUE(CMemoryArchive(loading).startSection("One", false));
+    EXPECT_TRUE(loading.startSection("One", true));
+    int value = 0;
+    loading >> value;
+    EXPECT_EQ(value, 7);
+}
+
+TEST(MemoryArchive, RefusesWhatItDidNotWrite) {
+    CMemoryArchive storing;
+    storing << CString("text");
+    storing.Close();
+    const Bytes good = storing.detachCompressedData();
+    EXPECT_TRUE(storing.detachCompressedData().empty()) << "taken out only once";
+
+    Bytes longer = good;
+    longer.push_back(0);
+    Bytes foreign = good;
+    foreign[0] = 'X';
+    for (const Bytes& bytes : {Bytes{}, Bytes{'K', 'M', 'A', '1'}, longer, foreign}) {
+        EXPECT_EQ(causeOf([&] { CMemoryArchive archive(bytes); }), CArchiveException::badSchema);
+    }
+    EXPECT_EQ(causeOf([] {
+                  CMemoryArchive huge;
+                  huge << CString(std::string(CMemoryArchive::maxContent / 2, 'x'));
+                  huge.Close();
+              }),
+              CArchiveException::badSchema);
+}
+
+}  // namespace

@@ -1,0 +1,229 @@
+#include "auth/COIDCAuthClientCredentials.h"
+#include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TestClock.h"
+
+#include <cpprest/version.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::testing::Endpoint;
+using auth::testing::TestProvider;
+using test::LogLine;
+using ::testing::HasSubstr;
+
+const auto noToken = Concurrency::cancellation_token::none();
+
+auth::COIDCToken request(const TestProvider& provider, const auth::detail::LoggerPtr& logger,
+                         const char* secret = "secret", const char* scope = "a b") {
+    auth::COIDCAuthClientCredentials flow(provider.configUrl(), logger, "client_credentials");
+    return flow.requestTokenAsync("client", secret, scope, noToken).get();
+}
+
+const std::string userAgent = "cpprestsdk/" + std::to_string(CPPREST_VERSION_MAJOR) + '.' +
+                              std::to_string(CPPREST_VERSION_MINOR) + '.' +
+                              std::to_string(CPPREST_VERSION_REVISION);
+
+TEST(ClientCredentials, SendsExactlyThis) {
+    TestProvider provider;
+    provider.setMember(Endpoint::Discovery, "token_endpoint",
+                       '"' + provider.tokenEndpoint() + "?x=1#part\"");
+    request(provider, nullptr, "/:+=&% \xC3\xA4?@;", "read  write ");
+
+    const auto requests = provider.requests();
+    ASSERT_EQ(requests.size(), 2U);
+    const std::string host = "Host: 127.0.0.1:" + std::to_string(provider.port()) + "\r\n";
+    const std::string rest = "User-Agent:" + userAgent + "\r\nConnection: Keep-Alive\r\n\r\n";
+    EXPECT_EQ(requests[0].head, "GET /.well-known/openid-configuration HTTP/1.1\r\n" + host + rest);
+    const std::string body =
+        "grant_type=client_credentials&client_id=client"
+        "&client_secret=/:%2B%3D%26%25%20%C3%A4?@%3B&scope=read%20%20write%20";
+    EXPECT_EQ(requests[1].body, body);
+    EXPECT_EQ(requests[1].head, "POST /token HTTP/1.1\r\n" + host +
+                                    "Content-Length:" + std::to_string(body.size()) + "\r\n" +
+                                    "Content-Type:application/x-www-form-urlencoded\r\n" + rest);
+    EXPECT_EQ(requests[0].connection, requests[1].connection);
+}
+
+TEST(ClientCredentials, MakesATokenOfTheAnswer) {
+    const auto now = std::chrono::system_clock::time_point(1'700'000'000s);
+    test::TestClock clock;
+    clock.freezeAt(now);
+    TestProvider provider;
+    provider.setMember(Endpoint::Token, "access_token", R"("opaque \u00e4")");
+    provider.setMember(Endpoint::Token, "refresh_token", R"("not for services")");
+    provider.setMember(Endpoint::Token, "scope", R"("other")");
+    for (const int seconds : {3600, 0, -60}) {
+        provider.setMember(Endpoint::Token, "expires_in", std::to_string(seconds));
+        auto token = request(provider, nullptr, "secret", "b a");
+        EXPECT_EQ(token.accessToken(), CString(L"opaque \u00E4"));
+        EXPECT_TRUE(token.refreshToken().IsEmpty());
+        EXPECT_TRUE(token.idToken().IsEmpty());
+        EXPECT_EQ(token.clientId(), CString("client"));
+        EXPECT_EQ(token.scopes(), CString("a b"));
+        EXPECT_EQ(token.expiresAt(), now + std::chrono::seconds(seconds));
+    }
+}
+
+TEST(ClientCredentials, LogsItsSteps) {
+    TestProvider provider;
+    const auto log = std::make_shared<test::CapturedLog>();
+    request(provider, test::CapturedLog::loggerTo(log));
+    EXPECT_EQ(log->lines(), (std::vector<LogLine>{
+                                {2, "Receiving and validating OIDC configuration..."},
+                                {2, "OIDC configuration received and validated successfully."},
+                                {2, "Requesting token..."},
+                                {2, "Token requested successfully."},
+                            }));
+}
+
+struct Refusal {
+    const char* name;
+    std::function<void(TestProvider&)> arrange;
+    const char* text;    // part of the exception's text
+    const char* logged;  // the one line at level 4, or ""
+    std::size_t tokenRequests;
+};
+
+std::vector<Refusal> refusals() {
+    const auto discovery = Endpoint::Discovery;
+    const auto token = Endpoint::Token;
+    std::vector<Refusal> rows = {
+        {"no grant types", [=](auto& p) { p.removeMember(discovery, "grant_types_supported"); },
+         "Key not found", "", 0},
+        {"other grant types",
+         [=](auto& p) {
+             p.setMember(discovery, "grant_types_supported", R"(["authorization_code", 1,
+             "Client_Credentials"])");
+         },
+         "requested grant type is not supported", "Requested grant type is not supported.", 0},
+        {"grant types as text",
+         [=](auto& p) {
+             p.setMember(discovery, "grant_types_supported", R"("client_credentials")");
+         },
+         "not an array", "", 0},
+        {"issuer is missing before the grant type is looked at",
+         [=](auto& p) {
+             p.removeMember(discovery, "issuer");
+             p.setMember(discovery, "grant_types_supported", "[]");
+         },
+         "Key not found", "", 0},
+        {"issuer is a number", [=](auto& p) { p.setMember(discovery, "issuer", "1"); },
+         "not a string", "", 0},
+        {"no authorization endpoint",
+         [=](auto& p) { p.removeMember(discovery, "authorization_endpoint"); }, "Key not found", "",
+         0},
+        {"no token endpoint", [=](auto& p) { p.removeMember(discovery, "token_endpoint"); },
+         "Key not found", "", 0},
+        {"no scopes", [=](auto& p) { p.removeMember(discovery, "scopes_supported"); },
+         "Key not found", "", 0},
+        {"scope is a number",
+         [=](auto& p) { p.setMember(discovery, "scopes_supported", R"(["a", 1])"); },
+         "not a string", "", 0},
+        {"configuration is a list", [=](auto& p) { p.setDocument(discovery, "[]"); },
+         "not an object", "", 0},
+        {"configuration is cut", [=](auto& p) { p.setDocument(discovery, R"({"issuer": "x)"); },
+         "Syntax error", "", 0},
+        {"configuration is text", [=](auto& p) { p.setContentType(discovery, "text/plain"); },
+         "Incorrect Content-Type", "", 0},
+        {"configuration is nested deeply",
+         [=](auto& p) { p.setDocument(discovery, std::string(100'000, '[')); }, "Nesting too deep",
+         "", 0},
+        {"token endpoint is none",
+         [=](auto& p) { p.setMember(discovery, "token_endpoint", R"("not a url")"); }, "", "", 0},
+        {"token type is missing", [=](auto& p) { p.removeMember(token, "token_type"); },
+         "Key not found", "", 1},
+        {"token type in lower case",
+         [=](auto& p) { p.setMember(token, "token_type", R"("bearer")"); }, "invalid token type",
+         "Token type is not 'Bearer'.", 1},
+        {"token type is checked first",
+         [=](auto& p) {
+             p.setMember(token, "token_type", R"("mac")");
+             p.removeMember(token, "access_token");
+         },
+         "invalid token type", "Token type is not 'Bearer'.", 1},
+        {"no access token", [=](auto& p) { p.removeMember(token, "access_token"); },
+         "Key not found", "", 1},
+        {"access token is a number", [=](auto& p) { p.setMember(token, "access_token", "7"); },
+         "not a string", "", 1},
+        {"access token is not UTF-8",
+         [=](auto& p) { p.setMember(token, "access_token", "\"\xC3(\""); }, "UTF-8", "", 1},
+        {"no expiry", [=](auto& p) { p.removeMember(token, "expires_in"); }, "Key not found", "",
+         1},
+        {"expiry as text", [=](auto& p) { p.setMember(token, "expires_in", R"("3600")"); },
+         "not a number", "", 1},
+        {"token answer is text", [=](auto& p) { p.setContentType(token, "text/html"); },
+         "Incorrect Content-Type", "", 1},
+        {"token answer is cut", [=](auto& p) { p.setDocument(token, "{"); }, "Syntax error", "", 1},
+    };
+    for (const unsigned status : {201U, 204U, 301U, 302U, 304U, 307U, 308U, 400U, 401U, 500U}) {
+        static std::vector<std::string> lines;
+        lines.reserve(40);
+        const auto arrange = [=](Endpoint endpoint) {
+            return [=](TestProvider& p) {
+                status / 100 == 3 ? p.redirect(endpoint, status, p.url(endpoint) + "?again")
+                                  : p.setStatus(endpoint, status);
+            };
+        };
+        lines.push_back("Unable to receive OIDC configuration. Unexpected response (" +
+                        std::to_string(status) + ") received.");
+        rows.push_back({"configuration status", arrange(discovery),
+                        "unable to retrieve configuration", lines.back().c_str(), 0});
+        lines.push_back("Unable to request token. Unexpected response (" + std::to_string(status) +
+                        ") is received.");
+        rows.push_back(
+            {"token status", arrange(token), "unable to retrieve token", lines.back().c_str(), 1});
+    }
+    return rows;
+}
+
+TEST(ClientCredentials, RefusesAndAsksNothingFurther) {
+    TestProvider provider;
+    for (const Refusal& row : refusals()) {
+        for (const bool logged : {true, false}) {
+            provider.reset();
+            row.arrange(provider);
+            const auto before = provider.requests().size();
+            const auto log = std::make_shared<test::CapturedLog>();
+            try {
+                request(provider, logged ? test::CapturedLog::loggerTo(log) : nullptr);
+                ADD_FAILURE() << row.name << ": accepted";
+            } catch (const std::exception& error) {
+                EXPECT_THAT(error.what(), HasSubstr(row.text)) << row.name;
+            }
+            EXPECT_EQ(provider.requests().size() - before, 1 + row.tokenRequests) << row.name;
+            std::string errors;
+            for (const LogLine& line : log->lines()) {
+                errors += line.level == 4 ? line.text : "";
+            }
+            EXPECT_EQ(errors, logged ? row.logged : "") << row.name;
+        }
+    }
+}
+
+TEST(ClientCredentials, TakesScopesOnce) {
+    TestProvider provider;
+    provider.setMember(Endpoint::Discovery, "scopes_supported", R"(["a", "a", "b"])");
+    provider.removeMember(Endpoint::Discovery, "jwks_uri");
+    provider.removeMember(Endpoint::Discovery, "response_modes_supported");
+    provider.setMember(Endpoint::Discovery, "claims_supported", R"({"unknown": [1, null]})");
+    EXPECT_FALSE(request(provider, nullptr).accessToken().IsEmpty());
+}
+
+TEST(ClientCredentials, RefusesAnAddressThatIsNone) {
+    for (const char* const url : {"", "no url", "ftp://127.0.0.1/", "http://", "/path"}) {
+        EXPECT_THROW(auth::COIDCAuthClientCredentials(url, nullptr, "client_credentials"),
+                     std::exception)
+            << url;
+    }
+}
+
+}  // namespace

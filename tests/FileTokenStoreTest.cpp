@@ -1,0 +1,294 @@
+#include "host/standalone/FileTokenStore.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+using standalone::SecretFile;
+using standalone::TokenStoreError;
+using testing::HasSubstr;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// A record that shows when it holds parts of two: every byte tells the number, so does the size.
+Bytes recordOf(std::size_t number, std::size_t scale = 512) {
+    return Bytes((number % 64 + 1) * scale, static_cast<std::uint8_t>(number % 64));
+}
+
+bool isWhole(const Bytes& bytes, std::size_t scale = 512) {
+    return !bytes.empty() && bytes == recordOf(bytes.front(), scale);
+}
+
+constexpr auto* noError = "no error";
+
+std::string errorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const TokenStoreError& error) {
+        return error.what();
+    }
+    return noError;
+}
+
+/// Runs `body` in a process of its own, which ends with its result.
+pid_t start(const std::function<int()>& body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        int result = 99;
+        try {
+            result = body();
+        } catch (...) {  // NOLINT(bugprone-empty-catch): the result tells
+        }
+        ::_exit(result);
+    }
+    return child;
+}
+
+int endOf(pid_t child) {
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return status;
+}
+
+/// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
+/// in the middle of the write.
+int writeBeyondLimit(const fs::path& file, bool dies) {
+    constexpr rlimit fileSize{4096, 4096};
+    constexpr rlimit noCore{0, 0};
+    ::setrlimit(RLIMIT_CORE, &noCore);
+    ::setrlimit(RLIMIT_FSIZE, &fileSize);
+    (void)::signal(SIGXFSZ, dies ? SIG_DFL : SIG_IGN);
+    SecretFile secret(file);
+    secret.read(true);
+    const auto error = errorOf([&] { secret.write(Bytes(10000, 1)); });
+    const bool tells = error.find(file.string()) != std::string::npos &&
+                       error.find("File too large") != std::string::npos;
+    return tells && secret.read(false) == recordOf(1) ? 0 : 1;
+}
+
+class FileTokenStoreTest : public testing::Test {
+protected:
+    void SetUp() override {
+        auto name = (fs::temp_directory_path() / "token-store-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(name.data()), nullptr);
+        m_base = name;
+        m_folder = m_base / "folder";
+        m_file = m_folder / "token";
+    }
+    void TearDown() override { fs::remove_all(m_base); }
+
+    std::ptrdiff_t entries() const {
+        return std::distance(fs::directory_iterator(m_folder), fs::directory_iterator());
+    }
+    void put(const fs::path& file, std::size_t size, mode_t mode = 0600) const {
+        std::ofstream(file) << std::string(size, 'x');
+        ASSERT_EQ(::chmod(file.c_str(), mode), 0);
+    }
+
+    fs::path m_base;
+    fs::path m_folder;
+    fs::path m_file;
+};
+
+TEST_F(FileTokenStoreTest, keepsBytesPrivatelyAndForgetsThem) {
+    const auto file = m_base / "a" / "b" / "token";
+    standalone::FileTokenStore<int> store(file);
+    Bytes bytes{1, 2};
+    store.clear();
+    store.read(bytes, true);
+    EXPECT_TRUE(bytes.empty());
+    EXPECT_FALSE(fs::exists(m_base / "a")) << "reading makes no folders";
+
+    const mode_t mask = ::umask(0);
+    for (const auto& secret :
+         {Bytes{0, 255, '\n', 0}, recordOf(63), Bytes(SecretFile::maxSize), Bytes{7}, Bytes{}}) {
+        store.write(secret);
+        standalone::FileTokenStore<int>(file).read(bytes, false);
+        EXPECT_EQ(bytes, secret);
+    }
+    ::umask(mask);
+    for (const auto& [path, mode] :
+         {std::pair{m_base / "a", 0700U}, std::pair{m_base / "a" / "b", 0700U},
+          std::pair{file, 0600U}}) {
+        EXPECT_EQ(static_cast<unsigned>(fs::status(path).permissions()), mode) << path;
+    }
+
+    store.clear();
+    EXPECT_FALSE(fs::exists(file));
+    store.read(bytes, false);
+    EXPECT_TRUE(bytes.empty());
+}
+
+TEST_F(FileTokenStoreTest, refusesWhatIsNotPrivate) {
+    struct Case {
+        const char* text;
+        std::function<void()> prepare;  // in an empty folder of mode 0700
+    };
+    const std::vector<Case> cases{
+        {"/folder/token: is a symbolic link",
+         [&] {
+             put(m_base / "other", 3);
+             fs::create_symlink(m_base / "other", m_file);
+         }},
+        {"/folder/token: is a symbolic link",
+         [&] { fs::create_symlink(m_base / "missing", m_file); }},
+        {"/folder: is a symbolic link",
+         [&] {
+             put(m_file, 3);
+             fs::rename(m_folder, m_base / "elsewhere");
+             fs::create_directory_symlink(m_base / "elsewhere", m_folder);
+         }},
+        {"/folder: is a symbolic link or no folder",
+         [&] {
+             fs::remove(m_folder);
+             put(m_folder, 3);
+         }},
+        {"/folder/token: is not a regular file",
+         [&] { ASSERT_EQ(::mkfifo(m_file.c_str(), 0600), 0); }},
+        {"/folder/token: is not a regular file",
+         [&] { ASSERT_EQ(::mkdir(m_file.c_str(), 0700), 0); }},
+        {"/folder/token: is open to other users; set its mode to 0600",
+         [&] { put(m_file, 3, 0640); }},
+        {"/folder/token: is open to other users", [&] { put(m_file, 3, 0602); }},
+        {"/folder: is open to other users; set its mode to 0700",
+         [&] {
+             put(m_file, 3);
+             ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
+         }},
+        {"/folder/token: is too large", [&] { put(m_file, SecretFile::maxSize + 1); }},
+    };
+    for (const auto& each : cases) {
+        fs::remove_all(m_base);
+        ASSERT_EQ(::mkdir(m_base.c_str(), 0700) | ::mkdir(m_folder.c_str(), 0700), 0);
+        each.prepare();
+        SecretFile secret(m_file);
+        EXPECT_THAT(errorOf([&] { secret.read(false); }), HasSubstr(m_base.string() + each.text));
+        EXPECT_THAT(errorOf([&] { secret.write({1}); }), HasSubstr(m_base.string() + each.text));
+    }
+    EXPECT_THAT(errorOf([&] { SecretFile(m_base / "").read(true); }),
+                HasSubstr("not the path of a file"));
+    EXPECT_THAT(errorOf([&] { SecretFile(m_base / "t").write(Bytes(SecretFile::maxSize + 1)); }),
+                HasSubstr("too large"));
+}
+
+TEST_F(FileTokenStoreTest, refusesForeignOwners) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    constexpr uid_t someone = 65534;
+    for (const auto& path : {m_file, m_folder}) {
+        SecretFile secret(m_file);
+        secret.write({1});
+        ASSERT_EQ(::chown(path.c_str(), someone, 0), 0);
+        EXPECT_THAT(errorOf([&] { secret.read(true); }), HasSubstr("belongs to another user"));
+        EXPECT_THAT(errorOf([&] { secret.write({2}); }), HasSubstr("belongs to another user"));
+        ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
+    }
+}
+
+TEST_F(FileTokenStoreTest, remembersUntilRereadOrFailure) {
+    SecretFile here(m_file);
+    SecretFile there(m_file);
+    here.write({1});
+    there.write({2});
+    EXPECT_EQ(here.read(false), Bytes{1});
+    EXPECT_EQ(here.read(true), Bytes{2});
+    EXPECT_EQ(here.read(false), Bytes{2});
+
+    for (const bool byWriting : {true, false}) {
+        ASSERT_EQ(::chmod(m_file.c_str(), 0600), 0);
+        here.read(true);
+        ASSERT_EQ(::chmod(m_file.c_str(), 0644), 0);
+        EXPECT_EQ(here.read(false), Bytes{2});
+        EXPECT_NE(errorOf([&] { byWriting ? here.write({3}) : void(here.read(true)); }), noError);
+        EXPECT_NE(errorOf([&] { here.read(false); }), noError) << "only the file counts now";
+    }
+}
+
+TEST_F(FileTokenStoreTest, keepsTheOldRecordWhenAWriteFails) {
+    SecretFile secret(m_file);
+    secret.write(recordOf(1));
+    EXPECT_EQ(endOf(start([&] { return writeBeyondLimit(m_file, false); })), 0);
+    EXPECT_EQ(secret.read(true), recordOf(1));
+    EXPECT_EQ(entries(), 1);
+}
+
+TEST_F(FileTokenStoreTest, removesWhatDeadWritersLeft) {
+    SecretFile secret(m_file);
+    for (const bool byWriting : {true, false}) {
+        secret.write(recordOf(1));
+        ASSERT_TRUE(WIFSIGNALED(endOf(start([&] { return writeBeyondLimit(m_file, true); }))));
+        ASSERT_EQ(entries(), 2) << "the writer left no file behind";
+        EXPECT_EQ(secret.read(true), recordOf(1));
+        byWriting ? secret.write({1}) : secret.clear();
+        EXPECT_EQ(entries(), byWriting ? 1 : 0);
+    }
+}
+
+TEST_F(FileTokenStoreTest, survivesKilledWriters) {
+    constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
+    for (std::size_t round = 0; round < 60; ++round) {
+        std::array<int, 2> written{};
+        ASSERT_EQ(::pipe(written.data()), 0);
+        const pid_t child = start([&] {
+            SecretFile secret(m_file);
+            for (std::size_t number = round;; ++number) {
+                secret.write(recordOf(number, scale));
+                if (::write(written[1], "", 1) != 1) {
+                    return 1;
+                }
+            }
+        });
+        char byte = 0;
+        for (std::size_t count = 0; count < round % 3 + 1; ++count) {
+            ASSERT_EQ(::read(written[0], &byte, 1), 1);
+        }
+        ::kill(child, SIGKILL);
+        EXPECT_TRUE(WIFSIGNALED(endOf(child)));
+        ::close(written[0]);
+        ::close(written[1]);
+        ASSERT_TRUE(isWhole(SecretFile(m_file).read(true), scale)) << "round " << round;
+    }
+    SecretFile(m_file).write({1});
+    EXPECT_EQ(entries(), 1);
+}
+
+TEST_F(FileTokenStoreTest, servesSeveralProcesses) {
+    SecretFile secret(m_file);
+    secret.write(recordOf(0));
+    std::array<pid_t, 3> writers{};
+    for (auto& writer : writers) {
+        writer = start([&] {
+            SecretFile own(m_file);
+            for (std::size_t number = 0; number < 150; ++number) {
+                own.write(recordOf(number));
+            }
+            return 0;
+        });
+    }
+    for (const pid_t writer : writers) {
+        int status = 0;
+        while (::waitpid(writer, &status, WNOHANG) == 0) {
+            EXPECT_TRUE(isWhole(secret.read(true)));
+        }
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(entries(), 1);
+}
+
+}  // namespace

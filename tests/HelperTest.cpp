@@ -1,0 +1,220 @@
+#include "auth/COIDCHelper.h"
+#include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/MemoryStore.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/TestHost.h"
+#include "tests/support/TokenRecord.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::COIDCHelper;
+using auth::testing::Endpoint;
+using auth::testing::TestProvider;
+using Concurrency::cancellation_token;
+using Concurrency::cancellation_token_source;
+
+constexpr auto patience = 10s;
+
+/// A helper with a store in memory, at a provider of its own.
+class Helper : public ::testing::Test {
+protected:
+    std::unique_ptr<COIDCHelper> makeHelper() {
+        return std::make_unique<COIDCHelper>(std::make_unique<test::MemoryStore>(content),
+                                             COIDCHelper::makeExclusivePermit(),
+                                             test::CapturedLog::loggerTo(log));
+    }
+
+    Concurrency::task<CString> ask(COIDCHelper& by, unsigned int minValidity = 0,
+                                   const cancellation_token& token = cancellation_token::none()) {
+        return by.getAccessTokenClientCredentialsAsync(provider.configUrl(), "client", "secret",
+                                                       "a b", minValidity, token);
+    }
+
+    test::TokenRecord storedRecord() {
+        test::TokenRecord record;
+        record.scopes = {"a", "b", "c"};
+        record.expiresAt = std::chrono::system_clock::now() + 10min;
+        return record;
+    }
+
+    std::size_t tokenRequests() const { return provider.requests(Endpoint::Token).size(); }
+
+    TestProvider provider;
+    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
+    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
+    std::unique_ptr<COIDCHelper> helper = makeHelper();
+};
+
+TEST_F(Helper, NeedsATokenStore) {
+    for (const auto& logger :
+         {test::CapturedLog::loggerTo(log), decltype(test::CapturedLog::loggerTo(log))()}) {
+        try {
+            const COIDCHelper none(nullptr, COIDCHelper::makeExclusivePermit(), logger);
+            ADD_FAILURE();
+        } catch (const std::exception& error) {
+            EXPECT_STREQ(error.what(), "token store should be specified");
+        }
+    }
+    EXPECT_EQ(log->lines(),
+              (std::vector<test::LogLine>{
+                  {4, "Unable to create authenticator helper. Token store not specified."}}));
+}
+
+TEST_F(Helper, GetsStoresAndReusesAToken) {
+    const CString first = ask(*helper).get();
+    EXPECT_EQ(content->writes, 1);
+    EXPECT_EQ(test::load(content->bytes).accessToken(), first);
+    EXPECT_EQ(
+        helper->getAccessTokenClientCredentials(provider.configUrl(), "client", "secret", "b", 59),
+        first);
+    EXPECT_EQ(tokenRequests(), 1U);
+    EXPECT_EQ(content->rereadFlags, (std::vector<bool>{false, false}));
+    const std::string url = provider.configUrl();
+    EXPECT_EQ(log->lines(),
+              (std::vector<test::LogLine>{
+                  {1, "Obtaining oidc token using config url = " + url +
+                          ", client id = client, scopes = a b"},
+                  {2, "Stored token is invalid or expired or does not exists."},
+                  {2, "Requesting client authentication using config url = " + url +
+                          ", clientID = client, scopes = a b."},
+                  {2, "Receiving and validating OIDC configuration..."},
+                  {2, "OIDC configuration received and validated successfully."},
+                  {2, "Requesting token..."},
+                  {2, "Token requested successfully."},
+                  {2, "Client authentication performed successfully, token received."},
+                  {1, "Obtaining oidc token using config url = " + url +
+                          ", client id = client, scopes = b"},
+              }));
+}
+
+TEST_F(Helper, ReusesOnlyWhatServes) {
+    struct Case {
+        const char* name;
+        std::function<void(test::TokenRecord&)> change;
+        unsigned int minValidity;
+        bool reused;
+    };
+    const std::vector<Case> cases = {
+        {"as it is", [](auto&) {}, 0, true},
+        {"within its life", [](auto&) {}, 9, true},
+        {"not long enough", [](auto&) {}, 11, false},
+        {"other client", [](auto& record) { record.clientId = "Client"; }, 0, false},
+        {"scope missing", [](auto& record) { record.scopes = {"a"}; }, 0, false},
+        {"expired", [](auto& record) { record.expiresAt -= 1h; }, 0, false},
+    };
+    for (const Case& row : cases) {
+        auto record = storedRecord();
+        row.change(record);
+        content->bytes = record.bytes();
+        const auto before = tokenRequests();
+        EXPECT_EQ(ask(*helper, row.minValidity).get() == CString("access"), row.reused) << row.name;
+        EXPECT_EQ(tokenRequests() - before, row.reused ? 0U : 1U) << row.name;
+    }
+}
+
+TEST_F(Helper, TakesAnUnreadableStoreForAnEmptyOne) {
+    content->bytes = storedRecord().bytes();
+    content->bytes.back() ^= 1;
+    EXPECT_NE(ask(*helper).get(), CString("access"));
+    content->bytes = storedRecord().bytes();
+    content->readFailure = std::make_exception_ptr(std::runtime_error("disk"));
+    EXPECT_NE(ask(*helper).get(), CString("access"));
+    EXPECT_EQ(tokenRequests(), 2U);
+}
+
+TEST_F(Helper, PassesFailuresOnAndLeavesTheStoreAlone) {
+    auto record = storedRecord();
+    record.expiresAt -= 1h;
+    content->bytes = record.bytes();
+    const auto before = content->bytes;
+    for (const Endpoint endpoint : {Endpoint::Discovery, Endpoint::Token}) {
+        provider.setStatus(endpoint, 503);
+        EXPECT_THROW(ask(*helper).get(), std::exception);
+        provider.reset();
+    }
+    EXPECT_EQ(content->writes, 0);
+    EXPECT_EQ(content->bytes, before);
+
+    content->writeFailure = std::make_exception_ptr(std::runtime_error("disk full"));
+    try {
+        ask(*helper).get();
+        ADD_FAILURE();
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "disk full");
+    }
+    content->writeFailure = nullptr;
+    EXPECT_NO_THROW(ask(*helper).get());
+}
+
+TEST_F(Helper, NeedNotBeAskedForTheOutcome) {
+    // An exception that nobody observes would end the process.
+    provider.setStatus(Endpoint::Token, 500);
+    ask(*helper);
+    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, patience));
+    EXPECT_THROW(ask(*helper).get(), std::exception);  // after the first one: they queue
+}
+
+TEST_F(Helper, AsksOnceFor200RequestsAtOnce) {
+    auto hold = provider.hold(Endpoint::Discovery);
+    std::vector<Concurrency::task<CString>> tasks;
+    for (int i = 0; i < 200; ++i) {
+        tasks.push_back(ask(*helper));
+    }
+    hold.release();
+    const CString first = tasks.front().get();
+    for (const auto& task : tasks) {
+        EXPECT_EQ(task.get(), first);
+    }
+    EXPECT_EQ(tokenRequests(), 1U);
+}
+
+TEST_F(Helper, Serves200HelpersAtOnce) {
+    std::vector<std::unique_ptr<COIDCHelper>> helpers;
+    std::vector<Concurrency::task<CString>> tasks;
+    auto hold = provider.hold(Endpoint::Token);
+    for (int i = 0; i < 200; ++i) {
+        content = std::make_shared<test::StoreContent>();
+        helpers.push_back(makeHelper());
+        tasks.push_back(ask(*helpers.back()));
+    }
+    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 200, 60s));
+    hold.release();
+    for (const auto& task : tasks) {
+        EXPECT_FALSE(task.get().IsEmpty());
+    }
+}
+
+TEST_F(Helper, EndsAtOnceWhenCancelled) {
+    for (const Endpoint waitsAt : {Endpoint::Discovery, Endpoint::Token}) {
+        const auto hold = provider.hold(waitsAt);
+        const auto before = provider.requests(waitsAt).size();
+        const cancellation_token_source source;
+        const auto first = ask(*helper, 0, source.get_token());
+        ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, patience));
+        std::vector<Concurrency::task<CString>> queued;
+        for (int i = 0; i < 20; ++i) {
+            queued.push_back(ask(*helper, 0, source.get_token()));
+        }
+        const auto received = provider.requests().size();
+        source.cancel();  // the provider still holds its answer
+        EXPECT_THROW(first.get(), Concurrency::task_canceled);
+        for (const auto& task : queued) {
+            EXPECT_THROW(task.get(), Concurrency::task_canceled);
+        }
+        EXPECT_EQ(provider.requests().size(), received) << "the queued ones asked nothing";
+        EXPECT_EQ(content->writes, 0);
+    }
+    EXPECT_FALSE(ask(*helper).get().IsEmpty()) << "the next request finds the mutex free";
+}
+
+}  // namespace

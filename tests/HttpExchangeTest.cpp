@@ -1,0 +1,170 @@
+#include "auth/detail/HttpExchange.h"
+#include "testing/TestProvider.h"
+#include "tests/support/TestHost.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::detail::HttpExchange;
+using auth::detail::HttpRequest;
+using auth::testing::CloseAt;
+using auth::testing::CloseBy;
+using auth::testing::Endpoint;
+using auth::testing::Framing;
+using auth::testing::TestProvider;
+using web::http::http_response;
+
+constexpr auto patience = 10s;
+
+HttpRequest to(const std::string& url) {
+    return {utility::conversions::to_string_t(url), {}, {}};
+}
+
+Concurrency::task<std::string> get(
+    HttpExchange& http, const TestProvider& provider,
+    const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none()) {
+    return http.send(to(provider.configUrl()), token, [](const http_response&) {})
+        .then([](const http_response& response) { return response.extract_utf8string(true); });
+}
+
+TEST(HttpExchange, EndsEveryFaultInTime) {
+    const auto at = Endpoint::Discovery;
+    struct Fault {
+        const char* name;
+        std::function<void(TestProvider&)> arrange;
+        const char* text;
+    };
+    const std::vector<Fault> faults = {
+        {"no answer", [=](auto& p) { p.neverAnswer(at); }, "in time"},
+        {"slow head", [=](auto& p) { p.slowHead(at, 20ms); }, "in time"},
+        {"slow body", [=](auto& p) { p.slowBody(at, 20ms); }, "in time"},
+        {"closed before the head", [=](auto& p) { p.closeConnection(at, CloseAt::BeforeHead); },
+         "status line"},
+        {"closed inside the head", [=](auto& p) { p.closeConnection(at, CloseAt::InsideHead); },
+         "status line"},
+        {"closed after the head", [=](auto& p) { p.closeConnection(at, CloseAt::AfterHead); },
+         "response body"},
+        {"reset after the head",
+         [=](auto& p) { p.closeConnection(at, CloseAt::AfterHead, CloseBy::Reset); },
+         "response body"},
+        {"cut body", [=](auto& p) { p.truncateBody(at, 10); }, "response body"},
+        {"garbage", [=](auto& p) { p.garbage(at, std::string("\0\xFF\r\n\r\n", 6)); }, ""},
+        {"huge body announced",
+         [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::ContentLength); },
+         "response is too large"},
+        {"huge body in chunks",
+         [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::Chunked); },
+         "response is too large"},
+        {"huge body unannounced",
+         [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::EndOfConnection); },
+         "response is too large"},
+    };
+    const test::HttpTimeout limit(300ms);
+    TestProvider provider;
+    for (const Fault& fault : faults) {
+        provider.reset();
+        fault.arrange(provider);
+        HttpExchange http;
+        const auto start = std::chrono::steady_clock::now();
+        try {
+            get(http, provider).get();
+            ADD_FAILURE() << fault.name << ": accepted";
+        } catch (const std::exception& error) {
+            EXPECT_THAT(error.what(), ::testing::HasSubstr(fault.text)) << fault.name;
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - start, patience) << fault.name;
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), patience)) << fault.name;
+    }
+}
+
+TEST(HttpExchange, TakesALargeBodyWithinTheLimit) {
+    TestProvider provider;
+    provider.hugeBody(Endpoint::Discovery, 1024 * 1024, Framing::Chunked);
+    HttpExchange http;
+    EXPECT_EQ(get(http, provider).get().size(), 1024U * 1024U);
+}
+
+TEST(HttpExchange, KeepsOneConnectionAndNoticesWhenItIsGone) {
+    TestProvider provider;
+    HttpExchange http;
+    get(http, provider).get();
+    get(http, provider).get();
+    EXPECT_EQ(provider.connections(), 1U);
+
+    provider.closeAfterAnswer(Endpoint::Discovery);
+    get(http, provider).get();
+    ASSERT_TRUE(provider.waitForClosed(1, patience));
+    provider.reset();
+    get(http, provider).get();
+    EXPECT_EQ(provider.connections(), 2U);
+    EXPECT_EQ(provider.requests().size(), 4U);
+}
+
+TEST(HttpExchange, EndsAtOnceWhenCancelled) {
+    TestProvider provider;
+    const auto cancelledDuring = [&](const std::function<void()>& arrange) {
+        provider.reset();
+        arrange();
+        HttpExchange http;
+        const Concurrency::cancellation_token_source source;
+        const auto received = provider.requests().size();
+        const auto answer = get(http, provider, source.get_token());
+        ASSERT_TRUE(provider.waitForRequests(Endpoint::Discovery, received + 1, patience));
+        source.cancel();
+        EXPECT_THROW(answer.get(), Concurrency::task_canceled);
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), patience));
+    };
+    cancelledDuring([&] { provider.neverAnswer(Endpoint::Discovery); });
+    cancelledDuring([&] { provider.slowHead(Endpoint::Discovery, 20ms); });
+    cancelledDuring([&] { provider.slowBody(Endpoint::Discovery, 20ms); });
+}
+
+TEST(HttpExchange, SendsNothingForACancelledToken) {
+    TestProvider provider;
+    HttpExchange http;
+    const Concurrency::cancellation_token_source source;
+    source.cancel();
+    EXPECT_THROW(get(http, provider, source.get_token()).get(), Concurrency::task_canceled);
+    EXPECT_EQ(provider.connections(), 0U);
+}
+
+TEST(HttpExchange, LetsGoOfALongLivedToken) {
+    TestProvider provider;
+    const Concurrency::cancellation_token_source source;
+    const auto state = std::make_shared<int>();
+    HttpExchange()
+        .send(to(provider.configUrl()), source.get_token(), [state](const http_response&) {})
+        .get();
+    while (state.use_count() > 1) {
+        std::this_thread::yield();  // the HTTP library drops its handlers a moment later
+    }
+}
+
+TEST(HttpExchange, ReportsAPeerThatIsNotThere) {
+    unsigned short port = 0;
+    {
+        const TestProvider gone;
+        port = gone.port();
+    }
+    HttpExchange http;
+    const auto answer =
+        http.send(to("http://127.0.0.1:" + std::to_string(port)),
+                  Concurrency::cancellation_token::none(), [](const http_response&) {});
+    try {
+        answer.get();
+        ADD_FAILURE() << "answered";
+    } catch (const web::http::http_exception& error) {
+        EXPECT_TRUE(error.error_code());
+    }
+}
+
+}  // namespace

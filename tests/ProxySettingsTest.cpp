@@ -1,0 +1,162 @@
+#include "host/standalone/ProxySettings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+
+using standalone::ProxySettings;
+using standalone::ProxySettingsError;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+using Environment = std::map<std::string, std::string>;
+
+/// What is done for `target`, as one text.
+std::string routeOf(const Environment& environment, const std::string& target) {
+    const ProxySettings settings([&](const std::string& name) {
+        const auto found = environment.find(name);
+        return found == environment.end() ? std::nullopt : std::optional(found->second);
+    });
+    try {
+        const auto proxy = settings.proxyFor(web::uri(target));
+        if (!proxy) {
+            return "direct";
+        }
+        const auto credentials =
+            proxy->user.empty() ? "" : proxy->user + " " + proxy->password + " ";
+        return credentials + proxy->address.to_string();
+    } catch (const ProxySettingsError& error) {
+        return std::string("error: ") + error.what();
+    }
+}
+
+TEST(ProxySettingsTest, takesTheVariableThatCounts) {
+    struct Case {
+        Environment environment;
+        std::string target;
+        std::string route;
+    };
+    const std::vector<Case> cases{
+        {{}, "https://a.test/", "direct"},
+        {{{"http_proxy", "p:1"}}, "http://a.test/", "http://p:1/"},
+        {{{"http_proxy", "p:1"}}, "https://a.test/", "direct"},
+        {{{"HTTPS_PROXY", "p:1"}}, "https://a.test/", "http://p:1/"},
+        {{{"https_proxy", "low:1"}, {"HTTPS_PROXY", "up:1"}}, "https://a.test", "http://low:1/"},
+        {{{"https_proxy", " "}, {"HTTPS_PROXY", "up:1"}}, "https://a.test", "http://up:1/"},
+        {{{"all_proxy", "all:1"}, {"http_proxy", "p:1"}}, "https://a.test", "http://all:1/"},
+        {{{"all_proxy", "all:1"}, {"http_proxy", "p:1"}}, "http://a.test", "http://p:1/"},
+        {{{"HTTP_PROXY", "up:1"}}, "http://a.test", "http://up:1/"},
+        {{{"HTTP_PROXY", "up:1"}, {"REQUEST_METHOD", "GET"}}, "http://a.test", "direct"},
+        {{{"http_proxy", "p:1"}, {"REQUEST_METHOD", ""}}, "http://a.test", "http://p:1/"},
+        // A variable for other targets may hold what it wants.
+        {{{"all_proxy", "socks5://s:1"}, {"https_proxy", "p:1"}}, "https://a.test", "http://p:1/"},
+        {{{"all_proxy", "socks5://s:1"}, {"no_proxy", "a.test"}}, "https://a.test", "direct"},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(routeOf(each.environment, each.target), each.route)
+            << testing::PrintToString(each.environment) << ' ' << each.target;
+    }
+}
+
+TEST(ProxySettingsTest, readsProxyAddresses) {
+    const std::vector<std::pair<const char*, const char*>> cases{
+        {"proxy.test", "http://proxy.test:80/"},
+        {"HTTP://Proxy.test.:3128/", "http://proxy.test:3128/"},
+        {"http://u:p@proxy:1", "u p http://proxy:1/"},
+        {"u%40corp:p%3a%2F%C3%A4@proxy:1", "u@corp p:/\u00e4 http://proxy:1/"},
+        {"u:p:q@r@proxy:1", "u p:q@r http://proxy:1/"},
+        {"u@proxy:1", "u  http://proxy:1/"},
+        {"http://[::1]:8080", "http://[::1]:8080/"},
+        {"u:p@[fd00::1]", "u p http://[fd00::1]:80/"},
+    };
+    for (const auto& [text, route] : cases) {
+        EXPECT_EQ(routeOf({{"https_proxy", text}}, "https://a.test"), route);
+    }
+
+    for (const auto* const scheme : {"socks", "socks5h", "SOCKS4", "https"}) {
+        const auto error =
+            routeOf({{"ALL_PROXY", std::string(scheme) + "://u:s3cret@p:1"}}, "https://a.test");
+        EXPECT_THAT(error, StartsWith("error: ALL_PROXY names a proxy of the scheme "));
+        EXPECT_THAT(error, Not(HasSubstr("s3cret")));
+    }
+    for (const auto* const text : {"u:s3cret@",
+                                   "http://u:s3cret@:3128",
+                                   "u:s3cret@p:",
+                                   "u:s3cret@p:0",
+                                   "u:s3cret@p:65536",
+                                   "u:s3cret@p:99999999999999999999",
+                                   "u:s3cret@p:-1",
+                                   "u:s3cret@p:8o",
+                                   "u:s3cret@p:1/path",
+                                   "u:s3cret@p?q",
+                                   "u:s3cret/x@p",
+                                   "s3cret:x://p:1",
+                                   "u:s3cret%zz@p:1",
+                                   "u:s3cret%@p:1",
+                                   "u:s3cret@[::1",
+                                   "u:s3cret@[::1]x",
+                                   "u:s3cret@::g",
+                                   "u:s3cret@p q:1",
+                                   "u:s3cret@p\n:1",
+                                   "http://",
+                                   "://p",
+                                   "s3cret p://x"}) {
+        const auto error = routeOf({{"https_proxy", text}}, "https://a.test");
+        EXPECT_THAT(error, StartsWith("error: https_proxy is no proxy address")) << text;
+        EXPECT_THAT(error, Not(HasSubstr("s3cret")));
+    }
+}
+
+TEST(ProxySettingsTest, reachesListedTargetsDirectly) {
+    struct Case {
+        const char* direct;
+        std::vector<const char*> inside;
+        std::vector<const char*> outside;
+    };
+    const std::vector<Case> cases{
+        {"*", {"https://a.test", "http://[::1]:9"}, {}},
+        {"x, *", {"https://a.test"}, {}},
+        {"example.com",
+         {"https://example.com", "https://EXAMPLE.com.:444/", "https://a.b.example.com"},
+         {"https://badexample.com", "https://example.com.org", "https://com"}},
+        {".Example.com.", {"https://example.com", "https://a.example.com"}, {"https://ample.com"}},
+        {"*.example.com",
+         {"https://example.com", "https://a.example.com"},
+         {"https://xexample.com"}},
+        {"a.test b.test,,c.test\t,", {"https://b.test", "https://c.test"}, {"https://d.test"}},
+        {"a.test:443",
+         {"https://a.test", "http://a.test:443"},
+         {"https://a.test:8443", "http://a.test"}},
+        {"a.test:0 b.test:x c.test: :443 [ ] [] . *. .. /8 1.2.3.4/",
+         {},
+         {"https://a.test", "https://b.test", "https://c.test", "https://1.2.3.4",
+          "https://[::1]"}},
+        {"127.0.0.1", {"http://127.0.0.1:8080"}, {"http://127.0.0.2", "http://localhost"}},
+        {".0.0.1,1", {}, {"http://127.0.0.1"}},
+        {"::1", {"http://[::1]", "http://[0:0::1]:8080"}, {"http://[::2]"}},
+        {"[::1]", {"http://[::1]:8080"}, {"http://[::2]"}},
+        {"[::1]:80", {"http://[::1]"}, {"http://[::1]:8080"}},
+        {"10.0.0.0/8 172.16.9.9/12",
+         {"http://10.255.0.255", "http://10.0.0.0", "http://172.31.0.1"},
+         {"http://11.0.0.1", "http://172.32.0.1", "http://[::a00:1]", "http://10.a.test"}},
+        {"fd00::/8", {"https://[fdff::1]"}, {"https://[fe00::1]", "https://253.0.0.1"}},
+        {"0.0.0.0/0", {"https://1.2.3.4"}, {"https://[::1]", "https://a.test"}},
+        {"1.2.3.4/33 1.2.3.4/-1 1.2.3.4/x", {}, {"https://1.2.3.4"}},
+    };
+    for (const auto& each : cases) {
+        const Environment environment{{"all_proxy", "p:1"}, {"no_proxy", each.direct}};
+        for (const auto* const target : each.inside) {
+            EXPECT_EQ(routeOf(environment, target), "direct") << each.direct << " | " << target;
+        }
+        for (const auto* const target : each.outside) {
+            EXPECT_EQ(routeOf(environment, target), "http://p:1/")
+                << each.direct << " | " << target;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,201 @@
+#include "tests/support/TestClock.h"
+#include "tests/support/TokenRecord.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using test::TokenRecord;
+
+TokenRecord recordWith(std::vector<std::string> scopes) {
+    TokenRecord record;
+    record.scopes = std::move(scopes);
+    return record;
+}
+
+TEST(Token, StartsEmptyAndExpired) {
+    auth::COIDCToken token;
+    EXPECT_TRUE(token.accessToken().IsEmpty());
+    EXPECT_TRUE(token.scopes().IsEmpty());
+    EXPECT_TRUE(token.validateClientID(""));
+    EXPECT_TRUE(token.validateScopes(""));
+    EXPECT_TRUE(token.willBeExpiredAfter(0));
+}
+
+TEST(Token, ChecksScopes) {
+    struct Case {
+        std::vector<std::string> granted;
+        const char* requested;
+        bool covered;
+    };
+    const std::vector<Case> cases = {
+        {{}, "", true},
+        {{}, "   ", true},
+        {{}, "openid", false},
+        {{"openid"}, "openid email", false},
+        {{"email", "openid", "profile"}, " openid   email", true},
+        {{"openid"}, "openid openid ", true},
+        {{"openid"}, "openid  ", false},  // the empty scope that two spaces at the end leave
+        {{"", "openid"}, "openid  ", true},
+        {{"Read"}, "read", false},
+        {{"a\tb"}, "a b", false},
+        {{"a\tb"}, "a\tb", true},
+        {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x91", true},
+        {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x92", false},
+    };
+    for (const Case& row : cases) {
+        EXPECT_EQ(recordWith(row.granted).token().validateScopes(row.requested), row.covered)
+            << '\'' << row.requested << '\'';
+    }
+}
+
+TEST(Token, JoinsScopesInOrdinalOrder) {
+    EXPECT_EQ(recordWith({"profile", "openid"}).token().scopes(), CString("openid profile"));
+    EXPECT_EQ(recordWith({"a", "A", "a"}).token().scopes(), CString("A a"));
+    EXPECT_EQ(recordWith({"openid", ""}).token().scopes(), CString(" openid"));
+    EXPECT_EQ(recordWith({}).token().scopes(), CString());
+}
+
+TEST(Token, ChecksTheClientExactly) {
+    const auto token = TokenRecord().token();
+    EXPECT_TRUE(token.validateClientID("client"));
+    EXPECT_FALSE(token.validateClientID("Client"));
+    EXPECT_FALSE(token.validateClientID("client "));
+    EXPECT_FALSE(token.validateClientID(""));
+}
+
+TEST(Token, ExpiresWithALeadOfMinutes) {
+    const auto now = std::chrono::system_clock::time_point(1'700'000'000s);
+    constexpr auto tick = 100ns;
+    struct Case {
+        std::chrono::nanoseconds left;
+        unsigned int lead;
+        bool expired;
+    };
+    const std::vector<Case> cases = {
+        {5min, 5, true},
+        {5min + tick, 5, false},
+        {tick, 0, false},
+        {0ns, 0, true},
+        {-1h, 0, true},
+        // Taken as signed: the largest lead is one minute back in time, not far ahead.
+        {-30s, std::numeric_limits<unsigned int>::max(), false},
+        {-1min, std::numeric_limits<unsigned int>::max(), true},
+        {1h, std::numeric_limits<int>::max(), true},
+    };
+    test::TestClock clock;
+    clock.freezeAt(now);
+    for (const Case& row : cases) {
+        TokenRecord record;
+        record.expiresAt = now + row.left;
+        EXPECT_EQ(record.token().willBeExpiredAfter(row.lead), row.expired)
+            << row.left.count() << " ns, " << row.lead << " min";
+    }
+}
+
+TEST(Token, MovesItsScopesAndSharesItsTexts) {
+    auto source = recordWith({"a"}).token();
+    auto target = std::move(source);
+    EXPECT_EQ(target.scopes(), CString("a"));
+    source = target;
+    EXPECT_EQ(source.scopes(), CString("a"));
+    EXPECT_EQ(source.accessToken(), target.accessToken());
+}
+
+TEST(TokenRecord, RoundTrips) {
+    for (const std::size_t length : {std::size_t{0}, std::size_t{300}, std::size_t{70'000}}) {
+        TokenRecord record = recordWith({"A", "a", "\xF0\x9F\x94\x91"});
+        record.accessToken = std::string(length, 't');
+        record.expiresAt = std::chrono::system_clock::time_point(1'700'000'000s + 700ns);
+        EXPECT_EQ(test::store(record.token()), record.bytes());
+        EXPECT_EQ(record.token().expiresAt(), record.expiresAt);
+    }
+}
+
+TEST(TokenRecord, OfAnEarlierVersionHasNoIdToken) {
+    TokenRecord record;
+    record.fileVersion = 457;
+    auto token = record.token();
+    EXPECT_EQ(token.refreshToken(), CString("refresh"));
+    EXPECT_TRUE(token.idToken().IsEmpty());
+    record.fileVersion = 458;
+    EXPECT_EQ(test::load(test::store(record.token())).idToken(), CString("id"));
+}
+
+TEST(TokenRecord, LoadsDuplicateAndMissingScopes) {
+    EXPECT_EQ(recordWith({"b", "a", "a"}).token().scopes(), CString("a b"));
+    for (const std::int32_t count : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
+        CMemoryArchive storing;
+        storing.startSection("OIDCToken", true);
+        storing << CString("access") << CString("refresh");
+        storing.archive() << std::int64_t{0};
+        storing << CString("client") << count << CString("id");
+        storing.Close();
+        auto token = test::load(storing.detachCompressedData());
+        EXPECT_TRUE(token.scopes().IsEmpty());
+        EXPECT_EQ(token.idToken(), CString("id"));
+    }
+}
+
+TEST(TokenRecord, OfAnotherKindLeavesTheTokenAlone) {
+    CMemoryArchive storing;
+    storing.startSection("Window", true);
+    storing << CString("content");
+    storing.Close();
+    CMemoryArchive loading(storing.detachCompressedData());
+    auto token = TokenRecord().token();
+    token.Serialize(loading);
+    EXPECT_EQ(token.accessToken(), CString("access"));
+}
+
+/// Loads the bytes; a refusal is fine, another token than the one that was stored is not.
+void expectEqualOrRefused(const std::vector<std::uint8_t>& bytes,
+                          const std::vector<std::uint8_t>& original, const std::string& what) {
+    try {
+        EXPECT_EQ(test::store(test::load(bytes)), original) << what;
+    } catch (const CArchiveException&) {
+        // Refused.
+    }
+}
+
+TEST(TokenRecord, IsRefusedWhenDamaged) {
+    TokenRecord record = recordWith({"openid", "profile"});
+    record.accessToken = "eyJhbGciOiJSUzI1NiIsImtpZCI6IjEifQ.eyJpc3MiOiJodHRwczovL2lkIn0.c2ln";
+    const auto good = record.bytes();
+    for (std::size_t length = 0; length < good.size(); ++length) {
+        expectEqualOrRefused({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)},
+                             good, "cut to " + std::to_string(length));
+    }
+    for (std::size_t bit = 0; bit < good.size() * 8; ++bit) {
+        auto damaged = good;
+        damaged[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+        expectEqualOrRefused(damaged, good, "bit " + std::to_string(bit));
+    }
+}
+
+TEST(TokenRecord, EndingEarlyUnpackedIsRefused) {
+    // The checks of the archive cannot help against a writer that stopped in the middle.
+    CMemoryArchive whole;
+    TokenRecord record = recordWith({"openid"});
+    record.writeTo(whole);
+    const auto content = whole.archive().bytes();
+    class Part final : public CKorvaneArchive {
+    public:
+        explicit Part(std::vector<std::uint8_t> bytes) {
+            replaceArchive(CArchive(std::move(bytes)));
+        }
+        int fileVersion() const override { return 458; }
+    };
+    for (std::size_t length = 0; length < content.size(); ++length) {
+        Part part({content.begin(), content.begin() + static_cast<std::ptrdiff_t>(length)});
+        auth::COIDCToken token;
+        EXPECT_THROW(token.Serialize(part), CArchiveException) << length;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "host/CLogger.h"
+
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace test {
+
+struct LogLine {
+    int level;
+    std::string text;
+
+    friend bool operator==(const LogLine& a, const LogLine& b) {
+        return a.level == b.level && a.text == b.text;
+    }
+    friend std::ostream& operator<<(std::ostream& out, const LogLine& line) {
+        return out << line.level << ": " << line.text;
+    }
+};
+
+/// Keeps what is logged, in order.
+class CapturedLog final : public LoggingUtilities::ILoggerImpl {
+public:
+    void write(LoggingUtilities::ELogLevel level, const CString& line) override {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_lines.push_back({static_cast<int>(level), line.toUtf8()});
+    }
+
+    std::vector<LogLine> lines() const {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_lines;
+    }
+
+    static std::shared_ptr<LoggingUtilities::CLogger> loggerTo(
+        const std::shared_ptr<CapturedLog>& log) {
+        return std::make_shared<LoggingUtilities::CLogger>(log);
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::vector<LogLine> m_lines;
+};
+
+}  // namespace test

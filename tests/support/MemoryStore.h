@@ -1,0 +1,54 @@
+#pragma once
+
+#include "auth/COIDCToken.h"
+#include "host/ISecretStore.h"
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace test {
+
+/// What a MemoryStore keeps, and what happened to it. Shared with the test, since the helper owns
+/// the store itself.
+struct StoreContent {
+    std::mutex mutex;
+    std::vector<std::uint8_t> bytes;
+    std::vector<bool> rereadFlags;  // of each read, in order
+    int writes = 0;
+    std::exception_ptr readFailure;
+    std::exception_ptr writeFailure;
+};
+
+class MemoryStore final : public ISecretStore<auth::COIDCToken> {
+public:
+    explicit MemoryStore(std::shared_ptr<StoreContent> content) : m_content(std::move(content)) {}
+
+    void clear() override {}
+
+    void read(std::vector<std::uint8_t>& bytes, bool reread) override {
+        const std::lock_guard<std::mutex> lock(m_content->mutex);
+        m_content->rereadFlags.push_back(reread);
+        if (m_content->readFailure) {
+            std::rethrow_exception(m_content->readFailure);
+        }
+        bytes = m_content->bytes;
+    }
+
+    void write(const std::vector<std::uint8_t>& bytes) override {
+        const std::lock_guard<std::mutex> lock(m_content->mutex);
+        if (m_content->writeFailure) {
+            std::rethrow_exception(m_content->writeFailure);
+        }
+        ++m_content->writes;
+        m_content->bytes = bytes;
+    }
+
+private:
+    std::shared_ptr<StoreContent> m_content;
+};
+
+}  // namespace test

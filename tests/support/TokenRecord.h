@@ -1,0 +1,31 @@
+#pragma once
+
+#include "auth/COIDCToken.h"
+#include "host/CMemoryArchive.h"
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// A stored token record, written field by field without the token class.
+struct TokenRecord {
+    std::string accessToken = "access";
+    std::string refreshToken = "refresh";
+    std::chrono::system_clock::time_point expiresAt;
+    std::string clientId = "client";
+    std::vector<std::string> scopes;
+    std::string idToken = "id";
+    int fileVersion = 458;
+
+    void writeTo(CKorvaneArchive& archive) const;
+    std::vector<std::uint8_t> bytes() const;
+    auth::COIDCToken token() const;
+};
+
+auth::COIDCToken load(const std::vector<std::uint8_t>& bytes);
+std::vector<std::uint8_t> store(auth::COIDCToken token);
+
+}  // namespace test

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace tool {
+
+/// The file in which a client's token is kept unless the user names one: below XDG_STATE_HOME, or
+/// ~/.local/state. A file for each provider and client, since a stored token does not say who
+/// issued it. Throws UsageError when there is no home.
+std::filesystem::path defaultStore(const std::string& configUrl, const std::string& clientId);
+
+}  // namespace tool
