@@ -2,10 +2,10 @@
 
 #include "auth/COIDCToken.h"
 #include "auth/ExclusivePermit.h"
-#include "auth/Export.h"
 #include "host/CLogger.h"
 #include "host/CString.h"
 #include "host/ISecretStore.h"
+#include "platform/Export.h"
 #include "platform/Tasks.h"
 
 #include <exception>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "auth/Export.h"
 #include "host/CKorvaneArchive.h"
 #include "host/CString.h"
+#include "platform/Export.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "auth/Export.h"
+#include "platform/Export.h"
 
 #include <atomic>
 #include <memory>

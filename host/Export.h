@@ -1,7 +1,7 @@
 #pragma once
 
-// Marks what a program outside this library may call. One line a system: Windows asks for
-// dllexport while the library is built and dllimport afterwards.
+/// Marks the host services. Windows asks for one mark while they are built and for another one
+/// afterwards.
 #if defined(_WIN32)
 #if defined(OIDCAuthHost_EXPORTS)
 #define OIDCAUTH_HOST_API __declspec(dllexport)

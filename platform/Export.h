@@ -1,0 +1,13 @@
+#pragma once
+
+/// Marks the public classes of the library; everything else stays hidden in it. Windows asks for
+/// one mark while the library is built and for another one afterwards.
+#if defined(_WIN32)
+#if defined(OIDCAuth_EXPORTS)
+#define OIDCAUTH_API __declspec(dllexport)
+#else
+#define OIDCAUTH_API __declspec(dllimport)
+#endif
+#else
+#define OIDCAUTH_API __attribute__((visibility("default")))
+#endif
