@@ -6,8 +6,6 @@ namespace auth {
 
 IPermitLock::~IPermitLock() = default;
 
-IExclusivePermit::~IExclusivePermit() = default;
-
 std::shared_ptr<ExclusivePermit> ExclusivePermit::make() {
     auto permit = std::make_shared<ExclusivePermit>();
     permit->m_self = permit;

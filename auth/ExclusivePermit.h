@@ -26,7 +26,7 @@ public:
     virtual std::unique_ptr<IPermitLock> createLock() = 0;
 
 protected:
-    ~IExclusivePermit();
+    ~IExclusivePermit() = default;
 };
 
 /// A permit within this process. Two locks exclude each other even when one request has both.

@@ -51,8 +51,8 @@ const std::vector<std::uint8_t>& checked(const std::vector<std::uint8_t>& bytes)
 
 std::vector<std::uint8_t> unpack(const std::vector<std::uint8_t>& bytes) {
     std::vector<std::uint8_t> content(readNumber(bytes, sizeOffset));
-    uLongf contentSize = static_cast<uLongf>(content.size());
-    uLong packedSize = static_cast<uLong>(bytes.size() - headerSize);
+    auto contentSize = static_cast<uLongf>(content.size());
+    auto packedSize = static_cast<uLong>(bytes.size() - headerSize);
     const uLong packedWhole = packedSize;
     const int status =
         uncompress2(content.data(), &contentSize, bytes.data() + headerSize, &packedSize);

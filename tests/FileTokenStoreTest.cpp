@@ -105,7 +105,7 @@ protected:
     fs::path m_file;
 };
 
-TEST_F(FileTokenStoreTest, keepsBytesPrivatelyAndForgetsThem) {
+TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
     const auto file = m_base / "a" / "b" / "token";
     standalone::FileTokenStore<int> store(file);
     Bytes bytes{1, 2};
@@ -134,7 +134,7 @@ TEST_F(FileTokenStoreTest, keepsBytesPrivatelyAndForgetsThem) {
     EXPECT_TRUE(bytes.empty());
 }
 
-TEST_F(FileTokenStoreTest, refusesWhatIsNotPrivate) {
+TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
     struct Case {
         const char* text;
         std::function<void()> prepare;  // in an empty folder of mode 0700
@@ -186,7 +186,7 @@ TEST_F(FileTokenStoreTest, refusesWhatIsNotPrivate) {
                 HasSubstr("too large"));
 }
 
-TEST_F(FileTokenStoreTest, refusesForeignOwners) {
+TEST_F(FileTokenStoreTest, RefusesForeignOwners) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can give files away";
     }
@@ -201,7 +201,7 @@ TEST_F(FileTokenStoreTest, refusesForeignOwners) {
     }
 }
 
-TEST_F(FileTokenStoreTest, remembersUntilRereadOrFailure) {
+TEST_F(FileTokenStoreTest, RemembersUntilRereadOrFailure) {
     SecretFile here(m_file);
     SecretFile there(m_file);
     here.write({1});
@@ -220,7 +220,7 @@ TEST_F(FileTokenStoreTest, remembersUntilRereadOrFailure) {
     }
 }
 
-TEST_F(FileTokenStoreTest, keepsTheOldRecordWhenAWriteFails) {
+TEST_F(FileTokenStoreTest, KeepsTheOldRecordWhenAWriteFails) {
     SecretFile secret(m_file);
     secret.write(recordOf(1));
     EXPECT_EQ(endOf(start([&] { return writeBeyondLimit(m_file, false); })), 0);
@@ -228,7 +228,7 @@ TEST_F(FileTokenStoreTest, keepsTheOldRecordWhenAWriteFails) {
     EXPECT_EQ(entries(), 1);
 }
 
-TEST_F(FileTokenStoreTest, removesWhatDeadWritersLeft) {
+TEST_F(FileTokenStoreTest, RemovesWhatDeadWritersLeft) {
     SecretFile secret(m_file);
     for (const bool byWriting : {true, false}) {
         secret.write(recordOf(1));
@@ -240,7 +240,7 @@ TEST_F(FileTokenStoreTest, removesWhatDeadWritersLeft) {
     }
 }
 
-TEST_F(FileTokenStoreTest, survivesKilledWriters) {
+TEST_F(FileTokenStoreTest, SurvivesKilledWriters) {
     constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
     for (std::size_t round = 0; round < 60; ++round) {
         std::array<int, 2> written{};
@@ -268,7 +268,7 @@ TEST_F(FileTokenStoreTest, survivesKilledWriters) {
     EXPECT_EQ(entries(), 1);
 }
 
-TEST_F(FileTokenStoreTest, servesSeveralProcesses) {
+TEST_F(FileTokenStoreTest, ServesSeveralProcesses) {
     SecretFile secret(m_file);
     secret.write(recordOf(0));
     std::array<pid_t, 3> writers{};

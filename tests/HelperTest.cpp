@@ -167,6 +167,7 @@ TEST_F(Helper, NeedNotBeAskedForTheOutcome) {
 TEST_F(Helper, AsksOnceFor200RequestsAtOnce) {
     auto hold = provider.hold(Endpoint::Discovery);
     std::vector<Concurrency::task<CString>> tasks;
+    tasks.reserve(200);
     for (int i = 0; i < 200; ++i) {
         tasks.push_back(ask(*helper));
     }
@@ -202,6 +203,7 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
         const auto first = ask(*helper, 0, source.get_token());
         ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, patience));
         std::vector<Concurrency::task<CString>> queued;
+        queued.reserve(20);
         for (int i = 0; i < 20; ++i) {
             queued.push_back(ask(*helper, 0, source.get_token()));
         }

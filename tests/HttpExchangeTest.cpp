@@ -2,6 +2,8 @@
 #include "testing/TestProvider.h"
 #include "tests/support/TestHost.h"
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -150,11 +152,10 @@ TEST(HttpExchange, LetsGoOfALongLivedToken) {
 }
 
 TEST(HttpExchange, ReportsAPeerThatIsNotThere) {
-    unsigned short port = 0;
-    {
-        const TestProvider gone;
-        port = gone.port();
-    }
+    // Bound, so that nobody else has the port, but not listening.
+    boost::asio::io_context io;
+    const boost::asio::ip::tcp::socket reserved(io, {boost::asio::ip::address_v4::loopback(), 0});
+    const auto port = reserved.local_endpoint().port();
     HttpExchange http;
     const auto answer =
         http.send(to("http://127.0.0.1:" + std::to_string(port)),

@@ -27,7 +27,7 @@ void expectRedacted(std::initializer_list<Case> cases) {
     }
 }
 
-TEST(LogSinksTest, hidesSecrets) {
+TEST(LogSinks, HidesSecrets) {
     expectRedacted({
         // The rest of the line, whatever it holds.
         {
@@ -77,7 +77,7 @@ TEST(LogSinksTest, hidesSecrets) {
     });
 }
 
-TEST(LogSinksTest, escapesWhatControlsATerminal) {
+TEST(LogSinks, EscapesWhatControlsATerminal) {
     expectRedacted({
         {"a\nb\r\tc\x1b[31m\x7f\0d"sv, R"(a\nb\x0d\x09c\x1b[31m\x7f\x00d)"},
         // NOLINTNEXTLINE(misc-misleading-bidirectional)
@@ -90,7 +90,7 @@ TEST(LogSinksTest, escapesWhatControlsATerminal) {
     });
 }
 
-TEST(LogSinksTest, staysFastOnHostileLines) {
+TEST(LogSinks, StaysFastOnHostileLines) {
     constexpr std::size_t size = 1 << 18;
     for (const std::string piece : {"eyJ", "code", "code\"", "code=\\", R"("code":"\")", "bearer ",
                                     "%22", "code ", "rtoken = "}) {
@@ -105,7 +105,7 @@ TEST(LogSinksTest, staysFastOnHostileLines) {
     }
 }
 
-TEST(LogSinksTest, writesWholeLinesOfTheWantedLevels) {
+TEST(LogSinks, WritesWholeLinesOfTheWantedLevels) {
     testing::internal::CaptureStderr();
     {
         StandardErrorLog log(ELogLevel::Warning);

@@ -38,6 +38,7 @@ TEST(ExclusivePermit, ExcludesThreads) {
     const auto permit = auth::COIDCHelper::makeExclusivePermit();
     int guarded = 0;  // a data race here is what the sanitizer would find
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&] {
             for (int taken = 0; taken < 500;) {

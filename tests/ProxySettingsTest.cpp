@@ -34,7 +34,7 @@ std::string routeOf(const Environment& environment, const std::string& target) {
     }
 }
 
-TEST(ProxySettingsTest, takesTheVariableThatCounts) {
+TEST(ProxySettings, TakesTheVariableThatCounts) {
     struct Case {
         Environment environment;
         std::string target;
@@ -62,7 +62,7 @@ TEST(ProxySettingsTest, takesTheVariableThatCounts) {
     }
 }
 
-TEST(ProxySettingsTest, readsProxyAddresses) {
+TEST(ProxySettings, ReadsProxyAddresses) {
     const std::vector<std::pair<const char*, const char*>> cases{
         {"proxy.test", "http://proxy.test:80/"},
         {"HTTP://Proxy.test.:3128/", "http://proxy.test:3128/"},
@@ -111,7 +111,7 @@ TEST(ProxySettingsTest, readsProxyAddresses) {
     }
 }
 
-TEST(ProxySettingsTest, reachesListedTargetsDirectly) {
+TEST(ProxySettings, ReachesListedTargetsDirectly) {
     struct Case {
         const char* direct;
         std::vector<const char*> inside;

@@ -22,6 +22,7 @@ TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
     std::promise<void> allRun;
     std::vector<Concurrency::task<void>> tasks;
     const auto all = allRun.get_future().share();
+    tasks.reserve(bodies);
     for (int i = 0; i < bodies; ++i) {
         tasks.push_back(Concurrency::create_task(
             [&] {
