@@ -3,6 +3,8 @@
 #include "auth/detail/Clock.h"
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 namespace auth {
 
@@ -11,6 +13,9 @@ namespace {
 constexpr const char* sectionName = "OIDCToken";
 // Records of an earlier version were written before the ID token was kept.
 constexpr int lastVersionWithoutIdToken = 457;
+// Beyond every clock, and far enough from the ends of the range to be moved by any lead: a record
+// can hold any number.
+constexpr COIDCToken::TimePoint::duration farthest{std::numeric_limits<std::int64_t>::max() / 2};
 
 }  // namespace
 
@@ -63,7 +68,8 @@ bool COIDCToken::validateScopes(const CString& scopes) const {
 bool COIDCToken::willBeExpiredAfter(unsigned int minutes) const {
     const std::chrono::duration<std::int64_t, std::ratio<60>> lead{
         static_cast<std::int32_t>(minutes)};
-    return detail::now() >= m_expiresAt - TimePoint::duration(lead);
+    const TimePoint expiry(std::clamp(m_expiresAt.time_since_epoch(), -farthest, farthest));
+    return detail::now() >= expiry - TimePoint::duration(lead);
 }
 
 void COIDCToken::Serialize(CKorvaneArchive& archive) {

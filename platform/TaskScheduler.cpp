@@ -37,10 +37,11 @@ GrowingScheduler::~GrowingScheduler() {
 }
 
 void GrowingScheduler::schedule(Concurrency::TaskProc_t body, void* parameter) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::unique_lock<std::mutex> lock(m_mutex);
     m_work.push_back({body, parameter});
     // An idle thread that was woken for earlier work still counts as idle until it runs.
     if (m_work.size() <= m_idle) {
+        lock.unlock();  // or the thread would wake only to wait for the mutex
         m_workOrStop.notify_one();
         return;
     }

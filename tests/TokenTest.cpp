@@ -127,16 +127,28 @@ TEST(TokenRecord, OfAnEarlierVersionHasNoIdToken) {
     EXPECT_EQ(test::load(test::store(record.token())).idToken(), CString("id"));
 }
 
+std::vector<std::uint8_t> bytesWith(std::int64_t expiry, std::int32_t scopeCount) {
+    CMemoryArchive storing;
+    storing.startSection("OIDCToken", true);
+    storing << CString("access") << CString("refresh");
+    storing.archive() << expiry;
+    storing << CString("client") << scopeCount << CString("id");
+    storing.Close();
+    return storing.detachCompressedData();
+}
+
+TEST(TokenRecord, MayHoldAnyExpiry) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    for (const unsigned int lead : {0U, 1U << 31U, (1U << 31U) - 1}) {
+        EXPECT_TRUE(test::load(bytesWith(Limits::min(), 0)).willBeExpiredAfter(lead));
+        EXPECT_FALSE(test::load(bytesWith(Limits::max(), 0)).willBeExpiredAfter(lead));
+    }
+}
+
 TEST(TokenRecord, LoadsDuplicateAndMissingScopes) {
     EXPECT_EQ(recordWith({"b", "a", "a"}).token().scopes(), CString("a b"));
     for (const std::int32_t count : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
-        CMemoryArchive storing;
-        storing.startSection("OIDCToken", true);
-        storing << CString("access") << CString("refresh");
-        storing.archive() << std::int64_t{0};
-        storing << CString("client") << count << CString("id");
-        storing.Close();
-        auto token = test::load(storing.detachCompressedData());
+        auto token = test::load(bytesWith(0, count));
         EXPECT_TRUE(token.scopes().IsEmpty());
         EXPECT_EQ(token.idToken(), CString("id"));
     }
