@@ -44,8 +44,7 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     explicit Exchange(const Concurrency::cancellation_token& token) : m_token(token) {}
 
-    Concurrency::task<http_response> start(web::http::client::http_client client,
-                                           const HttpRequest& request,
+    Concurrency::task<http_response> start(HttpExchange::Client client, const HttpRequest& request,
                                            HttpExchange::CheckHead checkHead);
 
 private:
@@ -64,7 +63,7 @@ private:
     std::optional<Concurrency::cancellation_token_registration> m_registration;
 };
 
-Concurrency::task<http_response> Exchange::start(web::http::client::http_client client,
+Concurrency::task<http_response> Exchange::start(HttpExchange::Client client,
                                                  const HttpRequest& request,
                                                  HttpExchange::CheckHead checkHead) {
     const auto self = shared_from_this();
@@ -74,8 +73,7 @@ Concurrency::task<http_response> Exchange::start(web::http::client::http_client 
             return outcome.get();
         },
         platform::inlined());
-    watch(std::chrono::duration_cast<std::chrono::milliseconds>(
-        client.client_config().timeout<std::chrono::microseconds>()));
+    watch(client.limit);
     if (m_stop.get_token().is_canceled()) {
         return result;
     }
@@ -90,7 +88,7 @@ Concurrency::task<http_response> Exchange::start(web::http::client::http_client 
                 checkSize(bytes);
             }
         });
-    client.request(message, m_stop.get_token())
+    client.client.request(message, m_stop.get_token())
         .then([checkHead = std::move(checkHead)](const http_response& response) {
             checkHead(response);
             checkSize(response.headers().content_length());
@@ -165,7 +163,7 @@ Concurrency::task<http_response> HttpExchange::send(const HttpRequest& request,
                                                     std::move(checkHead));
 }
 
-web::http::client::http_client HttpExchange::clientFor(const web::uri& target) {
+HttpExchange::Client HttpExchange::clientFor(const web::uri& target) {
     const web::uri origin = target.authority();
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto known = m_clients.find(origin.to_string());
@@ -174,8 +172,10 @@ web::http::client::http_client HttpExchange::clientFor(const web::uri& target) {
     }
     auto config = get_http_proxy_config(target);
     config.set_max_redirects(0);
-    return m_clients.emplace(origin.to_string(), web::http::client::http_client(origin, config))
-        .first->second;
+    const auto limit = config.timeout<std::chrono::milliseconds>();
+    // The client's own time-out starts anew with every piece of an answer. Ours comes first.
+    config.set_timeout(2 * limit);
+    return m_clients.emplace(origin.to_string(), Client{{origin, config}, limit}).first->second;
 }
 
 }  // namespace auth::detail

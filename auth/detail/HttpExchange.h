@@ -4,6 +4,7 @@
 
 #include <cpprest/http_client.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -35,11 +36,16 @@ public:
                                                      const Concurrency::cancellation_token& token,
                                                      CheckHead checkHead);
 
+    struct Client {
+        web::http::client::http_client client;
+        std::chrono::milliseconds limit;  ///< for a whole exchange
+    };
+
 private:
-    web::http::client::http_client clientFor(const web::uri& target);
+    Client clientFor(const web::uri& target);
 
     std::mutex m_mutex;
-    std::map<utility::string_t, web::http::client::http_client> m_clients;
+    std::map<utility::string_t, Client> m_clients;
 };
 
 }  // namespace auth::detail
