@@ -7,6 +7,8 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -24,11 +26,29 @@ ExitCode report(const std::exception_ptr& failure) {
     return outcome.code;
 }
 
+/// What was not understood may be a secret whose option was misremembered: only the names of
+/// options are shown, since standard error often ends up in a log.
+std::string unexpected(const std::vector<std::string>& arguments) {
+    std::string text = "unexpected:";
+    for (const std::string& argument : arguments) {
+        const bool isOption = argument.rfind("--", 0) == 0;
+        text += ' ' + (isOption ? argument.substr(0, argument.find('=')) : "(a value)");
+    }
+    return text;
+}
+
+std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
+    const bool isExtras = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    return "oidcauth: " + (isExtras ? unexpected(app->remaining(true)) : error.what()) +
+           "\nRun with --help for more information.\n";
+}
+
 ExitCode run(int argc, char** argv) {
     CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
     app.set_version_flag("--version", std::string("oidcauth ") + OIDCAUTH_VERSION);
     app.require_subcommand(1);
     app.footer(exitCodes);
+    app.failure_message(usageMessage);
     std::function<void()> command;
     tool::addServiceToken(app, command);
     try {

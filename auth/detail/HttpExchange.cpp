@@ -5,6 +5,7 @@
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -15,6 +16,7 @@ namespace auth::detail {
 namespace {
 
 using web::http::http_response;
+using web::http::client::http_client;
 
 // Discovery documents, key sets and token answers are a few kilobytes.
 constexpr utility::size64_t largestAnswer = utility::size64_t{1024} * 1024;
@@ -42,17 +44,29 @@ web::http::http_request makeMessage(const HttpRequest& request) {
 /// the latter two come at once, whatever the HTTP library is waiting for.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
-    explicit Exchange(const Concurrency::cancellation_token& token) : m_token(token) {}
+    /// With `used`, the client may still keep a connection that the peer has closed.
+    Exchange(http_client client, bool used, HttpRequest request, HttpExchange::CheckHead checkHead,
+             const Concurrency::cancellation_token& token)
+        : m_client(std::move(client)),
+          m_mayRepeat(used),
+          m_request(std::move(request)),
+          m_checkHead(std::move(checkHead)),
+          m_token(token) {}
 
-    Concurrency::task<http_response> start(HttpExchange::Client client, const HttpRequest& request,
-                                           HttpExchange::CheckHead checkHead);
+    Concurrency::task<http_response> start(std::chrono::milliseconds limit);
 
 private:
     void watch(std::chrono::milliseconds limit);
-    void deliver(const Concurrency::task<http_response>& finished);
+    void attempt();
+    void deliver(const Concurrency::task<http_response>& finished, bool sent);
+    bool repeat();
     void abandon(const std::exception_ptr& reason);
     void release();
 
+    http_client m_client;
+    bool m_mayRepeat;
+    const HttpRequest m_request;
+    const HttpExchange::CheckHead m_checkHead;
     Concurrency::cancellation_token m_token;
     Concurrency::cancellation_token_source m_stop;
     Concurrency::task_completion_event<http_response> m_outcome;
@@ -63,43 +77,49 @@ private:
     std::optional<Concurrency::cancellation_token_registration> m_registration;
 };
 
-Concurrency::task<http_response> Exchange::start(HttpExchange::Client client,
-                                                 const HttpRequest& request,
-                                                 HttpExchange::CheckHead checkHead) {
-    const auto self = shared_from_this();
+Concurrency::task<http_response> Exchange::start(std::chrono::milliseconds limit) {
     auto result = Concurrency::create_task(m_outcome).then(
-        [self](const Concurrency::task<http_response>& outcome) {
+        [self = shared_from_this()](const Concurrency::task<http_response>& outcome) {
             self->release();
             return outcome.get();
         },
         platform::inlined());
-    watch(client.limit);
-    if (m_stop.get_token().is_canceled()) {
-        return result;
+    watch(limit);
+    if (!m_stop.get_token().is_canceled()) {
+        attempt();
     }
+    return result;
+}
+
+void Exchange::attempt() {
     // The HTTP library gives the connection back when it lets go of the request, a moment after the
     // answer is complete. Whoever asks again before that would need another connection.
     const Concurrency::task_completion_event<void> letGo;
     const std::shared_ptr<void> guard(nullptr, [letGo](void*) { letGo.set(); });
-    web::http::http_request message = makeMessage(request);
+    const auto sent = std::make_shared<std::atomic<bool>>(false);
+    web::http::http_request message = makeMessage(m_request);
     message.set_progress_handler(
-        [guard](web::http::message_direction::direction direction, utility::size64_t bytes) {
+        [guard, sent, size = m_request.body.size()](
+            web::http::message_direction::direction direction, utility::size64_t bytes) {
             if (direction == web::http::message_direction::download) {
                 checkSize(bytes);
+            } else if (bytes >= size) {
+                *sent = true;
             }
         });
-    client.client.request(message, m_stop.get_token())
-        .then([checkHead = std::move(checkHead)](const http_response& response) {
-            checkHead(response);
+    const auto self = shared_from_this();
+    m_client.request(message, m_stop.get_token())
+        .then([self](const http_response& response) {
+            self->m_checkHead(response);
             checkSize(response.headers().content_length());
             return response.content_ready();
         })
         .then([letGo](const http_response& response) {
             return Concurrency::create_task(letGo).then([response] { return response; });
         })
-        .then(
-            [self](const Concurrency::task<http_response>& finished) { self->deliver(finished); });
-    return result;
+        .then([self, sent](const Concurrency::task<http_response>& finished) {
+            self->deliver(finished, *sent);
+        });
 }
 
 void Exchange::watch(std::chrono::milliseconds limit) {
@@ -129,11 +149,29 @@ void Exchange::watch(std::chrono::milliseconds limit) {
     }
 }
 
-void Exchange::deliver(const Concurrency::task<http_response>& finished) {
+void Exchange::deliver(const Concurrency::task<http_response>& finished, bool sent) {
     try {
         m_outcome.set(finished.get());
     } catch (...) {
-        abandon(std::current_exception());
+        if (sent || !repeat()) {
+            abandon(std::current_exception());
+        }
+    }
+}
+
+/// The HTTP library tries again by itself when a kept connection turns out to be closed while the
+/// answer is awaited, but not when that happens while the request is written. The peer cannot have
+/// acted on half a request, so that sending it again on a new connection is safe.
+bool Exchange::repeat() {
+    if (!std::exchange(m_mayRepeat, false) || m_stop.get_token().is_canceled()) {
+        return false;
+    }
+    try {
+        m_client = http_client(m_client.base_uri(), m_client.client_config());
+        attempt();
+        return true;
+    } catch (...) {
+        return false;
     }
 }
 
@@ -159,8 +197,9 @@ void Exchange::release() {
 Concurrency::task<http_response> HttpExchange::send(const HttpRequest& request,
                                                     const Concurrency::cancellation_token& token,
                                                     CheckHead checkHead) {
-    return std::make_shared<Exchange>(token)->start(clientFor(request.target), request,
-                                                    std::move(checkHead));
+    const auto [client, limit, used] = clientFor(request.target);
+    return std::make_shared<Exchange>(client, used, request, std::move(checkHead), token)
+        ->start(limit);
 }
 
 HttpExchange::Client HttpExchange::clientFor(const web::uri& target) {
@@ -168,6 +207,7 @@ HttpExchange::Client HttpExchange::clientFor(const web::uri& target) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto known = m_clients.find(origin.to_string());
     if (known != m_clients.end()) {
+        known->second.used = true;
         return known->second;
     }
     auto config = get_http_proxy_config(target);
@@ -175,7 +215,8 @@ HttpExchange::Client HttpExchange::clientFor(const web::uri& target) {
     const auto limit = config.timeout<std::chrono::milliseconds>();
     // The client's own time-out starts anew with every piece of an answer. Ours comes first.
     config.set_timeout(2 * limit);
-    return m_clients.emplace(origin.to_string(), Client{{origin, config}, limit}).first->second;
+    return m_clients.emplace(origin.to_string(), Client{{origin, config}, limit, false})
+        .first->second;
 }
 
 }  // namespace auth::detail

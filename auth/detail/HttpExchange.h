@@ -23,7 +23,8 @@ struct HttpRequest {
 /// client made anew costs a connection, and under TLS the loading of the authorities.
 ///
 /// No redirect is followed. The host's time-out bounds the whole exchange, from the connection to
-/// the last byte of the answer, however slowly the peer sends; an answer above 1 MiB fails.
+/// the last byte of the answer, however slowly the peer sends; an answer above 1 MiB fails. A kept
+/// connection that the peer has closed meanwhile is no failure.
 class HttpExchange {
 public:
     using CheckHead = std::function<void(const web::http::http_response&)>;
@@ -36,12 +37,13 @@ public:
                                                      const Concurrency::cancellation_token& token,
                                                      CheckHead checkHead);
 
+private:
     struct Client {
         web::http::client::http_client client;
         std::chrono::milliseconds limit;  ///< for a whole exchange
+        bool used;
     };
 
-private:
     Client clientFor(const web::uri& target);
 
     std::mutex m_mutex;
