@@ -1,9 +1,12 @@
+// clang-format off: the HTTP library's headers define words that this one asks the compiler about
+#include <curl/curl.h>
+// clang-format on
+
 #include "auth/COIDCHelper.h"
 #include "bench/MemoryStore.h"
 #include "testing/TestProvider.h"
 
 #include <benchmark/benchmark.h>
-#include <curl/curl.h>
 
 #include <cstdlib>
 #include <memory>
@@ -32,7 +35,7 @@ TestProvider& provider() {
 template <class Request>
 void eachOnOneConnection(benchmark::State& state, const Request& request) {
     const unsigned before = provider().connections();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         request();
     }
     if (provider().connections() - before != state.iterations()) {

@@ -123,7 +123,7 @@ void request(benchmark::State& state, std::unique_ptr<Store> (*makeStore)()) {
     const CString clientId("service");
     const CString secret("secret");
     const CString scopes("api:read api:write");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(
             helper.getAccessTokenClientCredentials(configUrl, clientId, secret, scopes, 5));
     }
@@ -135,7 +135,7 @@ void measureFloor(benchmark::State& state, const Read& read) {
     if (plainTexts(read()).front() != CString(accessToken()).view()) {
         throw std::runtime_error("the floor reads another token");
     }
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(plainTexts(read()));
     }
     fs::remove_all(folder());

@@ -1,5 +1,9 @@
 # To be sourced in the root of the checkout.
 
+# Compiler output is kept across checkouts: nothing in it depends on where a checkout lies, but for
+# coverage counters, which ccache knows to keep apart.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+
 # Configures and builds a preset: build_preset PRESET [TARGET...]
 build_preset() {
     local preset=$1 node
