@@ -45,9 +45,9 @@ web::http::http_request makeMessage(const HttpRequest& request) {
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     /// With `used`, the client may still keep a connection that the peer has closed.
-    Exchange(http_client client, bool used, HttpRequest request, HttpExchange::CheckHead checkHead,
-             const Concurrency::cancellation_token& token)
-        : m_client(std::move(client)),
+    Exchange(const http_client& client, bool used, HttpRequest request,
+             HttpExchange::CheckHead checkHead, const Concurrency::cancellation_token& token)
+        : m_client(client),
           m_mayRepeat(used),
           m_request(std::move(request)),
           m_checkHead(std::move(checkHead)),
