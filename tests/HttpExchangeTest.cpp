@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>
@@ -90,7 +91,7 @@ TEST(HttpExchange, EndsEveryFaultInTime) {
 
 TEST(HttpExchange, TakesALargeBodyWithinTheLimit) {
     TestProvider provider;
-    provider.hugeBody(Endpoint::Discovery, 1024 * 1024, Framing::Chunked);
+    provider.hugeBody(Endpoint::Discovery, std::uint64_t{1024} * 1024, Framing::Chunked);
     HttpExchange http;
     EXPECT_EQ(get(http, provider).get().size(), 1024U * 1024U);
 }

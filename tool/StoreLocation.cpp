@@ -19,7 +19,7 @@ std::filesystem::path stateFolder() {
         const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
         return value == nullptr ? "" : value;
     };
-    const auto state = variable("XDG_STATE_HOME");
+    auto state = variable("XDG_STATE_HOME");
     if (state.is_absolute()) {
         return state;
     }
