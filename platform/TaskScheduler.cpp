@@ -37,11 +37,12 @@ GrowingScheduler::~GrowingScheduler() {
 }
 
 void GrowingScheduler::schedule(Concurrency::TaskProc_t body, void* parameter) {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_work.push_back({body, parameter});
     // An idle thread that was woken for earlier work still counts as idle until it runs.
     if (m_work.size() <= m_idle) {
-        lock.unlock();  // or the thread would wake only to wait for the mutex
+        // Under the lock: without it the work can be done, the program at its end and this object
+        // gone before the call is.
         m_workOrStop.notify_one();
         return;
     }
