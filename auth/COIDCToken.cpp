@@ -29,6 +29,26 @@ COIDCToken::COIDCToken(const CString& accessToken, const CString& refreshToken,
       m_clientId(clientId),
       m_scopes(extractScopes(scopes)) {}
 
+COIDCToken::COIDCToken(COIDCToken&& other) noexcept
+    : m_accessToken(other.m_accessToken),
+      m_refreshToken(other.m_refreshToken),
+      m_idToken(other.m_idToken),
+      m_expiresAt(other.m_expiresAt),
+      m_clientId(other.m_clientId),
+      m_scopes(std::exchange(other.m_scopes, {})) {}
+
+COIDCToken& COIDCToken::operator=(COIDCToken&& other) noexcept {
+    m_accessToken = other.m_accessToken;
+    m_refreshToken = other.m_refreshToken;
+    m_idToken = other.m_idToken;
+    m_expiresAt = other.m_expiresAt;
+    m_clientId = other.m_clientId;
+    if (this != &other) {
+        m_scopes = std::exchange(other.m_scopes, {});
+    }
+    return *this;
+}
+
 COIDCToken::ScopeSet COIDCToken::extractScopes(const CString& scopes) {
     ScopeSet result;
     int position = 0;

@@ -25,6 +25,12 @@ public:
 
     /// No token: empty texts, no scopes, expired since 1970.
     COIDCToken() = default;
+    ~COIDCToken() = default;
+    COIDCToken(const COIDCToken&) = default;
+    COIDCToken& operator=(const COIDCToken&) = default;
+    // A token that was moved from keeps its texts and loses its scopes.
+    COIDCToken(COIDCToken&& other) noexcept;
+    COIDCToken& operator=(COIDCToken&& other) noexcept;
 
     const CString& accessToken() const { return m_accessToken; }
     /// Empty when the provider sent none.
@@ -49,11 +55,13 @@ public:
     bool willBeExpiredAfter(unsigned int minutes) const;
 
     /// Stores the token into, or loads it from, the section "OIDCToken". Without that section a
-    /// load leaves the token as it is; a failing load (CArchiveException) leaves it partly filled.
+    /// load leaves the token as it is; a failing load (CArchiveException, or std::range_error for
+    /// text that is not UTF-8) leaves it partly filled.
     void Serialize(CKorvaneArchive& archive);
 
 private:
     friend class COIDCAuthClientCredentials;
+    friend class COIDCAuthHybrid;
 
     COIDCToken(const CString& accessToken, const CString& refreshToken, const CString& idToken,
                const TimePoint& expiresAt, const CString& clientId, const CString& scopes);

@@ -13,7 +13,7 @@ public:
     /// Storing: begins a section of that name and returns true. Loading: returns true behind the
     /// name when a section of that name stands here; otherwise the position stays, and the result
     /// is false when `optional` is set, while an archive without the section raises badSchema when
-    /// it is not.
+    /// it is not. Where no whole name is left it raises endOfFile.
     virtual bool startSection(const char* name, bool optional);
 
     /// The version of the program's file format with which the archive was written.

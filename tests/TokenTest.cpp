@@ -101,10 +101,18 @@ TEST(Token, ExpiresWithALeadOfMinutes) {
 TEST(Token, MovesItsScopesAndSharesItsTexts) {
     auto source = recordWith({"a"}).token();
     auto target = std::move(source);
-    EXPECT_EQ(target.scopes(), CString("a"));
-    source = target;
-    EXPECT_EQ(source.scopes(), CString("a"));
+    // NOLINTBEGIN(bugprone-use-after-move): what is left is promised
     EXPECT_EQ(source.accessToken(), target.accessToken());
+    EXPECT_EQ(source.clientId(), CString("client"));
+    EXPECT_TRUE(source.scopes().IsEmpty());
+    source = std::move(target);
+    EXPECT_EQ(source.scopes(), CString("a"));
+    EXPECT_TRUE(target.scopes().IsEmpty());
+    EXPECT_EQ(target.idToken(), CString("id"));
+    // NOLINTEND(bugprone-use-after-move)
+    auto& same = source;
+    source = std::move(same);
+    EXPECT_EQ(source.scopes(), CString("a"));
 }
 
 TEST(TokenRecord, RoundTrips) {
