@@ -4,6 +4,8 @@
 #include "auth/detail/Text.h"
 #include "auth/detail/TokenEndpoint.h"
 
+#include <utility>
+
 namespace auth {
 
 using detail::ELogLevel;
@@ -38,14 +40,11 @@ Concurrency::task<COIDCToken> COIDCAuthClientCredentials::requestTokenAsync(
         .add(_XPLATSTR("client_secret"), clientSecret)
         .add(_XPLATSTR("scope"), scope);
     detail::log(m_logger, ELogLevel::Detail, L"Requesting token...");
-    const auto checkResponse = [logger = m_logger](const web::http::http_response& response) {
-        if (response.status_code() != web::http::status_codes::OK) {
-            detail::fail(logger, "unable to retrieve token",
-                         L"Unable to request token. Unexpected response (%d) is received.",
-                         response.status_code());
-        }
-    };
-    return detail::postForm(m_http, m_tokenEndpoint, form, token, checkResponse)
+    auto checkResponse =
+        detail::expectOk(m_logger, "unable to retrieve token",
+                         L"Unable to request token. Unexpected response (%d) is received.");
+    return detail::sendForJson(m_http, detail::formRequest(m_tokenEndpoint, form), token,
+                               std::move(checkResponse))
         .then([this, clientId, scope](const web::json::value& answer) {
             return extractClientCredentialsToken(answer, clientId, scope);
         });

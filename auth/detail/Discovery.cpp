@@ -3,6 +3,7 @@
 #include "auth/detail/Text.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace auth::detail {
 
@@ -12,17 +13,13 @@ void receiveConfiguration(HttpExchange& http, const CString& configUrl, const Lo
                           const char* refusal,
                           const std::function<void(const web::json::value&)>& load) {
     log(logger, ELogLevel::Detail, L"Receiving and validating OIDC configuration...");
-    const auto checkConfigurationResponse = [logger, refusal](const http_response& response) {
-        if (response.status_code() != web::http::status_codes::OK) {
-            fail(logger, refusal,
-                 L"Unable to receive OIDC configuration. Unexpected response (%d) received.",
-                 response.status_code());
-        }
-    };
+    auto checkConfigurationResponse =
+        expectOk(logger, refusal,
+                 L"Unable to receive OIDC configuration. Unexpected response (%d) received.");
     // No cancellation: a configuration is short, and whoever cancels does not wait for it.
     const web::json::value configuration =
         http.send({toHttpText(configUrl), {}, {}}, Concurrency::cancellation_token::none(),
-                  checkConfigurationResponse)
+                  std::move(checkConfigurationResponse))
             .then([](const http_response& response) { return response.extract_json(false); })
             .get();
     load(configuration);

@@ -7,7 +7,16 @@
 namespace auth::detail {
 
 FormBody& FormBody::add(const utility::char_t* name, const CString& value) {
-    m_query.append_query(name, toHttpText(value), true);
+    return add(name, toHttpText(value));
+}
+
+FormBody& FormBody::add(const utility::char_t* name, const utility::string_t& value) {
+    m_query.append_query(name, value, true);
+    return *this;
+}
+
+FormBody& FormBody::addAllEncoded(const utility::char_t* name, const CString& value) {
+    m_query.append_query(name, web::uri::encode_data_string(toHttpText(value)), false);
     return *this;
 }
 

@@ -45,9 +45,11 @@ web::http::http_request makeMessage(const HttpRequest& request) {
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     /// With `used`, the client may still keep a connection that the peer has closed.
-    Exchange(const http_client& client, bool used, HttpRequest request,
-             HttpExchange::CheckHead checkHead, const Concurrency::cancellation_token& token)
+    Exchange(const http_client& client, const platform::ConnectionGuard& connections, bool used,
+             HttpRequest request, HttpExchange::CheckHead checkHead,
+             const Concurrency::cancellation_token& token)
         : m_client(client),
+          m_connections(connections),
           m_mayRepeat(used),
           m_request(std::move(request)),
           m_checkHead(std::move(checkHead)),
@@ -64,11 +66,13 @@ private:
     void release();
 
     http_client m_client;
+    const platform::ConnectionGuard m_connections;
     bool m_mayRepeat;
     const HttpRequest m_request;
     const HttpExchange::CheckHead m_checkHead;
     Concurrency::cancellation_token m_token;
-    Concurrency::cancellation_token_source m_stop;
+    Concurrency::cancellation_token_source m_stop;  // cancelled a moment after m_abandoned is set
+    std::atomic<bool> m_abandoned{false};
     Concurrency::task_completion_event<http_response> m_outcome;
 
     std::mutex m_mutex;  // guards the rest: an outcome can come while they are still being made
@@ -85,7 +89,7 @@ Concurrency::task<http_response> Exchange::start(std::chrono::milliseconds limit
         },
         platform::inlined());
     watch(limit);
-    if (!m_stop.get_token().is_canceled()) {
+    if (!m_abandoned) {
         attempt();
     }
     return result;
@@ -163,7 +167,7 @@ void Exchange::deliver(const Concurrency::task<http_response>& finished, bool se
 /// answer is awaited, but not when that happens while the request is written. The peer cannot have
 /// acted on half a request, so that sending it again on a new connection is safe.
 bool Exchange::repeat() {
-    if (!std::exchange(m_mayRepeat, false) || m_stop.get_token().is_canceled()) {
+    if (!std::exchange(m_mayRepeat, false) || m_abandoned) {
         return false;
     }
     try {
@@ -176,9 +180,10 @@ bool Exchange::repeat() {
 }
 
 void Exchange::abandon(const std::exception_ptr& reason) {
+    m_abandoned = true;
     m_outcome.set_exception(reason);
     // Whatever the peer still sends is not wanted: this closes the connection.
-    m_stop.cancel();
+    m_connections.close([stop = m_stop] { stop.cancel(); });
 }
 
 void Exchange::release() {
@@ -197,26 +202,41 @@ void Exchange::release() {
 Concurrency::task<http_response> HttpExchange::send(const HttpRequest& request,
                                                     const Concurrency::cancellation_token& token,
                                                     CheckHead checkHead) {
-    const auto [client, limit, used] = clientFor(request.target);
-    return std::make_shared<Exchange>(client, used, request, std::move(checkHead), token)
+    const auto [client, connections, limit, used] =
+        request.atMostOnce ? makeClient(request.target) : clientFor(request.target);
+    return std::make_shared<Exchange>(client, connections, used, request, std::move(checkHead),
+                                      token)
         ->start(limit);
 }
 
 HttpExchange::Client HttpExchange::clientFor(const web::uri& target) {
-    const web::uri origin = target.authority();
+    const utility::string_t origin = target.authority().to_string();
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto known = m_clients.find(origin.to_string());
+    const auto known = m_clients.find(origin);
     if (known != m_clients.end()) {
         known->second.used = true;
         return known->second;
     }
+    return m_clients.emplace(origin, makeClient(target)).first->second;
+}
+
+HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     auto config = get_http_proxy_config(target);
     config.set_max_redirects(0);
     const auto limit = config.timeout<std::chrono::milliseconds>();
     // The client's own time-out starts anew with every piece of an answer. Ours comes first.
     config.set_timeout(2 * limit);
-    return m_clients.emplace(origin.to_string(), Client{{origin, config}, limit, false})
-        .first->second;
+    const web::uri origin = target.authority();
+    const platform::ConnectionGuard connections(origin, config);
+    return {{origin, config}, connections, limit, false};
+}
+
+HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* text, const wchar_t* line) {
+    return [logger, text, line](const http_response& response) {
+        if (response.status_code() != web::http::status_codes::OK) {
+            fail(logger, text, line, response.status_code());
+        }
+    };
 }
 
 }  // namespace auth::detail

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "auth/detail/Log.h"
+#include "platform/ConnectionGuard.h"
 #include "platform/Tasks.h"
 
 #include <cpprest/http_client.h>
@@ -17,6 +19,10 @@ struct HttpRequest {
     web::uri target;  ///< its fragment is not sent
     web::http::http_headers headers;
     std::string body;  ///< UTF-8
+    /// That the peer acts on it twice would do harm, as with a code that is redeemed: it goes over
+    /// a connection of its own. On a kept one that fails while the answer is awaited nobody could
+    /// tell whether the peer had closed it before, and the HTTP library sends the request again.
+    bool atMostOnce = false;
 };
 
 /// Makes every HTTP exchange of one protocol object, and keeps one client per origin for it: a
@@ -40,14 +46,20 @@ public:
 private:
     struct Client {
         web::http::client::http_client client;
+        platform::ConnectionGuard connections;
         std::chrono::milliseconds limit;  ///< for a whole exchange
         bool used;
     };
 
     Client clientFor(const web::uri& target);
+    static Client makeClient(const web::uri& target);
 
     std::mutex m_mutex;
     std::map<utility::string_t, Client> m_clients;
 };
+
+/// Ends an exchange whose answer is not 200 with Error(text); `line` is logged, with the status as
+/// its argument.
+HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* text, const wchar_t* line);
 
 }  // namespace auth::detail

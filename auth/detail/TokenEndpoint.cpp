@@ -9,15 +9,18 @@ namespace auth::detail {
 
 using web::http::http_response;
 
-Concurrency::task<web::json::value> postForm(HttpExchange& http, const CString& tokenEndpoint,
-                                             const FormBody& form,
-                                             const Concurrency::cancellation_token& token,
-                                             HttpExchange::CheckHead checkHead) {
+HttpRequest formRequest(const CString& tokenEndpoint, const FormBody& form) {
     const web::uri endpoint(toHttpText(tokenEndpoint));
     HttpRequest request;
     request.target = web::uri_builder(endpoint.authority()).set_path(endpoint.path()).to_uri();
     request.headers.set_content_type(_XPLATSTR("application/x-www-form-urlencoded"));
     request.body = form.text();
+    return request;
+}
+
+Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRequest& request,
+                                                const Concurrency::cancellation_token& token,
+                                                HttpExchange::CheckHead checkHead) {
     return http.send(request, token, std::move(checkHead)).then([](const http_response& response) {
         return response.extract_json(false);
     });

@@ -9,12 +9,14 @@
 
 namespace auth::detail {
 
-/// Posts a form to the token endpoint (RFC 6749, section 3.2) and gives the JSON answer. Only the
-/// endpoint's path is called: a query or fragment is left out. `checkHead` as for HttpExchange.
-Concurrency::task<web::json::value> postForm(HttpExchange& http, const CString& tokenEndpoint,
-                                             const FormBody& form,
-                                             const Concurrency::cancellation_token& token,
-                                             HttpExchange::CheckHead checkHead);
+/// The post of a form to the token endpoint (RFC 6749, section 3.2). Only the endpoint's path is
+/// called: a query or fragment is left out.
+HttpRequest formRequest(const CString& tokenEndpoint, const FormBody& form);
+
+/// Sends the request and gives the JSON answer. `checkHead` as for HttpExchange.
+Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRequest& request,
+                                                const Concurrency::cancellation_token& token,
+                                                HttpExchange::CheckHead checkHead);
 
 /// Throws unless the answer's token type is "Bearer", in just this case.
 void requireBearer(const web::json::value& answer, const LoggerPtr& logger);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cpprest/http_client.h>
+
+#include <functional>
+#include <memory>
+
+namespace platform {
+
+/// Lets a busy connection of an HTTP client be closed. Where the HTTP library closes it on the
+/// thread that cancels, while another may be reading from it, the process can crash: with this one
+/// comes after the other. A copy guards the same connections.
+class ConnectionGuard {
+public:
+    /// For the client of `origin` that is made of `config` afterwards.
+    ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config);
+
+    /// Calls `cancel` when nothing else happens on these connections: before it returns or soon
+    /// afterwards, on any thread.
+    void close(std::function<void()> cancel) const;
+
+private:
+    struct Impl;
+    std::shared_ptr<const Impl> m_impl;
+};
+
+}  // namespace platform
