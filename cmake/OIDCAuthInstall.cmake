@@ -11,7 +11,8 @@ if(host_dir STREQUAL "${PROJECT_SOURCE_DIR}/host")
 endif()
 if(OIDCAUTH_BUILD_TESTING)
     list(APPEND targets OIDCAuthTesting)
-    install(FILES testing/TestProvider.h testing/RecordedRequest.h
+    install(FILES
+            testing/RecordedRequest.h testing/SigningKey.h testing/TestProvider.h testing/TestToken.h
             DESTINATION ${include_dir}/testing)
 endif()
 install(TARGETS ${targets} EXPORT OIDCAuthTargets)

@@ -3,53 +3,25 @@
 #include "testing/detail/Answering.h"
 #include "testing/detail/Certificates.h"
 #include "testing/detail/HttpServer.h"
-
-#include <picojson.h>
+#include "testing/detail/Service.h"
+#include "testing/detail/Text.h"
 
 #include <array>
-#include <atomic>
 #include <condition_variable>
-#include <map>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <set>
 #include <utility>
 
 namespace auth::testing {
 namespace {
 
-using detail::Content;
+using detail::endpoints;
+using detail::pathOf;
 using detail::Settings;
+using detail::TokenSettings;
 using std::chrono::milliseconds;
 using Lock = std::unique_lock<std::mutex>;
-using Members = std::map<std::string, std::string>;  // values are JSON
-
-constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token};
-constexpr std::array paths{"/.well-known/openid-configuration", "/jwks", "/token"};
-
-const char* pathOf(Endpoint endpoint) {
-    return paths.at(static_cast<std::size_t>(endpoint));
-}
-
-std::string quoted(const std::string& text) {
-    return picojson::value(text).serialize();
-}
-
-std::string object(const Members& members) {
-    std::string text = "{";
-    for (const auto& [name, json] : members) {
-        text.append(text.size() > 1 ? "," : "").append(quoted(name)).append(":").append(json);
-    }
-    return text + "}";
-}
-
-// Different in every provider of a test, too.
-std::string freshToken() {
-    static const auto start = std::random_device()();
-    static std::atomic<unsigned> count{0};
-    return "token-" + std::to_string(start) + '-' + std::to_string(++count);
-}
 
 using TlsContext = boost::asio::ssl::context;
 
@@ -67,7 +39,6 @@ std::optional<TlsContext> tlsContext(const ProviderOptions& options,
 }
 
 struct EndpointState {
-    Settings settings;
     std::size_t received = 0;
     unsigned holds = 0;
     std::vector<std::pair<detail::Arrival, detail::Answer>> held;
@@ -83,7 +54,8 @@ struct TestProvider::State final : detail::ServerEvents {
           authorityFile(directory ? directory->path() / "authority.pem" : ""),
           server(*this, tlsContext(options, authorityFile)),
           issuer((options.tls ? "https://127.0.0.1:" : "http://127.0.0.1:") +
-                 std::to_string(server.port()) + issuerPath) {
+                 std::to_string(server.port()) + issuerPath),
+          service(issuer) {
         server.start();
     }
     ~State() override { server.stop(); }
@@ -97,7 +69,13 @@ struct TestProvider::State final : detail::ServerEvents {
     template <class Change>
     void change(Endpoint endpoint, Change apply) {
         const Lock lock(mutex);
-        apply(at(endpoint).settings);
+        apply(service.settings(endpoint));
+    }
+
+    template <class Change>
+    void changeTokens(TokenKind kind, Change apply) {
+        change(Endpoint::Token,
+               [&](Settings& set) { apply(set.tokens.at(static_cast<std::size_t>(kind))); });
     }
 
     template <class Condition>
@@ -176,72 +154,13 @@ struct TestProvider::State final : detail::ServerEvents {
             return detail::render({arrival.wellFormed ? 404U : 400U, {}, {}}, {},
                                   arrival.keepAlive);
         }
-        auto& settings = at(*endpoint).settings;
-        auto reply = detail::render(content(arrival.request, *endpoint, settings), settings,
+        auto& settings = service.settings(*endpoint);
+        auto reply = detail::render(service.content(arrival.request, *endpoint), settings,
                                     arrival.keepAlive);
         if (settings.answersLeft && --*settings.answersLeft == 0) {
             settings = {};
         }
         return reply;
-    }
-
-    Content content(const RecordedRequest& request, Endpoint endpoint,
-                    const Settings& settings) const {
-        const bool token = endpoint == Endpoint::Token;
-        const auto* const method = token ? "POST" : "GET";
-        if (request.method != method) {
-            return {405, {}, {{"Allow", method}}};
-        }
-        Fields headers{{"Content-Type", "application/json"}};
-        if (token) {
-            headers.emplace_back("Cache-Control", "no-store");
-        }
-        if (token && requiredClient && requiredClient != request.client()) {
-            headers.emplace_back("WWW-Authenticate", "Basic realm=\"provider\"");
-            return {401, object({{"error", quoted("invalid_client")}}), headers};
-        }
-        if (token && request.field("grant_type") != "client_credentials") {
-            return {400, object({{"error", quoted("unsupported_grant_type")}}), headers};
-        }
-        return {200, document(endpoint, settings), headers};
-    }
-
-    std::string document(Endpoint endpoint, const Settings& settings) const {
-        if (settings.document) {
-            return *settings.document;
-        }
-        auto result = members(endpoint);
-        for (const auto& [name, json] : settings.members) {
-            result.erase(name);
-            if (json) {
-                result.emplace(name, *json);
-            }
-        }
-        return object(result);
-    }
-
-    Members members(Endpoint endpoint) const {
-        switch (endpoint) {
-            case Endpoint::Keys:
-                return {{"keys", "[]"}};
-            case Endpoint::Token:
-                return {{"access_token", quoted(freshToken())},
-                        {"token_type", quoted("Bearer")},
-                        {"expires_in", std::to_string(tokenLifetime.count())}};
-            case Endpoint::Discovery:
-                break;
-        }
-        return {{"issuer", quoted(issuer)},
-                {"authorization_endpoint", quoted(issuer + "/authorize")},
-                {"token_endpoint", quoted(issuer + pathOf(Endpoint::Token))},
-                {"jwks_uri", quoted(issuer + pathOf(Endpoint::Keys))},
-                {"response_types_supported", R"(["code"])"},
-                {"subject_types_supported", R"(["public"])"},
-                {"id_token_signing_alg_values_supported", R"(["RS256"])"},
-                {"grant_types_supported", R"(["client_credentials"])"},
-                {"scopes_supported", R"(["openid", "a", "b"])"},
-                {"token_endpoint_auth_methods_supported",
-                 R"(["client_secret_basic","client_secret_post"])"}};
     }
 
     const std::string issuerPath;
@@ -256,8 +175,7 @@ struct TestProvider::State final : detail::ServerEvents {
     unsigned connections = 0;
     std::set<unsigned> open;
     std::array<EndpointState, endpoints.size()> endpointStates;
-    std::chrono::seconds tokenLifetime{3600};
-    std::optional<std::pair<std::string, std::string>> requiredClient;
+    detail::Service service;
 };
 
 TestProvider::TestProvider(const ProviderOptions& options)
@@ -309,12 +227,12 @@ bool TestProvider::waitForClosed(unsigned connection, milliseconds limit) const 
 
 void TestProvider::setTokenLifetime(std::chrono::seconds lifetime) {
     const Lock lock(m_state->mutex);
-    m_state->tokenLifetime = lifetime;
+    m_state->service.tokenLifetime = lifetime;
 }
 
 void TestProvider::requireClient(const std::string& id, const std::string& secret) {
     const Lock lock(m_state->mutex);
-    m_state->requiredClient.emplace(id, secret);
+    m_state->service.requiredClient.emplace(id, secret);
 }
 
 void TestProvider::setMember(Endpoint endpoint, const std::string& name, const std::string& json) {
@@ -327,6 +245,83 @@ void TestProvider::removeMember(Endpoint endpoint, const std::string& name) {
 
 void TestProvider::setDocument(Endpoint endpoint, const std::string& body) {
     m_state->change(endpoint, [&](Settings& set) { set.document = body; });
+}
+
+void TestProvider::setSigningKeys(const std::vector<SigningKey>& keys) {
+    std::vector<detail::PublishedKey> published;
+    published.reserve(keys.size());
+    for (const auto& key : keys) {
+        published.push_back({key, {}});
+    }
+    m_state->change(Endpoint::Keys, [&](Settings& set) { set.keys = std::move(published); });
+}
+
+SigningKey TestProvider::signingKey() const {
+    const Lock lock(m_state->mutex);
+    return m_state->service.signingKey();
+}
+
+void TestProvider::rotateSigningKey() {
+    // Made before the lock is taken, since it takes long.
+    const detail::PublishedKey fresh{SigningKey::rsa(detail::unique("key")), {}};
+    const Lock lock(m_state->mutex);
+    auto& keys = m_state->service.keys();
+    if (!keys.empty()) {
+        keys.erase(keys.begin());
+    }
+    keys.insert(keys.begin(), fresh);
+}
+
+void TestProvider::setKeyMember(std::size_t index, const std::string& name,
+                                const std::string& json) {
+    const Lock lock(m_state->mutex);
+    m_state->service.keys().at(index).members[name] = json;
+}
+
+void TestProvider::removeKeyMember(std::size_t index, const std::string& name) {
+    const Lock lock(m_state->mutex);
+    m_state->service.keys().at(index).members[name].reset();
+}
+
+std::string TestProvider::issueCode(const CodeGrant& grant) {
+    const Lock lock(m_state->mutex);
+    return m_state->service.grants.issueCode(grant);
+}
+
+std::string TestProvider::issueRefreshToken(const std::string& clientId, const std::string& scope) {
+    const Lock lock(m_state->mutex);
+    return m_state->service.grants.issueRefreshToken(clientId, scope);
+}
+
+TestToken TestProvider::token(TokenKind kind, const std::string& clientId,
+                              const std::string& nonce) const {
+    const Lock lock(m_state->mutex);
+    return m_state->service.token(kind, clientId, nonce);
+}
+
+void TestProvider::setTokenHeader(TokenKind kind, const std::string& name,
+                                  const std::string& json) {
+    m_state->changeTokens(kind, [&](TokenSettings& set) { set.header[name] = json; });
+}
+
+void TestProvider::removeTokenHeader(TokenKind kind, const std::string& name) {
+    m_state->changeTokens(kind, [&](TokenSettings& set) { set.header[name].reset(); });
+}
+
+void TestProvider::setClaim(TokenKind kind, const std::string& name, const std::string& json) {
+    m_state->changeTokens(kind, [&](TokenSettings& set) { set.claims[name] = json; });
+}
+
+void TestProvider::removeClaim(TokenKind kind, const std::string& name) {
+    m_state->changeTokens(kind, [&](TokenSettings& set) { set.claims[name].reset(); });
+}
+
+void TestProvider::signWith(TokenKind kind, const SigningKey& key) {
+    m_state->changeTokens(kind, [&](TokenSettings& set) { set.key = key; });
+}
+
+void TestProvider::setTokenText(TokenKind kind, const std::string& text) {
+    m_state->changeTokens(kind, [&](TokenSettings& set) { set.text = text; });
 }
 
 void TestProvider::setStatus(Endpoint endpoint, unsigned status) {

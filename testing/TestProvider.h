@@ -1,6 +1,8 @@
 #pragma once
 
 #include "testing/RecordedRequest.h"
+#include "testing/SigningKey.h"
+#include "testing/TestToken.h"
 
 #include <chrono>
 #include <cstddef>
@@ -33,6 +35,19 @@ struct ProviderOptions {
     /// end.
     std::string issuerPath;
     ServerCertificate certificate = ServerCertificate::Valid;
+};
+
+/// The tokens of an answer that are JWTs.
+enum class TokenKind { Id, Access };
+
+/// What a user has consented to, and what came with the request for it; all behind the redirect
+/// URI can be left out.
+struct CodeGrant {
+    std::string clientId;
+    std::string redirectUri;
+    std::string codeChallenge = {};  ///< by S256; with "" no verifier is asked for
+    std::string nonce = {};          ///< of the ID token; with "" it has none
+    std::string scope = "openid";
 };
 
 /// Where in the answer the connection ends.
@@ -85,11 +100,49 @@ public:
     /// answered, or when an answer cannot be sent, but not during a Hold.
     bool waitForClosed(unsigned connection, std::chrono::milliseconds limit) const;
 
-    /// `expires_in` of token answers, an hour at first.
+    /// `expires_in` of token answers, an hour at first. What answers to codes and refresh tokens
+    /// carry is a JWT; for client credentials it is a text without meaning.
     void setTokenLifetime(std::chrono::seconds lifetime);
     /// From now on only this client gets tokens, by Basic authentication or form fields; others get
     /// status 401 and `invalid_client`. At first every client is accepted.
     void requireClient(const std::string& id, const std::string& secret);
+
+    /// A code that is good for one request to the token endpoint, which has to bring the same
+    /// client and redirect URI and the verifier (RFC 7636). Using it again is refused with status
+    /// 400 and `invalid_grant`, and so are from then on the refresh tokens that it led to.
+    std::string issueCode(const CodeGrant& grant);
+    /// A refresh token as it comes with a code. Each answer replaces it by a new one. Using an old
+    /// one again is refused in the same way, and so are then all that followed it.
+    std::string issueRefreshToken(const std::string& clientId, const std::string& scope = "openid");
+
+    /// Publishes these keys at the keys endpoint, in that order. The first signs; with an empty
+    /// list the default key does, unpublished. At first the default key alone is published: RSA
+    /// with 2048 bits, made on first use, the same for all providers of a process.
+    void setSigningKeys(const std::vector<SigningKey>& keys);
+    SigningKey signingKey() const;
+    /// A fresh RSA key with a `kid` of its own takes the place of the key that signs, and is
+    /// published first.
+    void rotateSigningKey();
+    /// Changes what is published of the key at that place, the first is 0; it signs as before.
+    /// Lasts until the key goes. Throws std::out_of_range if there is none.
+    void setKeyMember(std::size_t index, const std::string& name, const std::string& json);
+    void removeKeyMember(std::size_t index, const std::string& name);
+
+    /// A correct token for this client, issued now, as answers carry it while nothing else is set;
+    /// to be changed and signed by the test. An ID token holds for an hour, an access token as long
+    /// as setTokenLifetime() says; only an ID token has a nonce.
+    TestToken token(TokenKind kind, const std::string& clientId,
+                    const std::string& nonce = "") const;
+    /// Change the tokens in the answers to codes and refresh tokens, as TestToken does. They belong
+    /// to Endpoint::Token, and the keys above to Endpoint::Keys.
+    void setTokenHeader(TokenKind kind, const std::string& name, const std::string& json);
+    void removeTokenHeader(TokenKind kind, const std::string& name);
+    void setClaim(TokenKind kind, const std::string& name, const std::string& json);
+    void removeClaim(TokenKind kind, const std::string& name);
+    /// The header names `alg` and `kid` of this key, published or not, unless changed above.
+    void signWith(TokenKind kind, const SigningKey& key);
+    /// Stands in place of the token, whatever else is set for it.
+    void setTokenText(TokenKind kind, const std::string& text);
 
     /// Replaces or adds a member of the endpoint's successful answers. `json` is sent as it is.
     void setMember(Endpoint endpoint, const std::string& name, const std::string& json);

@@ -2,19 +2,34 @@
 
 #include "testing/TestProvider.h"
 #include "testing/detail/HttpServer.h"
+#include "testing/detail/Text.h"
 
+#include <array>
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace auth::testing::detail {
 
+/// What a test has set for the tokens of one kind.
+struct TokenSettings {
+    Changes header;
+    Changes claims;
+    std::optional<std::string> text;  // in place of the token
+    std::optional<SigningKey> key;
+};
+
+struct PublishedKey {
+    SigningKey key;
+    Changes members;
+};
+
 /// What a test has set for one endpoint.
 struct Settings {
-    std::map<std::string, std::optional<std::string>> members;  // JSON; without value: removed
+    Changes members;
     std::optional<std::string> document;
     std::optional<unsigned> status;
     Fields headers;  // with an empty value: left out
@@ -28,6 +43,8 @@ struct Settings {
     Framing framing = Framing::ContentLength;
     bool closeAfterAnswer = false;
     std::optional<unsigned> answersLeft;
+    std::array<TokenSettings, 2> tokens;            // by kind; for the token endpoint
+    std::optional<std::vector<PublishedKey>> keys;  // for the keys endpoint; without value: default
 };
 
 /// An answer as it is meant, before any fault.

@@ -1,41 +1,16 @@
 #include "testing/detail/Certificates.h"
 
-#include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
-#include <openssl/x509v3.h>
 
-#include <memory>
 #include <random>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
-#include <vector>
 
 namespace auth::testing::detail {
 namespace {
 
-template <auto Free>
-struct Freeing {
-    template <class T>
-    void operator()(T* object) const {
-        Free(object);
-    }
-};
-
-using Key = std::unique_ptr<EVP_PKEY, Freeing<EVP_PKEY_free>>;
-using Certificate = std::unique_ptr<X509, Freeing<X509_free>>;
-using Extension = std::unique_ptr<X509_EXTENSION, Freeing<X509_EXTENSION_free>>;
-using File = std::unique_ptr<BIO, Freeing<BIO_free>>;
-using Extensions = std::vector<std::pair<int, std::string>>;
-
 constexpr long day = 24L * 60 * 60;
-
-void check(bool success) {
-    if (!success) {
-        throw std::runtime_error("cannot make the provider's certificate");
-    }
-}
 
 // Elliptic curves: unlike for RSA, every provider can have keys of its own without a delay.
 Key makeKey() {
@@ -44,9 +19,10 @@ Key makeKey() {
     return key;
 }
 
-// Valid from a day ago. Issues itself without an issuer.
+}  // namespace
+
 Certificate issue(const std::string& subject, EVP_PKEY* key, long secondsLeft,
-                  const Extensions& extensions, X509* issuer, EVP_PKEY* issuerKey) {
+                  const CertificateExtensions& extensions, X509* issuer, EVP_PKEY* issuerKey) {
     Certificate certificate(X509_new());
     X509* const x509 = certificate.get();
     check(x509 != nullptr && X509_set_version(x509, X509_VERSION_3) == 1 &&
@@ -70,8 +46,6 @@ Certificate issue(const std::string& subject, EVP_PKEY* key, long secondsLeft,
     check(X509_sign(x509, issuerKey, EVP_sha256()) > 0);
     return certificate;
 }
-
-}  // namespace
 
 TemporaryDirectory::TemporaryDirectory() {
     namespace fs = std::filesystem;
@@ -103,7 +77,7 @@ void installCertificate(SSL_CTX* context, const std::string& names, bool expired
                                     {NID_ext_key_usage, "serverAuth"},
                                     {NID_authority_key_identifier, "keyid"}},
                                    authority.get(), authorityKey.get());
-    const File file(BIO_new_file(authorityFile.string().c_str(), "wb"));
+    const Bio file(BIO_new_file(authorityFile.string().c_str(), "wb"));
     check(file != nullptr && PEM_write_bio_X509(file.get(), authority.get()) == 1 &&
           SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
           SSL_CTX_use_PrivateKey(context, key.get()) == 1);

@@ -1,9 +1,11 @@
 #pragma once
 
-#include <openssl/types.h>
+#include "testing/detail/OpenSsl.h"
 
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace auth::testing::detail {
 
@@ -20,6 +22,14 @@ public:
 private:
     std::filesystem::path m_path;
 };
+
+/// By number and in the notation of OpenSSL's configuration files.
+using CertificateExtensions = std::vector<std::pair<int, std::string>>;
+
+/// A certificate for `key`, valid since a day ago. Without `issuer` it issues itself, and
+/// `issuerKey` has to be `key`. Throws std::runtime_error, as check() does.
+Certificate issue(const std::string& subject, EVP_PKEY* key, long secondsLeft,
+                  const CertificateExtensions& extensions, X509* issuer, EVP_PKEY* issuerKey);
 
 /// Gives `context` a new server certificate and writes the authority that issued it to a PEM file.
 /// `names` is a list such as "IP:127.0.0.1,DNS:localhost". Throws std::runtime_error.

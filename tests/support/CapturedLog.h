@@ -6,6 +6,7 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace test {
@@ -33,6 +34,21 @@ public:
     std::vector<LogLine> lines() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_lines;
+    }
+
+    /// The lines since the last call.
+    std::vector<LogLine> takeLines() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return std::exchange(m_lines, {});
+    }
+
+    /// All lines of a level, one behind the other.
+    std::string textAt(int level) const {
+        std::string text;
+        for (const LogLine& line : lines()) {
+            text += line.level == level ? line.text : "";
+        }
+        return text;
     }
 
     static std::shared_ptr<LoggingUtilities::CLogger> loggerTo(

@@ -16,7 +16,7 @@ const command = process.env.OIDCAUTH_COMMAND;
 const limit = 20_000;
 
 /// Nothing of the caller's gets in, proxies least of all, but what sanitizers are told.
-function inherited() {
+export function inherited() {
     const wanted = ([name]) => name === 'PATH' || /^[A-Z]+SAN_OPTIONS$/.test(name);
     const variables = Object.fromEntries(Object.entries(process.env).filter(wanted));
     // What the HTTP library's pool still has queued when a process ends is not freed.

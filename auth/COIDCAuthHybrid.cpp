@@ -1,0 +1,290 @@
+#include "auth/COIDCAuthHybrid.h"
+
+#include "auth/detail/Clock.h"
+#include "auth/detail/Discovery.h"
+#include "auth/detail/FormBody.h"
+#include "auth/detail/Text.h"
+#include "auth/detail/TokenEndpoint.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <utility>
+
+namespace auth {
+
+using detail::DecodedJwt;
+using detail::ELogLevel;
+using web::http::http_response;
+
+namespace {
+
+// Once the signature is verified, a token more than this far ahead would still be refused: it is
+// not a matter of clocks that differ a little.
+constexpr std::chrono::seconds refusedIssueSkew{5};
+
+bool isAcceptable(const web::json::value& jwk) {
+    const utility::string_t& type = jwk.at(_XPLATSTR("kty")).as_string();
+    const utility::string_t& use = jwk.at(_XPLATSTR("use")).as_string();
+    return type == _XPLATSTR("RSA") && use == _XPLATSTR("sig") &&
+           (jwk.has_string_field(_XPLATSTR("x5c")) ||
+            (jwk.has_string_field(_XPLATSTR("e")) && jwk.has_string_field(_XPLATSTR("n"))));
+}
+
+/// Many providers send their keys as RFC 7517 names them, which the HTTP library does not take for
+/// JSON.
+Concurrency::task<web::json::value> checkJwksResponse(const http_response& response) {
+    const bool isKeySet = response.headers().content_type().find(
+                              _XPLATSTR("application/jwk-set+json")) != utility::string_t::npos;
+    return response.extract_json(isKeySet);
+}
+
+bool isCurrent(const DecodedJwt& token) {
+    return token.has_expires_at() && detail::now() <= token.get_expires_at();
+}
+
+}  // namespace
+
+COIDCAuthHybrid::COIDCAuthHybrid(const CString& configUrl, const detail::LoggerPtr& logger,
+                                 const OIDCFlowSettings& settings)
+    : m_settings(settings), m_logger(logger) {
+    detail::receiveConfiguration(
+        m_http, configUrl, m_logger, "unable to retrieve server configuration",
+        [this](const web::json::value& configuration) { loadConfiguration(configuration); });
+}
+
+void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration) {
+    m_issuer = detail::textMember(configuration, _XPLATSTR("issuer"));
+    m_authorizationEndpoint =
+        detail::textMember(configuration, _XPLATSTR("authorization_endpoint"));
+    m_tokenEndpoint = detail::textMember(configuration, _XPLATSTR("token_endpoint"));
+    m_jwksUri = detail::textMember(configuration, _XPLATSTR("jwks_uri"));
+    m_scopesSupported = detail::scopesSupported(configuration);
+
+    const auto lists = [&configuration](const utility::char_t* member, const CString& value) {
+        return detail::listsValue(configuration, member, value);
+    };
+    if (!lists(_XPLATSTR("response_types_supported"), m_settings.responseType)) {
+        detail::fail(m_logger, "requested response type is not supported",
+                     L"Requested response type is not supported.");
+    }
+    if (!lists(_XPLATSTR("grant_types_supported"), m_settings.grantType) ||
+        !lists(_XPLATSTR("grant_types_supported"), m_settings.refreshGrantType)) {
+        detail::fail(m_logger, "requested grant types are not supported",
+                     L"Requested grant type is not supported.");
+    }
+    if (!lists(_XPLATSTR("response_modes_supported"), m_settings.responseMode)) {
+        detail::fail(m_logger, "requested response mode is not supported",
+                     L"Requested response mode is not supported.");
+    }
+    if (!lists(_XPLATSTR("id_token_signing_alg_values_supported"), m_settings.signingAlgorithm)) {
+        detail::fail(m_logger, "requested token signature type is not supported",
+                     L"Requested signature type is not supported.");
+    }
+    fetchSigningKeys();
+}
+
+void COIDCAuthHybrid::fetchSigningKeys() {
+    detail::log(m_logger, ELogLevel::Detail, L"Receiving signatures...");
+    auto expectOk = detail::expectOk(m_logger, "unable to retrieve information from jwks endpoint",
+                                     L"Unable to retrieve information from jwks endpoint.");
+    loadSigningKeys(m_http
+                        .send({detail::toHttpText(m_jwksUri), {}, {}},
+                              Concurrency::cancellation_token::none(), std::move(expectOk))
+                        .then(checkJwksResponse)
+                        .get());
+}
+
+void COIDCAuthHybrid::loadSigningKeys(const web::json::value& jwks) {
+    const web::json::array& keys = jwks.at(_XPLATSTR("keys")).as_array();
+    std::copy_if(keys.begin(), keys.end(), std::back_inserter(m_signingKeys), isAcceptable);
+    if (m_signingKeys.empty()) {
+        detail::fail(m_logger, "unable to get proper keys from jwks endpoint",
+                     L"No acceptable jwks signature found.");
+    }
+}
+
+Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenByAuthCodeAsync(
+    const CString& clientId, const CString& scope, const CString& redirectUri,
+    const utility::string_t& codeVerifier, const utility::string_t& code,
+    const Concurrency::cancellation_token& token) {
+    detail::FormBody form;
+    form.add(_XPLATSTR("grant_type"), m_settings.grantType)
+        .add(_XPLATSTR("code"), code)
+        .addAllEncoded(_XPLATSTR("redirect_uri"), redirectUri)
+        .add(_XPLATSTR("code_verifier"), codeVerifier)
+        .add(_XPLATSTR("client_id"), clientId);
+    detail::log(m_logger, ELogLevel::Flow, L"Requesting token using received auth code.");
+    return requestToken(form, clientId, scope,
+                        detail::expectOk(m_logger, "unable to receive access token by auth code",
+                                         L"Unable to request token using received auth code. "
+                                         L"Unexpected response (%d) received."),
+                        L"Token has been successfully requested using received auth code.", token);
+}
+
+Concurrency::task<COIDCToken> COIDCAuthHybrid::refreshTokenAsync(
+    const CString& clientId, const CString& scope, const CString& refreshToken,
+    const Concurrency::cancellation_token& token) {
+    detail::FormBody form;
+    form.add(_XPLATSTR("grant_type"), m_settings.refreshGrantType)
+        .add(_XPLATSTR("refresh_token"), refreshToken)
+        .add(_XPLATSTR("client_id"), clientId);
+    detail::log(m_logger, ELogLevel::Flow, L"Refreshing token...");
+    const auto checkStatus = [logger = m_logger](const http_response& response) {
+        if (response.status_code() != web::http::status_codes::OK) {
+            detail::log(logger, ELogLevel::Error,
+                        L"Unable to refresh token, unexpected response (%d) received.",
+                        response.status_code());
+            // A pointer: so a refusal is told from every other failure by its type.
+            std::exception* const refusal =
+                new detail::Error("unable to receive access token by refresh token");
+            throw refusal;  // NOLINT(misc-throw-by-value-catch-by-reference)
+        }
+    };
+    return requestToken(form, clientId, scope, checkStatus, L"Token refreshed successfully.",
+                        token);
+}
+
+Concurrency::task<COIDCToken> COIDCAuthHybrid::requestToken(
+    const detail::FormBody& form, const CString& clientId, const CString& scope,
+    detail::HttpExchange::CheckHead checkHead, const wchar_t* successLine,
+    const Concurrency::cancellation_token& token) {
+    detail::HttpRequest request = detail::formRequest(m_tokenEndpoint, form);
+    request.headers.add(web::http::header_names::accept, _XPLATSTR("application/json"));
+    // Providers take a code or a rotating refresh token that comes twice for stolen.
+    request.atMostOnce = true;
+    return detail::sendForJson(m_http, request, token, std::move(checkHead))
+        .then([this, clientId, scope, successLine](const web::json::value& answer) {
+            COIDCToken received = extractToken(answer, clientId, scope);
+            detail::log(m_logger, ELogLevel::Flow, successLine);
+            return received;
+        });
+}
+
+COIDCToken COIDCAuthHybrid::extractToken(const web::json::value& answer, const CString& clientId,
+                                         const CString& scope) const {
+    detail::log(m_logger, ELogLevel::Flow, L"Extracting token...");
+    detail::requireBearer(answer, m_logger);
+    const CString accessToken = detail::textMember(answer, _XPLATSTR("access_token"));
+    const CString idToken = detail::textMember(answer, _XPLATSTR("id_token"));
+    const CString refreshToken = answer.has_string_field(_XPLATSTR("refresh_token"))
+                                     ? detail::textMember(answer, _XPLATSTR("refresh_token"))
+                                     : CString();
+    const int expiresIn = answer.at(_XPLATSTR("expires_in")).as_integer();
+
+    const DecodedJwt decodedIdToken = detail::decodeJwt(idToken);
+    if (!validateJwt(decodedIdToken) || !validateIdTokenClaims(decodedIdToken, clientId, {})) {
+        detail::fail(m_logger, "id token validation failed", L"Unable to validate id token.");
+    }
+    const DecodedJwt decodedAccessToken = detail::decodeJwt(accessToken);
+    if (!validateJwt(decodedAccessToken) ||
+        !validateAccessTokenClaims(decodedAccessToken, clientId)) {
+        detail::fail(m_logger, "access token validation failed",
+                     L"Unable to validate access token.");
+    }
+    detail::log(m_logger, ELogLevel::Flow, L"Access token extracted successfully.");
+    return {accessToken, refreshToken, idToken, detail::expiry(expiresIn), clientId, scope};
+}
+
+bool COIDCAuthHybrid::validateJwt(const DecodedJwt& token) const {
+    detail::log(m_logger, ELogLevel::Flow, L"Validating JWT...");
+    std::chrono::seconds issueSkew{0};
+    const jwt::date now = detail::now();
+    if (token.has_issued_at() && token.get_issued_at() > now) {
+        detail::log(m_logger, ELogLevel::Warning, L"Received 'issue time' is in future.");
+        issueSkew = std::chrono::ceil<std::chrono::seconds>(token.get_issued_at() - now);
+        if (issueSkew >= refusedIssueSkew) {
+            return refuse(L"Received 'issue time' is not within the specified bounds in future.");
+        }
+    }
+    if (token.get_algorithm() != "RS256") {
+        return refuse(L"Algorithm is invalid/not supported.");
+    }
+    const auto key = findSigningKey(token);
+    if (key == m_signingKeys.end()) {
+        return refuse(L"Unable to recognize key id.");
+    }
+    detail::log(m_logger, ELogLevel::Flow, L"Checking signature...");
+    const jwt::algorithm::rs256* const algorithm = publicKey(key);
+    if (algorithm == nullptr) {
+        return false;
+    }
+    detail::verifyJwt(token, *algorithm, issueSkew);
+    detail::log(m_logger, ELogLevel::Flow, L"JWT validated successfully.");
+    return true;
+}
+
+COIDCAuthHybrid::SigningKeys::const_iterator COIDCAuthHybrid::findSigningKey(
+    const DecodedJwt& token) const {
+    return std::find_if(
+        m_signingKeys.begin(), m_signingKeys.end(), [&token](const web::json::value& key) {
+            const std::string id = token.get_key_id();
+            return utility::conversions::to_utf8string(key.at(_XPLATSTR("kid")).as_string()) == id;
+        });
+}
+
+/// Nothing, and a log line, for a key that cannot be used. What is returned lives as long as this
+/// object.
+const jwt::algorithm::rs256* COIDCAuthHybrid::publicKey(SigningKeys::const_iterator key) const {
+    const std::lock_guard<std::mutex> lock(m_publicKeysMutex);
+    const auto position = std::distance(m_signingKeys.cbegin(), key);
+    const auto known = m_publicKeys.find(position);
+    if (known != m_publicKeys.end()) {
+        return &known->second;
+    }
+    const std::optional<std::string> text = detail::publicKeyText(*key, m_logger);
+    return text ? &m_publicKeys.emplace(position, *text).first->second : nullptr;
+}
+
+bool COIDCAuthHybrid::refuse(const wchar_t* line) const {
+    detail::log(m_logger, ELogLevel::Error, line);
+    return false;
+}
+
+bool COIDCAuthHybrid::hasIssuer(const DecodedJwt& token) const {
+    return token.has_issuer() && token.get_issuer() == m_issuer.toUtf8();
+}
+
+bool COIDCAuthHybrid::validateIdTokenClaims(const DecodedJwt& token, const CString& clientId,
+                                            const utility::string_t& expectedNonce) const {
+    detail::log(m_logger, ELogLevel::Flow, L"Validating id token claims...");
+    if (!hasIssuer(token)) {
+        return refuse(L"Unable to find issuer claim in id token.");
+    }
+    if (!token.has_audience()) {
+        return refuse(L"Unable to find audience claim in id token.");
+    }
+    if (token.get_audience().count(clientId.toUtf8()) == 0) {
+        return refuse(L"Unable to find client id in audience in id token.");
+    }
+    if (!isCurrent(token)) {
+        return refuse(
+            L"Unable to find expiration timestamp, or token is already expired in id token.");
+    }
+    if (!expectedNonce.empty() && token.has_payload_claim("nonce") &&
+        token.get_payload_claim("nonce").as_string() !=
+            utility::conversions::to_utf8string(expectedNonce)) {
+        return refuse(L"Unable to find nonce in id token.");
+    }
+    detail::log(m_logger, ELogLevel::Flow, L"Id token claims validated successfully.");
+    return true;
+}
+
+bool COIDCAuthHybrid::validateAccessTokenClaims(const DecodedJwt& token,
+                                                const CString& clientId) const {
+    detail::log(m_logger, ELogLevel::Flow, L"Validating access token claims...");
+    if (!hasIssuer(token)) {
+        return refuse(L"Access token issuer is missing or incorrect.");
+    }
+    if (!token.has_payload_claim("client_id") ||
+        token.get_payload_claim("client_id").as_string() != clientId.toUtf8()) {
+        return refuse(L"Access token client id is missing or incorrect.");
+    }
+    if (!isCurrent(token)) {
+        return refuse(L"Token has no expiration time or is already expired.");
+    }
+    detail::log(m_logger, ELogLevel::Flow, L"Access token claims validated successfully.");
+    return true;
+}
+
+}  // namespace auth

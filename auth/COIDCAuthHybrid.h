@@ -1,0 +1,101 @@
+#pragma once
+
+#include "auth/COIDCToken.h"
+#include "auth/detail/FormBody.h"
+#include "auth/detail/HttpExchange.h"
+#include "auth/detail/Jwt.h"
+#include "auth/detail/Log.h"
+#include "host/CString.h"
+#include "platform/Tasks.h"
+
+#include <cpprest/json.h>
+
+#include <cstddef>
+#include <map>
+#include <mutex>
+#include <set>
+#include <vector>
+
+namespace auth {
+
+/// What a provider must offer, compared exactly.
+struct OIDCFlowSettings {
+    CString responseType;
+    CString responseMode;
+    CString grantType;
+    CString refreshGrantType;
+    CString signingAlgorithm;
+    CString codeChallengeMethod;
+};
+
+/// The hybrid flow (OpenID Connect Core 1.0, section 3.3) and the refresh (RFC 6749, section 6) at
+/// one provider. Usable once constructed, and only read from then on.
+class COIDCAuthHybrid {
+public:
+    /// Blocks until the provider's configuration is received and checked and its signing keys are
+    /// there; throws otherwise.
+    COIDCAuthHybrid(const CString& configUrl, const detail::LoggerPtr& logger,
+                    const OIDCFlowSettings& settings);
+
+    // The requests. This object must outlive their tasks.
+
+    /// Redeems a code with the verifier that belongs to its challenge (RFC 7636, section 4.5).
+    Concurrency::task<COIDCToken> requestTokenByAuthCodeAsync(
+        const CString& clientId, const CString& scope, const CString& redirectUri,
+        const utility::string_t& codeVerifier, const utility::string_t& code,
+        const Concurrency::cancellation_token& token);
+
+    /// An answer other than 200 ends the task with a `std::exception*` that whoever catches it
+    /// owns.
+    Concurrency::task<COIDCToken> refreshTokenAsync(const CString& clientId, const CString& scope,
+                                                    const CString& refreshToken,
+                                                    const Concurrency::cancellation_token& token);
+
+    /// The token of a successful answer, once its ID token and then its access token are validated.
+    COIDCToken extractToken(const web::json::value& answer, const CString& clientId,
+                            const CString& scope) const;
+
+    // The checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). They
+    // log a refusal and return false; exceptions of the JWT library pass through.
+
+    /// Algorithm, key, signature, and the times of issue, beginning and expiry.
+    bool validateJwt(const detail::DecodedJwt& token) const;
+
+    /// With an empty `expectedNonce`, and for a token without one, the nonce is not compared.
+    bool validateIdTokenClaims(const detail::DecodedJwt& token, const CString& clientId,
+                               const utility::string_t& expectedNonce) const;
+    bool validateAccessTokenClaims(const detail::DecodedJwt& token, const CString& clientId) const;
+
+private:
+    using SigningKeys = std::vector<web::json::value>;
+
+    void loadConfiguration(const web::json::value& configuration);
+    void fetchSigningKeys();
+    void loadSigningKeys(const web::json::value& jwks);
+    SigningKeys::const_iterator findSigningKey(const detail::DecodedJwt& token) const;
+    const jwt::algorithm::rs256* publicKey(SigningKeys::const_iterator key) const;
+    bool refuse(const wchar_t* line) const;
+    bool hasIssuer(const detail::DecodedJwt& token) const;
+    Concurrency::task<COIDCToken> requestToken(const detail::FormBody& form,
+                                               const CString& clientId, const CString& scope,
+                                               detail::HttpExchange::CheckHead checkHead,
+                                               const wchar_t* successLine,
+                                               const Concurrency::cancellation_token& token);
+
+    CString m_issuer;
+    CString m_authorizationEndpoint;
+    CString m_tokenEndpoint;
+    CString m_jwksUri;
+    std::set<CString> m_scopesSupported;
+    OIDCFlowSettings m_settings;
+    SigningKeys m_signingKeys;
+    detail::LoggerPtr m_logger;
+    detail::HttpExchange m_http;
+
+    mutable std::mutex m_publicKeysMutex;
+    /// Built on first use, by the position of the signing key: that takes longer than many
+    /// verifications.
+    mutable std::map<std::ptrdiff_t, jwt::algorithm::rs256> m_publicKeys;
+};
+
+}  // namespace auth

@@ -1,0 +1,68 @@
+#include "auth/detail/Jwt.h"
+
+#include "auth/detail/Clock.h"
+
+#include <cpprest/asyncrt_utils.h>
+
+#include <stdexcept>
+
+namespace auth::detail {
+
+namespace {
+
+using utility::conversions::to_utf8string;
+
+constexpr int longestToken = 65'536;
+
+/// The library's clock as the JWT library asks for it.
+struct JwtClock {
+    jwt::date now() const {
+        return std::chrono::time_point_cast<jwt::date::duration>(detail::now());
+    }
+};
+
+std::string textOf(const web::json::value& jwk, const utility::char_t* name) {
+    return to_utf8string(jwk.at(name).as_string());
+}
+
+}  // namespace
+
+DecodedJwt decodeJwt(const CString& text) {
+    if (text.GetLength() > longestToken) {
+        throw std::invalid_argument("invalid token supplied");
+    }
+    return jwt::decode(text.toUtf8());
+}
+
+std::optional<std::string> publicKeyText(const web::json::value& jwk, const LoggerPtr& logger) {
+    if (jwk.has_string_field(_XPLATSTR("x5c"))) {
+        // The array of RFC 7517 does not come here: such a key is used by its components.
+        const web::json::array& chain = jwk.at(_XPLATSTR("x5c")).as_array();
+        if (chain.size() == 0) {
+            log(logger, ELogLevel::Error, L"Signature is missing (x5c is empty).");
+            return std::nullopt;
+        }
+        return "-----BEGIN CERTIFICATE-----\n" +
+               to_utf8string(chain.at(chain.size() - 1).as_string()) +
+               "\n-----END CERTIFICATE-----";
+    }
+    if (jwk.has_string_field(_XPLATSTR("e")) && jwk.has_string_field(_XPLATSTR("n"))) {
+        return jwt::helper::create_public_key_from_rsa_components(textOf(jwk, _XPLATSTR("n")),
+                                                                  textOf(jwk, _XPLATSTR("e")));
+    }
+    log(logger, ELogLevel::Error, L"Fields, required to check jwt signature are missing.");
+    return std::nullopt;
+}
+
+void verifyJwt(const DecodedJwt& token, const jwt::algorithm::rs256& key,
+               std::chrono::seconds issueLeeway) {
+    auto verifier =
+        jwt::verify<JwtClock, jwt::traits::kazuho_picojson>(JwtClock()).allow_algorithm(key);
+    if (token.has_issued_at()) {
+        // Makes that claim an obligatory integer: not to be asked of a token that has none.
+        verifier.issued_at_leeway(static_cast<std::size_t>(issueLeeway.count()));
+    }
+    verifier.verify(token);
+}
+
+}  // namespace auth::detail

@@ -1,0 +1,186 @@
+#include "testing/detail/Service.h"
+
+#include "testing/detail/Text.h"
+
+#include <algorithm>
+
+namespace auth::testing::detail {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr std::array paths{"/.well-known/openid-configuration", "/jwks", "/token"};
+
+// One for all providers of a process: tests make many providers, and an RSA pair takes long.
+const SigningKey& defaultKey() {
+    static const auto key = SigningKey::rsa("test-key");
+    return key;
+}
+
+Fields jsonHeaders() {
+    return {{"Content-Type", "application/json"}};
+}
+
+Content refusal(unsigned status, const char* error, Fields headers) {
+    return {status, object({{"error", quoted(error)}}), std::move(headers)};
+}
+
+seconds::rep now() {
+    return std::chrono::duration_cast<seconds>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+// A test may set any lifetime.
+std::string sum(seconds::rep time, seconds::rep lifetime) {
+    return std::to_string(time + std::min(lifetime, seconds::max().count() - time));
+}
+
+}  // namespace
+
+const char* pathOf(Endpoint endpoint) {
+    return paths.at(static_cast<std::size_t>(endpoint));
+}
+
+Service::Service(std::string issuer) : m_issuer(std::move(issuer)) {}
+
+Settings& Service::settings(Endpoint endpoint) {
+    return m_settings.at(static_cast<std::size_t>(endpoint));
+}
+
+std::vector<PublishedKey>& Service::keys() {
+    auto& keys = settings(Endpoint::Keys).keys;
+    return keys ? *keys : keys.emplace({PublishedKey{defaultKey(), {}}});
+}
+
+SigningKey Service::signingKey() {
+    const auto& keys = settings(Endpoint::Keys).keys;
+    return keys && !keys->empty() ? keys->front().key : defaultKey();
+}
+
+TestToken Service::token(TokenKind kind, const std::string& clientId, const std::string& nonce) {
+    constexpr seconds::rep idTokenLifetime = 3600;
+    const bool access = kind == TokenKind::Access;
+    const auto key = signingKey();
+    const auto time = now();
+    TestToken token;
+    token.setHeader("alg", quoted(key.algorithm()))
+        .setHeader("kid", quoted(key.kid()))
+        .setHeader("typ", quoted(access ? "at+jwt" : "JWT"))
+        .setClaim("iss", quoted(m_issuer))
+        .setClaim("aud", quoted(access ? "urn:test:api" : clientId))
+        .setClaim("sub", quoted("test-user"))
+        .setClaim("iat", std::to_string(time))
+        .setClaim("exp", sum(time, access ? tokenLifetime.count() : idTokenLifetime));
+    if (access) {
+        token.setClaim("client_id", quoted(clientId))
+            .setClaim("scope", quoted("openid"))
+            .setClaim("jti", quoted(unique("jti")));
+    } else if (!nonce.empty()) {
+        token.setClaim("nonce", quoted(nonce));
+    }
+    return token;
+}
+
+Content Service::content(const RecordedRequest& request, Endpoint endpoint) {
+    const auto* const method = endpoint == Endpoint::Token ? "POST" : "GET";
+    if (request.method != method) {
+        return {405, {}, {{"Allow", method}}};
+    }
+    switch (endpoint) {
+        case Endpoint::Token:
+            return tokenContent(request);
+        case Endpoint::Keys:
+            return {200, document(endpoint, {{"keys", keySet()}}), jsonHeaders()};
+        case Endpoint::Discovery:
+            break;
+    }
+    return {200, document(Endpoint::Discovery, configuration()), jsonHeaders()};
+}
+
+Content Service::tokenContent(const RecordedRequest& request) {
+    auto headers = jsonHeaders();
+    headers.emplace_back("Cache-Control", "no-store");
+    if (requiredClient && requiredClient != request.client()) {
+        headers.emplace_back("WWW-Authenticate", "Basic realm=\"provider\"");
+        return refusal(401, "invalid_client", std::move(headers));
+    }
+    const auto grantType = request.field("grant_type");
+    std::optional<Members> members;
+    if (grantType == "client_credentials") {
+        members = Members{{"access_token", quoted(unique("token"))}};
+    } else if (grantType == "authorization_code") {
+        members = granted(grants.redeemCode(request));
+    } else if (grantType == "refresh_token") {
+        members = granted(grants.redeemRefreshToken(request));
+    } else {
+        return refusal(400, "unsupported_grant_type", std::move(headers));
+    }
+    if (!members) {
+        return refusal(400, "invalid_grant", std::move(headers));
+    }
+    members->emplace("token_type", quoted("Bearer"));
+    members->emplace("expires_in", std::to_string(tokenLifetime.count()));
+    return {200, document(Endpoint::Token, *std::move(members)), std::move(headers)};
+}
+
+std::optional<Members> Service::granted(const std::optional<Grants::Redeemed>& grant) {
+    if (!grant) {
+        return std::nullopt;
+    }
+    const auto scope = quoted(grant->scope);
+    auto access = token(TokenKind::Access, grant->clientId, "").setClaim("scope", scope);
+    const auto id = token(TokenKind::Id, grant->clientId, grant->nonce);
+    return Members{{"access_token", quoted(carried(TokenKind::Access, access))},
+                   {"id_token", quoted(carried(TokenKind::Id, id))},
+                   {"refresh_token", quoted(grant->refreshToken)},
+                   {"scope", scope}};
+}
+
+std::string Service::carried(TokenKind kind, TestToken token) {
+    const auto& set = settings(Endpoint::Token).tokens.at(static_cast<std::size_t>(kind));
+    if (set.text) {
+        return *set.text;
+    }
+    const auto key = set.key.value_or(signingKey());
+    token.setHeader("alg", quoted(key.algorithm())).setHeader("kid", quoted(key.kid()));
+    for (const auto& [name, json] : set.header) {
+        json ? token.setHeader(name, *json) : token.removeHeader(name);
+    }
+    for (const auto& [name, json] : set.claims) {
+        json ? token.setClaim(name, *json) : token.removeClaim(name);
+    }
+    return token.signedBy(key);
+}
+
+std::string Service::document(Endpoint endpoint, Members members) {
+    const auto& set = settings(endpoint);
+    return set.document ? *set.document : object(changed(std::move(members), set.members));
+}
+
+std::string Service::keySet() {
+    const auto& set = settings(Endpoint::Keys).keys;
+    std::string keys;
+    for (const auto& [key, changes] : set ? *set : std::vector{PublishedKey{defaultKey(), {}}}) {
+        keys.append(keys.empty() ? "[" : ",").append(object(changed(key.members(), changes)));
+    }
+    return keys.empty() ? "[]" : keys + "]";
+}
+
+Members Service::configuration() const {
+    return {
+        {"issuer", quoted(m_issuer)},
+        {"authorization_endpoint", quoted(m_issuer + "/authorize")},
+        {"token_endpoint", quoted(m_issuer + pathOf(Endpoint::Token))},
+        {"jwks_uri", quoted(m_issuer + pathOf(Endpoint::Keys))},
+        {"response_types_supported", R"(["code","code id_token"])"},
+        {"response_modes_supported", R"(["query","form_post"])"},
+        {"code_challenge_methods_supported", R"(["S256"])"},
+        {"subject_types_supported", R"(["public"])"},
+        {"id_token_signing_alg_values_supported", R"(["RS256"])"},
+        {"grant_types_supported", R"(["client_credentials","authorization_code","refresh_token"])"},
+        {"scopes_supported", R"(["openid", "a", "b"])"},
+        {"token_endpoint_auth_methods_supported",
+         R"(["client_secret_basic","client_secret_post"])"}};
+}
+
+}  // namespace auth::testing::detail

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "testing/detail/Answering.h"
+#include "testing/detail/Grants.h"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace auth::testing::detail {
+
+constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token};
+
+/// Below the issuer.
+const char* pathOf(Endpoint endpoint);
+
+/// What the provider says, as tests have set it, apart from how it is sent. Not for several threads
+/// at once.
+class Service {
+public:
+    explicit Service(std::string issuer);
+
+    Settings& settings(Endpoint endpoint);
+    /// The keys that are published, to be changed.
+    std::vector<PublishedKey>& keys();
+    SigningKey signingKey();
+    TestToken token(TokenKind kind, const std::string& clientId, const std::string& nonce);
+    /// The answer to a well-formed request. Uses up the code or refresh token that it carries.
+    Content content(const RecordedRequest& request, Endpoint endpoint);
+
+    std::chrono::seconds tokenLifetime{3600};
+    std::optional<std::pair<std::string, std::string>> requiredClient;
+    Grants grants;
+
+private:
+    Content tokenContent(const RecordedRequest& request);
+    std::optional<Members> granted(const std::optional<Grants::Redeemed>& grant);
+    std::string carried(TokenKind kind, TestToken token);
+    std::string document(Endpoint endpoint, Members members);
+    std::string keySet();
+    Members configuration() const;
+
+    const std::string m_issuer;
+    std::array<Settings, endpoints.size()> m_settings;
+};
+
+}  // namespace auth::testing::detail

@@ -1,0 +1,343 @@
+#include "testing/SigningKey.h"
+#include "testing/TestToken.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/HybridFlow.h"
+#include "tests/support/TestClock.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::testing::Endpoint;
+using auth::testing::SigningKey;
+using auth::testing::TestProvider;
+using auth::testing::TestToken;
+using auth::testing::TokenKind;
+using std::chrono::milliseconds;
+
+const std::chrono::system_clock::time_point now(1'700'000'000s);
+
+std::string at(std::chrono::seconds offset) {
+    return std::to_string((now + offset).time_since_epoch() / 1s);
+}
+
+/// A provider, the object under test with its log, and a clock that stands at `now`.
+class TokenValidation : public ::testing::Test {
+protected:
+    TokenValidation() { clock.freezeAt(now); }
+
+    TestToken token(TokenKind kind = TokenKind::Id) const {
+        TestToken result = provider.token(kind, "client");
+        result.setClaim("iat", at(-10s));
+        result.setClaim("exp", at(60s));
+        return result;
+    }
+
+    void configure() {
+        log = std::make_shared<test::CapturedLog>();
+        flow = test::hybridFlow(provider, test::CapturedLog::loggerTo(log));
+    }
+
+    std::string validate(const std::string& text) {
+        return test::outcome([&] { return flow->validateJwt(auth::detail::decodeJwt(text)); });
+    }
+    std::string validate(const TestToken& unsignedToken) {
+        return validate(unsignedToken.signedBy(provider.signingKey()));
+    }
+
+    /// The warnings and errors since the last call.
+    std::string complaints() {
+        const auto lines = log->takeLines();
+        std::string result;
+        for (const test::LogLine& line : lines) {
+            result += line.level >= 3 ? std::to_string(line.level) + ' ' + line.text : "";
+        }
+        return result;
+    }
+
+    test::TestClock clock;
+    TestProvider provider;
+    std::shared_ptr<test::CapturedLog> log;
+    std::unique_ptr<auth::COIDCAuthHybrid> flow;
+};
+
+const std::string badSignature = "failed to verify signature: VerifyFinal failed";
+const std::string badAlgorithm = "4 Algorithm is invalid/not supported.";
+const std::string unknownKey = "4 Unable to recognize key id.";
+const std::string wrongType = "claim type does not match expected type";
+
+TEST_F(TokenValidation, LogsItsSteps) {
+    configure();
+    log->takeLines();
+    EXPECT_EQ(validate(token()), "accepted");
+    EXPECT_EQ(log->takeLines(), (std::vector<test::LogLine>{{1, "Validating JWT..."},
+                                                            {1, "Checking signature..."},
+                                                            {1, "JWT validated successfully."}}));
+}
+
+TEST_F(TokenValidation, ChecksHeaderAndTimes) {
+    configure();
+    struct Row {
+        const char* name;
+        std::function<void(TestToken&)> change;
+        std::string outcome;
+        std::string complaint;
+    };
+    const auto claim = [](const char* name, const std::string& json) {
+        return [=](TestToken& t) { t.setClaim(name, json); };
+    };
+    const auto header = [](const char* name, const char* json) {
+        return [=](TestToken& t) { t.setHeader(name, json); };
+    };
+    const std::vector<Row> rows = {
+        {"as issued", [](auto&) {}, "accepted", ""},
+        {"no time of issue", [](auto& t) { t.removeClaim("iat"); }, "accepted", ""},
+        {"no time at all",
+         [](auto& t) {
+             t.removeClaim("iat");
+             t.removeClaim("exp");
+         },
+         "accepted", ""},
+        {"issued now", claim("iat", at(0s)), "accepted", ""},
+        {"issued before 1970", claim("iat", "-5"), "accepted", ""},
+        {"issued at the beginning of time", claim("iat", "-9223372036854775808"), "accepted", ""},
+        {"issued as text", claim("iat", '"' + at(-1s) + '"'), "std::bad_cast", ""},
+        {"issued null", claim("iat", "null"), "invalid type", ""},
+        {"issued with a fraction", claim("iat", at(-1s) + ".5"), wrongType, ""},
+        {"issued at no number", claim("iat", "1e999"), "", ""},
+        {"expires now", claim("exp", at(0s)), "accepted", ""},
+        {"expired", claim("exp", at(-1s)), "token expired", ""},
+        {"expires with a fraction", claim("exp", at(-1s) + ".6"), "accepted", ""},
+        {"expired before 1970", claim("exp", "-1"), "token expired", ""},
+        {"expires in the far future", claim("exp", "99999999999"), "accepted", ""},
+        {"expires as text", claim("exp", '"' + at(60s) + '"'), "std::bad_cast", ""},
+        {"expires null", claim("exp", "null"), "invalid type", ""},
+        {"begins now", claim("nbf", at(0s)), "accepted", ""},
+        {"begins later", claim("nbf", at(1s)), "token expired", ""},
+        {"unsecured", header("alg", R"("none")"), "refused", badAlgorithm},
+        {"other hash", header("alg", R"("RS384")"), "refused", badAlgorithm},
+        {"algorithm in lower case", header("alg", R"("rs256")"), "refused", badAlgorithm},
+        {"no algorithm", [](auto& t) { t.removeHeader("alg"); }, "claim not found", ""},
+        {"algorithm is a number", header("alg", "256"), "std::bad_cast", ""},
+        {"algorithm before key",
+         [&](auto& t) {
+             header("alg", R"("ES256")")(t);
+             header("kid", "1")(t);
+         },
+         "refused", badAlgorithm},
+        {"unknown key", header("kid", R"("other")"), "refused", unknownKey},
+        {"no key", [](auto& t) { t.removeHeader("kid"); }, "claim not found", ""},
+        {"key is a number", header("kid", "1"), "std::bad_cast", ""},
+        {"critical extension, which is not looked at", header("crit", R"(["exp"])"), "accepted",
+         ""},
+        {"nested deeply", claim("x", std::string(4'000, '[') + std::string(4'000, ']')),
+         "invalid json", ""},
+        {"long", claim("x", '"' + std::string(40'000, 'x') + '"'), "accepted", ""},
+        {"too long", claim("x", '"' + std::string(49'000, 'x') + '"'), "invalid token supplied",
+         ""},
+    };
+    for (const Row& row : rows) {
+        TestToken changed = token();
+        row.change(changed);
+        complaints();
+        EXPECT_EQ(validate(changed), row.outcome) << row.name;
+        EXPECT_EQ(complaints(), row.complaint) << row.name;
+    }
+}
+
+TEST_F(TokenValidation, ToleratesClocksThatDifferALittle) {
+    configure();
+    const std::string tolerated = "3 Received 'issue time' is in future.";
+    const std::string refused =
+        tolerated + "4 Received 'issue time' is not within the specified bounds in future.";
+    struct Row {
+        milliseconds ahead;
+        std::string outcome;
+        std::string complaint;
+    };
+    for (const Row& row : std::vector<Row>{{100ms, "accepted", tolerated},
+                                           {3900ms, "accepted", tolerated},
+                                           {4000ms, "accepted", tolerated},
+                                           {4001ms, "refused", refused},
+                                           {5000ms, "refused", refused},
+                                           {60s, "refused", refused}}) {
+        clock.freezeAt(now - row.ahead);
+        TestToken ahead = token();
+        ahead.setClaim("iat", at(0s));
+        complaints();
+        EXPECT_EQ(validate(ahead), row.outcome) << row.ahead.count() << " ms";
+        EXPECT_EQ(complaints(), row.complaint) << row.ahead.count() << " ms";
+    }
+}
+
+TEST_F(TokenValidation, AcceptsNoOtherBitAndNoOtherKey) {
+    configure();
+    const SigningKey other = SigningKey::rsa(provider.signingKey().kid());
+    EXPECT_EQ(validate(token().signedBy(other)), badSignature);
+    EXPECT_EQ(validate(token().unsecured()), badSignature);
+
+    TestToken symmetric = token();
+    symmetric.setHeader("alg", R"("HS256")");
+    EXPECT_EQ(validate(symmetric.signedByHmac(provider.signingKey().publicPem())), "refused");
+
+    const std::string text = token().signedBy(provider.signingKey());
+    ASSERT_EQ(validate(text), "accepted");
+    // The last character of a signature of 256 bytes has bits that mean nothing.
+    for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+        std::string altered = text;
+        altered[i] = static_cast<char>(altered[i] ^ 1);
+        EXPECT_NE(validate(altered), "accepted") << "character " << i;
+    }
+}
+
+TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
+    const SigningKey key = provider.signingKey();
+    const SigningKey other = SigningKey::rsa("other");
+    struct Row {
+        const char* name;
+        std::function<void(TestProvider&)> arrange;
+        std::string outcome;
+        std::string complaint;
+    };
+    const std::vector<Row> rows = {
+        {"among others",
+         [&](auto& p) {
+             p.setSigningKeys({SigningKey::ec(key.kid()), other, key});
+         },
+         "accepted", ""},
+        {"the first of equal names",
+         [&](auto& p) {
+             p.setSigningKeys({key, other.withKid(key.kid())});
+         },
+         "accepted", ""},
+        {"not the second of equal names",
+         [&](auto& p) {
+             p.setSigningKeys({other.withKid(key.kid()), key});
+         },
+         badSignature, ""},
+        {"rotated away", [&](auto& p) { p.setSigningKeys({other}); }, "refused", unknownKey},
+        {"a key without name before it",
+         [&](auto& p) {
+             p.setSigningKeys({other, key});
+             p.removeKeyMember(0, "kid");
+         },
+         "Key not found", ""},
+        {"with certificates",
+         [&](auto& p) { p.setKeyMember(0, "x5c", "[\"" + key.certificate() + "\"]"); }, "accepted",
+         ""},
+        {"with certificates of another key",
+         [&](auto& p) { p.setKeyMember(0, "x5c", "[\"" + other.certificate() + "\"]"); },
+         "accepted", ""},
+        {"a certificate as text",
+         [&](auto& p) { p.setKeyMember(0, "x5c", '"' + key.certificate() + '"'); }, "not an array",
+         ""},
+        {"modulus of one byte", [&](auto& p) { p.setKeyMember(0, "n", R"("AQ")"); }, badSignature,
+         ""},
+        {"modulus that is no base64url", [&](auto& p) { p.setKeyMember(0, "n", R"("+/==")"); },
+         "Invalid input: not within alphabet", ""},
+    };
+    const std::string text = token().signedBy(key);
+    for (const Row& row : rows) {
+        provider.reset();
+        provider.setSigningKeys({key});
+        row.arrange(provider);
+        configure();
+        complaints();
+        for (int round = 0; round < 2; ++round) {  // the second time with what is kept of the key
+            EXPECT_EQ(validate(text), row.outcome) << row.name;
+            EXPECT_EQ(complaints(), row.complaint) << row.name;
+        }
+    }
+}
+
+TEST_F(TokenValidation, ServesSeveralThreads) {
+    configure();
+    const std::string text = token().signedBy(provider.signingKey());
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] { EXPECT_EQ(validate(text), "accepted"); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST_F(TokenValidation, ChecksClaims) {
+    configure();
+    const std::string issuer = provider.issuer();
+    const std::string idIssuer = "4 Unable to find issuer claim in id token.";
+    const std::string idClient = "4 Unable to find client id in audience in id token.";
+    const std::string idExpiry =
+        "4 Unable to find expiration timestamp, or token is already expired in id token.";
+    const std::string idNonce = "4 Unable to find nonce in id token.";
+    const std::string accessIssuer = "4 Access token issuer is missing or incorrect.";
+    const std::string accessClient = "4 Access token client id is missing or incorrect.";
+    const std::string accessExpiry = "4 Token has no expiration time or is already expired.";
+    const auto id = TokenKind::Id;
+    const auto access = TokenKind::Access;
+    struct Row {
+        TokenKind kind;
+        const char* claim;
+        std::string json;  // empty: the claim is left out
+        std::string outcome;
+        std::string complaint;
+    };
+    const std::vector<Row> rows = {
+        {id, "iss", "", "refused", idIssuer},
+        {id, "iss", '"' + issuer + "/\"", "refused", idIssuer},
+        {id, "iss", "\"HTTP" + issuer.substr(4) + '"', "refused", idIssuer},
+        {id, "iss", "1", "std::bad_cast", ""},
+        {id, "aud", "", "refused", "4 Unable to find audience claim in id token."},
+        {id, "aud", R"("other")", "refused", idClient},
+        {id, "aud", R"("Client")", "refused", idClient},
+        {id, "aud", "[]", "refused", idClient},
+        {id, "aud", R"(["other", "client"])", "accepted", ""},
+        {id, "aud", R"(["client", 1])", "std::bad_cast", ""},
+        {id, "aud", "{}", "std::bad_cast", ""},
+        {id, "azp", R"("other")", "accepted", ""},
+        {id, "exp", "", "refused", idExpiry},
+        {id, "exp", at(-1s), "refused", idExpiry},
+        {id, "exp", at(0s), "accepted", ""},
+        {id, "exp", R"("never")", "std::bad_cast", ""},
+        {id, "nonce", "", "accepted", ""},
+        {id, "nonce", R"("abc")", "accepted", ""},
+        {id, "nonce", R"("abd")", "refused", idNonce},
+        {id, "nonce", "7", "std::bad_cast", ""},
+        {access, "iss", "", "refused", accessIssuer},
+        {access, "iss", R"("https://other.example")", "refused", accessIssuer},
+        {access, "client_id", "", "refused", accessClient},
+        {access, "client_id", R"("other")", "refused", accessClient},
+        {access, "client_id", R"(["client"])", "std::bad_cast", ""},
+        {access, "aud", "", "accepted", ""},
+        {access, "exp", "", "refused", accessExpiry},
+        {access, "exp", at(-1s), "refused", accessExpiry},
+        {access, "nonce", R"("abd")", "accepted", ""},
+    };
+    for (const Row& row : rows) {
+        TestToken changed = token(row.kind);
+        row.json.empty() ? changed.removeClaim(row.claim) : changed.setClaim(row.claim, row.json);
+        const auto decoded = auth::detail::decodeJwt(changed.signedBy(provider.signingKey()));
+        complaints();
+        EXPECT_EQ(test::outcome([&] {
+                      return row.kind == id ? flow->validateIdTokenClaims(decoded, "client", "abc")
+                                            : flow->validateAccessTokenClaims(decoded, "client");
+                  }),
+                  row.outcome)
+            << row.claim << ' ' << row.json;
+        EXPECT_EQ(complaints(), row.complaint) << row.claim << ' ' << row.json;
+    }
+    TestToken other = token();
+    other.setClaim("nonce", "7");
+    EXPECT_TRUE(flow->validateIdTokenClaims(
+        auth::detail::decodeJwt(other.signedBy(provider.signingKey())), "client", ""))
+        << "no nonce is expected";
+}
+
+}  // namespace

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "auth/COIDCAuthHybrid.h"
+#include "testing/TestProvider.h"
+
+#include <exception>
+#include <memory>
+#include <string>
+
+namespace test {
+
+inline auth::OIDCFlowSettings flowSettings() {
+    return {"code id_token", "form_post", "authorization_code", "refresh_token", "RS256", "S256"};
+}
+
+/// The protocol object, configured by this provider.
+inline std::unique_ptr<auth::COIDCAuthHybrid> hybridFlow(
+    const auth::testing::TestProvider& provider, const auth::detail::LoggerPtr& logger = nullptr) {
+    return std::make_unique<auth::COIDCAuthHybrid>(provider.configUrl(), logger, flowSettings());
+}
+
+/// What came of a check or a request: "accepted", "refused" or the text of the exception.
+template <class Action>
+std::string outcome(Action action) {
+    try {
+        return action() ? "accepted" : "refused";
+    } catch (const std::exception& error) {
+        return error.what();
+    } catch (const std::exception* error) {
+        const std::unique_ptr<const std::exception> owned(error);
+        return std::string("pointer: ") + owned->what();
+    }
+}
+
+}  // namespace test
