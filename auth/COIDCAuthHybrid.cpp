@@ -31,6 +31,11 @@ bool isAcceptable(const web::json::value& jwk) {
             (jwk.has_string_field(_XPLATSTR("e")) && jwk.has_string_field(_XPLATSTR("n"))));
 }
 
+class RefreshRefused : public detail::Error {
+public:
+    using Error::Error;
+};
+
 /// Many providers send their keys as RFC 7517 names them, which the HTTP library does not take for
 /// JSON.
 Concurrency::task<web::json::value> checkJwksResponse(const http_response& response) {
@@ -135,14 +140,20 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::refreshTokenAsync(
             detail::log(logger, ELogLevel::Error,
                         L"Unable to refresh token, unexpected response (%d) received.",
                         response.status_code());
-            // A pointer: so a refusal is told from every other failure by its type.
-            std::exception* const refusal =
-                new detail::Error("unable to receive access token by refresh token");
-            throw refusal;  // NOLINT(misc-throw-by-value-catch-by-reference)
+            throw RefreshRefused("unable to receive access token by refresh token");
         }
     };
-    return requestToken(form, clientId, scope, checkStatus, L"Token refreshed successfully.",
-                        token);
+    return requestToken(form, clientId, scope, checkStatus, L"Token refreshed successfully.", token)
+        .then([](const Concurrency::task<COIDCToken>& refreshed) {
+            try {
+                return refreshed.get();
+            } catch (const RefreshRefused& refusal) {
+                // Made last, where nothing can come between it and who waits for the task.
+                std::exception* const owned = new detail::Error(refusal);
+                // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
+                throw owned;
+            }
+        });
 }
 
 Concurrency::task<COIDCToken> COIDCAuthHybrid::requestToken(

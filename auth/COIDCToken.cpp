@@ -29,6 +29,7 @@ COIDCToken::COIDCToken(const CString& accessToken, const CString& refreshToken,
       m_clientId(clientId),
       m_scopes(extractScopes(scopes)) {}
 
+// NOLINTBEGIN(performance-move-constructor-init): the source keeps its texts
 COIDCToken::COIDCToken(COIDCToken&& other) noexcept
     : m_accessToken(other.m_accessToken),
       m_refreshToken(other.m_refreshToken),
@@ -36,6 +37,7 @@ COIDCToken::COIDCToken(COIDCToken&& other) noexcept
       m_expiresAt(other.m_expiresAt),
       m_clientId(other.m_clientId),
       m_scopes(std::exchange(other.m_scopes, {})) {}
+// NOLINTEND(performance-move-constructor-init)
 
 COIDCToken& COIDCToken::operator=(COIDCToken&& other) noexcept {
     m_accessToken = other.m_accessToken;

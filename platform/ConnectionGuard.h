@@ -10,6 +10,10 @@ namespace platform {
 /// Lets a busy connection of an HTTP client be closed. Where the HTTP library closes it on the
 /// thread that cancels, while another may be reading from it, the process can crash: with this one
 /// comes after the other. A copy guards the same connections.
+///
+/// Not every connection can be had before it is open: those to a further address of a host whose
+/// first one does not answer, and any but the first tunnel through a proxy, stay as the library
+/// makes them.
 class ConnectionGuard {
 public:
     /// For the client of `origin` that is made of `config` afterwards.

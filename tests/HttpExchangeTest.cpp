@@ -71,9 +71,11 @@ TEST(HttpExchange, EndsEveryFaultInTime) {
          [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::EndOfConnection); },
          "response is too large"},
     };
-    const test::HttpTimeout limit(300ms);
     TestProvider provider;
     for (const Fault& fault : faults) {
+        // Nothing but the end of time must end these before a busy machine comes to them.
+        const bool ends = std::string(fault.text) != "in time";
+        const test::HttpTimeout limit(ends ? patience / 2 : 300ms);
         provider.reset();
         fault.arrange(provider);
         HttpExchange http;

@@ -15,7 +15,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-using auth::testing::Endpoint;
 using auth::testing::SigningKey;
 using auth::testing::TestProvider;
 using auth::testing::TestToken;
@@ -260,9 +259,9 @@ TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
 TEST_F(TokenValidation, ServesSeveralThreads) {
     configure();
     const std::string text = token().signedBy(provider.signingKey());
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] { EXPECT_EQ(validate(text), "accepted"); });
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] { EXPECT_EQ(validate(text), "accepted"); });
     }
     for (std::thread& thread : threads) {
         thread.join();

@@ -73,6 +73,9 @@ private:
     Concurrency::cancellation_token m_token;
     Concurrency::cancellation_token_source m_stop;  // cancelled a moment after m_abandoned is set
     std::atomic<bool> m_abandoned{false};
+    // The event itself must not be asked to choose: an exception that meets a value there can be
+    // left unread, and ends the process.
+    std::atomic<bool> m_decided{false};
     Concurrency::task_completion_event<http_response> m_outcome;
 
     std::mutex m_mutex;  // guards the rest: an outcome can come while they are still being made
@@ -155,7 +158,10 @@ void Exchange::watch(std::chrono::milliseconds limit) {
 
 void Exchange::deliver(const Concurrency::task<http_response>& finished, bool sent) {
     try {
-        m_outcome.set(finished.get());
+        const http_response response = finished.get();
+        if (!m_decided.exchange(true)) {
+            m_outcome.set(response);
+        }
     } catch (...) {
         if (sent || !repeat()) {
             abandon(std::current_exception());
@@ -181,7 +187,9 @@ bool Exchange::repeat() {
 
 void Exchange::abandon(const std::exception_ptr& reason) {
     m_abandoned = true;
-    m_outcome.set_exception(reason);
+    if (!m_decided.exchange(true)) {
+        m_outcome.set_exception(reason);
+    }
     // Whatever the peer still sends is not wanted: this closes the connection.
     m_connections.close([stop = m_stop] { stop.cancel(); });
 }
