@@ -1,6 +1,6 @@
 #include "platform/TaskScheduler.h"
 
-#include <pplx/threadpool.h>
+#include "platform/HttpPool.h"
 
 #include <system_error>
 #include <utility>
@@ -19,7 +19,7 @@ public:
 
 GrowingScheduler& growingScheduler() {
     // The pool must outlive our threads, which wait for it: what is made later is destroyed first.
-    crossplat::threadpool::shared_instance();
+    httpPool();
     static GrowingScheduler scheduler(idleLimit);
     return scheduler;
 }

@@ -1,10 +1,11 @@
 #include "platform/ConnectionGuard.h"
 
+#include "platform/HttpPool.h"
+
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/strand.hpp>
-#include <pplx/threadpool.h>
 
 #include <atomic>
 #include <utility>
@@ -24,7 +25,7 @@ struct ConnectionGuard::Impl {
         }
     }
 
-    Strand strand{crossplat::threadpool::shared_instance().service().get_executor()};
+    Strand strand{httpPool().get_executor()};
 };
 
 ConnectionGuard::ConnectionGuard(const web::uri& origin,

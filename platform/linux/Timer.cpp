@@ -1,7 +1,8 @@
 #include "platform/Timer.h"
 
+#include "platform/HttpPool.h"
+
 #include <boost/asio/steady_timer.hpp>
-#include <pplx/threadpool.h>
 
 #include <atomic>
 #include <utility>
@@ -9,7 +10,7 @@
 namespace platform {
 
 struct OneShotTimer::Impl {
-    Impl() : timer(crossplat::threadpool::shared_instance().service()) {}
+    Impl() : timer(httpPool()) {}
 
     boost::asio::steady_timer timer;
     // A handler that is queued already can no longer be cancelled; this tells it.
