@@ -1,6 +1,7 @@
 #include "auth/COIDCAuthHybrid.h"
 #include "testing/TestProvider.h"
 #include "testing/TestToken.h"
+#include "testing/detail/OpenSsl.h"
 #include "tests/support/HybridFlow.h"
 
 #include <benchmark/benchmark.h>
@@ -17,6 +18,9 @@ namespace {
 
 using auth::testing::TestProvider;
 using auth::testing::TokenKind;
+using auth::testing::detail::Bio;
+using auth::testing::detail::DigestContext;
+using auth::testing::detail::Key;
 
 const char* const clientId = "bench-client";
 
@@ -54,19 +58,8 @@ void newKey(benchmark::State& state) {
     }
 }
 
-template <auto Free>
-struct Freeing {
-    template <class T>
-    void operator()(T* object) const {
-        Free(object);
-    }
-};
-using Key = std::unique_ptr<EVP_PKEY, Freeing<EVP_PKEY_free>>;
-using Digest = std::unique_ptr<EVP_MD_CTX, Freeing<EVP_MD_CTX_free>>;
-
 Key publicKey(const std::string& pem) {
-    const std::unique_ptr<BIO, Freeing<BIO_free>> text(
-        BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    const Bio text(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
     return Key(PEM_read_bio_PUBKEY(text.get(), nullptr, nullptr, nullptr));
 }
 
@@ -102,7 +95,7 @@ void knownKeyFloor(benchmark::State& state) {
         benchmark::DoNotOptimize(parsed(text.substr(0, first)));
         benchmark::DoNotOptimize(parsed(text.substr(first + 1, second - first - 1)));
         const std::string signature = decoded(text.substr(second + 1));
-        const Digest digest(EVP_MD_CTX_new());
+        const DigestContext digest(EVP_MD_CTX_new());
         EVP_DigestVerifyInit(digest.get(), nullptr, EVP_sha256(), nullptr, key.get());
         if (EVP_DigestVerify(digest.get(), reinterpret_cast<const unsigned char*>(signature.data()),
                              signature.size(), reinterpret_cast<const unsigned char*>(text.data()),

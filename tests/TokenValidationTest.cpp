@@ -67,6 +67,14 @@ protected:
     std::unique_ptr<auth::COIDCAuthHybrid> flow;
 };
 
+std::string nested(int levels) {
+    std::string text;
+    for (int level = 0; level < levels; ++level) {
+        text += R"({"":)";
+    }
+    return text + '0' + std::string(static_cast<std::size_t>(levels), '}');
+}
+
 const std::string badSignature = "failed to verify signature: VerifyFinal failed";
 const std::string badAlgorithm = "4 Algorithm is invalid/not supported.";
 const std::string unknownKey = "4 Unable to recognize key id.";
@@ -136,11 +144,7 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
         {"key is a number", header("kid", "1"), "std::bad_cast", ""},
         {"critical extension, which is not looked at", header("crit", R"(["exp"])"), "accepted",
          ""},
-        {"nested deeply", claim("x", std::string(4'000, '[') + std::string(4'000, ']')),
-         "invalid json", ""},
-        {"long", claim("x", '"' + std::string(40'000, 'x') + '"'), "accepted", ""},
-        {"too long", claim("x", '"' + std::string(49'000, 'x') + '"'), "invalid token supplied",
-         ""},
+        {"nested deeply", claim("x", nested(9'000)), "invalid json", ""},
     };
     for (const Row& row : rows) {
         TestToken changed = token();
@@ -148,6 +152,22 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
         complaints();
         EXPECT_EQ(validate(changed), row.outcome) << row.name;
         EXPECT_EQ(complaints(), row.complaint) << row.name;
+    }
+}
+
+TEST_F(TokenValidation, DecodesNothingBeyondItsLength) {
+    configure();
+    const std::size_t longest = 65'536;
+    std::size_t fill = 0;
+    const auto filled = [&] {
+        return token()
+            .setClaim("x", '"' + std::string(fill, 'x') + '"')
+            .signedBy(provider.signingKey());
+    };
+    fill = (longest - filled().size()) / 4 * 3;
+    for (std::string text = filled(); text.size() < longest + 4; ++fill, text = filled()) {
+        EXPECT_EQ(validate(text), text.size() > longest ? "invalid token supplied" : "accepted")
+            << text.size();
     }
 }
 
