@@ -10,7 +10,7 @@ namespace platform {
 namespace {
 
 // Long enough to keep a thread warm between the requests of a busy program.
-constexpr std::chrono::seconds idleLimit{10};
+constexpr std::chrono::seconds keptWarm{10};
 
 class InlineScheduler final : public Concurrency::scheduler_interface {
 public:
@@ -20,7 +20,7 @@ public:
 GrowingScheduler& growingScheduler() {
     // The pool must outlive our threads, which wait for it: what is made later is destroyed first.
     httpPool();
-    static GrowingScheduler scheduler(idleLimit);
+    static GrowingScheduler scheduler(keptWarm);
     return scheduler;
 }
 

@@ -239,12 +239,4 @@ HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     return {{origin, config}, connections, limit, false};
 }
 
-HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* text, const wchar_t* line) {
-    return [logger, text, line](const http_response& response) {
-        if (response.status_code() != web::http::status_codes::OK) {
-            fail(logger, text, line, response.status_code());
-        }
-    };
-}
-
 }  // namespace auth::detail

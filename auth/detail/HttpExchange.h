@@ -60,6 +60,13 @@ private:
 
 /// Ends an exchange whose answer is not 200 with Error(text); `line` is logged, with the status as
 /// its argument.
-HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* text, const wchar_t* line);
+inline HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* text,
+                                        const wchar_t* line) {
+    return [logger, text, line](const web::http::http_response& response) {
+        if (response.status_code() != web::http::status_codes::OK) {
+            fail(logger, text, line, response.status_code());
+        }
+    };
+}
 
 }  // namespace auth::detail
