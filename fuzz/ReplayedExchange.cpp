@@ -81,7 +81,7 @@ namespace auth::detail {
 
 Concurrency::task<http_response> HttpExchange::send(
     const HttpRequest& request, const Concurrency::cancellation_token& /*token*/,
-    CheckHead checkHead) {
+    CheckHead checkHead) {  // NOLINT(performance-unnecessary-value-param): as it is declared
     chooseProxy(request.target);
     const http_response response = responseOf(answers.at(answered++));
     try {
