@@ -8,7 +8,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
+#include <iterator>
 #include <optional>
+#include <string>
 #include <utility>
 
 namespace auth {
@@ -19,10 +22,10 @@ using web::http::http_response;
 
 namespace {
 
-// Once the signature is verified, a token more than this far ahead would still be refused: it is
-// not a matter of clocks that differ a little.
+// So far ahead, rounded up, no clock is that merely differs a little.
 constexpr std::chrono::seconds refusedIssueSkew{5};
 
+/// A key that does not say what it is, or what it is for, ends the load: both are read in any case.
 bool isAcceptable(const web::json::value& jwk) {
     const utility::string_t& type = jwk.at(_XPLATSTR("kty")).as_string();
     const utility::string_t& use = jwk.at(_XPLATSTR("use")).as_string();
