@@ -36,9 +36,9 @@ if(OIDCAUTH_JWT_INCLUDE_DIR AND OIDCAUTH_JWT_HEADER_SUFFICES)
 endif()
 
 message(STATUS "JWT: the header of this project, for want of jwt-cpp 0.7.1 or newer")
-find_path(OIDCAUTH_PICOJSON_INCLUDE_DIR picojson.h REQUIRED)
-mark_as_advanced(OIDCAUTH_PICOJSON_INCLUDE_DIR)
+find_path(PICOJSON_INCLUDE_DIR picojson.h REQUIRED)
+mark_as_advanced(PICOJSON_INCLUDE_DIR)
 target_include_directories(oidcauth_jwt INTERFACE "${PROJECT_SOURCE_DIR}/compat")
-target_include_directories(oidcauth_jwt SYSTEM INTERFACE "${OIDCAUTH_PICOJSON_INCLUDE_DIR}")
+target_include_directories(oidcauth_jwt SYSTEM INTERFACE "${PICOJSON_INCLUDE_DIR}")
 # For the tests of what jwt-cpp itself does not stand.
 target_compile_definitions(oidcauth_jwt INTERFACE OIDCAUTH_OWN_JWT)

@@ -16,9 +16,7 @@ constexpr int longestToken = 65'536;
 
 /// The library's clock as the JWT library asks for it.
 struct JwtClock {
-    jwt::date now() const {
-        return std::chrono::time_point_cast<jwt::date::duration>(detail::now());
-    }
+    jwt::date now() const { return detail::now(); }
 };
 
 std::string textOf(const web::json::value& jwk, const utility::char_t* name) {
