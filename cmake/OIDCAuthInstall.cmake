@@ -12,7 +12,8 @@ endif()
 if(OIDCAUTH_BUILD_TESTING)
     list(APPEND targets OIDCAuthTesting)
     install(FILES
-            testing/RecordedRequest.h testing/SigningKey.h testing/TestProvider.h testing/TestToken.h
+            testing/RecordedRequest.h testing/SigningKey.h testing/TestBrowser.h
+            testing/TestProvider.h testing/TestToken.h
             DESTINATION ${include_dir}/testing)
 endif()
 install(TARGETS ${targets} EXPORT OIDCAuthTargets)

@@ -35,6 +35,25 @@ std::string formDecoded(std::string_view text) {
     return result;
 }
 
+Fields decodedFields(std::string_view rest) {
+    Fields fields;
+    while (!rest.empty()) {
+        auto value = cut(rest, '&');
+        const auto name = cut(value, '=');
+        fields.emplace_back(formDecoded(name), formDecoded(value));
+    }
+    return fields;
+}
+
+std::string firstOf(const Fields& fields, std::string_view name) {
+    for (const auto& [candidate, value] : fields) {
+        if (candidate == name) {
+            return value;
+        }
+    }
+    return {};
+}
+
 std::string base64Decoded(const std::string& text) {
     std::string bytes(text.size(), '\0');
     const int size = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
@@ -59,22 +78,21 @@ std::string RecordedRequest::header(std::string_view name) const {
 }
 
 Fields RecordedRequest::form() const {
-    Fields fields;
-    for (std::string_view rest = body; !rest.empty();) {
-        auto value = cut(rest, '&');
-        const auto name = cut(value, '=');
-        fields.emplace_back(formDecoded(name), formDecoded(value));
-    }
-    return fields;
+    return decodedFields(body);
 }
 
 std::string RecordedRequest::field(std::string_view name) const {
-    for (const auto& [candidate, value] : form()) {
-        if (candidate == name) {
-            return value;
-        }
-    }
-    return {};
+    return firstOf(form(), name);
+}
+
+Fields RecordedRequest::query() const {
+    std::string_view rest = target;
+    cut(rest, '?');
+    return decodedFields(rest);
+}
+
+std::string RecordedRequest::parameter(std::string_view name) const {
+    return firstOf(query(), name);
 }
 
 std::pair<std::string, std::string> RecordedRequest::client() const {

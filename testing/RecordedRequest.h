@@ -27,6 +27,10 @@ struct RecordedRequest {
     Fields form() const;
     /// The first form field of that name, decoded; "" if there is none.
     std::string field(std::string_view name) const;
+    /// The query of the target in the order sent, decoded.
+    Fields query() const;
+    /// The first parameter of that name in the query, decoded; "" if there is none.
+    std::string parameter(std::string_view name) const;
     /// Id and secret of the client, decoded: from Basic authentication if there is any, otherwise
     /// from the form.
     std::pair<std::string, std::string> client() const;

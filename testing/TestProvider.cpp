@@ -74,7 +74,7 @@ struct TestProvider::State final : detail::ServerEvents {
 
     template <class Change>
     void changeTokens(TokenKind kind, Change apply) {
-        change(Endpoint::Token,
+        change(detail::sourceOf(kind),
                [&](Settings& set) { apply(set.tokens.at(static_cast<std::size_t>(kind))); });
     }
 
@@ -235,8 +235,8 @@ void TestProvider::requireClient(const std::string& id, const std::string& secre
     m_state->service.requiredClient.emplace(id, secret);
 }
 
-void TestProvider::setMember(Endpoint endpoint, const std::string& name, const std::string& json) {
-    m_state->change(endpoint, [&](Settings& set) { set.members[name] = json; });
+void TestProvider::setMember(Endpoint endpoint, const std::string& name, const std::string& value) {
+    m_state->change(endpoint, [&](Settings& set) { set.members[name] = value; });
 }
 
 void TestProvider::removeMember(Endpoint endpoint, const std::string& name) {

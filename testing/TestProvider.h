@@ -21,6 +21,11 @@ enum class Endpoint {
     Discovery,  ///< issuer + "/.well-known/openid-configuration"
     Keys,       ///< issuer + "/jwks"
     Token,      ///< issuer + "/token"
+    /// issuer + "/authorize". Every user signs in and consents at once: a correct request of the
+    /// hybrid flow (response type "code id_token", form_post, PKCE with S256, state and nonce) gets
+    /// a page that posts code, ID token and state to the redirect URI by itself; TestBrowser.h does
+    /// that in a test. Any other gets status 400 and a text that names the parameter.
+    Authorization,
 };
 
 enum class ServerCertificate {
@@ -38,7 +43,12 @@ struct ProviderOptions {
 };
 
 /// The tokens of an answer that are JWTs.
-enum class TokenKind { Id, Access };
+enum class TokenKind {
+    Id,
+    Access,
+    AuthorizationId,  ///< the ID token of Endpoint::Authorization, the others are of
+                      ///< Endpoint::Token
+};
 
 /// What a user has consented to, and what came with the request for it; all behind the redirect
 /// URI can be left out.
@@ -104,7 +114,7 @@ public:
     /// carry is a JWT; for client credentials it is a text without meaning.
     void setTokenLifetime(std::chrono::seconds lifetime);
     /// From now on only this client gets tokens, by Basic authentication or form fields; others get
-    /// status 401 and `invalid_client`. At first every client is accepted.
+    /// status 401 and `invalid_client`, and no sign-in. At first every client is accepted.
     void requireClient(const std::string& id, const std::string& secret);
 
     /// A code that is good for one request to the token endpoint, which has to bring the same
@@ -130,11 +140,12 @@ public:
 
     /// A correct token for this client, issued now, as answers carry it while nothing else is set;
     /// to be changed and signed by the test. An ID token holds for an hour, an access token as long
-    /// as setTokenLifetime() says; only an ID token has a nonce.
+    /// as setTokenLifetime() says; only an ID token has a nonce. One of a sign-in comes without the
+    /// `c_hash` that answers have for SHA-256.
     TestToken token(TokenKind kind, const std::string& clientId,
                     const std::string& nonce = "") const;
-    /// Change the tokens in the answers to codes and refresh tokens, as TestToken does. They belong
-    /// to Endpoint::Token, and the keys above to Endpoint::Keys.
+    /// Change the tokens in the answers to sign-ins, codes and refresh tokens, as TestToken does.
+    /// They belong to the endpoint that TokenKind says, and the keys above to Endpoint::Keys.
     void setTokenHeader(TokenKind kind, const std::string& name, const std::string& json);
     void removeTokenHeader(TokenKind kind, const std::string& name);
     void setClaim(TokenKind kind, const std::string& name, const std::string& json);
@@ -144,8 +155,9 @@ public:
     /// Stands in place of the token, whatever else is set for it.
     void setTokenText(TokenKind kind, const std::string& text);
 
-    /// Replaces or adds a member of the endpoint's successful answers. `json` is sent as it is.
-    void setMember(Endpoint endpoint, const std::string& name, const std::string& json);
+    /// Replaces or adds a member of the endpoint's successful answers: JSON that is sent as it is,
+    /// or for Endpoint::Authorization the text of a form field, such as `error`.
+    void setMember(Endpoint endpoint, const std::string& name, const std::string& value);
     void removeMember(Endpoint endpoint, const std::string& name);
     /// The whole body of successful answers, which need not be JSON.
     void setDocument(Endpoint endpoint, const std::string& body);

@@ -1,16 +1,65 @@
+#include "testing/TestBrowser.h"
 #include "testing/TestProvider.h"
 #include "testing/detail/OpenSsl.h"
 
 #include <cpprest/http_client.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <openssl/pem.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
 namespace {
 
 using namespace auth::testing;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
+
+// The verifier and challenge of RFC 7636, appendix B.
+constexpr auto* verifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
+constexpr auto* challenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
+
+ProviderOptions overTls() {
+    ProviderOptions options;
+    options.tls = true;
+    return options;
+}
+
+std::string encoded(const std::string& text) {
+    return web::uri::encode_data_string(text);
+}
+
+std::string authorizationUrl(const TestProvider& provider, const Fields& parameters) {
+    std::string url = provider.url(Endpoint::Authorization);
+    for (const auto& [name, value] : parameters) {
+        url.append(url.find('?') == std::string::npos ? "?" : "&").append(name);
+        url.append("=").append(encoded(value));
+    }
+    return url;
+}
+
+Fields signInRequest(const std::string& redirectUri, const std::string& state) {
+    return {{"response_type", "code id_token"},
+            {"response_mode", "form_post"},
+            {"client_id", "app"},
+            {"redirect_uri", redirectUri},
+            {"scope", "openid a"},
+            {"nonce", "the nonce"},
+            {"state", state},
+            {"code_challenge", challenge},
+            {"code_challenge_method", "S256"}};
+}
+
+web::json::value claims(const std::string& token) {
+    const auto begin = token.find('.') + 1;
+    auto payload = token.substr(begin, token.find('.', begin) - begin);
+    std::replace(payload.begin(), payload.end(), '-', '+');
+    std::replace(payload.begin(), payload.end(), '_', '/');
+    payload.append((4 - payload.size() % 4) % 4, '=');
+    const auto text = utility::conversions::from_base64(payload);
+    return web::json::value::parse(std::string(text.begin(), text.end()));
+}
 
 std::string answer(const TestProvider& provider, Endpoint endpoint, const std::string& form = "") {
     web::http::http_request request(form.empty() ? "GET" : "POST");
@@ -67,10 +116,7 @@ TEST(TestProvider, SignsWhatItsPublicKeysVerify) {
 
 TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
     TestProvider provider;
-    // The verifier and challenge of RFC 7636, appendix B.
-    const std::string verifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
-    const auto code =
-        provider.issueCode({"app", "app:/back", "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM"});
+    const auto code = provider.issueCode({"app", "app:/back", challenge});
     const auto redeem = [&](const std::string& client, const std::string& uri,
                             const std::string& proof) {
         return answer(provider, Endpoint::Token,
@@ -81,7 +127,7 @@ TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
     EXPECT_EQ(redeem("other", "app:/back", verifier), refused);
     EXPECT_EQ(redeem("app", "app:/back/", verifier), refused);
     EXPECT_EQ(redeem("app", "app:/back", ""), refused);
-    EXPECT_EQ(redeem("app", "app:/back", "e" + verifier.substr(1)), refused);
+    EXPECT_EQ(redeem("app", "app:/back", std::string("e") + (verifier + 1)), refused);
 
     const auto first = redeem("app", "app:/back", verifier);
     EXPECT_EQ(refresh(provider, "other", refreshToken(first)), refused);
@@ -117,6 +163,94 @@ TEST(TestProvider, TakesBackWhatIsSetForKeys) {
     EXPECT_EQ(provider.signingKey().kid(), kid);
     provider.reset(Endpoint::Keys);
     EXPECT_EQ(answer(provider, Endpoint::Keys), published);
+}
+
+TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
+    TestProvider provider(overTls());
+    TestProvider application;  // records what is posted to the redirect URL
+    const std::string state = "a b+c&d=%41\"<é>";
+    const auto redirectUri = application.tokenEndpoint() + "?x=1&amp=%22";
+    const auto url = authorizationUrl(provider, signInRequest(redirectUri, state));
+    const auto answered = signIn(url, provider.authorityFile());
+    EXPECT_EQ(answered.status, 400U);
+    EXPECT_EQ(answered.contentType, "application/json");
+    EXPECT_EQ(answered.body, R"({"error":"unsupported_grant_type"})");
+
+    const auto posted = application.requests(Endpoint::Token).at(0);
+    EXPECT_EQ(provider.issuer().substr(0, 8), "https://");
+    EXPECT_EQ(application.issuer() + posted.target, redirectUri);
+    EXPECT_EQ(posted.field("state"), state);
+    EXPECT_EQ(posted.form().size(), 3U);
+    const auto id = claims(posted.field("id_token"));
+    EXPECT_EQ(id.at("nonce").as_string(), "the nonce");
+    EXPECT_EQ(id.at("aud").as_string(), "app");
+
+    EXPECT_THROW(openPage(url), std::runtime_error) << "an unknown authority";
+    TestProvider other(overTls());
+    EXPECT_THROW(openPage(url, other.authorityFile()), std::runtime_error);
+}
+
+TEST(TestProvider, SaysWhatAnAuthorizationRequestLacks) {
+    TestProvider provider;
+    const auto complains = [&](const Fields& request, const std::string& text) {
+        EXPECT_THAT([&] { openPage(authorizationUrl(provider, request)); },
+                    ThrowsMessage<std::runtime_error>(HasSubstr("no form, status 400: " + text)));
+    };
+    const auto request = signInRequest("http://127.0.0.1:1/", "state");
+    const Fields wrong{{"response_type", "code"},
+                       {"response_mode", "query"},
+                       {"client_id", ""},
+                       {"redirect_uri", "app:/back"},
+                       {"scope", "openids"},
+                       {"nonce", ""},
+                       {"state", ""},
+                       {"code_challenge", "plain-text"},
+                       {"code_challenge_method", "plain"}};
+    for (std::size_t i = 0; i < request.size(); ++i) {
+        auto changed = request;
+        changed.at(i) = wrong.at(i);
+        complains(changed, "wrong parameter " + request.at(i).first);
+        changed.at(i) = {"other", ""};
+        complains(changed, "missing parameter " + request.at(i).first);
+        changed.insert(changed.end(), 2, request.at(i));
+        complains(changed, "repeated parameter " + request.at(i).first);
+    }
+    provider.requireClient("other", "");
+    complains(request, "unknown client app");
+}
+
+TEST(TestProvider, ChangesThePostedAnswerAloneAndTakesItBack) {
+    TestProvider provider;
+    TestProvider application;
+    const auto url =
+        authorizationUrl(provider, signInRequest(application.tokenEndpoint(), "state"));
+    provider.setClaim(TokenKind::Id, "sub", R"("of the token endpoint")");
+    provider.setClaim(TokenKind::AuthorizationId, "sub", R"("of the sign-in")");
+    provider.setMember(Endpoint::Authorization, "error", "access_denied");
+    provider.removeMember(Endpoint::Authorization, "state");
+    signIn(url);
+    provider.reset(Endpoint::Authorization);
+    signIn(url);
+    provider.setDocument(Endpoint::Authorization, "<form action=\"/\">");
+    EXPECT_THROW(openPage(url), std::runtime_error);
+
+    const auto posted = application.requests(Endpoint::Token);
+    ASSERT_EQ(posted.size(), 2U);
+    EXPECT_EQ(posted[0].form().size(), 3U);
+    EXPECT_EQ(posted[0].field("error"), "access_denied");
+    EXPECT_EQ(claims(posted[0].field("id_token")).at("sub").as_string(), "of the sign-in");
+    EXPECT_EQ(posted[1].field("state"), "state");
+    EXPECT_EQ(claims(posted[1].field("id_token")).at("sub").as_string(), "test-user");
+
+    const auto tokens = web::json::value::parse(
+        answer(provider, Endpoint::Token,
+               "grant_type=authorization_code&client_id=app&code=" + posted[1].field("code") +
+                   "&redirect_uri=" + encoded(application.tokenEndpoint()) +
+                   "&code_verifier=" + verifier));
+    EXPECT_EQ(tokens.at("scope").as_string(), "openid a");
+    const auto id = claims(tokens.at("id_token").as_string());
+    EXPECT_EQ(id.at("nonce").as_string(), "the nonce");
+    EXPECT_EQ(id.at("sub").as_string(), "of the token endpoint");
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ struct Settings {
     Framing framing = Framing::ContentLength;
     bool closeAfterAnswer = false;
     std::optional<unsigned> answersLeft;
-    std::array<TokenSettings, 2> tokens;            // by kind; for the token endpoint
+    std::array<TokenSettings, 3> tokens;            // by kind; for the endpoint that gives it
     std::optional<std::vector<PublishedKey>> keys;  // for the keys endpoint; without value: default
 };
 

@@ -1,5 +1,6 @@
 #include "testing/detail/Service.h"
 
+#include "testing/detail/Authorization.h"
 #include "testing/detail/Text.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@ namespace {
 
 using std::chrono::seconds;
 
-constexpr std::array paths{"/.well-known/openid-configuration", "/jwks", "/token"};
+constexpr std::array paths{"/.well-known/openid-configuration", "/jwks", "/token", "/authorize"};
 
 // One for all providers of a process: tests make many providers, and an RSA pair takes long.
 const SigningKey& defaultKey() {
@@ -89,12 +90,38 @@ Content Service::content(const RecordedRequest& request, Endpoint endpoint) {
     switch (endpoint) {
         case Endpoint::Token:
             return tokenContent(request);
+        case Endpoint::Authorization:
+            return authorizationContent(request);
         case Endpoint::Keys:
             return {200, document(endpoint, {{"keys", keySet()}}), jsonHeaders()};
         case Endpoint::Discovery:
             break;
     }
     return {200, document(Endpoint::Discovery, configuration()), jsonHeaders()};
+}
+
+Content Service::authorizationContent(const RecordedRequest& request) {
+    const auto clientId = request.parameter("client_id");
+    auto complaint = complaintAbout(request.query());
+    if (complaint.empty() && requiredClient && requiredClient->first != clientId) {
+        complaint = "unknown client " + clientId;
+    }
+    if (!complaint.empty()) {
+        return {400, complaint + '\n', {{"Content-Type", "text/plain; charset=utf-8"}}};
+    }
+    const auto redirectUri = request.parameter("redirect_uri");
+    const auto nonce = request.parameter("nonce");
+    const auto code = grants.issueCode({clientId, redirectUri, request.parameter("code_challenge"),
+                                        nonce, request.parameter("scope")});
+    const auto idToken = token(TokenKind::AuthorizationId, clientId, nonce)
+                             .setClaim("c_hash", quoted(codeHash(code)));
+    const auto& set = settings(Endpoint::Authorization);
+    const Members fields{{"code", code},
+                         {"id_token", carried(TokenKind::AuthorizationId, idToken)},
+                         {"state", request.parameter("state")}};
+    return {200,
+            set.document ? *set.document : postingPage(redirectUri, changed(fields, set.members)),
+            {{"Content-Type", "text/html; charset=utf-8"}, {"Cache-Control", "no-store"}}};
 }
 
 Content Service::tokenContent(const RecordedRequest& request) {
@@ -137,7 +164,7 @@ std::optional<Members> Service::granted(const std::optional<Grants::Redeemed>& g
 }
 
 std::string Service::carried(TokenKind kind, TestToken token) {
-    const auto& set = settings(Endpoint::Token).tokens.at(static_cast<std::size_t>(kind));
+    const auto& set = settings(sourceOf(kind)).tokens.at(static_cast<std::size_t>(kind));
     if (set.text) {
         return *set.text;
     }
@@ -169,7 +196,7 @@ std::string Service::keySet() {
 Members Service::configuration() const {
     return {
         {"issuer", quoted(m_issuer)},
-        {"authorization_endpoint", quoted(m_issuer + "/authorize")},
+        {"authorization_endpoint", quoted(m_issuer + pathOf(Endpoint::Authorization))},
         {"token_endpoint", quoted(m_issuer + pathOf(Endpoint::Token))},
         {"jwks_uri", quoted(m_issuer + pathOf(Endpoint::Keys))},
         {"response_types_supported", R"(["code","code id_token"])"},

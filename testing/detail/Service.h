@@ -13,7 +13,13 @@
 
 namespace auth::testing::detail {
 
-constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token};
+constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token,
+                               Endpoint::Authorization};
+
+/// In whose answers tokens of that kind come.
+constexpr Endpoint sourceOf(TokenKind kind) {
+    return kind == TokenKind::AuthorizationId ? Endpoint::Authorization : Endpoint::Token;
+}
 
 /// Below the issuer.
 const char* pathOf(Endpoint endpoint);
@@ -37,6 +43,7 @@ public:
     Grants grants;
 
 private:
+    Content authorizationContent(const RecordedRequest& request);
     Content tokenContent(const RecordedRequest& request);
     std::optional<Members> granted(const std::optional<Grants::Redeemed>& grant);
     std::string carried(TokenKind kind, TestToken token);
