@@ -1,10 +1,15 @@
 #include "auth/COIDCAuthHybrid.h"
 
+#include "auth/COIDCAuthCodeListener.h"
 #include "auth/detail/Clock.h"
 #include "auth/detail/Discovery.h"
 #include "auth/detail/FormBody.h"
+#include "auth/detail/Pkce.h"
 #include "auth/detail/Text.h"
 #include "auth/detail/TokenEndpoint.h"
+#include "platform/TaskScheduler.h"
+
+#include <cpprest/uri_builder.h>
 
 #include <algorithm>
 #include <chrono>
@@ -21,6 +26,9 @@ using detail::ELogLevel;
 using web::http::http_response;
 
 namespace {
+
+constexpr int nonceLength = 22;           // characters
+constexpr std::size_t verifierSize = 64;  // bytes
 
 // So far ahead, rounded up, no clock is that merely differs a little.
 constexpr std::chrono::seconds refusedIssueSkew{5};
@@ -54,8 +62,8 @@ bool isCurrent(const DecodedJwt& token) {
 }  // namespace
 
 COIDCAuthHybrid::COIDCAuthHybrid(const CString& configUrl, const detail::LoggerPtr& logger,
-                                 const OIDCFlowSettings& settings)
-    : m_settings(settings), m_logger(logger) {
+                                 const OIDCFlowSettings& settings, OpenBrowser openBrowser)
+    : m_settings(settings), m_logger(logger), m_openBrowser(std::move(openBrowser)) {
     detail::receiveConfiguration(
         m_http, configUrl, m_logger, "unable to retrieve server configuration",
         [this](const web::json::value& configuration) { loadConfiguration(configuration); });
@@ -110,6 +118,83 @@ void COIDCAuthHybrid::loadSigningKeys(const web::json::value& jwks) {
         detail::fail(m_logger, "unable to get proper keys from jwks endpoint",
                      L"No acceptable jwks signature found.");
     }
+}
+
+Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenHybridFlowAsync(
+    const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
+    const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds) {
+    const HybridFlowRequest request{clientId, scope, redirectUrls, timeoutSeconds, token};
+    return Concurrency::create_task([this, request] { return runHybridFlow(request); },
+                                    platform::blocking(token));
+}
+
+COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
+    detail::log(m_logger, ELogLevel::Detail, L"Requesting token...");
+    // Each has a generator of its own, seeded with the current second: mostly they are the same.
+    const utility::string_t nonce = utility::nonce_generator(nonceLength).generate();
+    const utility::string_t state = utility::nonce_generator(nonceLength).generate();
+    const utility::string_t codeVerifier = detail::makeCodeVerifier(verifierSize);
+    const OpenListener open = openListener(request.redirectUrls);
+
+    detail::log(m_logger, ELogLevel::Flow, L"Requesting auth code...");
+    if (!requestAuthCode(request.clientId, request.scope, open.redirectUrl, nonce, state,
+                         codeVerifier)) {
+        detail::fail(m_logger, "unable to request authentication through the browser",
+                     L"Unable to request auth code through the browser.");
+    }
+    const auto received =
+        open.listener->getAuthCodeAsync(request.timeoutSeconds, request.token).get();
+    if (received.state != state) {
+        detail::fail(m_logger, "request state does not match",
+                     L"Unable to receive auto code or state does not match.");
+    }
+    detail::log(m_logger, ELogLevel::Flow, L"Auth code requested successfully.");
+
+    detail::log(m_logger, ELogLevel::Flow, L"Validating auth code...");
+    const DecodedJwt idToken = detail::decodeJwt(detail::fromHttpText(received.idToken));
+    if (!validateJwt(idToken) || !validateIdTokenClaims(idToken, request.clientId, nonce)) {
+        detail::fail(m_logger, "auth code response validation failed", L"Invalid auth code.");
+    }
+    detail::log(m_logger, ELogLevel::Flow, L"Auth code validated successfully.");
+    return requestTokenByAuthCodeAsync(request.clientId, request.scope, open.redirectUrl,
+                                       codeVerifier, received.code, request.token)
+        .get();
+}
+
+COIDCAuthHybrid::OpenListener COIDCAuthHybrid::openListener(
+    const std::vector<CString>& redirectUrls) const {
+    for (const CString& url : redirectUrls) {
+        try {
+            return {url, std::make_unique<COIDCAuthCodeListener>(url)};
+        } catch (const std::exception& error) {
+            if (&url == &redirectUrls.back()) {
+                detail::log(m_logger, ELogLevel::Error, L"Unable to construct listener. %s.",
+                            error.what());
+                throw;
+            }
+        }
+    }
+    throw detail::Error("cannot construct listener");
+}
+
+bool COIDCAuthHybrid::requestAuthCode(const CString& clientId, const CString& scope,
+                                      const CString& redirectUrl, const utility::string_t& nonce,
+                                      const utility::string_t& state,
+                                      const utility::string_t& codeVerifier) const {
+    using detail::toHttpText;
+    web::uri_builder url{web::uri(toHttpText(m_authorizationEndpoint))};
+    url.append_query(_XPLATSTR("response_type"), toHttpText(m_settings.responseType))
+        .append_query(_XPLATSTR("nonce"), nonce)
+        .append_query(_XPLATSTR("state"), state)
+        .append_query(_XPLATSTR("code_challenge"), detail::makeCodeChallenge(codeVerifier), false)
+        .append_query(_XPLATSTR("code_challenge_method"),
+                      toHttpText(m_settings.codeChallengeMethod))
+        .append_query(_XPLATSTR("client_id"), toHttpText(clientId))
+        .append_query(_XPLATSTR("scope"), toHttpText(scope))
+        .append_query(_XPLATSTR("redirect_uri"),
+                      web::uri::encode_data_string(toHttpText(redirectUrl)), false)
+        .append_query(_XPLATSTR("response_mode"), toHttpText(m_settings.responseMode));
+    return m_openBrowser && m_openBrowser(detail::fromHttpText(url.to_string()));
 }
 
 Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenByAuthCodeAsync(

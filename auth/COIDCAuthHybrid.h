@@ -11,12 +11,17 @@
 #include <cpprest/json.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <vector>
 
 namespace auth {
+
+class COIDCAuthCodeListener;
 
 /// What a provider must offer, compared exactly.
 struct OIDCFlowSettings {
@@ -32,12 +37,21 @@ struct OIDCFlowSettings {
 /// one provider. Usable once constructed, and only read from then on.
 class COIDCAuthHybrid {
 public:
+    /// Brings the user to a URL and tells whether that worked.
+    using OpenBrowser = std::function<bool(const CString& url)>;
+
     /// Blocks until the provider's configuration is received and checked and its signing keys are
-    /// there; throws otherwise.
+    /// there; throws otherwise. Without `openBrowser` no user can be asked.
     COIDCAuthHybrid(const CString& configUrl, const detail::LoggerPtr& logger,
-                    const OIDCFlowSettings& settings);
+                    const OIDCFlowSettings& settings, OpenBrowser openBrowser = {});
 
     // The requests. This object must outlive their tasks.
+
+    /// Lets the user sign in and redeems the code that comes of it. The first of the redirect URLs
+    /// on which a listener can be opened receives the provider's answer, for `timeoutSeconds`.
+    Concurrency::task<COIDCToken> requestTokenHybridFlowAsync(
+        const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
+        const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds);
 
     /// Redeems a code with the verifier that belongs to its challenge (RFC 7636, section 4.5).
     Concurrency::task<COIDCToken> requestTokenByAuthCodeAsync(
@@ -69,6 +83,18 @@ public:
 private:
     using SigningKeys = std::vector<web::json::value>;
 
+    struct HybridFlowRequest {
+        CString clientId;
+        CString scope;
+        std::vector<CString> redirectUrls;
+        std::uint32_t timeoutSeconds;
+        Concurrency::cancellation_token token;
+    };
+    struct OpenListener {
+        CString redirectUrl;
+        std::unique_ptr<COIDCAuthCodeListener> listener;
+    };
+
     void loadConfiguration(const web::json::value& configuration);
     void fetchSigningKeys();
     void loadSigningKeys(const web::json::value& jwks);
@@ -76,6 +102,11 @@ private:
     const jwt::algorithm::rs256* publicKey(SigningKeys::const_iterator key) const;
     bool refuse(const wchar_t* line) const;
     bool hasIssuer(const detail::DecodedJwt& token) const;
+    COIDCToken runHybridFlow(const HybridFlowRequest& request);
+    OpenListener openListener(const std::vector<CString>& redirectUrls) const;
+    bool requestAuthCode(const CString& clientId, const CString& scope, const CString& redirectUrl,
+                         const utility::string_t& nonce, const utility::string_t& state,
+                         const utility::string_t& codeVerifier) const;
     Concurrency::task<COIDCToken> requestToken(const detail::FormBody& form,
                                                const CString& clientId, const CString& scope,
                                                detail::HttpExchange::CheckHead checkHead,
@@ -90,6 +121,7 @@ private:
     OIDCFlowSettings m_settings;
     SigningKeys m_signingKeys;
     detail::LoggerPtr m_logger;
+    OpenBrowser m_openBrowser;
     detail::HttpExchange m_http;
 
     mutable std::mutex m_publicKeysMutex;

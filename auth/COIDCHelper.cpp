@@ -1,16 +1,19 @@
 #include "auth/COIDCHelper.h"
 
 #include "auth/COIDCAuthClientCredentials.h"
+#include "auth/COIDCAuthHybrid.h"
+#include "auth/detail/Clock.h"
 #include "auth/detail/Log.h"
+#include "auth/detail/Text.h"
 #include "auth/detail/Waiting.h"
 #include "host/CMemoryArchive.h"
+#include "platform/Browser.h"
 #include "platform/TaskScheduler.h"
+#include "platform/Timer.h"
 
 #include <boost/optional.hpp>
 
 #include <cstdint>
-#include <utility>
-#include <vector>
 
 namespace auth {
 
@@ -22,7 +25,93 @@ namespace {
 // Made while the library is loaded, so that all of the process have the same one.
 const std::shared_ptr<IExclusivePermit> processPermit = ExclusivePermit::make();
 
+constexpr std::chrono::milliseconds retryDelay{50};
+constexpr std::chrono::seconds helperPermitLimit{25};
+constexpr std::chrono::seconds failedRefreshPause{2};
+constexpr std::uint32_t signInSeconds = 90;
+
+OIDCFlowSettings hybridSettings() {
+    return {"code id_token", "form_post", "authorization_code", "refresh_token", "RS256", "S256"};
+}
+
+CString firstOf(const std::vector<CString>& urls) {
+    return urls.empty() ? CString() : urls.front();
+}
+
+std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& permit) {
+    if (!permit) {
+        throw detail::Error("exclusive permit should be specified");
+    }
+    auto lock = permit->createLock();
+    if (!lock) {
+        throw detail::Error("exclusive permit gives no lock");
+    }
+    return lock;
+}
+
+/// A continuation that runs although the request's token is cancelled: it ends what was begun.
+Concurrency::task_options inAnyCase() {
+    return platform::blocking(cancellation_token::none());
+}
+
+template <class Protocol>
+using Holder = std::shared_ptr<boost::optional<Protocol>>;
+
+/// Blocks until the protocol object is made. That cannot be cancelled: it has a task and all that
+/// it needs of its own, so that a request that is cancelled meanwhile ends at once.
+template <class Protocol, class... Args>
+Holder<Protocol> construct(const cancellation_token& token, const Args&... args) {
+    auto holder = std::make_shared<boost::optional<Protocol>>();
+    detail::waitUnlessCancelled(
+        Concurrency::create_task([holder, args...] { holder->emplace(args...); },
+                                 platform::blocking()),
+        token);
+    return holder;
+}
+
+/// The same in a task.
+template <class Protocol, class... Args>
+Concurrency::task<Holder<Protocol>> constructAsync(const cancellation_token& token,
+                                                   const Args&... args) {
+    return Concurrency::create_task(
+        [token, args...] { return construct<Protocol>(token, args...); },
+        platform::blocking(token));
+}
+
+/// To be called while an exception is handled.
+void logFailedRefresh(const detail::LoggerPtr& logger) {
+    try {
+        throw;
+    } catch (const std::exception& error) {
+        detail::log(logger, ELogLevel::Warning, L"Failed to refresh token. Reason: %s.",
+                    error.what());
+        // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
+    } catch (const std::exception* refusal) {
+        const std::unique_ptr<const std::exception> owned(refusal);
+        detail::log(logger, ELogLevel::Warning, L"Failed to refresh token.");
+    } catch (...) {
+        detail::log(logger, ELogLevel::Warning, L"Failed to refresh token.");
+    }
+}
+
 }  // namespace
+
+/// A hybrid request under way. Its steps come one after the other, on different threads.
+struct COIDCHelper::TokenTaskData {
+    CString configUrl;
+    CString clientId;
+    CString scopes;
+    std::vector<CString> redirectUrls;
+    unsigned int minValidity;
+    bool authRequested;
+    std::unique_ptr<IPermitLock> processLock;
+    std::unique_ptr<IPermitLock> helperLock;
+    CString lastRefreshToken = {};  // which failed
+    bool reread = false;
+    COIDCToken::TimePoint startTime = detail::now();
+    COIDCToken::TimePoint lastRefreshTime = {};
+    Concurrency::task_completion_event<COIDCToken> resultEvent = {};
+};
 
 RequiresUserAuthException::RequiresUserAuthException(std::string text) : m_text(std::move(text)) {}
 
@@ -101,16 +190,8 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
         m_logger, ELogLevel::Detail,
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
         configUrl, clientId, scopes);
-    const auto holder = std::make_shared<boost::optional<COIDCAuthClientCredentials>>();
-    // The construction cannot be cancelled. It has a task and what it needs of its own, so that a
-    // request that is cancelled meanwhile ends at once.
-    detail::waitUnlessCancelled(Concurrency::create_task(
-                                    [holder, configUrl, logger = m_logger] {
-                                        holder->emplace(configUrl, logger,
-                                                        CString("client_credentials"));
-                                    },
-                                    platform::blocking()),
-                                token);
+    const auto holder = construct<COIDCAuthClientCredentials>(token, configUrl, m_logger,
+                                                              CString("client_credentials"));
     return holder->get()
         .requestTokenAsync(clientId, clientSecret, scopes, token)
         .then(
@@ -122,6 +203,243 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
                 return received;
             },
             platform::blocking());
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, unsigned int minValidity,
+    const cancellation_token& token, bool authRequested) {
+    detail::log(
+        m_logger, ELogLevel::Flow,
+        L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect url = %s",
+        configUrl, clientId, scopes, firstOf(redirectUrls));
+    TaskData data;
+    try {
+        data = std::make_shared<TokenTaskData>(
+            TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
+                          lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
+    } catch (...) {
+        return detail::observed(
+            Concurrency::task_from_exception<COIDCToken>(std::current_exception()));
+    }
+    return detail::observed(getTokenTask(data, token)
+                                .then(
+                                    [data](const Concurrency::task<COIDCToken>& ended) {
+                                        data->processLock.reset();
+                                        data->helperLock.reset();
+                                        return ended.get();
+                                    },
+                                    inAnyCase()));
+}
+
+Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, unsigned int minValidity,
+    const cancellation_token& token, bool authRequested) {
+    return detail::observed(
+        getOIDCTokenHybridAsync(configUrl, clientId, scopes, redirectUrls, minValidity, token,
+                                authRequested)
+            .then([](const COIDCToken& received) { return received.accessToken(); }));
+}
+
+Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, unsigned int minValidity,
+    const cancellation_token& token, bool authRequested) {
+    return detail::observed(
+        getOIDCTokenHybridAsync(configUrl, clientId, scopes, redirectUrls, minValidity, token,
+                                authRequested)
+            .then([](const COIDCToken& received) { return received.idToken(); }));
+}
+
+CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
+                                          const CString& scopes,
+                                          const std::vector<CString>& redirectUrls,
+                                          unsigned int minValidity, bool authRequested) {
+    return getAccessTokenHybridAsync(configUrl, clientId, scopes, redirectUrls, minValidity,
+                                     cancellation_token::none(), authRequested)
+        .get();
+}
+
+void COIDCHelper::setBrowserOpener(BrowserOpener open) {
+    m_openBrowser = std::move(open);
+}
+
+bool COIDCHelper::openBrowser(const CString& url) {
+    return platform::openBrowser(detail::toHttpText(url));
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
+                                                        const cancellation_token& token) {
+    try {
+        TryMakeToken(data, token)
+            .then([data](const Concurrency::task<Made>& step) { TryCatchMakeToken(step, data); },
+                  platform::inlined());
+    } catch (...) {
+        return Concurrency::task_from_exception<COIDCToken>(std::current_exception());
+    }
+    return Concurrency::create_task(data->resultEvent);
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& data,
+                                                               const cancellation_token& token) {
+    COIDCToken stored;
+    const bool isValid = loadStoredToken(data->reread, stored) &&
+                         stored.validateScopes(data->scopes) &&
+                         stored.validateClientID(data->clientId);
+    const bool isExpired = isValid && stored.willBeExpiredAfter(data->minValidity);
+    if (isValid && !isExpired) {
+        detail::log(m_logger, ELogLevel::Flow, L"Using stored token.");
+        return Concurrency::task_from_result(Made{true, std::move(stored)});
+    }
+    if (!data->reread) {
+        data->reread = true;
+        return TryMakeToken(data, token);
+    }
+    if (!mayProceed(*data, stored)) {
+        return scheduleRetryhMakeToken(retryDelay, data, token);
+    }
+    if (!isValid) {
+        detail::log(m_logger, ELogLevel::Detail, L"Stored token is invalid or does not exists.");
+    }
+    if (isExpired && stored.refreshToken() != data->lastRefreshToken) {
+        detail::log(m_logger, ELogLevel::Detail, L"Stored token is expired.");
+        if (!stored.refreshToken().IsEmpty()) {
+            return refreshToken(data, std::move(stored), token);
+        }
+    }
+    if (data->authRequested) {
+        return requestTokenHybridAsync(data->configUrl, data->clientId, data->scopes,
+                                       data->redirectUrls, token)
+            .then(
+                [](const COIDCToken& received) {
+                    return Made{true, received};
+                },
+                inAnyCase());
+    }
+    if (isExpired) {
+        detail::log(m_logger, ELogLevel::Warning,
+                    L"Stored token is expired and auth was not requested.");
+        throw RequiresUserAuthException("unable to refresh token");
+    }
+    detail::log(m_logger, ELogLevel::Warning,
+                L"Stored token is invalid or does not exists and auth was not requested.");
+    throw RequiresUserAuthException("unable to get token");
+}
+
+/// Whether it is up to this request to get a new token, and time for it.
+bool COIDCHelper::mayProceed(TokenTaskData& data, const COIDCToken& stored) const {
+    if (!data.processLock->tryLock()) {
+        return false;
+    }
+    if (detail::now() >= data.startTime + helperPermitLimit) {
+        detail::log(m_logger, ELogLevel::Flow,
+                    L"Giving up waiting for others to refresh the token.");
+    } else if (!data.helperLock->tryLock()) {
+        return false;
+    }
+    // After a failed refresh another one, outside the permits, may be about to store its token.
+    return data.lastRefreshToken.IsEmpty() || data.lastRefreshToken != stored.refreshToken() ||
+           detail::now() >= data.lastRefreshTime + failedRefreshPause;
+}
+
+void COIDCHelper::TryCatchMakeToken(const Concurrency::task<Made>& step, const TaskData& data) {
+    try {
+        const Made made = step.get();
+        if (made.first) {
+            data->resultEvent.set(made.second);
+        }
+    } catch (...) {
+        data->resultEvent.set_exception(std::current_exception());
+    }
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::scheduleRetryhMakeToken(
+    std::chrono::milliseconds delay, const TaskData& data, const cancellation_token& token) {
+    const Concurrency::task_completion_event<void> due;
+    const auto timer = std::make_shared<platform::OneShotTimer>(delay, [due] { due.set(); });
+    // The token is asked by the step itself: a continuation that carried it could end the request
+    // while the next step, already scheduled, goes on with it.
+    Concurrency::create_task(due)
+        .then(
+            [this, timer, data, token] {
+                if (token.is_canceled()) {
+                    throw Concurrency::task_canceled();
+                }
+                return TryMakeToken(data, token);
+            },
+            platform::blocking())
+        .then([data](const Concurrency::task<Made>& step) { TryCatchMakeToken(step, data); },
+              platform::inlined());
+    return Concurrency::task_from_result(Made{false, {}});
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshToken(const TaskData& data,
+                                                               COIDCToken stored,
+                                                               const cancellation_token& token) {
+    const CString sent = stored.refreshToken();
+    const CString scopes = stored.scopes();
+    detail::log(m_logger, ELogLevel::Detail,
+                L"Refreshing token...  url = %s, clientID = %s, scopes = %s, rtoken = %s.",
+                data->configUrl, data->clientId, data->scopes, sent);
+    return constructAsync<COIDCAuthHybrid>(token, data->configUrl, m_logger, hybridSettings())
+        .then(
+            [this, data, sent, scopes, token](const Holder<COIDCAuthHybrid>& holder) {
+                return holder->get()
+                    .refreshTokenAsync(data->clientId, scopes, sent, token)
+                    .then(
+                        [=](const Concurrency::task<COIDCToken>& refreshed) {
+                            holder->reset();
+                            return refreshOutcome(refreshed, data, sent, token);
+                        },
+                        inAnyCase());
+            },
+            inAnyCase());
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
+    const Concurrency::task<COIDCToken>& refreshed, const TaskData& data,
+    const CString& sentRefreshToken, const cancellation_token& token) {
+    COIDCToken received;
+    try {
+        received = refreshed.get();
+    } catch (...) {
+        logFailedRefresh(m_logger);
+        data->lastRefreshToken = sentRefreshToken;
+        data->lastRefreshTime = detail::now();
+        return scheduleRetryhMakeToken(retryDelay, data, token);
+    }
+    saveToken(received);
+    detail::log(m_logger, ELogLevel::Detail, L"Token has been successfully refreshed.");
+    return Concurrency::task_from_result(Made{true, std::move(received)});
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, const cancellation_token& token) {
+    detail::log(m_logger, ELogLevel::Detail,
+                L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
+                L"%s, redirect url = %s.",
+                configUrl, clientId, scopes, firstOf(redirectUrls));
+    return constructAsync<COIDCAuthHybrid>(token, configUrl, m_logger, hybridSettings(),
+                                           m_openBrowser)
+        .then(
+            [this, clientId, scopes, redirectUrls, token](const Holder<COIDCAuthHybrid>& holder) {
+                return holder->get()
+                    .requestTokenHybridFlowAsync(clientId, scopes, redirectUrls, token,
+                                                 signInSeconds)
+                    .then(
+                        [this, holder](COIDCToken received) {
+                            holder->reset();
+                            detail::log(
+                                m_logger, ELogLevel::Detail,
+                                L"Hybrid authentication performed successfully, token received.");
+                            saveToken(received);
+                            return received;
+                        },
+                        inAnyCase());
+            },
+            inAnyCase());
 }
 
 bool COIDCHelper::loadStoredToken(bool reread, COIDCToken& token) noexcept {

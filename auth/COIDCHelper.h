@@ -8,10 +8,14 @@
 #include "platform/Export.h"
 #include "platform/Tasks.h"
 
+#include <chrono>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace auth {
 
@@ -24,6 +28,10 @@ public:
 private:
     std::string m_text;
 };
+
+/// Brings the user to this URL, which is theirs alone, and tells whether that worked. It may come
+/// from any thread, and whatever it throws ends the request.
+using BrowserOpener = std::function<bool(const CString& url)>;
 
 /// Gets tokens: from its store while they serve, from the provider otherwise.
 ///
@@ -58,12 +66,50 @@ public:
         const CString& scopes, unsigned int minValidity,
         const Concurrency::cancellation_token& token);
 
+    // The token of a user: the stored one while it serves, or once it is refreshed (RFC 6749,
+    // section 6). Otherwise the user is asked to sign in (OpenID Connect Core 1.0, section 3.3)
+    // within 90 s where `authRequested` allows that; where it does not, the request ends with
+    // RequiresUserAuthException. Redirect URLs are alternatives for the provider's answer, in the
+    // order of preference: http, on this machine, registered with the provider (RFC 8252, section
+    // 7.3); without the user they are not needed.
+    //
+    // Requests that come together cause one refresh or one sign-in: in this process by its permit,
+    // and among all who have this helper's permit by that one, for which a request waits no longer
+    // than 25 s. The store is read on the calling thread, and nothing else happens there.
+    Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
+        const CString& configUrl, const CString& clientId, const CString& scopes,
+        const std::vector<CString>& redirectUrls, unsigned int minValidity,
+        const Concurrency::cancellation_token& token, bool authRequested);
+    Concurrency::task<CString> getAccessTokenHybridAsync(
+        const CString& configUrl, const CString& clientId, const CString& scopes,
+        const std::vector<CString>& redirectUrls, unsigned int minValidity,
+        const Concurrency::cancellation_token& token, bool authRequested);
+    Concurrency::task<CString> getIdTokenHybridAsync(const CString& configUrl,
+                                                     const CString& clientId, const CString& scopes,
+                                                     const std::vector<CString>& redirectUrls,
+                                                     unsigned int minValidity,
+                                                     const Concurrency::cancellation_token& token,
+                                                     bool authRequested);
+    CString getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
+                                 const CString& scopes, const std::vector<CString>& redirectUrls,
+                                 unsigned int minValidity, bool authRequested);
+
+    /// What brings the user to the provider, openBrowser at first. Before the first request.
+    void setBrowserOpener(BrowserOpener open);
+    /// The user's default browser; true when it has started.
+    static bool openBrowser(const CString& url);
+
     /// The one permit of this process.
     static std::shared_ptr<IExclusivePermit> getProcessExclusivePermit();
     /// A new permit, for the helpers that are to be co-ordinated.
     static std::shared_ptr<IExclusivePermit> makeExclusivePermit();
 
 private:
+    struct TokenTaskData;
+    using TaskData = std::shared_ptr<TokenTaskData>;
+    /// Of one step of a request: the token, or false when a retry is under way that will bring it.
+    using Made = std::pair<bool, COIDCToken>;
+
     bool loadStoredToken(bool reread, COIDCToken& token) noexcept;
     void saveToken(COIDCToken& token);
 
@@ -75,10 +121,31 @@ private:
         const CString& configUrl, const CString& clientId, const CString& clientSecret,
         const CString& scopes, const Concurrency::cancellation_token& token);
 
+    // A hybrid request is a chain of steps, each of which decides anew until one has the token.
+
+    Concurrency::task<COIDCToken> getTokenTask(const TaskData& data,
+                                               const Concurrency::cancellation_token& token);
+    Concurrency::task<Made> TryMakeToken(const TaskData& data,
+                                         const Concurrency::cancellation_token& token);
+    static void TryCatchMakeToken(const Concurrency::task<Made>& step, const TaskData& data);
+    Concurrency::task<Made> scheduleRetryhMakeToken(std::chrono::milliseconds delay,
+                                                    const TaskData& data,
+                                                    const Concurrency::cancellation_token& token);
+    bool mayProceed(TokenTaskData& data, const COIDCToken& stored) const;
+    Concurrency::task<Made> refreshToken(const TaskData& data, COIDCToken stored,
+                                         const Concurrency::cancellation_token& token);
+    Concurrency::task<Made> refreshOutcome(const Concurrency::task<COIDCToken>& refreshed,
+                                           const TaskData& data, const CString& sentRefreshToken,
+                                           const Concurrency::cancellation_token& token);
+    Concurrency::task<COIDCToken> requestTokenHybridAsync(
+        const CString& configUrl, const CString& clientId, const CString& scopes,
+        const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token);
+
     std::unique_ptr<ISecretStore<COIDCToken>> m_tokenStore;
     std::mutex m_mutex;  // held for the whole of a client-credentials request
     std::shared_ptr<LoggingUtilities::CLogger> m_logger;
     std::shared_ptr<IExclusivePermit> m_permit;
+    BrowserOpener m_openBrowser = &COIDCHelper::openBrowser;
 };
 
 }  // namespace auth

@@ -4,8 +4,6 @@
 
 namespace auth {
 
-IPermitLock::~IPermitLock() = default;
-
 std::shared_ptr<ExclusivePermit> ExclusivePermit::make() {
     auto permit = std::make_shared<ExclusivePermit>();
     permit->m_self = permit;

@@ -14,7 +14,7 @@ public:
     /// True when this lock holds the permit, now or already before. Never blocks: whoever fails
     /// tries again later.
     virtual bool tryLock() = 0;
-    virtual ~IPermitLock();
+    virtual ~IPermitLock() = default;
 };
 
 /// Something that at most one lock holds at a time, by which requests avoid to refresh or to sign

@@ -21,7 +21,8 @@ install(FILES
     auth/COIDCHelper.h auth/COIDCToken.h auth/ExclusivePermit.h
     DESTINATION ${include_dir}/auth)
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
-install(DIRECTORY host DESTINATION ${include_dir} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY host DESTINATION ${include_dir} FILES_MATCHING PATTERN "*.h"
+        PATTERN detail EXCLUDE)
 
 install(EXPORT OIDCAuthTargets NAMESPACE OIDCAuth:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/OIDCAuthConfig.cmake.in OIDCAuthConfig.cmake

@@ -22,4 +22,18 @@ private:
     std::unique_ptr<Impl> m_impl;
 };
 
+/// Calls `tick` every `period`, first one period from its construction, until it is destroyed. As
+/// above, but a call may also destroy the timer; no two calls run at a time.
+class RepeatingTimer {
+public:
+    RepeatingTimer(std::chrono::milliseconds period, std::function<void()> tick);
+    ~RepeatingTimer();
+    RepeatingTimer(const RepeatingTimer&) = delete;
+    RepeatingTimer& operator=(const RepeatingTimer&) = delete;
+
+private:
+    struct Impl;
+    std::shared_ptr<Impl> m_impl;
+};
+
 }  // namespace platform

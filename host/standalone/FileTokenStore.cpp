@@ -1,5 +1,7 @@
 #include "host/standalone/FileTokenStore.h"
 
+#include "host/standalone/detail/PrivateFile.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -13,68 +15,17 @@
 #include <cerrno>
 #include <memory>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace fs = std::filesystem;
 
 namespace standalone {
+
+using namespace detail;
+
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr mode_t fileMode = 0600;
-constexpr mode_t folderMode = 0700;
-constexpr mode_t otherUsers = 0077;
-
-[[noreturn]] void refuse(const fs::path& path, std::string_view why) {
-    throw TokenStoreError(fmt::format("token store {}: {}", path.string(), why));
-}
-
-[[noreturn]] void failSystem(const fs::path& path, std::string_view what, int error = errno) {
-    refuse(path, fmt::format("{}: {}", what, std::system_category().message(error)));
-}
-
-template <class Call>
-auto uninterrupted(const Call& call) {
-    for (;;) {
-        const auto result = call();
-        if (result >= 0 || errno != EINTR) {
-            return result;
-        }
-    }
-}
-
-class Descriptor {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    Descriptor(Descriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(m_descriptor, other.m_descriptor);
-        return *this;
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_descriptor >= 0) {
-            ::close(m_descriptor);
-        }
-    }
-
-    explicit operator bool() const noexcept { return m_descriptor >= 0; }
-    int get() const noexcept { return m_descriptor; }
-
-private:
-    int m_descriptor = -1;
-};
-
-/// All opening goes through here: never through a link in the last place of `path`, never into
-/// programs that are started, never waiting for the other end of a pipe.
-Descriptor openAt(int folder, const fs::path& path, int flags, mode_t mode = 0) {
-    flags |= O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
-    return Descriptor(uninterrupted([&] { return ::openat(folder, path.c_str(), flags, mode); }));
-}
 
 void synchronize(const Descriptor& descriptor, const fs::path& path) {
     // EINVAL: a file system whose folders need no fsync.
@@ -83,79 +34,15 @@ void synchronize(const Descriptor& descriptor, const fs::path& path) {
     }
 }
 
-/// Looks at what was opened and not at the path, which may name something else by now.
-struct stat requirePrivate(const Descriptor& descriptor, const fs::path& path, mode_t mode) {
-    struct stat status {};
-    if (::fstat(descriptor.get(), &status) != 0) {
-        failSystem(path, "cannot be examined");
-    }
-    if (status.st_uid != ::geteuid()) {
-        refuse(path, "belongs to another user; use a path of your own");
-    }
-    if ((status.st_mode & otherUsers) != 0) {
-        refuse(path, fmt::format("is open to other users; set its mode to {:04o}, and sign in "
-                                 "again if someone else may have read or written it",
-                                 mode));
-    }
-    return status;
-}
-
-Descriptor openFolder(const fs::path& folder) {
-    auto opened = openAt(AT_FDCWD, folder, O_RDONLY | O_DIRECTORY);
-    if (opened) {
-        requirePrivate(opened, folder, folderMode);
-    } else if (errno == ELOOP || errno == ENOTDIR) {
-        refuse(folder, "is a symbolic link or no folder; use the path of a real folder");
-    } else if (errno != ENOENT) {
-        failSystem(folder, "cannot be opened");
-    }
-    return opened;
-}
-
-void makeFolder(const fs::path& folder) {
-    const fs::path parent = folder.parent_path();
-    std::error_code ignored;  // mkdir says it better
-    if (parent != folder && !fs::exists(parent, ignored)) {
-        makeFolder(parent);
-    }
-    if (::mkdir(folder.c_str(), folderMode) == 0) {
-        // Best effort: a parent that may not be read cannot be synchronized.
-        if (const Descriptor opened(::open(parent.c_str(), O_RDONLY | O_CLOEXEC)); opened) {
-            ::fsync(opened.get());
-        }
-    } else if (errno != EEXIST) {
-        failSystem(folder, "the folder cannot be made");
-    }
-}
-
-struct Record {
-    Descriptor descriptor;  // none when there is no record
-    std::size_t size = 0;
-};
-
-Record openRecord(const Descriptor& folder, const fs::path& file) {
-    Record record{openAt(folder.get(), file.filename(), O_RDONLY)};
-    if (!record.descriptor) {
-        if (errno == ENOENT) {
-            return record;
-        }
-        if (errno == ELOOP) {
-            refuse(file, "is a symbolic link; remove it or use the path of a real file");
-        }
-        failSystem(file, "cannot be opened");
-    }
-    const auto status = requirePrivate(record.descriptor, file, fileMode);
-    if (!S_ISREG(status.st_mode)) {
-        refuse(file, "is not a regular file; remove it or use another path");
-    }
-    record.size = static_cast<std::size_t>(status.st_size);
+PrivateFile openRecord(const Descriptor& folder, const fs::path& file) {
+    auto record = openFile(folder, file, O_RDONLY);
     if (record.size > SecretFile::maxSize) {
         refuse(file, "is too large for a token; remove it or use another path");
     }
     return record;
 }
 
-Bytes readAll(const Record& record, const fs::path& file) {
+Bytes readAll(const PrivateFile& record, const fs::path& file) {
     Bytes bytes(record.size);
     std::size_t done = 0;
     while (done < bytes.size()) {
@@ -205,7 +92,7 @@ public:
         constexpr int attempts = 16;
         for (int attempt = 0; attempt < attempts; ++attempt) {
             m_name = newTemporaryName(m_file);
-            m_descriptor = openAt(m_folder.get(), m_name, O_WRONLY | O_CREAT | O_EXCL, fileMode);
+            m_descriptor = openAt(m_folder.get(), m_name, O_WRONLY | O_CREAT | O_EXCL);
             if (!m_descriptor) {
                 failSystem(m_file, "no new file can be made beside it");
             }
@@ -283,14 +170,8 @@ void removeAbandoned(const Descriptor& folder, const fs::path& file) {
 
 }  // namespace
 
-SecretFile::SecretFile(const fs::path& file) {
-    std::error_code error;
-    m_file = fs::absolute(file, error).lexically_normal();
-    m_folder = m_file.parent_path();
-    if (error || !m_file.has_filename()) {
-        refuse(file, "is not the path of a file");
-    }
-}
+SecretFile::SecretFile(const fs::path& file)
+    : m_file(absoluteFile(file)), m_folder(m_file.parent_path()) {}
 
 void SecretFile::clear() {
     const std::lock_guard lock(m_mutex);
@@ -329,14 +210,7 @@ void SecretFile::write(const Bytes& bytes) {
     if (bytes.size() > maxSize) {
         refuse(m_file, "is not written: the secret is too large for a token");
     }
-    auto folder = openFolder(m_folder);
-    if (!folder) {
-        makeFolder(m_folder);
-        folder = openFolder(m_folder);
-    }
-    if (!folder) {
-        failSystem(m_folder, "cannot be opened", ENOENT);
-    }
+    const auto folder = openOrMakeFolder(m_folder);
     openRecord(folder, m_file);  // what may not be read is not replaced either
     removeAbandoned(folder, m_file);
     TemporaryFile temporary(folder, m_file);

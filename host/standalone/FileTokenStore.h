@@ -2,23 +2,16 @@
 
 #include "host/Export.h"
 #include "host/ISecretStore.h"
+#include "host/standalone/TokenStoreError.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace standalone {
-
-/// A secret could not be read or kept. The text names the path and says what can be done.
-class OIDCAUTH_HOST_API TokenStoreError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// The bytes of one secret in a file that only its user can read.
 ///

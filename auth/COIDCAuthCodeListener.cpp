@@ -1,0 +1,194 @@
+#include "auth/COIDCAuthCodeListener.h"
+
+#include "auth/detail/Clock.h"
+#include "auth/detail/Error.h"
+#include "auth/detail/Text.h"
+#include "auth/detail/Waiting.h"
+#include "platform/TaskScheduler.h"
+#include "platform/Timer.h"
+
+#include <cpprest/asyncrt_utils.h>
+#include <cpprest/base_uri.h>
+#include <cpprest/http_msg.h>
+
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <map>
+#include <utility>
+
+namespace auth {
+
+using platform::RedirectAnswer;
+using web::http::status_codes;
+
+/// Takes its first outcome and drops the others. The event itself must not be asked to choose: an
+/// exception that meets a value there can be left unread, and ends the process.
+class COIDCAuthCodeListener::Outcome {
+public:
+    void set(const OIDCAuthCode& value) {
+        if (!m_decided.exchange(true)) {
+            m_event.set(value);
+        }
+    }
+
+    void fail(const std::exception_ptr& reason) {
+        if (!m_decided.exchange(true)) {
+            m_event.set_exception(reason);
+        }
+    }
+
+    const Concurrency::task<OIDCAuthCode>& task() const { return m_task; }
+
+private:
+    std::atomic<bool> m_decided{false};
+    const Concurrency::task_completion_event<OIDCAuthCode> m_event;
+    const Concurrency::task<OIDCAuthCode> m_task =
+        detail::observed(Concurrency::create_task(m_event));
+};
+
+namespace {
+
+constexpr std::chrono::milliseconds tickPeriod{500};
+constexpr auto* htmlType = "text/html";
+
+// The quotation marks of the style are doubled: pages look like this, so that they must stay.
+constexpr auto* closingPage =
+    "<!doctype html>"
+    "<html>"
+    "<head>"
+    "<script>"
+    "window.onload = function load()"
+    "{"
+    "window.open('', '_self', '');"
+    "window.close();"
+    "};"
+    "</script>"
+    "</head>"
+    "<body>"
+    R"(<div style=""font-family:sans-serif;"">You can close this page now.</div>)"
+    "</body>"
+    "</html>";
+
+/// Content types and character sets are what the HTTP library takes them for.
+utility::string_t textOf(const platform::RedirectRequest& request) {
+    web::http::http_request message;
+    message.set_body(request.body, request.contentType);
+    return message._get_impl()->extract_string();
+}
+
+}  // namespace
+
+COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl)
+    : m_path(web::uri(detail::toHttpText(redirectUrl)).path()),
+      m_received(std::make_shared<Outcome>()),
+      m_server(detail::toHttpText(redirectUrl), *this) {}
+
+COIDCAuthCodeListener::~COIDCAuthCodeListener() = default;
+
+std::optional<RedirectAnswer> COIDCAuthCodeListener::checkListenerRequest(
+    const std::string& method, const std::string& target) {
+    if (method != "POST") {
+        return reject(status_codes::BadRequest, _XPLATSTR("Invalid request."),
+                      "unexpexted listener request type");
+    }
+    if (!isRedirectPath(target)) {
+        return reject(status_codes::NotFound, _XPLATSTR("Not found."), "unexpexted listener uri");
+    }
+    return std::nullopt;
+}
+
+bool COIDCAuthCodeListener::isRedirectPath(const std::string& target) const {
+    try {
+        return web::uri(utility::conversions::to_string_t(target)).path() == m_path;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+RedirectAnswer COIDCAuthCodeListener::handleListenerRequest(
+    const platform::RedirectRequest& request) {
+    try {
+        return {status_codes::OK, htmlType, closingPage,
+                [this, value = parseAuthCodeResponse(textOf(request))] { m_received->set(value); }};
+    } catch (const std::exception& error) {
+        return handleLostBody(error.what());
+    }
+}
+
+RedirectAnswer COIDCAuthCodeListener::handleLostBody(const std::string& reason) {
+    return reject(status_codes::BadRequest,
+                  _XPLATSTR("Invalid reqeust. Unable to extract auth code."), reason);
+}
+
+RedirectAnswer COIDCAuthCodeListener::handleNoRequest() {
+    return {status_codes::BadRequest, htmlType,
+            utility::conversions::to_utf8string(makeMessagePage(_XPLATSTR("Invalid request."))),
+            nullptr};
+}
+
+RedirectAnswer COIDCAuthCodeListener::reject(unsigned status, const utility::char_t* message,
+                                             const std::string& reason) const {
+    return {status, htmlType, utility::conversions::to_utf8string(makeMessagePage(message)),
+            [this, failure = std::make_exception_ptr(detail::Error(reason))] {
+                m_received->fail(failure);
+            }};
+}
+
+OIDCAuthCode COIDCAuthCodeListener::parseAuthCodeResponse(const utility::string_t& body) {
+    const std::map<utility::string_t, utility::string_t> fields = web::uri::split_query(body);
+    const auto field = [&fields](const utility::char_t* name, const char* missing) {
+        const auto found = fields.find(name);
+        if (found == fields.end()) {
+            throw detail::Error(missing);
+        }
+        return found->second;
+    };
+    return {field(_XPLATSTR("code"), "no code in auth code response"),
+            field(_XPLATSTR("id_token"), "no id_token in auth code response"),
+            field(_XPLATSTR("state"), "no state in auth code response")};
+}
+
+utility::string_t COIDCAuthCodeListener::makeMessagePage(const utility::string_t& message) {
+    return _XPLATSTR("<!doctype html><html><body><div style=\"\"font-family:sans-serif;\"\">") +
+           message + _XPLATSTR("</div></body></html>");
+}
+
+Concurrency::task<OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
+    unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const {
+    const auto outcome = std::make_shared<Outcome>();
+    // Each test stands alone, and the first outcome counts: this order decides between them.
+    const auto check = [outcome, token, received = m_received->task(), start = detail::now(),
+                        limit = std::chrono::seconds(timeoutSeconds)] {
+        if (token.is_canceled()) {
+            outcome->fail(std::make_exception_ptr(Concurrency::task_canceled()));
+        }
+        if (detail::now() - start >= limit) {
+            outcome->fail(std::make_exception_ptr(
+                detail::Error("unable to get auth code within specified timeframe")));
+        }
+        if (received.is_done()) {
+            try {
+                outcome->set(received.get());
+            } catch (const std::exception& error) {
+                outcome->fail(std::make_exception_ptr(detail::Error(error.what())));
+            }
+        }
+    };
+    auto timer = std::make_shared<platform::RepeatingTimer>(tickPeriod, check);
+    std::optional<Concurrency::cancellation_token_registration> registration;
+    if (token.is_cancelable()) {
+        registration = token.register_callback(check);
+    }
+    return detail::observed(outcome->task().then(
+        [timer, registration, token](const Concurrency::task<OIDCAuthCode>& ended) mutable {
+            timer.reset();
+            if (registration) {
+                token.deregister_callback(*registration);
+            }
+            return ended.get();
+        },
+        platform::inlined()));
+}
+
+}  // namespace auth

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "host/CString.h"
+#include "platform/RedirectServer.h"
+#include "platform/Tasks.h"
+
+#include <cpprest/details/basic_types.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace auth {
+
+/// What the provider sends with the user's browser, exactly as it stood in the form: nothing is
+/// decoded.
+struct OIDCAuthCode {
+    utility::string_t code;
+    utility::string_t idToken;
+    utility::string_t state;
+};
+
+/// Receives the answer of one sign-in: the form that the user's browser posts to the redirect URL
+/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; all get a page.
+class COIDCAuthCodeListener final : private platform::RedirectHandler {
+public:
+    /// Listens from now on. Throws std::exception where that cannot be: the URL is not one to
+    /// listen on, its port is taken ...
+    explicit COIDCAuthCodeListener(const CString& redirectUrl);
+    /// Frees the port at once, whoever is connected.
+    ~COIDCAuthCodeListener() override;
+    COIDCAuthCodeListener(const COIDCAuthCodeListener&) = delete;
+    COIDCAuthCodeListener& operator=(const COIDCAuthCodeListener&) = delete;
+
+    /// Ends with what was received, with a std::exception for a request that was rejected or when
+    /// the time is over, both noticed every half second, or with task_canceled at once when the
+    /// token is cancelled. Nobody need read the outcome.
+    ///
+    /// The task may outlive the listener. Without an outcome until then, it ends as for a rejected
+    /// request.
+    Concurrency::task<OIDCAuthCode> getAuthCodeAsync(
+        unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const;
+
+    /// Throws std::exception for a field that is missing. Of a field that comes twice the last one
+    /// counts.
+    static OIDCAuthCode parseAuthCodeResponse(const utility::string_t& body);
+    /// An HTML page with this text, which is not escaped.
+    static utility::string_t makeMessagePage(const utility::string_t& message);
+
+private:
+    class Outcome;
+
+    std::optional<platform::RedirectAnswer> checkListenerRequest(
+        const std::string& method, const std::string& target) override;
+    platform::RedirectAnswer handleListenerRequest(
+        const platform::RedirectRequest& request) override;
+    platform::RedirectAnswer handleLostBody(const std::string& reason) override;
+    platform::RedirectAnswer handleNoRequest() override;
+
+    bool isRedirectPath(const std::string& target) const;
+    platform::RedirectAnswer reject(unsigned status, const utility::char_t* message,
+                                    const std::string& reason) const;
+
+    const utility::string_t m_path;
+    const std::shared_ptr<Outcome> m_received;
+    const platform::RedirectServer m_server;  // last: it calls the rest
+};
+
+}  // namespace auth

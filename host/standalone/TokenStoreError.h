@@ -1,0 +1,15 @@
+#pragma once
+
+#include "host/Export.h"
+
+#include <stdexcept>
+
+namespace standalone {
+
+/// A secret could not be read or kept. The text names where it is kept and says what can be done.
+class OIDCAUTH_HOST_API TokenStoreError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace standalone

@@ -1,0 +1,57 @@
+#include "platform/Listening.h"
+
+#include <boost/asio/error.hpp>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+// Asio sets no close-on-exec, and setting it afterwards leaves a moment in which a program can be
+// started: the sockets are made here.
+
+namespace platform {
+
+using boost::asio::ip::tcp;
+using boost::system::error_code;
+
+namespace {
+
+error_code lastError() {
+    return {errno, boost::system::system_category()};
+}
+
+template <class Socket>
+void adopt(Socket& socket, const tcp& protocol, int descriptor, error_code& error) {
+    if (descriptor < 0) {
+        error = lastError();
+        return;
+    }
+    socket.assign(protocol, descriptor, error);
+    if (error) {
+        ::close(descriptor);
+    }
+}
+
+}  // namespace
+
+tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp& protocol) {
+    tcp::acceptor acceptor(context);
+    error_code error;
+    adopt(acceptor, protocol,
+          ::socket(protocol.family(), protocol.type() | SOCK_CLOEXEC, protocol.protocol()), error);
+    if (error) {
+        throw boost::system::system_error(error);
+    }
+    // Connections of the last user may still be in their final wait.
+    acceptor.set_option(tcp::acceptor::reuse_address(true));
+    return acceptor;
+}
+
+tcp::socket acceptFrom(tcp::acceptor& acceptor, error_code& error) {
+    tcp::socket socket(acceptor.get_executor());
+    adopt(socket, acceptor.local_endpoint().protocol(),
+          ::accept4(acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC), error);
+    return socket;
+}
+
+}  // namespace platform

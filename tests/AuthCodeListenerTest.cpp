@@ -1,0 +1,268 @@
+#include "auth/COIDCAuthCodeListener.h"
+#include "auth/detail/Error.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/TestClock.h"
+
+#include <cpprest/asyncrt_utils.h>
+#include <cpprest/base_uri.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <exception>
+#include <list>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::COIDCAuthCodeListener;
+using test::RawPeer;
+using Task = Concurrency::task<auth::OIDCAuthCode>;
+
+const std::string form = "code=c%2Bo&id_token=i%20d&state=s%3D";
+const std::string formType = "Content-Type: application/x-www-form-urlencoded\r\n";
+
+std::string request(const std::string& line, const std::string& fields = {},
+                    const std::string& body = {}) {
+    return line + " HTTP/1.1\r\nHost: elsewhere.test\r\n" + fields +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+std::string post(const std::string& body, const std::string& fields = formType) {
+    return request("POST /callback", fields, body);
+}
+
+std::string postTo(const std::string& target) {
+    return request("POST " + target, formType, form);
+}
+
+std::string chunked(const std::string& chunks) {
+    return "POST /callback HTTP/1.1\r\n" + formType + "Transfer-Encoding: chunked\r\n\r\n" + chunks;
+}
+
+std::string page(const std::string& status, const std::string& body) {
+    const std::string html = "<!doctype html><html>" + body + "</body></html>";
+    return "HTTP/1.1 " + status +
+           "\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(html.size()) +
+           "\r\nConnection: close\r\n\r\n" + html;
+}
+
+std::string messagePage(const std::string& status, const std::string& message) {
+    return page(status, R"(<body><div style=""font-family:sans-serif;"">)" + message + "</div>");
+}
+
+/// What comes of a request: the bytes of the answer, and the outcome of the sign-in.
+struct Result {
+    std::string answer;
+    std::string outcome;
+};
+
+const Result accepted{
+    page("200 OK",
+         "<head><script>window.onload = function load(){window.open('', '_self', '');"
+         "window.close();};</script></head><body>"
+         R"(<div style=""font-family:sans-serif;"">You can close this page now.</div>)"),
+    "c%2Bo i%20d s%3D"};
+const Result otherMethod{messagePage("400 Bad Request", "Invalid request."),
+                         "unexpexted listener request type"};
+const Result otherPath{messagePage("404 Not Found", "Not found."), "unexpexted listener uri"};
+
+Result noCode(const std::string& reason) {
+    return {messagePage("400 Bad Request", "Invalid reqeust. Unable to extract auth code."),
+            reason};
+}
+
+std::string outcome(const Task& task) {
+    try {
+        const auth::OIDCAuthCode value = task.get();
+        return value.code + ' ' + value.idToken + ' ' + value.state;
+    } catch (const Concurrency::task_canceled&) {
+        return "cancelled";
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
+/// A listener whose outcome is awaited.
+struct SignIn {
+    explicit SignIn(unsigned timeoutSeconds = 600) : received(receive(timeoutSeconds)) {}
+
+    Task receive(unsigned timeoutSeconds) const {
+        return listener->getAuthCodeAsync(timeoutSeconds, cancellation.get_token());
+    }
+    std::string exchange(const std::string& bytes) const { return RawPeer(port).exchange(bytes); }
+
+    const std::string url = test::freeRedirectUrl();
+    const unsigned short port = static_cast<unsigned short>(web::uri(url).port());
+    std::unique_ptr<COIDCAuthCodeListener> listener =
+        std::make_unique<COIDCAuthCodeListener>(CString(url));
+    Concurrency::cancellation_token_source cancellation;
+    Task received;
+};
+
+/// Exchanges one after the other, and the outcome of them all.
+struct Case {
+    std::vector<std::pair<std::string, std::string>> exchanges;
+    std::string outcome;
+};
+
+void check(const std::vector<Case>& cases) {
+    std::list<SignIn> signIns;  // they end together: each is noticed up to half a second later
+    for (const Case& each : cases) {
+        const SignIn& signIn = signIns.emplace_back();
+        for (const auto& [sent, answer] : each.exchanges) {
+            EXPECT_EQ(signIn.exchange(sent), answer) << sent.substr(0, 200);
+        }
+    }
+    auto signIn = signIns.begin();
+    for (const Case& each : cases) {
+        EXPECT_EQ(outcome((signIn++)->received), each.outcome)
+            << each.exchanges.front().first.substr(0, 200);
+    }
+}
+
+TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
+    const auto typed = [](const std::string& type) {
+        return post(form, "Content-Type: " + type + "\r\n");
+    };
+    const std::string head = otherMethod.answer.substr(0, otherMethod.answer.find('<'));
+    const std::string tooLarge = "request body is too large";
+    const std::string malformed = "request body is malformed";
+    const std::vector<std::pair<std::string, Result>> results = {
+        {post(form), accepted},
+        {postTo("/callback?iss=a%zz"), accepted},
+        {postTo("http://elsewhere.test/callback"), accepted},
+        {post("state=&x=1&code=&id_token=1&id_token=2"), {accepted.answer, " 2 "}},
+        {"POST /callback HTTP/1.0\r\n" + formType + "content-length: 36\r\n\r\n" + form, accepted},
+        {request("GET /callback?" + form), otherMethod},
+        {request("HEAD /callback"), {head, otherMethod.outcome}},
+        {request("OPTIONS *"), otherMethod},
+        {request("post /callback", formType, form), otherMethod},
+        {request("PUT /other", formType, form), otherMethod},
+        {postTo("/"), otherPath},
+        {postTo("/Callback"), otherPath},
+        {postTo("/%63allback"), otherPath},
+        {postTo("\xC3\xA4"), otherPath},
+        {request("POST /", "Expect: 100-continue\r\n", std::string(3U << 20U, 'x')), otherPath},
+        {post("Code=1"), noCode("no code in auth code response")},
+        {post("code=1&state=3"), noCode("no id_token in auth code response")},
+        {post("code=1&id_token=2"), noCode("no state in auth code response")},
+        {post("%=&&=&code"), noCode("no code in auth code response")},
+        // As the HTTP library takes them.
+        {typed("Application/X-WWW-Form-URLencoded; Charset=\"UTF-8\""), accepted},
+        {typed("text/plain"), accepted},
+        {post(form, ""), noCode("no code in auth code response")},
+        {typed("application/octet-stream"),
+         noCode("Incorrect Content-Type: must be textual to extract_string, JSON to "
+                "extract_json.")},
+        {chunked("5\r\ncode=\r\n1;x=y\r\n1\r\n14\r\n&id_token=2&state=%3\r\n0\r\nA: b\r\n\r\n"),
+         {accepted.answer, "1 2 %3"}},
+        {chunked("5\r\ncode=1\r\n0\r\n\r\n"), noCode(malformed)},
+        {chunked("1;" + std::string(1U << 20U, 'x')), noCode(malformed)},
+        {chunked("80000\r\n" + std::string(0x80000, 'x') + "\r\n80001\r\n"), noCode(tooLarge)},
+        {post(std::string(2U << 20U, 'x')), noCode(tooLarge)},
+    };
+    std::vector<Case> cases;
+    for (const auto& [sent, result] : results) {
+        cases.push_back({{{sent, result.answer}}, result.outcome});
+    }
+    check(cases);
+}
+
+TEST(AuthCodeListener, CountsTheFirstRequestOnly) {
+    const std::string get = request("GET /favicon.ico");
+    const std::string next = post("code=4&id_token=5&state=6");
+    const std::string refusal = otherMethod.answer;
+    check({
+        {{{get, refusal}, {post(form), accepted.answer}}, otherMethod.outcome},
+        {{{post(form), accepted.answer}, {next, accepted.answer}, {get, refusal}},
+         accepted.outcome},
+        {{{post(form) + get, accepted.answer}}, accepted.outcome},
+        // What is no request is answered, and changes nothing.
+        {{{"\x16\x03\x01", refusal},
+          {"GET / HTTP/2.0\r\n\r\n", refusal},
+          {"POST /callback HTTP/1.1\r\nContent-Length: many\r\n\r\n", refusal},
+          {request("GET /", "X: " + std::string(100U << 10U, 'x') + "\r\n"), refusal},
+          {post(form), accepted.answer}},
+         accepted.outcome},
+    });
+}
+
+TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
+    SignIn signIn;
+    std::list<RawPeer> idle;
+    for (int i = 0; i < 500; ++i) {
+        idle.emplace_back(signIn.port);
+    }
+    std::list<RawPeer> slow;
+    const std::string cut = post(form).substr(0, post(form).size() - 1);
+    for (const std::string& begun :
+         {std::string("POST /call"), "POST /callback HTTP/1.1\r\n" + formType, cut}) {
+        slow.emplace_back(signIn.port).send(begun);
+    }
+    RawPeer expectant(signIn.port);
+    expectant.send("POST /callback HTTP/1.1\r\nEXPECT: 100-Continue\r\nContent-Length: 36\r\n" +
+                   formType + "\r\n");
+    EXPECT_EQ(expectant.receiveUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    EXPECT_EQ(expectant.exchange(form), accepted.answer);
+    EXPECT_EQ(outcome(signIn.received), accepted.outcome);
+
+    signIn.listener.reset();
+    for (RawPeer& peer : slow) {
+        EXPECT_EQ(peer.receive(), "");
+    }
+    const COIDCAuthCodeListener again{CString(signIn.url)};  // the port is free at once
+    EXPECT_THROW(COIDCAuthCodeListener{CString(signIn.url)}, std::exception);
+}
+
+TEST(AuthCodeListener, EndsTheWaitWhenThePeerOrTheListenerLeaves) {
+    SignIn signIn;
+    RawPeer peer(signIn.port);
+    peer.send(post(form).substr(0, post(form).size() - 1));
+    peer.finish();
+    const Result expected = noCode("request body is incomplete");
+    EXPECT_EQ(peer.receive(), expected.answer);
+    EXPECT_EQ(outcome(signIn.received), expected.outcome);
+
+    SignIn closed;
+    closed.listener.reset();
+    EXPECT_THROW(closed.received.get(), auth::detail::Error);
+}
+
+TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {
+    const std::string timeIsOver = "unable to get auth code within specified timeframe";
+    const auto start = std::chrono::system_clock::now();
+    test::TestClock clock;
+    clock.freezeAt(start);
+    const SignIn inTime(90);
+    const SignIn late(90);
+    const SignIn cancelled;
+    cancelled.cancellation.cancel();
+
+    clock.freezeAt(start + 90s - 100ns);
+    EXPECT_EQ(inTime.exchange(post(form)), accepted.answer);
+    EXPECT_EQ(outcome(inTime.received), accepted.outcome);
+    clock.freezeAt(start + 90s);
+    EXPECT_EQ(outcome(late.received), timeIsOver);
+
+    // Cancellation comes before the time, and that before what was received.
+    EXPECT_EQ(outcome(cancelled.receive(0)), "cancelled");
+    EXPECT_EQ(outcome(inTime.receive(0)), timeIsOver);
+    EXPECT_EQ(outcome(inTime.receive(1)), accepted.outcome);
+}
+
+TEST(AuthCodeListener, IsCancelledAtOnce) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) {
+        const SignIn signIn;
+        signIn.cancellation.cancel();
+        EXPECT_EQ(outcome(signIn.received), "cancelled");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);  // 10 s, if only ticks noticed it
+}
+
+}  // namespace

@@ -1,0 +1,194 @@
+#include "platform/Browser.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::ptrdiff_t entries(const char* folder) {
+    return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+}
+
+bool hasNoChild() {
+    return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+}
+
+/// Browsers of which each writes a report and is gone, on a PATH of their own.
+class BrowserTest : public testing::Test {
+protected:
+    void SetUp() override {
+        for (const auto* const name : {"BROWSER", "PATH"}) {
+            const auto* const value = std::getenv(name);
+            m_environment.emplace_back(
+                name, value == nullptr ? std::nullopt : std::optional<std::string>(value));
+        }
+        m_path = m_folder.path().string() + ":/usr/bin:/bin";
+        set("PATH", m_path);
+    }
+    void TearDown() override {
+        for (const auto& [name, value] : m_environment) {
+            set(name, value);
+        }
+    }
+
+    static void set(const std::string& name, const std::optional<std::string>& value) {
+        value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
+    }
+
+    /// `reports` are shell commands; what they write is the report.
+    void makeBrowser(const std::string& name, const std::string& reports) const {
+        const auto file = m_folder.path() / name;
+        std::ofstream(file) << "#!/bin/bash\n{ " << reports << "; } >" << report() << ".new\nmv "
+                            << report() << ".new " << report() << "\n";
+        fs::permissions(file, fs::perms::owner_all);
+    }
+
+    /// What the browser reported that was started last.
+    std::string takeReport() const {
+        EXPECT_TRUE(test::eventually([&] { return fs::exists(report()); }));
+        std::stringstream text;
+        text << std::ifstream(report()).rdbuf();
+        fs::remove(report());
+        return text.str();
+    }
+
+    test::TemporaryFolder m_folder;
+
+private:
+    std::string report() const { return (m_folder.path() / "report").string(); }
+
+    std::string m_path;
+    std::vector<std::pair<std::string, std::optional<std::string>>> m_environment;
+};
+
+TEST_F(BrowserTest, StartsWhatTheUserChose) {
+    const auto* const reports = "echo \"${0##*/}\"; printf '%s\\n' \"$@\"";
+    makeBrowser("mine", reports);
+    makeBrowser("xdg-open", reports);
+    std::ofstream(m_folder.path() / "plain") << "no program";
+    const std::string url = "https://h/?q=$(id)&x=`id`;%s %c'\"*\\\nz";
+    const auto* const none = "";
+    struct Case {
+        std::optional<std::string> browser;
+        std::string url;
+        std::string report;  // none: nothing starts
+    };
+    const std::vector<Case> cases{
+        {std::nullopt, url, "xdg-open\n" + url + "\n"},
+        {"", url, "xdg-open\n" + url + "\n"},
+        {": \t:", url, "xdg-open\n" + url + "\n"},
+        {"mine", url, "mine\n" + url + "\n"},
+        {" mine  --new\t-a ", "http://h", "mine\n--new\n-a\nhttp://h\n"},
+        {"mine a%sb -x %s", url, "mine\na" + url + "b\n-x\n" + url + "\n"},
+        {"mine x%cy %%s %d %", "http://h", "mine\nx:y\n%s\n%d\n%\nhttp://h\n"},
+        {"missing %s:/missing/too:plain:/usr:" + (m_folder.path() / "mine").string() + ":xdg-open",
+         "HTTPS://h", "mine\nHTTPS://h\n"},
+        {"missing:plain", url, none},
+        {"mine", "", none},
+        {"mine", "--version", none},
+        {"mine", "file:///etc/passwd", none},
+        {"mine", "http", none},
+        {"mine", "http\x1a//h", none},
+        {"mine", " https://h", none},
+        {"mine", std::string("https://h/\0rest", 15), none},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.browser.value_or("(unset)") + " | " + each.url);
+        set("BROWSER", each.browser);
+        ASSERT_EQ(platform::openBrowser(each.url), each.report != none);
+        if (each.report != none) {
+            EXPECT_EQ(takeReport(), each.report);
+        }
+    }
+}
+
+TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
+    makeBrowser("mine",
+                "cut -d' ' -f6 /proc/$$/stat; readlink /proc/$$/fd/0 /proc/$$/fd/2;"
+                "grep -E '^Sig(Blk|Ign)' /proc/self/status; ls /proc/$$/fd | grep 200");
+    set("BROWSER", "mine");
+    constexpr int ours = 200;
+    ASSERT_EQ(::dup2(STDERR_FILENO, ours), ours);  // stays open in programs that are started
+    sigset_t blocked;
+    sigset_t before;
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    auto* const interrupt = ::signal(SIGINT, SIG_IGN);
+    const auto descriptors = entries("/proc/self/fd");
+    const auto threads = entries("/proc/self/task");
+
+    const auto collect = [](int) {
+        const int error = errno;
+        while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
+        errno = error;
+    };
+    for (const sighandler_t onChildEnd : {SIG_DFL, SIG_IGN, sighandler_t{collect}}) {
+        auto* const child = ::signal(SIGCHLD, onChildEnd);
+        EXPECT_TRUE(platform::openBrowser("http://h"));
+        EXPECT_TRUE(hasNoChild());
+        ::signal(SIGCHLD, child);
+
+        std::istringstream report(takeReport());
+        pid_t session = 0;
+        report >> session >> std::ws;
+        EXPECT_NE(session, ::getsid(0));
+        const std::string rest(std::istreambuf_iterator<char>(report), {});
+        EXPECT_EQ(rest,
+                  "/dev/null\n/dev/null\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+    }
+    EXPECT_LE(entries("/proc/self/fd"), descriptors);
+    EXPECT_LE(entries("/proc/self/task"), threads);
+    ::signal(SIGINT, interrupt);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ::close(ours);
+}
+
+TEST_F(BrowserTest, StartsFromABusyProcess) {
+    set("BROWSER", "true");
+    std::atomic<bool> done{false};
+    std::atomic<int> started{0};
+    std::thread allocates([&] {
+        while (!done) {
+            std::vector<std::string> memory(100, std::string(100, 'x'));
+        }
+    });
+    std::vector<std::thread> opens;
+    for (int i = 0; i < 4; ++i) {
+        opens.emplace_back([&] {
+            for (int time = 0; time < 10; ++time) {
+                started += platform::openBrowser("http://h") ? 1 : 0;
+            }
+        });
+    }
+    for (auto& thread : opens) {
+        thread.join();
+    }
+    done = true;
+    allocates.join();
+    EXPECT_EQ(started, 40);
+    EXPECT_TRUE(hasNoChild());
+}
+
+}  // namespace

@@ -1,0 +1,261 @@
+#include "auth/detail/Pkce.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/HybridFlow.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/User.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::COIDCAuthHybrid;
+using auth::COIDCToken;
+using auth::testing::Endpoint;
+using auth::testing::TokenKind;
+using Concurrency::cancellation_token;
+using test::LogLine;
+using ::testing::MatchesRegex;
+
+constexpr std::uint32_t timeLimit = 90;
+
+/// One sign-in at a provider of its own.
+class HybridFlow : public ::testing::Test {
+protected:
+    COIDCToken signIn(const COIDCAuthHybrid::OpenBrowser& openBrowser,
+                      const std::vector<CString>& redirectUrls,
+                      const cancellation_token& token = cancellation_token::none()) {
+        COIDCAuthHybrid flow(provider.configUrl(), test::CapturedLog::loggerTo(log),
+                             test::flowSettings(), openBrowser);
+        log->takeLines();
+        return flow
+            .requestTokenHybridFlowAsync("client", "openid b", redirectUrls, token, timeLimit)
+            .get();
+    }
+
+    std::string failure(const COIDCAuthHybrid::OpenBrowser& openBrowser,
+                        const std::vector<CString>& redirectUrls) {
+        return test::outcome([&] {
+            signIn(openBrowser, redirectUrls);
+            return true;
+        });
+    }
+
+    auth::testing::TestProvider provider;
+    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
+    const CString redirectUrl = test::freeRedirectUrl();
+};
+
+TEST_F(HybridFlow, SignsInAndRedeemsTheCode) {
+    test::User user;
+    COIDCToken token = signIn(user.opener(), {redirectUrl});
+    EXPECT_FALSE(token.accessToken().IsEmpty());
+    EXPECT_FALSE(token.refreshToken().IsEmpty());
+    EXPECT_EQ(token.scopes(), CString("b openid"));
+    EXPECT_TRUE(token.validateClientID("client"));
+    EXPECT_EQ(provider.requests(Endpoint::Token).size(), 1U);
+
+    auto lines = log->takeLines();
+    const std::vector<LogLine> untilCode = {{2, "Requesting token..."},
+                                            {1, "Requesting auth code..."},
+                                            {1, "Auth code requested successfully."},
+                                            {1, "Validating auth code..."},
+                                            {1, "Validating JWT..."}};
+    ASSERT_GT(lines.size(), untilCode.size());
+    lines.resize(untilCode.size());
+    EXPECT_EQ(lines, untilCode);
+}
+
+TEST_F(HybridFlow, OpensExactlyThisUrl) {
+    provider.setMember(Endpoint::Discovery, "authorization_endpoint",
+                       R"("https://id.test/sign%20in?tenant=a%26b")");
+    std::string opened;
+    COIDCAuthHybrid flow(provider.configUrl(), nullptr, test::flowSettings(),
+                         [&opened](const CString& url) {
+                             opened = url.toUtf8();
+                             return false;
+                         });
+    EXPECT_EQ(test::outcome([&] {
+                  flow.requestTokenHybridFlowAsync("my client&1", "openid a+b \xC3\xA4/c",
+                                                   {redirectUrl + "/%C3%A4"},
+                                                   cancellation_token::none(), timeLimit)
+                      .get();
+                  return true;
+              }),
+              "unable to request authentication through the browser");
+    const std::string port = std::to_string(web::uri(redirectUrl.toUtf8()).port());
+    EXPECT_THAT(opened, MatchesRegex("https://id\\.test/sign%20in\\?tenant=a%26b"
+                                     "&response_type=code%20id_token"
+                                     "&nonce=[A-Za-z0-9]{22}"
+                                     "&state=[A-Za-z0-9]{22}"
+                                     "&code_challenge=[A-Za-z0-9_-]{43}"
+                                     "&code_challenge_method=S256"
+                                     "&client_id=my%20client%261"
+                                     "&scope=openid%20a%2Bb%20%C3%A4/c"
+                                     "&redirect_uri=http%3A%2F%2F127\\.0\\.0\\.1%3A" +
+                                     port +
+                                     "%2Fcallback%2F%25C3%25A4"
+                                     "&response_mode=form_post"));
+}
+
+TEST_F(HybridFlow, EndsWithTheTextOfWhatFailed) {
+    using auth::testing::FormPost;
+    const auto faultAt = [this](auto fault) { return [this, fault] { fault(provider); }; };
+    const auto change = [](auto edit) {
+        return test::User::Acts([edit](const std::string& url) {
+            FormPost form = auth::testing::openPage(url);
+            edit(form);
+            auth::testing::submit(form);
+        });
+    };
+    const test::User::Acts signIn = [](const std::string& url) { auth::testing::signIn(url); };
+    const auto unchanged = [] {};
+    const std::string state = "Unable to receive auto code or state does not match.";
+
+    struct Case {
+        const char* name;
+        std::function<void()> fault;
+        test::User::Acts acts;
+        const char* text;
+        std::string errors;
+        std::size_t tokenRequests;
+    };
+    const std::vector<Case> cases = {
+        {"other state",
+         faultAt([](auto& at) { at.setMember(Endpoint::Authorization, "state", "x"); }), signIn,
+         "request state does not match", state, 0},
+        {"state in other case", unchanged, change([](FormPost& form) {
+             const auto at =
+                 form.body.begin() + static_cast<std::ptrdiff_t>(form.body.find("state=") + 6);
+             const auto letter = std::find_if(at, form.body.end(),
+                                              [](unsigned char c) { return std::isalpha(c) != 0; });
+             *letter = static_cast<char>(*letter ^ 0x20);
+         }),
+         "request state does not match", state, 0},
+        {"denied by the user", faultAt([](auto& at) {
+             at.removeMember(Endpoint::Authorization, "code");
+             at.setMember(Endpoint::Authorization, "error", "access_denied");
+         }),
+         signIn, "no code in auth code response", "", 0},
+        {"opened in the browser", unchanged,
+         [](const std::string& url) {
+             const FormPost form = auth::testing::openPage(url);
+             EXPECT_ANY_THROW(auth::testing::openPage(form.action)) << "a page without a form";
+         },
+         "unexpexted listener request type", "", 0},
+        {"other path", unchanged, change([](FormPost& form) { form.action += "/more"; }),
+         "unexpexted listener uri", "", 0},
+        {"no JWT", faultAt([](auto& at) { at.setTokenText(TokenKind::AuthorizationId, "a.b"); }),
+         signIn, "invalid token supplied", "", 0},
+        {"unknown key", faultAt([](auto& at) {
+             at.setTokenHeader(TokenKind::AuthorizationId, "kid", "\"other\"");
+         }),
+         signIn, "auth code response validation failed",
+         "Unable to recognize key id.Invalid auth code.", 0},
+        {"other nonce",
+         faultAt([](auto& at) { at.setClaim(TokenKind::AuthorizationId, "nonce", "\"x\""); }),
+         signIn, "auth code response validation failed",
+         "Unable to find nonce in id token.Invalid auth code.", 0},
+        {"code refused", faultAt([](auto& at) { at.setStatus(Endpoint::Token, 400); }), signIn,
+         "unable to receive access token by auth code",
+         "Unable to request token using received auth code. Unexpected response (400) received.",
+         1},
+    };
+    for (const Case& row : cases) {
+        row.fault();
+        test::User user(row.acts);
+        const auto before = provider.requests(Endpoint::Token).size();
+        EXPECT_EQ(failure(user.opener(), {redirectUrl}), row.text) << row.name;
+        EXPECT_EQ(log->textAt(4), row.errors) << row.name;
+        EXPECT_EQ(provider.requests(Endpoint::Token).size() - before, row.tokenRequests)
+            << row.name;
+        provider.reset();
+    }
+    test::User user;
+    EXPECT_EQ(failure(user.opener(), {redirectUrl}), "accepted") << "on the same port";
+}
+
+TEST_F(HybridFlow, NeedsABrowserThatOpens) {
+    const std::string line = "Unable to request auth code through the browser.";
+    const std::string text = "unable to request authentication through the browser";
+    EXPECT_EQ(failure([](const CString&) { return false; }, {redirectUrl}), text);
+    EXPECT_EQ(log->textAt(4), line);
+    EXPECT_EQ(failure({}, {redirectUrl}), text);
+    EXPECT_EQ(failure([](const CString&) -> bool { throw std::runtime_error("no display"); },
+                      {redirectUrl}),
+              "no display");
+    EXPECT_THROW(signIn([](const CString&) -> bool { throw 1; }, {redirectUrl}), int);
+}
+
+TEST_F(HybridFlow, ListensOnTheFirstUrlThatOpens) {
+    const test::TakenPort taken;
+    const test::TakenPort alsoTaken;
+    test::User user;
+    EXPECT_EQ(failure(user.opener(), {taken.url(), "no URL", redirectUrl, alsoTaken.url()}),
+              "accepted");
+    EXPECT_EQ(provider.requests(Endpoint::Authorization).back().parameter("redirect_uri"),
+              redirectUrl.toUtf8());
+    EXPECT_EQ(provider.requests(Endpoint::Token).back().field("redirect_uri"),
+              redirectUrl.toUtf8());
+    EXPECT_EQ(log->textAt(4), "") << "what another URL makes up for is no error";
+
+    const std::string last = failure(user.opener(), {"no URL", taken.url()});
+    EXPECT_THAT(last, ::testing::HasSubstr(taken.url()));
+    EXPECT_EQ(log->textAt(4), "Unable to construct listener. " + last + ".");
+    EXPECT_EQ(failure(user.opener(), {}), "cannot construct listener");
+    EXPECT_EQ(log->textAt(4), "");
+    EXPECT_EQ(user.urls().size(), 1U);
+}
+
+TEST_F(HybridFlow, EndsWhenTheUserDoesNotComeBack) {
+    {
+        test::TestClock clock;
+        std::atomic<bool> ended{false};
+        // Again and again: the time counts from a moment soon after the browser is opened.
+        test::User absent([&](const std::string&) {
+            EXPECT_TRUE(test::eventually([&] {
+                clock.advance(90s);
+                return ended.load();
+            }));
+        });
+        EXPECT_EQ(failure(absent.opener(), {redirectUrl}),
+                  "unable to get auth code within specified timeframe");
+        ended = true;
+    }
+    const Concurrency::cancellation_token_source source;
+    EXPECT_THROW(signIn(
+                     [&source](const CString&) {
+                         source.cancel();
+                         return true;
+                     },
+                     {redirectUrl}, source.get_token()),
+                 Concurrency::task_canceled);
+    test::User user;
+    EXPECT_EQ(failure(user.opener(), {redirectUrl}), "accepted") << "the port is free again";
+}
+
+TEST(Pkce, MakesVerifiersAndChallenges) {
+    // RFC 7636, appendix B.
+    EXPECT_EQ(auth::detail::makeCodeChallenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
+              "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
+    EXPECT_EQ(auth::detail::base64UrlNoPad({0xFB, 0xEF, 0xFF, 0xFE}), "--___g");
+    std::set<utility::string_t> verifiers;
+    for (int i = 0; i < 100; ++i) {
+        verifiers.insert(auth::detail::makeCodeVerifier(64));
+        EXPECT_THAT(*verifiers.rbegin(), MatchesRegex("[A-Za-z0-9_-]{86}"));
+    }
+    EXPECT_EQ(verifiers.size(), 100U);
+}
+
+}  // namespace

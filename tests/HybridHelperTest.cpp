@@ -1,0 +1,436 @@
+#include "auth/COIDCHelper.h"
+#include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/MemoryStore.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/TokenRecord.h"
+#include "tests/support/User.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::COIDCHelper;
+using auth::COIDCToken;
+using auth::IExclusivePermit;
+using auth::RequiresUserAuthException;
+using auth::testing::Endpoint;
+using Concurrency::cancellation_token;
+using Concurrency::cancellation_token_source;
+using Concurrency::task;
+using test::LogLine;
+using ::testing::ElementsAre;
+
+constexpr auto patience = 10s;
+const std::string givingUp = "Giving up waiting for others to refresh the token.";
+
+/// A permit whose calls fail as a test wants it.
+class FaultyPermit final : public IExclusivePermit {
+public:
+    using Try = std::function<bool()>;
+
+    std::unique_ptr<auth::IPermitLock> createLock() override {
+        return onTry ? std::make_unique<Lock>(onTry) : nullptr;
+    }
+
+    Try onTry;
+
+private:
+    struct Lock final : auth::IPermitLock {
+        explicit Lock(Try tried) : onTry(std::move(tried)) {}
+        bool tryLock() override { return onTry(); }
+        Try onTry;
+    };
+};
+
+bool isFree(IExclusivePermit& permit) {
+    return permit.createLock()->tryLock();
+}
+
+/// Helpers with a store and a permit in common, at a provider of their own.
+class HybridHelper : public ::testing::Test {
+protected:
+    std::unique_ptr<COIDCHelper> makeHelper(std::shared_ptr<IExclusivePermit> by) {
+        auto made = std::make_unique<COIDCHelper>(std::make_unique<test::MemoryStore>(content),
+                                                  std::move(by), test::CapturedLog::loggerTo(log));
+        made->setBrowserOpener(user.opener());
+        return made;
+    }
+
+    task<COIDCToken> ask(bool authRequested = false,
+                         const cancellation_token& token = cancellation_token::none(),
+                         unsigned int minValidity = 0) {
+        return helper->getOIDCTokenHybridAsync(provider.configUrl(), "client", "openid",
+                                               {redirectUrl}, minValidity, token, authRequested);
+    }
+
+    /// The text of a request's exception, and of which kind it is.
+    static std::string failureOf(const task<COIDCToken>& request) {
+        try {
+            request.get();
+            return "";
+        } catch (const RequiresUserAuthException& failure) {
+            return std::string("user: ") + failure.what();
+        } catch (const Concurrency::task_canceled&) {
+            return "cancelled";
+        } catch (const std::exception& failure) {
+            return failure.what();
+        } catch (...) {
+            return "something else";
+        }
+    }
+
+    test::TokenRecord expiredRecord() {
+        test::TokenRecord record;
+        record.scopes = {"openid", "more"};
+        record.refreshToken = provider.issueRefreshToken("client");
+        record.expiresAt = std::chrono::system_clock::now() - 1h;
+        return record;
+    }
+
+    test::TokenRecord freshRecord() {
+        test::TokenRecord record = expiredRecord();
+        record.accessToken = "of another";
+        record.expiresAt += 100h;
+        return record;
+    }
+
+    void store(const test::TokenRecord& record) {
+        const std::lock_guard<std::mutex> lock(content->mutex);
+        content->bytes = record.bytes();
+    }
+
+    std::size_t reads() {
+        const std::lock_guard<std::mutex> lock(content->mutex);
+        return content->rereadFlags.size();
+    }
+
+    bool waitsOn() {
+        const auto before = reads();
+        return test::eventually([&] { return reads() >= before + 3; });
+    }
+
+    bool logged(const std::string& text) {
+        return test::eventually([&] {
+            const auto lines = log->lines();
+            return std::any_of(lines.begin(), lines.end(), [&](const LogLine& line) {
+                return line.text.find(text) != std::string::npos;
+            });
+        });
+    }
+
+    std::size_t tokenRequests() const { return provider.requests(Endpoint::Token).size(); }
+
+    bool permitsAreFree() {
+        return isFree(*COIDCHelper::getProcessExclusivePermit()) && isFree(*permit);
+    }
+
+    auth::testing::TestProvider provider;
+    const CString redirectUrl = test::freeRedirectUrl();
+    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
+    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
+    std::shared_ptr<IExclusivePermit> permit = COIDCHelper::makeExclusivePermit();
+    test::User user;
+    std::unique_ptr<COIDCHelper> helper = makeHelper(permit);
+};
+
+TEST_F(HybridHelper, UsesAStoredTokenWithoutAnyPermit) {
+    const auto processLock = COIDCHelper::getProcessExclusivePermit()->createLock();
+    const auto helperLock = permit->createLock();
+    ASSERT_TRUE(processLock->tryLock() && helperLock->tryLock());
+    store(freshRecord());
+    EXPECT_EQ(ask().get().accessToken(), CString("of another"));
+    EXPECT_EQ(content->rereadFlags, std::vector<bool>{false});
+    EXPECT_THAT(
+        log->lines(),
+        ElementsAre(LogLine{1, "Obtaining token using config url = " + provider.configUrl() +
+                                   ", client id = client, scopes = openid, redirect url "
+                                   "= " +
+                                   redirectUrl.toUtf8()},
+                    LogLine{1, "Using stored token."}));
+    EXPECT_EQ(helper
+                  ->getIdTokenHybridAsync(provider.configUrl(), "client", "more", {}, 0,
+                                          cancellation_token::none(), false)
+                  .get(),
+              CString("id"));
+    EXPECT_EQ(helper->getAccessTokenHybrid(provider.configUrl(), "client", "more", {}, 0, false),
+              CString("of another"));
+}
+
+TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
+    struct Case {
+        const char* name;
+        std::function<void(test::TokenRecord&)> change;
+        std::vector<std::string> lines;
+        std::string text;
+    };
+    const std::vector<std::string> absent = {
+        "2Stored token is invalid or does not exists.",
+        "3Stored token is invalid or does not exists and auth was not requested."};
+    const std::string noToken = "user: unable to get token";
+    const std::vector<Case> cases = {
+        {"other client", [](auto& record) { record.clientId = "Client"; }, absent, noToken},
+        {"scope missing", [](auto& record) { record.scopes = {"more"}; }, absent, noToken},
+        {"expired, not to be refreshed",
+         [](auto& record) { record.refreshToken = ""; },
+         {"3Stored token is expired and auth was not requested."},
+         "user: unable to refresh token"},
+    };
+    for (const Case& row : cases) {
+        auto record = expiredRecord();
+        row.change(record);
+        store(record);
+        content->rereadFlags.clear();
+        log->takeLines();
+        EXPECT_EQ(failureOf(ask()), row.text) << row.name;
+        EXPECT_THAT(content->rereadFlags, ElementsAre(false, true)) << row.name;
+        std::vector<std::string> lines;
+        for (const LogLine& line : log->takeLines()) {
+            lines.push_back(std::to_string(line.level) + line.text);
+        }
+        lines.erase(lines.begin());
+        EXPECT_EQ(lines, row.lines) << row.name;
+        EXPECT_TRUE(permitsAreFree()) << row.name;
+    }
+    content->bytes.clear();
+    COIDCHelper silent(std::make_unique<test::MemoryStore>(content), permit, nullptr);
+    EXPECT_THROW(
+        silent.getAccessTokenHybrid(provider.configUrl(), "client", "openid", {}, 0, false),
+        RequiresUserAuthException);
+    EXPECT_TRUE(provider.requests().empty());
+}
+
+TEST_F(HybridHelper, RefreshesAnExpiredToken) {
+    store(expiredRecord());
+    COIDCToken refreshed = ask().get();
+    EXPECT_EQ(refreshed.scopes(), CString("more openid")) << "those it had, not those asked for";
+    EXPECT_EQ(test::load(content->bytes).accessToken(), refreshed.accessToken());
+    EXPECT_TRUE(logged("Token has been successfully refreshed."));
+    EXPECT_EQ(ask().get().accessToken(), refreshed.accessToken());
+    EXPECT_EQ(tokenRequests(), 1U);
+    EXPECT_TRUE(user.urls().empty());
+}
+
+TEST_F(HybridHelper, SignsInAndKeepsTheToken) {
+    const COIDCToken token = ask(true).get();
+    EXPECT_EQ(test::load(content->bytes).idToken(), token.idToken());
+    EXPECT_EQ(ask(true).get().accessToken(), token.accessToken());
+    EXPECT_EQ(user.urls().size(), 1U);
+    EXPECT_TRUE(logged("Hybrid authentication performed successfully, token received."));
+    EXPECT_TRUE(permitsAreFree());
+}
+
+TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
+    struct Case {
+        const char* name;
+        std::function<void()> fault;
+        std::string line;
+    };
+    const std::vector<Case> cases = {
+        {"refused", [this] { provider.setStatus(Endpoint::Token, 400); },
+         "Failed to refresh token."},
+        {"no bearer token",
+         [this] { provider.setMember(Endpoint::Token, "token_type", "\"mac\""); },
+         "Failed to refresh token. Reason: "},
+    };
+    for (const bool authRequested : {false, true}) {
+        for (const Case& row : cases) {
+            test::TestClock clock;
+            store(expiredRecord());
+            row.fault();
+            provider.resetAfter(Endpoint::Token, 1);
+            log->takeLines();
+            const auto before = tokenRequests();
+            const auto request = ask(authRequested);
+            ASSERT_TRUE(logged(row.line)) << row.name;
+            EXPECT_TRUE(waitsOn()) << row.name;
+            EXPECT_FALSE(request.is_done()) << row.name;
+            clock.advance(2s);
+            EXPECT_EQ(failureOf(request), authRequested ? "" : "user: unable to refresh token")
+                << row.name;
+            EXPECT_EQ(tokenRequests() - before, authRequested ? 2U : 1U) << row.name;
+        }
+    }
+    EXPECT_EQ(user.urls().size(), cases.size());
+}
+
+TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
+    // While it pauses after a failed refresh.
+    provider.setStatus(Endpoint::Token, 400);
+    store(expiredRecord());
+    auto request = ask();
+    ASSERT_TRUE(logged("Failed to refresh token."));
+    store(freshRecord());
+    EXPECT_EQ(request.get().accessToken(), CString("of another"));
+    content->rereadFlags.resize(3);
+    EXPECT_THAT(content->rereadFlags, ElementsAre(false, true, true));
+    provider.reset();
+
+    // While it waits for either permit.
+    for (const auto& held : {COIDCHelper::getProcessExclusivePermit(), permit}) {
+        store(expiredRecord());
+        const auto lock = held->createLock();
+        ASSERT_TRUE(lock->tryLock());
+        const auto before = tokenRequests();
+        request = ask(true);
+        EXPECT_TRUE(waitsOn());
+        store(freshRecord());
+        EXPECT_EQ(request.get().accessToken(), CString("of another"));
+        EXPECT_EQ(tokenRequests(), before);
+    }
+}
+
+TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
+    for (const auto& given : {permit, COIDCHelper::getProcessExclusivePermit()}) {
+        test::TestClock clock;
+        store(expiredRecord());
+        log->takeLines();
+        helper = makeHelper(given);
+        const auto lock = permit->createLock();
+        ASSERT_TRUE(lock->tryLock());
+        const auto request = ask();
+        EXPECT_TRUE(waitsOn());
+        clock.advance(24s);
+        EXPECT_TRUE(waitsOn());
+        EXPECT_FALSE(request.is_done());
+        clock.advance(1s);
+        EXPECT_EQ(failureOf(request), "");
+        EXPECT_TRUE(logged(givingUp));
+    }
+    EXPECT_TRUE(permitsAreFree());
+}
+
+TEST_F(HybridHelper, FreesThePermitsWhateverFails) {
+    const auto thrown = [](auto failure) { return std::make_exception_ptr(failure); };
+    const auto faulty = std::make_shared<FaultyPermit>();
+    struct Case {
+        const char* name;
+        std::function<void()> fault;
+        std::string text;
+    };
+    std::vector<CString> urls = {redirectUrl};
+    const std::vector<Case> cases = {
+        {"no permit", [&] { helper = makeHelper(nullptr); },
+         "exclusive permit should be specified"},
+        {"no lock", [&] { helper = makeHelper(faulty); }, "exclusive permit gives no lock"},
+        {"the permit throws",
+         [&] {
+             faulty->onTry = []() -> bool { throw std::runtime_error("lock file"); };
+             helper = makeHelper(faulty);
+         },
+         "lock file"},
+        {"the permit throws later",
+         [&] {
+             faulty->onTry = [tries = 0]() mutable -> bool {
+                 return ++tries == 3 ? throw std::runtime_error("lock file") : false;
+             };
+             helper = makeHelper(faulty);
+         },
+         "lock file"},
+        {"configuration", [&] { provider.setStatus(Endpoint::Discovery, 500); },
+         "unable to retrieve server configuration"},
+        {"keys", [&] { provider.setStatus(Endpoint::Keys, 500); },
+         "unable to retrieve information from jwks endpoint"},
+        {"no redirect URL", [&] { urls.clear(); }, "cannot construct listener"},
+        {"no browser", [&] { helper->setBrowserOpener([](const CString&) { return false; }); },
+         "unable to request authentication through the browser"},
+        {"the opener throws something",
+         [&] { helper->setBrowserOpener([](const CString&) -> bool { throw 1; }); },
+         "something else"},
+        {"redemption", [&] { provider.setStatus(Endpoint::Token, 400); },
+         "unable to receive access token by auth code"},
+        {"store", [&] { content->writeFailure = thrown(std::runtime_error("disk full")); },
+         "disk full"},
+    };
+    for (const Case& row : cases) {
+        row.fault();
+        EXPECT_EQ(
+            failureOf(helper->getOIDCTokenHybridAsync(provider.configUrl(), "client", "openid",
+                                                      urls, 0, cancellation_token::none(), true)),
+            row.text)
+            << row.name;
+        EXPECT_TRUE(permitsAreFree()) << row.name;
+        EXPECT_TRUE(content->bytes.empty()) << row.name;
+        provider.reset();
+        content->writeFailure = nullptr;
+        urls = {redirectUrl};
+        helper = makeHelper(permit);
+    }
+    // The same where a token is refreshed: its loss is told, and not mended by asking the user.
+    store(expiredRecord());
+    content->writeFailure = thrown(std::runtime_error("disk full"));
+    EXPECT_EQ(failureOf(ask(true)), "disk full");
+    EXPECT_TRUE(permitsAreFree());
+}
+
+TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
+    struct Case {
+        const char* name;
+        Endpoint waitsAt;
+        bool refreshes;
+    };
+    for (const Case& row : std::vector<Case>{{"configuration", Endpoint::Discovery, false},
+                                             {"keys", Endpoint::Keys, true},
+                                             {"refresh", Endpoint::Token, true},
+                                             {"redemption", Endpoint::Token, false}}) {
+        content->bytes.clear();
+        if (row.refreshes) {
+            store(expiredRecord());
+        }
+        const cancellation_token_source source;
+        const auto before = provider.requests(row.waitsAt).size();
+        const auto hold = provider.hold(row.waitsAt);
+        const auto request = ask(true, source.get_token());
+        ASSERT_TRUE(provider.waitForRequests(row.waitsAt, before + 1, patience)) << row.name;
+        source.cancel();
+        EXPECT_EQ(failureOf(request), "cancelled") << row.name;
+        EXPECT_TRUE(permitsAreFree()) << row.name;
+    }
+
+    content->bytes.clear();
+    const cancellation_token_source source;
+    helper->setBrowserOpener([](const CString&) { return true; });  // and nobody there
+    const auto signingIn = ask(true, source.get_token());
+    ASSERT_TRUE(logged("Requesting auth code..."));
+    const auto waiting = ask(true, source.get_token());
+    EXPECT_TRUE(waitsOn());
+    source.cancel();
+    EXPECT_EQ(failureOf(signingIn), "cancelled");
+    EXPECT_EQ(failureOf(waiting), "cancelled");
+    EXPECT_EQ(failureOf(ask(true, source.get_token())), "cancelled");
+    EXPECT_TRUE(permitsAreFree());
+}
+
+TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
+    store(expiredRecord());
+    auto second = makeHelper(permit);
+    auto hold = provider.hold(Endpoint::Token);
+    std::vector<task<COIDCToken>> requests;
+    requests.reserve(100);
+    for (int i = 0; i < 100; ++i) {
+        requests.push_back(ask());
+        helper.swap(second);
+    }
+    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, patience));
+    hold.release();
+    const COIDCToken first = requests.front().get();
+    for (const auto& request : requests) {
+        EXPECT_EQ(request.get().accessToken(), first.accessToken());
+    }
+    EXPECT_EQ(tokenRequests(), 1U);
+    EXPECT_TRUE(permitsAreFree());
+}
+
+}  // namespace

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "host/CString.h"
+#include "testing/TestBrowser.h"
+
+#include <exception>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace test {
+
+/// Somebody at a browser: does what `acts` says with each URL that is opened, by default signs in.
+/// The opener does not wait for it, the destructor does. Must outlive the requests.
+class User {
+public:
+    using Acts = std::function<void(const std::string& url)>;
+
+    explicit User(Acts acts = [](const std::string& url) { auth::testing::signIn(url); })
+        : m_acts(std::move(acts)) {}
+
+    std::function<bool(const CString&)> opener() {
+        return [this](const CString& url) {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_urls.push_back(url.toUtf8());
+            m_actions.push_back(std::async(std::launch::async, m_acts, m_urls.back()));
+            return true;
+        };
+    }
+
+    std::vector<std::string> urls() const {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_urls;
+    }
+
+private:
+    Acts m_acts;
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_urls;
+    std::vector<std::future<void>> m_actions;
+};
+
+}  // namespace test
