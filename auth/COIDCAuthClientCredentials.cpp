@@ -12,10 +12,11 @@ using detail::ELogLevel;
 
 COIDCAuthClientCredentials::COIDCAuthClientCredentials(const CString& configUrl,
                                                        const detail::LoggerPtr& logger,
-                                                       const CString& grantType)
+                                                       const CString& grantType,
+                                                       const Concurrency::cancellation_token& token)
     : m_grantType(grantType), m_logger(logger) {
     detail::receiveConfiguration(
-        m_http, configUrl, m_logger, "unable to retrieve configuration",
+        m_http, configUrl, m_logger, "unable to retrieve configuration", token,
         [this](const web::json::value& configuration) { loadConfiguration(configuration); });
 }
 

@@ -16,9 +16,11 @@ namespace auth {
 /// and only read from then on.
 class COIDCAuthClientCredentials {
 public:
-    /// Blocks until the provider's configuration is received and checked; throws otherwise.
-    COIDCAuthClientCredentials(const CString& configUrl, const detail::LoggerPtr& logger,
-                               const CString& grantType);
+    /// Blocks until the provider's configuration is received and checked; throws otherwise, and
+    /// when `token` is cancelled meanwhile.
+    COIDCAuthClientCredentials(
+        const CString& configUrl, const detail::LoggerPtr& logger, const CString& grantType,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
 
     /// Asks for a token; `scope` is sent as it stands. This object must outlive the task.
     Concurrency::task<COIDCToken> requestTokenAsync(const CString& clientId,

@@ -81,7 +81,7 @@ utility::string_t textOf(const platform::RedirectRequest& request) {
 
 COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl)
     : m_path(web::uri(detail::toHttpText(redirectUrl)).path()),
-      m_received(std::make_shared<Outcome>()),
+      m_received(std::make_unique<Outcome>()),
       m_server(detail::toHttpText(redirectUrl), *this) {}
 
 COIDCAuthCodeListener::~COIDCAuthCodeListener() = default;
@@ -135,7 +135,8 @@ RedirectAnswer COIDCAuthCodeListener::reject(unsigned status, const utility::cha
             }};
 }
 
-OIDCAuthCode COIDCAuthCodeListener::parseAuthCodeResponse(const utility::string_t& body) {
+COIDCAuthCodeListener::OIDCAuthCode COIDCAuthCodeListener::parseAuthCodeResponse(
+    const utility::string_t& body) {
     const std::map<utility::string_t, utility::string_t> fields = web::uri::split_query(body);
     const auto field = [&fields](const utility::char_t* name, const char* missing) {
         const auto found = fields.find(name);
@@ -154,7 +155,7 @@ utility::string_t COIDCAuthCodeListener::makeMessagePage(const utility::string_t
            message + _XPLATSTR("</div></body></html>");
 }
 
-Concurrency::task<OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
+Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
     unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const {
     const auto outcome = std::make_shared<Outcome>();
     // Each test stands alone, and the first outcome counts: this order decides between them.
@@ -184,7 +185,7 @@ Concurrency::task<OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
         [timer, registration, token](const Concurrency::task<OIDCAuthCode>& ended) mutable {
             timer.reset();
             if (registration) {
-                token.deregister_callback(*registration);
+                detail::deregister(token, *registration);
             }
             return ended.get();
         },

@@ -12,18 +12,18 @@
 
 namespace auth {
 
-/// What the provider sends with the user's browser, exactly as it stood in the form: nothing is
-/// decoded.
-struct OIDCAuthCode {
-    utility::string_t code;
-    utility::string_t idToken;
-    utility::string_t state;
-};
-
 /// Receives the answer of one sign-in: the form that the user's browser posts to the redirect URL
 /// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; all get a page.
 class COIDCAuthCodeListener final : private platform::RedirectHandler {
 public:
+    /// What the provider sends with the user's browser, exactly as it stood in the form: nothing is
+    /// decoded.
+    struct OIDCAuthCode {
+        utility::string_t code;
+        utility::string_t idToken;
+        utility::string_t state;
+    };
+
     /// Listens from now on. Throws std::exception where that cannot be: the URL is not one to
     /// listen on, its port is taken ...
     explicit COIDCAuthCodeListener(const CString& redirectUrl);
@@ -62,7 +62,7 @@ private:
                                     const std::string& reason) const;
 
     const utility::string_t m_path;
-    const std::shared_ptr<Outcome> m_received;
+    const std::unique_ptr<Outcome> m_received;
     const platform::RedirectServer m_server;  // last: it calls the rest
 };
 

@@ -62,14 +62,17 @@ bool isCurrent(const DecodedJwt& token) {
 }  // namespace
 
 COIDCAuthHybrid::COIDCAuthHybrid(const CString& configUrl, const detail::LoggerPtr& logger,
-                                 const OIDCFlowSettings& settings, OpenBrowser openBrowser)
+                                 const OIDCFlowSettings& settings,
+                                 const Concurrency::cancellation_token& token,
+                                 OpenBrowser openBrowser)
     : m_settings(settings), m_logger(logger), m_openBrowser(std::move(openBrowser)) {
     detail::receiveConfiguration(
-        m_http, configUrl, m_logger, "unable to retrieve server configuration",
-        [this](const web::json::value& configuration) { loadConfiguration(configuration); });
+        m_http, configUrl, m_logger, "unable to retrieve server configuration", token,
+        [&](const web::json::value& configuration) { loadConfiguration(configuration, token); });
 }
 
-void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration) {
+void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration,
+                                        const Concurrency::cancellation_token& token) {
     m_issuer = detail::textMember(configuration, _XPLATSTR("issuer"));
     m_authorizationEndpoint =
         detail::textMember(configuration, _XPLATSTR("authorization_endpoint"));
@@ -97,16 +100,14 @@ void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration) {
         detail::fail(m_logger, "requested token signature type is not supported",
                      L"Requested signature type is not supported.");
     }
-    fetchSigningKeys();
+    fetchSigningKeys(token);
 }
 
-void COIDCAuthHybrid::fetchSigningKeys() {
+void COIDCAuthHybrid::fetchSigningKeys(const Concurrency::cancellation_token& token) {
     detail::log(m_logger, ELogLevel::Detail, L"Receiving signatures...");
     auto expectOk = detail::expectOk(m_logger, "unable to retrieve information from jwks endpoint",
                                      L"Unable to retrieve information from jwks endpoint.");
-    loadSigningKeys(m_http
-                        .send({detail::toHttpText(m_jwksUri), {}, {}},
-                              Concurrency::cancellation_token::none(), std::move(expectOk))
+    loadSigningKeys(m_http.send({detail::toHttpText(m_jwksUri), {}, {}}, token, std::move(expectOk))
                         .then(checkJwksResponse)
                         .get());
 }

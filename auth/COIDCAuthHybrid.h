@@ -41,9 +41,12 @@ public:
     using OpenBrowser = std::function<bool(const CString& url)>;
 
     /// Blocks until the provider's configuration is received and checked and its signing keys are
-    /// there; throws otherwise. Without `openBrowser` no user can be asked.
-    COIDCAuthHybrid(const CString& configUrl, const detail::LoggerPtr& logger,
-                    const OIDCFlowSettings& settings, OpenBrowser openBrowser = {});
+    /// there; throws otherwise, and when `token` is cancelled meanwhile. Without `openBrowser` no
+    /// user can be asked.
+    COIDCAuthHybrid(
+        const CString& configUrl, const detail::LoggerPtr& logger, const OIDCFlowSettings& settings,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none(),
+        OpenBrowser openBrowser = {});
 
     // The requests. This object must outlive their tasks.
 
@@ -95,8 +98,9 @@ private:
         std::unique_ptr<COIDCAuthCodeListener> listener;
     };
 
-    void loadConfiguration(const web::json::value& configuration);
-    void fetchSigningKeys();
+    void loadConfiguration(const web::json::value& configuration,
+                           const Concurrency::cancellation_token& token);
+    void fetchSigningKeys(const Concurrency::cancellation_token& token);
     void loadSigningKeys(const web::json::value& jwks);
     SigningKeys::const_iterator findSigningKey(const detail::DecodedJwt& token) const;
     const jwt::algorithm::rs256* publicKey(SigningKeys::const_iterator key) const;

@@ -54,27 +54,18 @@ Concurrency::task_options inAnyCase() {
     return platform::blocking(cancellation_token::none());
 }
 
-template <class Protocol>
-using Holder = std::shared_ptr<boost::optional<Protocol>>;
+using Holder = std::shared_ptr<boost::optional<COIDCAuthHybrid>>;
 
-/// Blocks until the protocol object is made. That cannot be cancelled: it has a task and all that
-/// it needs of its own, so that a request that is cancelled meanwhile ends at once.
-template <class Protocol, class... Args>
-Holder<Protocol> construct(const cancellation_token& token, const Args&... args) {
-    auto holder = std::make_shared<boost::optional<Protocol>>();
-    detail::waitUnlessCancelled(
-        Concurrency::create_task([holder, args...] { holder->emplace(args...); },
-                                 platform::blocking()),
-        token);
-    return holder;
-}
-
-/// The same in a task.
-template <class Protocol, class... Args>
-Concurrency::task<Holder<Protocol>> constructAsync(const cancellation_token& token,
-                                                   const Args&... args) {
+/// Makes the protocol object of a hybrid request, which takes a while.
+Concurrency::task<Holder> constructAsync(const CString& configUrl, const detail::LoggerPtr& logger,
+                                         const cancellation_token& token,
+                                         const BrowserOpener& openBrowser = {}) {
     return Concurrency::create_task(
-        [token, args...] { return construct<Protocol>(token, args...); },
+        [configUrl, logger, token, openBrowser] {
+            auto holder = std::make_shared<boost::optional<COIDCAuthHybrid>>();
+            holder->emplace(configUrl, logger, hybridSettings(), token, openBrowser);
+            return holder;
+        },
         platform::blocking(token));
 }
 
@@ -190,19 +181,17 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
         m_logger, ELogLevel::Detail,
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
         configUrl, clientId, scopes);
-    const auto holder = construct<COIDCAuthClientCredentials>(token, configUrl, m_logger,
-                                                              CString("client_credentials"));
-    return holder->get()
-        .requestTokenAsync(clientId, clientSecret, scopes, token)
-        .then(
-            [this, holder](COIDCToken received) {
-                holder->reset();
-                detail::log(m_logger, ELogLevel::Detail,
-                            L"Client authentication performed successfully, token received.");
-                saveToken(received);
-                return received;
-            },
-            platform::blocking());
+    // All of it on this thread: when the system gives no more threads, one for the rest might never
+    // come, since the others wait for the mutex.
+    COIDCToken received;
+    {
+        COIDCAuthClientCredentials client(configUrl, m_logger, "client_credentials", token);
+        received = client.requestTokenAsync(clientId, clientSecret, scopes, token).get();
+    }
+    detail::log(m_logger, ELogLevel::Detail,
+                L"Client authentication performed successfully, token received.");
+    saveToken(received);
+    return Concurrency::task_from_result(std::move(received));
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
@@ -382,9 +371,9 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshToken(const TaskData& d
     detail::log(m_logger, ELogLevel::Detail,
                 L"Refreshing token...  url = %s, clientID = %s, scopes = %s, rtoken = %s.",
                 data->configUrl, data->clientId, data->scopes, sent);
-    return constructAsync<COIDCAuthHybrid>(token, data->configUrl, m_logger, hybridSettings())
+    return constructAsync(data->configUrl, m_logger, token)
         .then(
-            [this, data, sent, scopes, token](const Holder<COIDCAuthHybrid>& holder) {
+            [this, data, sent, scopes, token](const Holder& holder) {
                 return holder->get()
                     .refreshTokenAsync(data->clientId, scopes, sent, token)
                     .then(
@@ -421,10 +410,9 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
                 L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
                 L"%s, redirect url = %s.",
                 configUrl, clientId, scopes, firstOf(redirectUrls));
-    return constructAsync<COIDCAuthHybrid>(token, configUrl, m_logger, hybridSettings(),
-                                           m_openBrowser)
+    return constructAsync(configUrl, m_logger, token, m_openBrowser)
         .then(
-            [this, clientId, scopes, redirectUrls, token](const Holder<COIDCAuthHybrid>& holder) {
+            [this, clientId, scopes, redirectUrls, token](const Holder& holder) {
                 return holder->get()
                     .requestTokenHybridFlowAsync(clientId, scopes, redirectUrls, token,
                                                  signInSeconds)

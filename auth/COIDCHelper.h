@@ -29,8 +29,8 @@ private:
     std::string m_text;
 };
 
-/// Brings the user to this URL, which is theirs alone, and tells whether that worked. It may come
-/// from any thread, and whatever it throws ends the request.
+/// Brings the user to this URL, which is theirs alone, and tells whether that worked. Called on any
+/// thread, it returns soon, since nothing can cancel it; whatever it throws ends the request.
 using BrowserOpener = std::function<bool(const CString& url)>;
 
 /// Gets tokens: from its store while they serve, from the provider otherwise.
@@ -75,7 +75,7 @@ public:
     //
     // Requests that come together cause one refresh or one sign-in: in this process by its permit,
     // and among all who have this helper's permit by that one, for which a request waits no longer
-    // than 25 s. The store is read on the calling thread, and nothing else happens there.
+    // than 25 s. On the calling thread the store is read and the permits are tried, no more.
     Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
         const CString& configUrl, const CString& clientId, const CString& scopes,
         const std::vector<CString>& redirectUrls, unsigned int minValidity,

@@ -12,7 +12,7 @@ namespace auth {
 class OIDCAUTH_API IPermitLock {
 public:
     /// True when this lock holds the permit, now or already before. Never blocks: whoever fails
-    /// tries again later.
+    /// tries again later. What it throws ends the request.
     virtual bool tryLock() = 0;
     virtual ~IPermitLock() = default;
 };

@@ -346,7 +346,7 @@ private:
     void accept(Door& door) {
         error_code error;
         tcp::socket socket = acceptFrom(door.acceptor, error);
-        if (error && error != net::error::would_block) {
+        if (isShortage(error)) {
             return relieve(door);
         }
         awaitPeer(door);
@@ -358,8 +358,14 @@ private:
         }
     }
 
-    /// Most likely there are no descriptors left. The peer still waits to be accepted, so that
-    /// trying again at once would spin.
+    /// Other errors are those of a peer that is gone again.
+    static bool isShortage(const error_code& error) {
+        using namespace boost::system::errc;
+        return error == too_many_files_open || error == too_many_files_open_in_system ||
+               error == no_buffer_space || error == not_enough_memory;
+    }
+
+    /// The peer still waits to be accepted, so that trying again at once would spin.
     void relieve(Door& door) {
         if (!m_connections.empty()) {
             m_connections.front()->close();

@@ -2,6 +2,8 @@
 
 #include "platform/HttpPool.h"
 
+#include <algorithm>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -17,10 +19,17 @@ public:
     void schedule(Concurrency::TaskProc_t body, void* parameter) override { body(parameter); }
 };
 
+struct StopAtExit {
+    GrowingScheduler& scheduler;
+    ~StopAtExit() { scheduler.stop(); }
+};
+
 GrowingScheduler& growingScheduler() {
     // The pool must outlive our threads, which wait for it: what is made later is destroyed first.
     httpPool();
-    static GrowingScheduler scheduler(keptWarm);
+    // Never destroyed: timers and answers may still come and schedule something.
+    static GrowingScheduler& scheduler = *std::make_unique<GrowingScheduler>(keptWarm).release();
+    static const StopAtExit stopAtExit{scheduler};
     return scheduler;
 }
 
@@ -29,15 +38,29 @@ GrowingScheduler& growingScheduler() {
 GrowingScheduler::GrowingScheduler(std::chrono::milliseconds idleLimit) : m_idleLimit(idleLimit) {}
 
 GrowingScheduler::~GrowingScheduler() {
+    stop();
+}
+
+void GrowingScheduler::stop() {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_stopping = true;
     m_workOrStop.notify_all();
-    m_threadEnded.wait(lock, [this] { return m_threads.empty(); });
-    join(std::move(m_ended));
+    // A body that ends the process gets here, and would wait for itself.
+    const auto own = std::count_if(m_threads.begin(), m_threads.end(), [](const auto& thread) {
+        return thread.get_id() == std::this_thread::get_id();
+    });
+    m_threadEnded.wait(lock, [&] { return m_threads.size() == static_cast<std::size_t>(own); });
+    m_stopped = true;
+    join(std::exchange(m_ended, {}));
 }
 
 void GrowingScheduler::schedule(Concurrency::TaskProc_t body, void* parameter) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (m_stopped) {
+        lock.unlock();
+        body(parameter);
+        return;
+    }
     m_work.push_back({body, parameter});
     // An idle thread that was woken for earlier work still counts as idle until it runs.
     if (m_work.size() <= m_idle) {

@@ -16,17 +16,21 @@ namespace platform {
 /// them for its I/O, so that blocking there can stop everything; here a body that finds all threads
 /// busy gets a new one, and a thread that finds nothing to do for a while ends.
 ///
-/// All operations are safe from any thread. The destructor runs what is still scheduled and waits
-/// for it.
+/// All operations are safe from any thread.
 class GrowingScheduler final : public Concurrency::scheduler_interface {
 public:
     explicit GrowingScheduler(std::chrono::milliseconds idleLimit);
+    /// Stops.
     ~GrowingScheduler();
     GrowingScheduler(const GrowingScheduler&) = delete;
     GrowingScheduler& operator=(const GrowingScheduler&) = delete;
 
     /// Throws std::system_error when the system gives no thread and none is there.
     void schedule(Concurrency::TaskProc_t body, void* parameter) override;
+
+    /// Runs what is scheduled and waits for it, but for the body in which it is called. What is
+    /// scheduled afterwards runs on the thread that does so.
+    void stop();
 
     std::size_t threadCount() const;
 
@@ -50,6 +54,7 @@ private:
     Threads m_ended;  // left their loop, wait to be joined by the next one that does
     std::size_t m_idle = 0;
     bool m_stopping = false;
+    bool m_stopped = false;
 };
 
 /// The scheduler of this process for bodies that may block, alone or with a token that cancels them

@@ -37,7 +37,7 @@ protected:
                       const std::vector<CString>& redirectUrls,
                       const cancellation_token& token = cancellation_token::none()) {
         COIDCAuthHybrid flow(provider.configUrl(), test::CapturedLog::loggerTo(log),
-                             test::flowSettings(), openBrowser);
+                             test::flowSettings(), token, openBrowser);
         log->takeLines();
         return flow
             .requestTokenHybridFlowAsync("client", "openid b", redirectUrls, token, timeLimit)
@@ -82,7 +82,7 @@ TEST_F(HybridFlow, OpensExactlyThisUrl) {
                        R"("https://id.test/sign%20in?tenant=a%26b")");
     std::string opened;
     COIDCAuthHybrid flow(provider.configUrl(), nullptr, test::flowSettings(),
-                         [&opened](const CString& url) {
+                         cancellation_token::none(), [&opened](const CString& url) {
                              opened = url.toUtf8();
                              return false;
                          });

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <thread>
@@ -59,6 +60,21 @@ TEST(GrowingScheduler, RunsWhatIsScheduledBeforeItEnds) {
         }
     }
     EXPECT_EQ(ran, 200);
+}
+
+TEST(GrowingScheduler, RunsAtOnceWhatIsScheduledAfterItStopped) {
+    GrowingScheduler scheduler(1h);
+    scheduler.stop();
+    EXPECT_EQ(Concurrency::create_task([] { return std::this_thread::get_id(); },
+                                       Concurrency::task_options(scheduler))
+                  .get(),
+              std::this_thread::get_id());
+}
+
+TEST(GrowingScheduler, LetsABodyEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(Concurrency::create_task([] { std::exit(3); }, platform::blocking()).get(),
+                ::testing::ExitedWithCode(3), "");
 }
 
 TEST(OneShotTimer, FiresOnceOrNotAtAll) {

@@ -10,16 +10,14 @@ namespace auth::detail {
 using web::http::http_response;
 
 void receiveConfiguration(HttpExchange& http, const CString& configUrl, const LoggerPtr& logger,
-                          const char* refusal,
+                          const char* refusal, const Concurrency::cancellation_token& token,
                           const std::function<void(const web::json::value&)>& load) {
     log(logger, ELogLevel::Detail, L"Receiving and validating OIDC configuration...");
     auto checkConfigurationResponse =
         expectOk(logger, refusal,
                  L"Unable to receive OIDC configuration. Unexpected response (%d) received.");
-    // No cancellation: a configuration is short, and whoever cancels does not wait for it.
     const web::json::value configuration =
-        http.send({toHttpText(configUrl), {}, {}}, Concurrency::cancellation_token::none(),
-                  std::move(checkConfigurationResponse))
+        http.send({toHttpText(configUrl), {}, {}}, token, std::move(checkConfigurationResponse))
             .then([](const http_response& response) { return response.extract_json(false); })
             .get();
     load(configuration);

@@ -12,10 +12,10 @@
 namespace auth::detail {
 
 /// Fetches a provider's configuration (OpenID Connect Discovery 1.0) and hands it to `load`. Blocks
-/// until both are done; an exception of either comes out. `refusal` is the text of the exception
-/// for an answer other than 200.
+/// until both are done or the token is cancelled; an exception of either comes out. `refusal` is
+/// the text of the exception for an answer other than 200.
 void receiveConfiguration(HttpExchange& http, const CString& configUrl, const LoggerPtr& logger,
-                          const char* refusal,
+                          const char* refusal, const Concurrency::cancellation_token& token,
                           const std::function<void(const web::json::value&)>& load);
 
 // The members of a configuration; a missing one, or one of another type, raises the JSON library's

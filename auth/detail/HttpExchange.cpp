@@ -1,6 +1,7 @@
 #include "auth/detail/HttpExchange.h"
 
 #include "auth/detail/Error.h"
+#include "auth/detail/Waiting.h"
 #include "host/HttpProxyConfig.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
@@ -117,7 +118,9 @@ void Exchange::attempt() {
     const auto self = shared_from_this();
     m_client.request(message, m_stop.get_token())
         .then([self](const http_response& response) {
-            self->m_checkHead(response);
+            if (!self->m_abandoned) {
+                self->m_checkHead(response);
+            }
             checkSize(response.headers().content_length());
             return response.content_ready();
         })
@@ -150,7 +153,7 @@ void Exchange::watch(std::chrono::milliseconds limit) {
     lock.lock();
     if (m_released) {
         lock.unlock();
-        m_token.deregister_callback(registration);
+        deregister(m_token, registration);
     } else {
         m_registration = registration;
     }
@@ -201,7 +204,7 @@ void Exchange::release() {
     const auto registration = std::exchange(m_registration, std::nullopt);
     lock.unlock();  // the next call waits for a callback that runs meanwhile
     if (registration) {
-        m_token.deregister_callback(*registration);
+        deregister(m_token, *registration);
     }
 }
 

@@ -4,10 +4,14 @@
 
 namespace auth::detail {
 
-/// Waits for a task, but no longer than until the token is cancelled: then throws task_canceled and
-/// leaves the task to end by itself.
-void waitUnlessCancelled(const Concurrency::task<void>& task,
-                         const Concurrency::cancellation_token& token);
+/// Takes a callback back. The task library would let go twice of one that was registered at the
+/// very moment of the cancellation; a cancelled token lets go of all by itself.
+inline void deregister(const Concurrency::cancellation_token& token,
+                       const Concurrency::cancellation_token_registration& registration) {
+    if (!token.is_canceled()) {
+        token.deregister_callback(registration);
+    }
+}
 
 /// Reads a task's outcome for nobody: an exception that nobody reads would end the process.
 template <class T>

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
@@ -48,7 +49,7 @@ bool isWebUrl(std::string_view url) {
                });
     };
     // A program's argument ends at a zero: the browser would get another URL.
-    return (hasScheme("http:") || hasScheme("https:")) && url.find('\0') == url.npos;
+    return (hasScheme("http:") || hasScheme("https:")) && url.find('\0') == std::string_view::npos;
 }
 
 /// One program to try, made ready before the fork: after it, memory cannot be had.
@@ -68,15 +69,15 @@ public:
         m_arguments.push_back(nullptr);
 
         const std::string& name = m_words.front();
-        if (name.find('/') != name.npos) {
-            m_paths.push_back(name);
+        if (name.find('/') != std::string::npos) {
+            m_paths.emplace_back(name);
             return;
         }
         const auto path = variable("PATH");
         // Unlike the shell's, this search leaves out empty entries: nothing is started from the
         // current folder unasked.
         for (const auto& folder : split(path.empty() ? "/usr/bin:/bin" : path, ":")) {
-            m_paths.push_back(folder + '/' + name);
+            m_paths.push_back(std::filesystem::path(folder) / name);
         }
     }
 
@@ -108,14 +109,14 @@ private:
 
     std::vector<std::string> m_words;
     std::vector<char*> m_arguments;
-    std::vector<std::string> m_paths;
+    std::vector<std::filesystem::path> m_paths;
 };
 
 /// The user's choice, or none.
 std::vector<Program> programsFor(const std::string& url) {
     std::vector<Program> programs;
     for (const auto& command : split(variable("BROWSER"), ":")) {
-        if (command.find_first_not_of(blanks) != command.npos) {
+        if (command.find_first_not_of(blanks) != std::string::npos) {
             programs.emplace_back(command, url);
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
@@ -10,8 +11,8 @@
 
 namespace test {
 
-/// A connection on which a test sends what it wants, byte by byte. What the other side does to the
-/// connection is no error here: it ends what is sent or received.
+/// A connection on which a test sends what it wants, byte by byte. Sending ends silently when the
+/// other side takes no more.
 class RawPeer {
 public:
     explicit RawPeer(unsigned short port, const boost::asio::ip::address& address =
@@ -20,18 +21,21 @@ public:
     }
 
     void send(const std::string& bytes) {
-        boost::asio::write(m_socket, boost::asio::buffer(bytes), m_ignored);
+        boost::system::error_code ignored;
+        boost::asio::write(m_socket, boost::asio::buffer(bytes), ignored);
     }
     void finish() { m_socket.shutdown(boost::asio::ip::tcp::socket::shutdown_send); }
 
+    /// What comes until the other side ends the connection, and whether it does that by a reset.
     std::string receive() {
         std::string bytes;
-        boost::asio::read(m_socket, boost::asio::dynamic_buffer(bytes), m_ignored);
-        return bytes;
+        boost::system::error_code error;
+        boost::asio::read(m_socket, boost::asio::dynamic_buffer(bytes), error);
+        return error == boost::asio::error::eof ? bytes : bytes + error.message();
     }
     std::string receiveUntil(const std::string& end) {
         std::string bytes;
-        boost::asio::read_until(m_socket, boost::asio::dynamic_buffer(bytes), end, m_ignored);
+        boost::asio::read_until(m_socket, boost::asio::dynamic_buffer(bytes), end);
         return bytes;
     }
 
@@ -43,7 +47,6 @@ public:
 private:
     boost::asio::io_context m_context;
     boost::asio::ip::tcp::socket m_socket{m_context};
-    boost::system::error_code m_ignored;
 };
 
 }  // namespace test
