@@ -14,11 +14,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -37,22 +35,11 @@ bool hasNoChild() {
 class BrowserTest : public testing::Test {
 protected:
     void SetUp() override {
-        for (const auto* const name : {"BROWSER", "PATH"}) {
-            const auto* const value = std::getenv(name);
-            m_environment.emplace_back(
-                name, value == nullptr ? std::nullopt : std::optional<std::string>(value));
-        }
-        m_path = m_folder.path().string() + ":/usr/bin:/bin";
-        set("PATH", m_path);
+        ::setenv("PATH", (m_folder.path().string() + ":" + m_path).c_str(), 1);
     }
     void TearDown() override {
-        for (const auto& [name, value] : m_environment) {
-            set(name, value);
-        }
-    }
-
-    static void set(const std::string& name, const std::optional<std::string>& value) {
-        value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
+        ::setenv("PATH", m_path.c_str(), 1);
+        ::unsetenv("BROWSER");
     }
 
     /// `reports` are shell commands; what they write is the report.
@@ -77,56 +64,51 @@ protected:
 private:
     std::string report() const { return (m_folder.path() / "report").string(); }
 
-    std::string m_path;
-    std::vector<std::pair<std::string, std::optional<std::string>>> m_environment;
+    const std::string m_path = std::getenv("PATH");
 };
 
 TEST_F(BrowserTest, StartsWhatTheUserChose) {
-    const auto* const reports = "echo \"${0##*/}\"; printf '%s\\n' \"$@\"";
+    const auto* const reports = R"(echo "${0##*/}"; printf '%s\n' "$@")";
     makeBrowser("mine", reports);
     makeBrowser("xdg-open", reports);
     std::ofstream(m_folder.path() / "plain") << "no program";
     const std::string url = "https://h/?q=$(id)&x=`id`;%s %c'\"*\\\nz";
     const auto* const none = "";
     struct Case {
-        std::optional<std::string> browser;
+        const char* browser;
         std::string url;
         std::string report;  // none: nothing starts
     };
     const std::vector<Case> cases{
-        {std::nullopt, url, "xdg-open\n" + url + "\n"},
-        {"", url, "xdg-open\n" + url + "\n"},
         {": \t:", url, "xdg-open\n" + url + "\n"},
-        {"mine", url, "mine\n" + url + "\n"},
-        {" mine  --new\t-a ", "http://h", "mine\n--new\n-a\nhttp://h\n"},
+        {" mine  --new\t-a ", url, "mine\n--new\n-a\n" + url + "\n"},
         {"mine a%sb -x %s", url, "mine\na" + url + "b\n-x\n" + url + "\n"},
-        {"mine x%cy %%s %d %", "http://h", "mine\nx:y\n%s\n%d\n%\nhttp://h\n"},
-        {"missing %s:/missing/too:plain:/usr:" + (m_folder.path() / "mine").string() + ":xdg-open",
-         "HTTPS://h", "mine\nHTTPS://h\n"},
+        {"mine x%cy %%s %d %", "HTTPS://h", "mine\nx:y\n%s\n%d\n%\nHTTPS://h\n"},
+        {"missing %s:/missing/too:plain:/usr:mine:xdg-open", "http://h", "mine\nhttp://h\n"},
         {"missing:plain", url, none},
         {"mine", "", none},
         {"mine", "--version", none},
         {"mine", "file:///etc/passwd", none},
-        {"mine", "http", none},
-        {"mine", "http\x1a//h", none},
-        {"mine", " https://h", none},
         {"mine", std::string("https://h/\0rest", 15), none},
     };
     for (const auto& each : cases) {
-        SCOPED_TRACE(each.browser.value_or("(unset)") + " | " + each.url);
-        set("BROWSER", each.browser);
+        SCOPED_TRACE(each.browser + (" | " + each.url));
+        ::setenv("BROWSER", each.browser, 1);
         ASSERT_EQ(platform::openBrowser(each.url), each.report != none);
         if (each.report != none) {
             EXPECT_EQ(takeReport(), each.report);
         }
     }
+    ::unsetenv("BROWSER");
+    EXPECT_TRUE(platform::openBrowser(url));
+    EXPECT_EQ(takeReport(), "xdg-open\n" + url + "\n");
 }
 
 TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
     makeBrowser("mine",
                 "cut -d' ' -f6 /proc/$$/stat; readlink /proc/$$/fd/0 /proc/$$/fd/2;"
                 "grep -E '^Sig(Blk|Ign)' /proc/self/status; ls /proc/$$/fd | grep 200");
-    set("BROWSER", "mine");
+    ::setenv("BROWSER", "mine", 1);
     constexpr int ours = 200;
     ASSERT_EQ(::dup2(STDERR_FILENO, ours), ours);  // stays open in programs that are started
     sigset_t blocked;
@@ -148,7 +130,7 @@ TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
         auto* const child = ::signal(SIGCHLD, onChildEnd);
         EXPECT_TRUE(platform::openBrowser("http://h"));
         EXPECT_TRUE(hasNoChild());
-        ::signal(SIGCHLD, child);
+        (void)::signal(SIGCHLD, child);
 
         std::istringstream report(takeReport());
         pid_t session = 0;
@@ -160,34 +142,24 @@ TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
     }
     EXPECT_LE(entries("/proc/self/fd"), descriptors);
     EXPECT_LE(entries("/proc/self/task"), threads);
-    ::signal(SIGINT, interrupt);
+    (void)::signal(SIGINT, interrupt);
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     ::close(ours);
 }
 
 TEST_F(BrowserTest, StartsFromABusyProcess) {
-    set("BROWSER", "true");
+    ::setenv("BROWSER", "true", 1);
     std::atomic<bool> done{false};
-    std::atomic<int> started{0};
     std::thread allocates([&] {
         while (!done) {
             std::vector<std::string> memory(100, std::string(100, 'x'));
         }
     });
-    std::vector<std::thread> opens;
-    for (int i = 0; i < 4; ++i) {
-        opens.emplace_back([&] {
-            for (int time = 0; time < 10; ++time) {
-                started += platform::openBrowser("http://h") ? 1 : 0;
-            }
-        });
-    }
-    for (auto& thread : opens) {
-        thread.join();
+    for (int time = 0; time < 30; ++time) {
+        EXPECT_TRUE(platform::openBrowser("http://h"));
     }
     done = true;
     allocates.join();
-    EXPECT_EQ(started, 40);
     EXPECT_TRUE(hasNoChild());
 }
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
-#include <utility>
 
 namespace tool {
 
@@ -14,10 +14,13 @@ namespace {
 
 constexpr const char* defaultVariable = "OIDCAUTH_CLIENT_SECRET";
 
-std::string readAll(std::istream& in, const std::string& name) {
+// What is given to an option where a name belongs may be the secret itself: the messages name the
+// option only.
+
+std::string readAll(std::istream& in, const std::string& option) {
     std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     if (in.bad()) {
-        throw UsageError("cannot read the client secret from " + name);
+        throw UsageError(option + ": cannot read it");
     }
     if (!text.empty() && text.back() == '\n') {
         text.pop_back();
@@ -29,19 +32,17 @@ std::string readAll(std::istream& in, const std::string& name) {
 }
 
 std::string readFile(const std::filesystem::path& path) {
+    constexpr const char* option = "--client-secret-file";
     std::ifstream file(path, std::ios::binary);
     if (!file || std::filesystem::is_directory(path)) {
-        throw UsageError("cannot open the client secret file " + path.string());
+        throw UsageError(std::string(option) + ": cannot open that file");
     }
-    return readAll(file, path.string());
+    return readAll(file, option);
 }
 
-std::string readVariable(const std::string& name) {
+std::optional<std::string> readVariable(const std::string& name) {
     const char* const value = std::getenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
-    if (value == nullptr) {
-        throw UsageError("the environment variable " + name + " is not set");
-    }
-    return value;
+    return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
 }
 
 std::string readText(const ClientSecretSource& source, std::istream& standardInput) {
@@ -49,17 +50,18 @@ std::string readText(const ClientSecretSource& source, std::istream& standardInp
         return readFile(source.file);
     }
     if (source.standardInput) {
-        return readAll(standardInput, "standard input");
+        return readAll(standardInput, "--client-secret-stdin");
     }
-    if (!source.environmentVariable.empty()) {
-        return readVariable(source.environmentVariable);
+    const bool isNamed = !source.environmentVariable.empty();
+    const auto text = readVariable(isNamed ? source.environmentVariable : defaultVariable);
+    if (!text) {
+        throw UsageError(isNamed ? "--client-secret-env: that variable is not set"
+                                 : std::string("no client secret: give --client-secret-file, "
+                                               "--client-secret-env or --client-secret-stdin, or "
+                                               "set ") +
+                                       defaultVariable);
     }
-    if (std::getenv(defaultVariable) == nullptr) {  // NOLINT(concurrency-mt-unsafe)
-        throw UsageError(std::string("no client secret: give --client-secret-file, "
-                                     "--client-secret-env or --client-secret-stdin, or set ") +
-                         defaultVariable);
-    }
-    return readVariable(defaultVariable);
+    return *text;
 }
 
 }  // namespace

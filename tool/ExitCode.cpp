@@ -1,16 +1,59 @@
 #include "tool/ExitCode.h"
 
 #include "auth/COIDCHelper.h"
-#include "host/standalone/FileTokenStore.h"
 #include "host/standalone/ProxySettings.h"
+#include "host/standalone/TokenStoreError.h"
 #include "platform/Tasks.h"
 
 #include <cpprest/http_msg.h>
 
+#include <algorithm>
+#include <array>
 #include <new>
+#include <string_view>
 #include <system_error>
 
 namespace tool {
+
+namespace {
+
+struct Explanation {
+    std::string_view beginning;  ///< of the library's text
+    ExitCode code;
+    const char* advice;
+};
+
+constexpr std::array explanations{
+    Explanation{"no code in auth code response", ExitCode::ProviderRefused,
+                "the provider ended the sign-in without a code: it was cancelled there, or this "
+                "client may not ask for these scopes"},
+    Explanation{
+        "unable to get auth code within specified timeframe", ExitCode::SignInNeeded,
+        "nobody has signed in; where the page shows an error, the provider may not know this "
+        "client id or redirect URL"},
+    Explanation{"unexpexted listener request type", ExitCode::ProviderRefused,
+                "the redirect URL was opened without the form that ends a sign-in"},
+    Explanation{"cannot listen on", ExitCode::Unexpected,
+                "another one can be given by --redirect-url"},
+};
+
+Outcome explained(const std::string& text) {
+    const auto* const known =
+        std::find_if(explanations.begin(), explanations.end(), [&text](const Explanation& item) {
+            return text.compare(0, item.beginning.size(), item.beginning) == 0;
+        });
+    if (known == explanations.end()) {
+        return {ExitCode::ProviderRefused, text};
+    }
+    return {known->code, text + " (" + known->advice + ')'};
+}
+
+/// Those of other libraries tell what is wrong with a provider's answer.
+bool isOfSystem(const std::error_code& code) {
+    return code.category() == std::generic_category() || code.category() == std::system_category();
+}
+
+}  // namespace
 
 Outcome outcomeOf(const std::exception_ptr& failure) {
     try {
@@ -22,7 +65,7 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const standalone::ProxySettingsError& error) {
         return {ExitCode::Usage, error.what()};
     } catch (const auth::RequiresUserAuthException& error) {
-        return {ExitCode::SignInNeeded, error.what()};
+        return {ExitCode::SignInNeeded, error.what() + std::string("; run oidcauth login")};
     } catch (const standalone::TokenStoreError& error) {
         return {ExitCode::TokenStore, error.what()};
     } catch (const web::http::http_exception& error) {
@@ -32,9 +75,10 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const std::bad_alloc&) {
         return {ExitCode::Unexpected, "out of memory"};
     } catch (const std::system_error& error) {
-        return {ExitCode::Unexpected, error.what()};
+        return {isOfSystem(error.code()) ? ExitCode::Unexpected : ExitCode::ProviderRefused,
+                error.what()};
     } catch (const std::exception& error) {
-        return {ExitCode::ProviderRefused, error.what()};
+        return explained(error.what());
     } catch (...) {
         return {ExitCode::Unexpected, "unknown failure"};
     }

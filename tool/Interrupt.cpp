@@ -26,8 +26,9 @@ struct Interrupt::Signals : std::enable_shared_from_this<Signals> {
     boost::asio::signal_set set;
 };
 
-Interrupt::Interrupt() : m_signals(std::make_shared<Signals>()) {
-    m_signals->next([source = m_source](const std::shared_ptr<Signals>& signals) {
+Interrupt::Interrupt(const Concurrency::cancellation_token_source& source)
+    : m_signals(std::make_shared<Signals>()) {
+    m_signals->next([source](const std::shared_ptr<Signals>& signals) {
         // Listening again comes first: cancelling may take its time.
         signals->next([](const std::shared_ptr<Signals>&) {
             std::_Exit(static_cast<int>(ExitCode::Interrupted));

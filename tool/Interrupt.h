@@ -6,21 +6,17 @@
 
 namespace tool {
 
-/// Turns Ctrl-C into the cancellation of its token while it lives. A second Ctrl-C ends the
-/// process.
+/// Turns Ctrl-C into the cancellation of `source` while it lives. A second Ctrl-C ends the process.
 class Interrupt {
 public:
-    Interrupt();
+    explicit Interrupt(const Concurrency::cancellation_token_source& source);
     ~Interrupt();
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
-    Concurrency::cancellation_token token() const { return m_source.get_token(); }
-
 private:
     struct Signals;
 
-    Concurrency::cancellation_token_source m_source;
     std::shared_ptr<Signals> m_signals;
 };
 

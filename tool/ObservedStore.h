@@ -2,7 +2,7 @@
 
 #include "auth/COIDCToken.h"
 #include "host/CMemoryArchive.h"
-#include "host/ISecretStore.h"
+#include "tool/RecordStore.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,14 +14,21 @@ namespace tool {
 
 /// Passes everything on to another store and remembers the record that came through last: the whole
 /// of the token that a request answered with, even if the file is replaced meanwhile.
-class ObservedStore final : public ISecretStore<auth::COIDCToken> {
+class ObservedStore final : public RecordStore {
 public:
     /// Shared with the caller, who asks afterwards.
     class Record {
     public:
-        void set(std::vector<std::uint8_t> bytes) {
+        void set(std::vector<std::uint8_t> bytes, bool written) {
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_bytes = std::move(bytes);
+            m_written = written;
+        }
+
+        /// Whether it was written through this store, rather than read.
+        bool wasWritten() const {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            return m_written;
         }
 
         auth::COIDCToken token() const {
@@ -35,26 +42,26 @@ public:
     private:
         mutable std::mutex m_mutex;
         std::vector<std::uint8_t> m_bytes;
+        bool m_written = false;
     };
 
-    ObservedStore(std::unique_ptr<ISecretStore<auth::COIDCToken>> store,
-                  std::shared_ptr<Record> record)
+    ObservedStore(std::unique_ptr<RecordStore> store, std::shared_ptr<Record> record)
         : m_store(std::move(store)), m_record(std::move(record)) {}
 
     void clear() override { m_store->clear(); }
 
     void read(std::vector<std::uint8_t>& bytes, bool reread) override {
         m_store->read(bytes, reread);
-        m_record->set(bytes);
+        m_record->set(bytes, false);
     }
 
     void write(const std::vector<std::uint8_t>& bytes) override {
         m_store->write(bytes);
-        m_record->set(bytes);
+        m_record->set(bytes, true);
     }
 
 private:
-    std::unique_ptr<ISecretStore<auth::COIDCToken>> m_store;
+    std::unique_ptr<RecordStore> m_store;
     std::shared_ptr<Record> m_record;
 };
 

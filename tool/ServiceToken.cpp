@@ -1,16 +1,13 @@
 #include "auth/COIDCHelper.h"
-#include "host/standalone/FileTokenStore.h"
+#include "tool/Asking.h"
 #include "tool/ClientSecret.h"
 #include "tool/Commands.h"
-#include "tool/ExitCode.h"
-#include "tool/Interrupt.h"
 #include "tool/ObservedStore.h"
+#include "tool/Options.h"
 #include "tool/TokenOutput.h"
 
 #include <iostream>
 #include <memory>
-#include <utility>
-#include <vector>
 
 namespace tool {
 
@@ -25,36 +22,29 @@ void runServiceToken(const ServiceTokenOptions& options) {
     const RequestOptions& request = options.request;
     request.check();
     const CString secret = readClientSecret(options.secret, std::cin);
-
-    auto file = std::make_unique<standalone::FileTokenStore<auth::COIDCToken>>(request.storeFile());
-    // The library takes a store that fails to read for an empty one. Whoever runs the command
-    // learns of it before a token is asked for that could not be kept.
-    std::vector<std::uint8_t> ignored;
-    file->read(ignored, true);
-
     const auto record = std::make_shared<ObservedStore::Record>();
-    auth::COIDCHelper helper(std::make_unique<ObservedStore>(std::move(file), record),
+    auth::COIDCHelper helper(std::make_unique<ObservedStore>(request.record.openStore(), record),
                              auth::COIDCHelper::makeExclusivePermit(), request.logger());
-    const Interrupt interrupt;
-    helper
-        .getAccessTokenClientCredentialsAsync(request.configUrl, request.clientId, secret,
-                                              request.scopes, request.minValidity,
-                                              interrupt.token())
-        .get();
-    printToken(record->token(), request.json, std::cout);
+    ask(request.record.configUrl, [&](const auto& cancellation) {
+        return helper.getAccessTokenClientCredentialsAsync(
+            request.record.configUrl, request.record.clientId, secret, request.scopes,
+            request.minValidity, cancellation);
+    });
+    printToken(record->token(), TokenKind::access, request.json);
 }
 
 }  // namespace
 
 void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<ServiceTokenOptions>();
-    CLI::App* const command =
-        app.add_subcommand("service-token", "Print an access token for a service");
-    command->description(
-        "Prints an access token for a service (client credentials grant).\n"
-        "A stored token is printed while it is valid; otherwise the provider is asked and the new\n"
-        "token is stored. Standard output carries nothing but the token.");
+    CLI::App* const command = app.add_subcommand(
+        "service-token",
+        "Print an access token for a service\n"
+        "By the client credentials grant. A stored token is printed while it is valid; otherwise "
+        "the\nprovider is asked and the new token is stored. Standard output carries nothing but "
+        "the token.");
     options->request.addTo(*command);
+    addJson(*command, options->request.json, "Print token, expiry and scopes as JSON");
 
     auto* const sources = command->add_option_group(
         "Client secret", "One of these, or else the environment variable OIDCAUTH_CLIENT_SECRET");

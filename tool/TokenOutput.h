@@ -2,12 +2,14 @@
 
 #include "auth/COIDCToken.h"
 
-#include <ostream>
+#include <cstdint>
 
 namespace tool {
 
-/// Writes the access token, or with `json` an object of token, expiry and scopes, as one line.
-/// Throws when the output takes no more.
-void printToken(auth::COIDCToken token, bool json, std::ostream& out);
+enum class TokenKind : std::uint8_t { access, id };
+
+/// Prints the token of this kind, or with `json` an object of that token, its expiry and its
+/// scopes, as one line.
+void printToken(auth::COIDCToken token, TokenKind kind, bool json);
 
 }  // namespace tool

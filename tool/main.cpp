@@ -7,6 +7,8 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,10 +17,21 @@ namespace {
 using tool::ExitCode;
 
 constexpr const char* exitCodes =
-    "Exit codes: 0 success, 2 usage, 3 sign-in needed, 4 the provider refused or answered "
-    "wrongly,\n"
-    "5 network, 6 token store, 130 interrupted.\n"
+    "Exit codes: 0 success, 1 system, 2 usage, 3 sign-in needed, 4 the provider refused or\n"
+    "answered wrongly, 5 network, 6 token store, 130 interrupted.\n"
     "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
+
+/// Lists a subcommand by the first line of its description.
+class Formatter final : public CLI::Formatter {
+public:
+    std::string make_subcommand(const CLI::App* command) const override {
+        const std::string description = command->get_description();
+        std::ostringstream line;
+        CLI::detail::format_help(line, command->get_name(),
+                                 description.substr(0, description.find('\n')), get_column_width());
+        return line.str();
+    }
+};
 
 ExitCode report(const std::exception_ptr& failure) {
     const tool::Outcome outcome = tool::outcomeOf(failure);
@@ -45,12 +58,18 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
 
 ExitCode run(int argc, char** argv) {
     CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
+    app.formatter(std::make_shared<Formatter>());
     app.set_version_flag("--version", std::string("oidcauth ") + OIDCAUTH_VERSION);
     app.require_subcommand(1);
     app.footer(exitCodes);
     app.failure_message(usageMessage);
     std::function<void()> command;
+    tool::addLogin(app, command);
+    tool::addUserTokens(app, command);
+    tool::addStatus(app, command);
+    tool::addLogout(app, command);
     tool::addServiceToken(app, command);
+    tool::addProvider(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -54,7 +54,10 @@ export function configuration(options) {
         clientAuthMethods: ['none', 'client_secret_post'],
         enabledJWA: { idTokenSigningAlgValues: ['RS256'] },
         ttl: {
-            AccessToken: options.accessTokenTtl,
+            AccessToken: (ctx) =>
+                ctx.oidc.body?.grant_type === 'authorization_code'
+                    ? options.firstTokenTtl
+                    : options.accessTokenTtl,
             ClientCredentials: options.accessTokenTtl,
             RefreshToken: options.refreshTokenTtl || 1, // 0 would be refused, though none is issued
             IdToken: 3600,

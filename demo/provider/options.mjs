@@ -10,6 +10,7 @@ SIGTERM or SIGINT.
   --port PORT                  port to listen on (a free one)
   --log FILE                   append one JSON line per request to FILE
   --access-token-ttl SECONDS   lifetime of access tokens (3600)
+  --first-token-ttl SECONDS    lifetime of the access token that comes with a sign-in (the same)
   --refresh-token-ttl SECONDS  lifetime of refresh tokens (1209600); 0: issue none
   --service-secret SECRET      secret of the client demo-service; default: the environment's
                                DEMO_SERVICE_SECRET, else the one of README.md
@@ -24,6 +25,7 @@ const options = {
     port: { type: 'string', default: '0' },
     log: { type: 'string' },
     'access-token-ttl': { type: 'string', default: '3600' },
+    'first-token-ttl': { type: 'string' },
     'refresh-token-ttl': { type: 'string', default: '1209600' },
     'service-secret': { type: 'string' },
     'auto-login': { type: 'boolean', default: false },
@@ -61,10 +63,12 @@ export function readOptions() {
         if (!values['tls-cert'] !== !values['tls-key']) {
             throw new Error('--tls-cert and --tls-key go together');
         }
+        values['first-token-ttl'] ??= values['access-token-ttl'];
         return {
             port: integer(values, 'port', 0, 65535),
             log: values.log,
             accessTokenTtl: integer(values, 'access-token-ttl', 1),
+            firstTokenTtl: integer(values, 'first-token-ttl', 1),
             refreshTokenTtl: integer(values, 'refresh-token-ttl', 0),
             serviceSecret: serviceSecret(values),
             autoLogin: values['auto-login'],

@@ -1,6 +1,8 @@
 import assert from 'node:assert/strict';
+import { spawnSync } from 'node:child_process';
 import {
     chmodSync,
+    existsSync,
     mkdirSync,
     readdirSync,
     readFileSync,
@@ -114,4 +116,26 @@ test('eight processes share a store', async (t) => {
     assert.deepEqual(provider.requests(), [], 'the store holds a token');
     assert.ok(results.some((result) => result.stdout === stdout));
     assert.deepEqual(readdirSync(service.path('made', 'at', 'once')), ['token']);
+});
+
+const missingKeyring =
+    ['dbus-run-session', 'gnome-keyring-daemon'].some((file) => spawnSync(file, ['--version']).error) &&
+    !process.env.CI &&
+    'dbus-daemon or gnome-keyring is not installed';
+
+test('the keyring keeps a token in place of a file', { skip: missingKeyring }, async (t) => {
+    const service = new Service(t, provider.configUrl);
+    const unlock = 'printf secret | gnome-keyring-daemon --unlock --components=secrets >&2';
+    const options = {
+        env: { XDG_RUNTIME_DIR: service.home },
+        launcher: ['dbus-run-session', '--', '/bin/sh', '-c', `${unlock} && exec "$@"`, 'sh'],
+    };
+    const token = await service.succeed(['--keyring'], options);
+    provider.requests();
+    assert.equal(await service.succeed(['--keyring'], options), token);
+    assert.deepEqual(provider.requests(), []);
+    assert.ok(!existsSync(service.path('.local/state')));
+
+    const { code, stderr } = await service.run(['--keyring']);
+    assert.equal(code, 6, stderr);
 });

@@ -11,12 +11,6 @@ test.beforeEach(() => provider.requests());
 const tokenLine = /^eyJ[\w-]+\.[\w-]+\.[\w-]+\n$/;
 const claims = (token) => JSON.parse(Buffer.from(token.split('.')[1], 'base64url'));
 
-async function succeed(service, args, options) {
-    const { code, stdout, stderr } = await service.run(args, options);
-    assert.equal(code, 0, stderr);
-    return stdout;
-}
-
 /// What the provider was asked for since the last call.
 const tokenRequests = () =>
     provider
@@ -27,7 +21,7 @@ const tokenRequests = () =>
 test('a token is printed and kept until what is asked for differs', async (t) => {
     const service = new Service(t, provider.configUrl);
     const both = ['--scopes', 'api:write api:read'];
-    const read = await succeed(service);
+    const read = await service.succeed();
     assert.match(read, tokenLine);
     assert.deepEqual(tokenRequests(), ['demo-service api:read']);
 
@@ -42,23 +36,23 @@ test('a token is printed and kept until what is asked for differs', async (t) =>
         { args: ['--config-url', `${provider.configUrl}?`], asked: ['demo-service api:read'] },
         { args: [], asked: [] },
     ]) {
-        await succeed(service, args);
+        await service.succeed(args);
         assert.deepEqual(tokenRequests(), asked, `with ${args.join(' ')}`);
     }
-    assert.notEqual(await succeed(service), read);
+    assert.notEqual(await service.succeed(), read);
     assert.deepEqual(provider.requests(), [], 'a stored token needs no request at all');
 });
 
 test('a client does not get the token of another', async (t) => {
     const service = new Service(t, provider.configUrl);
     const store = ['--store', service.path('store', 'token')];
-    const token = await succeed(service, store);
+    const token = await service.succeed(store);
     // This client may not ask for itself.
     const other = await service.run([...store, '--client-id', 'demo-app']);
     assert.deepEqual([other.code, other.stdout], [4, '']);
     assert.deepEqual(tokenRequests(), ['demo-service api:read', 'demo-app api:read']);
 
-    assert.equal(await succeed(service, store), token, 'a refusal leaves the store alone');
+    assert.equal(await service.succeed(store), token, 'a refusal leaves the store alone');
     assert.deepEqual(tokenRequests(), []);
 });
 
@@ -66,13 +60,13 @@ test('--json prints the same token, its expiry and its scopes', async (t) => {
     const service = new Service(t, provider.configUrl);
     const scopes = ['--scopes', 'api:write api:read'];
     const { access_token, expires_at, ...others } = JSON.parse(
-        await succeed(service, [...scopes, '--json']),
+        await service.succeed([...scopes, '--json']),
     );
     assert.deepEqual(others, { scopes: ['api:read', 'api:write'] });
     assert.match(expires_at, /^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$/);
     const difference = Date.parse(expires_at) / 1000 - claims(access_token).exp;
     assert.ok(Math.abs(difference) <= 5, `${expires_at} is ${difference} s off`);
-    assert.equal(await succeed(service, scopes), `${access_token}\n`);
+    assert.equal(await service.succeed(scopes), `${access_token}\n`);
 });
 
 test('the command line prevails over the environment', async (t) => {
@@ -85,16 +79,16 @@ test('the command line prevails over the environment', async (t) => {
     };
     const args = ['--config-url', provider.configUrl, '--client-id', 'demo-service'];
     args.push('--scopes', 'api:write', '--client-secret-env', 'NAMED');
-    await succeed(service, args, { env });
+    await service.succeed(args, { env });
     assert.deepEqual(tokenRequests(), ['demo-service api:write']);
 });
 
 test('the log goes to standard error and holds no secret', async (t) => {
     const service = new Service(t, provider.configUrl);
     for (const { args, env, code, says, never = /flow: / } of [
-        { args: ['-v'], code: 0, says: /^$/ },
-        { args: ['-vv'], code: 0, says: /^\S+ detail: /m },
-        { args: ['-vvv'], code: 0, says: /^\S+ flow: /m, never: /error: / },
+        { args: [], code: 0, says: /^$/ },
+        { args: ['-v'], code: 0, says: /^\S+ detail: /m },
+        { args: ['-vv'], code: 0, says: /^\S+ flow: /m, never: /error: / },
         { args: [], code: 4, env: { OIDCAUTH_CLIENT_SECRET: `${secret}!` }, says: /401/ },
     ]) {
         const ended = await service.run([...args, '--min-validity', '60'], { env });

@@ -12,19 +12,14 @@
 
 namespace test {
 
-/// A process that tells of one event and waits for one order, by pipes. Killed and collected with
-/// this object, unless its end was awaited.
+/// A forked process, killed with this object unless its end was awaited.
 class ChildProcess {
 public:
-    /// Its process ends with the result of `body`, which gets this object to `tell` and `await`.
+    /// It ends with the result of `body`, which may tell its parent something.
     explicit ChildProcess(const std::function<int(const ChildProcess&)>& body) {
-        if (::pipe2(m_told.data(), O_CLOEXEC) != 0 || ::pipe2(m_order.data(), O_CLOEXEC) != 0) {
-            ADD_FAILURE() << "no pipes";
-        }
+        EXPECT_EQ(::pipe2(m_pipe.data(), O_CLOEXEC), 0);
         m_process = ::fork();
         if (m_process == 0) {
-            ::close(m_told[0]);
-            ::close(m_order[1]);
             int result = EXIT_FAILURE;
             try {
                 result = body(*this);
@@ -32,32 +27,24 @@ public:
             }
             ::_exit(result);
         }
-        ::close(m_told[1]);
-        ::close(m_order[0]);
+        ::close(m_pipe[1]);
     }
     ~ChildProcess() {
         if (m_process > 0) {
             kill();
         }
-        ::close(m_told[0]);
-        ::close(m_order[1]);
+        ::close(m_pipe[0]);
     }
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// In the child.
-    void tell() const { (void)!::write(m_told[1], "", 1); }
-    void await() const {
-        char byte = 0;
-        (void)!::read(m_order[0], &byte, 1);
-    }
+    void tell() const { (void)!::write(m_pipe[1], "", 1); }
 
-    /// In the parent. False when the child ended without having told.
+    /// False when it told nothing more before it ended or became another program.
     bool told() const {
         char byte = 0;
-        return ::read(m_told[0], &byte, 1) == 1;
+        return ::read(m_pipe[0], &byte, 1) == 1;
     }
-    void order() const { (void)!::write(m_order[1], "", 1); }
 
     /// The wait status of its end.
     int end() {
@@ -66,14 +53,15 @@ public:
         m_process = 0;
         return status;
     }
+
+    void signal(int number) const { ::kill(m_process, number); }
     void kill() {
-        ::kill(m_process, SIGKILL);
+        signal(SIGKILL);
         end();
     }
 
 private:
-    std::array<int, 2> m_told{};
-    std::array<int, 2> m_order{};
+    std::array<int, 2> m_pipe{};
     pid_t m_process = 0;
 };
 

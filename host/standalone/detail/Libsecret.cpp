@@ -37,20 +37,24 @@ SecretItem* itemOf(const GList* element) {
     return static_cast<SecretItem*>(element->data);
 }
 
+/// Entries are found by their attributes alone: of a keyring that has not been unlocked since the
+/// start of the session, a widespread service does not know the schemas.
 const SecretSchema& schema() {
     static const SecretSchema schema = [] {
         SecretSchema made{};
         made.name = "oidcauth.Token";
-        made.attributes[0] = {"provider", SECRET_SCHEMA_ATTRIBUTE_STRING};
-        made.attributes[1] = {"client", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        made.flags = SECRET_SCHEMA_DONT_MATCH_NAME;
+        made.attributes[0] = {"application", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        made.attributes[1] = {"provider", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        made.attributes[2] = {"client", SECRET_SCHEMA_ATTRIBUTE_STRING};
         return made;
     }();
     return schema;
 }
 
-/// Waits for calls of libsecret on a main context of its own, so that nothing is shared with other
-/// threads or with the host application, and takes the question back when the time is over: on the
-/// waiting thread, where also a service is noticed that is gone meanwhile.
+/// Waits for calls of libsecret on a main context of its own, for which no other thread and no
+/// loop of the host application has to run, and takes the question back when the time is over: on
+/// the waiting thread, which so also learns of a service that is gone meanwhile.
 class Waiting {
 public:
     Waiting(const KeyringEntry& entry, std::chrono::milliseconds limit)
@@ -144,8 +148,13 @@ public:
                 refuse(entry, "provider, client and label must be UTF-8");
             }
         }
-        m_attributes.reset(secret_attributes_build(&schema(), "provider", entry.provider.c_str(),
-                                                   "client", entry.client.c_str(), nullptr));
+        m_attributes.reset(secret_attributes_build(&schema(), "application", "oidcauth", "provider",
+                                                   entry.provider.c_str(), "client",
+                                                   entry.client.c_str(), nullptr));
+        m_bus.reset(m_waiting.await([](auto... call) { g_bus_get(G_BUS_TYPE_SESSION, call...); },
+                                    &g_bus_get_finish));
+        // Without this GLib ends the program when the bus goes away.
+        g_dbus_connection_set_exit_on_close(m_bus.get(), FALSE);
         m_service.reset(m_waiting.await(
             [](auto... call) {
                 secret_service_open(secret_service_get_type(), nullptr, SECRET_SERVICE_NONE,
@@ -200,7 +209,8 @@ private:
     const KeyringEntry& m_entry;
     Waiting m_waiting;
     Attributes m_attributes;
-    Object<SecretService> m_service;
+    Object<GDBusConnection> m_bus;
+    Object<SecretService> m_service;  // finds the connection to the bus by itself
 };
 
 class Libsecret final : public IKeyring {

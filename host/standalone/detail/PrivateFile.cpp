@@ -84,7 +84,7 @@ Descriptor openAt(int folder, const fs::path& path, int flags) {
 
 fs::path absoluteFile(const fs::path& file) {
     std::error_code error;
-    const fs::path absolute = fs::absolute(file, error).lexically_normal();
+    fs::path absolute = fs::absolute(file, error).lexically_normal();
     if (error || !absolute.has_filename()) {
         refuse(file, "is not the path of a file");
     }

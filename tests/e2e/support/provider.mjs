@@ -18,10 +18,11 @@ export async function startProvider(t, ...options) {
     const child = spawn(process.execPath, args);
     const ended = once(child, 'exit');
     const notices = text(child.stderr);
-    t.after(async () => {
+    const stop = async () => {
         child.stdin.end();
         await ended;
-    });
+    };
+    t.after(stop);
     const [line] = await Promise.race([
         once(createInterface(child.stdout), 'line'),
         ended.then(async ([code]) => {
@@ -31,6 +32,7 @@ export async function startProvider(t, ...options) {
     let seen = 0;
     return {
         configUrl: line.replace(/^READY /, ''),
+        stop,
         /// The entries of its log since the last call.
         requests() {
             const lines = readFileSync(log, 'utf8').split('\n').filter(Boolean);

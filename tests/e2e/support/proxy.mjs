@@ -3,24 +3,16 @@
 import { spawn, spawnSync } from 'node:child_process';
 import { once } from 'node:events';
 import { readFileSync, writeFileSync } from 'node:fs';
-import { connect, createServer } from 'node:net';
+import { connect } from 'node:net';
 import { join } from 'node:path';
 import { setTimeout as delay } from 'node:timers/promises';
 
 import { temporaryFolder } from './command.mjs';
+import { freePort } from './ports.mjs';
 
 /// Why the tests with a proxy are left out, or false. On a CI machine they never are.
 export const missingProxy =
     spawnSync('tinyproxy', ['-v']).error && !process.env.CI && 'tinyproxy is not installed';
-
-async function freePort() {
-    const server = createServer().listen(0, '127.0.0.1');
-    await once(server, 'listening');
-    const { port } = server.address();
-    server.close();
-    await once(server, 'close');
-    return port;
-}
 
 /// It does not say when it listens, other than by accepting a connection.
 async function accepting(port, child) {

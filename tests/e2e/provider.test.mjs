@@ -1,0 +1,163 @@
+import assert from 'node:assert/strict';
+import { createServer } from 'node:http';
+import test from 'node:test';
+
+import { Command } from './support/command.mjs';
+import { listen } from './support/ports.mjs';
+import { startProvider } from './support/provider.mjs';
+
+const provider = await startProvider(test);
+const real = await (await fetch(provider.configUrl)).json();
+const { keys } = await (await fetch(real.jwks_uri)).json();
+
+const examine = (t, configUrl, ...args) =>
+    new Command(t, {}).run(['provider', '--config-url', configUrl, ...args]);
+
+test('the demo provider serves people and services', async (t) => {
+    const scopes = ['--scopes', 'openid api:read'];
+    const { code, stdout } = await examine(t, provider.configUrl, ...scopes);
+    assert.equal(code, 0);
+    assert.doesNotMatch(stdout, /MISSING|advised/);
+    assert.match(stdout, /People can sign in: yes\nServices get tokens: yes\n$/);
+});
+
+/// Answers with a configuration, or with signing keys, that differ from the real ones. Gives the
+/// URL of the configuration.
+async function startBroken(t, { configuration = {}, keySet = { keys }, head = () => {} }) {
+    const server = createServer((request, response) => {
+        const origin = `http://${request.headers.host}`;
+        const documents = {
+            '/.well-known/openid-configuration': {
+                ...real,
+                issuer: origin,
+                jwks_uri: `${origin}/keys`,
+                ...configuration,
+            },
+            '/keys': keySet,
+        };
+        response.setHeader('Content-Type', 'application/json');
+        head(request, response);
+        response.end(JSON.stringify(documents[request.url]));
+    });
+    return `http://${await listen(t, server)}/.well-known/openid-configuration`;
+}
+
+const without = (...names) => Object.fromEntries(names.map((name) => [name, undefined]));
+const keyWith = (changes) => ({ keySet: { keys: [{ ...keys[0], ...changes }] } });
+const grants = (...names) => ({ configuration: { grant_types_supported: names } });
+const people = ['authorization_code', 'refresh_token'];
+
+for (const { name, broken, args = [], missing, login = false, services = false } of [
+    {
+        name: 'no form posts',
+        broken: { configuration: { response_modes_supported: ['query', 'fragment'] } },
+        missing: ['response_modes_supported'],
+        services: true,
+    },
+    { name: 'people only', broken: grants(...people), missing: ['grant_types_supported'], login: true },
+    {
+        name: 'people only, for services',
+        broken: grants(...people),
+        args: ['--for', 'service-token'],
+        missing: ['grant_types_supported'],
+        login: true,
+    },
+    {
+        name: 'what a provider may leave out',
+        broken: {
+            configuration: without(
+                'scopes_supported',
+                'response_modes_supported',
+                'code_challenge_methods_supported',
+                'token_endpoint_auth_methods_supported',
+            ),
+        },
+        missing: ['scopes_supported', 'response_modes_supported'],
+    },
+    {
+        name: 'members of other types',
+        broken: {
+            configuration: {
+                issuer: 7,
+                token_endpoint: 'ftp://id.example/',
+                response_types_supported: 'code id_token',
+                id_token_signing_alg_values_supported: [['RS256']],
+            },
+        },
+        missing: [
+            'issuer',
+            'token_endpoint',
+            'response_types_supported',
+            'id_token_signing_alg_values_supported',
+        ],
+    },
+    {
+        name: 'scopes without openid',
+        broken: {},
+        args: ['--scopes', 'api:read other'],
+        missing: ['scopes to ask for'],
+        services: true,
+    },
+    {
+        name: 'a configuration that is elsewhere',
+        broken: {
+            head: (_, response) => response.writeHead(302, { Location: provider.configUrl }),
+        },
+        missing: ['configuration'],
+    },
+    {
+        name: 'a configuration of another type',
+        broken: { head: (_, response) => response.setHeader('Content-Type', 'text/html') },
+        missing: ['configuration'],
+    },
+    {
+        name: 'no key set',
+        broken: { head: ({ url }, response) => url === '/keys' && response.writeHead(404) },
+        missing: ['key set'],
+        services: true,
+    },
+    {
+        name: 'a key set without keys',
+        broken: { keySet: null },
+        missing: ['signing keys'],
+        services: true,
+    },
+    {
+        name: 'a key of another type',
+        broken: keyWith({ kty: 'EC' }),
+        missing: ['signing keys'],
+        services: true,
+    },
+    {
+        name: 'a key of no stated use, and none that can be used',
+        broken: keyWith({ use: undefined }),
+        missing: ['signing keys', 'signing keys'],
+        services: true,
+    },
+    {
+        name: 'a key without a name',
+        broken: keyWith({ kid: undefined }),
+        missing: ['signing keys'],
+        services: true,
+    },
+]) {
+    test(`is missing: ${name}`, async (t) => {
+        const configUrl = await startBroken(t, broken);
+        const { code, stdout, stderr } = await examine(t, configUrl, '--json', ...args);
+        const report = JSON.parse(stdout);
+        const failed = report.checks.filter(({ result }) => result === 'MISSING');
+        assert.deepEqual(
+            { missing: failed.map(({ check }) => check), ...report },
+            { missing, checks: report.checks, login, service_token: services },
+        );
+        const isServed = args.includes('--for') ? services : login || services;
+        assert.equal(code, isServed ? 0 : 4, stderr);
+        assert.match(stderr, isServed ? /^$/ : /^oidcauth: this provider cannot be used/);
+    });
+}
+
+test('a provider that is not reached is a network error', async (t) => {
+    const { code, stdout, stderr } = await examine(t, 'http://127.0.0.1:1/');
+    assert.deepEqual([code, stdout], [5, '']);
+    assert.match(stderr, /^oidcauth: 127\.0\.0\.1:1: /);
+});

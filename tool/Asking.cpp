@@ -1,0 +1,16 @@
+#include "tool/Asking.h"
+
+#include <cpprest/base_uri.h>
+
+namespace tool {
+
+web::http::http_exception named(const web::http::http_exception& error, const std::string& url) {
+    const web::uri parsed(utility::conversions::to_string_t(url));
+    auto host = utility::conversions::to_utf8string(parsed.host());
+    if (!parsed.is_port_default()) {
+        host += ':' + std::to_string(parsed.port());
+    }
+    return {error.error_code(), host + ": " + error.what()};
+}
+
+}  // namespace tool

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/Tasks.h"
+#include "tool/Interrupt.h"
+
+#include <cpprest/http_msg.h>
+
+#include <optional>
+#include <string>
+
+namespace tool {
+
+/// An error of the HTTP library that says whose it is: by itself it names neither host nor URL.
+web::http::http_exception named(const web::http::http_exception& error, const std::string& url);
+
+/// The outcome of a request to the provider with this configuration URL, which Ctrl-C cancels.
+/// `start` gives its task for a cancellation token.
+template <class Start>
+auto ask(const std::string& configUrl, Start start) {
+    const Concurrency::cancellation_token_source source;
+    try {
+        const auto answer = start(source.get_token());
+        // What comes from the store is there at once, and not kept waiting for threads to start.
+        std::optional<Interrupt> interrupt;
+        if (!answer.is_done()) {
+            interrupt.emplace(source);
+        }
+        return answer.get();
+    } catch (const web::http::http_exception& error) {
+        throw named(error, configUrl);
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,63 @@
+#include "host/standalone/LogSinks.h"
+#include "tool/Commands.h"
+#include "tool/Output.h"
+#include "tool/TokenClaims.h"
+#include "tool/TokenReport.h"
+#include "tool/UserToken.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+
+namespace tool {
+
+namespace {
+
+struct LoginOptions {
+    RequestOptions request;
+    SignInOptions signIn;
+    bool force = false;
+};
+
+std::string summary(const UserToken& user) {
+    using Origin = UserToken::Origin;
+    const char* const event = user.origin == Origin::signedIn    ? "Signed in"
+                              : user.origin == Origin::refreshed ? "Still signed in, refreshed,"
+                                                                 : "Still signed in";
+    const char* const hint = user.origin == Origin::signedIn ? "" : " (--force signs in anew)";
+    return fmt::format("{} as {}, client {}, until {}{}", event, userOf(user.token),
+                       user.token.clientId().toUtf8(), timestamp(user.token.expiresAt()), hint);
+}
+
+void runLogin(const LoginOptions& options) {
+    const UserToken user = getUserToken(options.request, options.signIn,
+                                        options.force ? SignIn::always : SignIn::ifNeeded);
+    if (options.request.json) {
+        print(reportOf(user.token, options.request.record.storeName()));
+    } else {
+        print(standalone::redact(summary(user)));
+    }
+}
+
+}  // namespace
+
+void addLogin(CLI::App& app, std::function<void()>& chosen) {
+    const auto options = std::make_shared<LoginOptions>();
+    CLI::App* const command = app.add_subcommand("login",
+                                                 "Sign in as a user and store the tokens\n"
+                                                 "Nobody is asked while a stored token serves, or "
+                                                 "once it is refreshed. Otherwise the browser\n"
+                                                 "opens, and there are 90 s to sign in.");
+    options->request.addTo(*command);
+    addJson(*command, options->request.json, "Print what is stored now, as status --json does");
+    options->signIn.addTo(*command);
+    command->add_flag("--force", options->force,
+                      "Sign in anew; the stored token is kept until that has succeeded");
+    command->footer(
+        "Example:\n"
+        "  oidcauth login --config-url https://id.example/.well-known/openid-configuration \\\n"
+        "      --client-id editor --scopes \"openid offline_access files:read\"");
+    command->callback([options, &chosen] { chosen = [options] { runLogin(*options); }; });
+}
+
+}  // namespace tool

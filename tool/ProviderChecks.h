@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cpprest/json.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// One thing that a provider must offer, or had better.
+struct Check {
+    enum class Use : std::uint8_t { any, login, serviceToken };
+    enum class Result : std::uint8_t { ok, missing, advised };
+
+    Use use;
+    Result result;
+    std::string name;
+    std::string needs;
+    std::string found;
+};
+
+/// What the library asks of a configuration document before it uses the provider, and what it would
+/// come to need later. `scopes` are those that a client will ask for, or empty.
+std::vector<Check> checkConfiguration(const web::json::value& configuration,
+                                      const std::string& configUrl, const std::string& scopes);
+
+/// Where that document says the signing keys are, if it does.
+std::optional<std::string> signingKeysUrl(const web::json::value& configuration);
+
+/// The same checks of the signing keys.
+std::vector<Check> checkSigningKeys(const web::json::value& keySet);
+
+}  // namespace tool

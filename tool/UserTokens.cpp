@@ -1,0 +1,50 @@
+#include "tool/Commands.h"
+#include "tool/TokenOutput.h"
+#include "tool/UserToken.h"
+
+#include <memory>
+#include <string>
+
+namespace tool {
+
+namespace {
+
+struct UserTokenOptions {
+    RequestOptions request;
+    SignInOptions signIn;
+    bool maySignIn = false;
+};
+
+void runUserToken(const UserTokenOptions& options, TokenKind kind) {
+    const UserToken user = getUserToken(options.request, options.signIn,
+                                        options.maySignIn ? SignIn::ifNeeded : SignIn::never);
+    printToken(user.token, kind, options.request.json);
+}
+
+void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,
+                  const std::string& name, const std::string& thing) {
+    const auto options = std::make_shared<UserTokenOptions>();
+    CLI::App* const command = app.add_subcommand(
+        name,
+        "Print " + thing +
+            " of the user who has signed in\n"
+            "A stored token is printed while it serves, and refreshed when it does not. Only "
+            "with --sign-in\nis the user asked; else oidcauth login does that. Standard output "
+            "carries nothing but the token.");
+    options->request.addTo(*command);
+    addJson(*command, options->request.json, "Print token, expiry and scopes as JSON");
+    command->add_flag("--sign-in", options->maySignIn,
+                      "Ask the user to sign in where that is needed");
+    options->signIn.addTo(*command);
+    command->callback(
+        [options, kind, &chosen] { chosen = [options, kind] { runUserToken(*options, kind); }; });
+}
+
+}  // namespace
+
+void addUserTokens(CLI::App& app, std::function<void()>& chosen) {
+    addUserToken(app, chosen, TokenKind::access, "token", "an access token");
+    addUserToken(app, chosen, TokenKind::id, "id-token", "the ID token");
+}
+
+}  // namespace tool
