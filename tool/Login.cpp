@@ -43,11 +43,11 @@ void runLogin(const LoginOptions& options) {
 
 void addLogin(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<LoginOptions>();
-    CLI::App* const command = app.add_subcommand("login",
-                                                 "Sign in as a user and store the tokens\n"
-                                                 "Nobody is asked while a stored token serves, or "
-                                                 "once it is refreshed. Otherwise the browser\n"
-                                                 "opens, and there are 90 s to sign in.");
+    CLI::App* const command = app.add_subcommand(
+        "login",
+        "Sign in as a user and store the tokens\n"
+        "Nobody is asked while a stored token serves, or once it is refreshed. Otherwise the\n"
+        "browser opens, and there are 90 s to sign in.");
     options->request.addTo(*command);
     addJson(*command, options->request.json, "Print what is stored now, as status --json does");
     options->signIn.addTo(*command);

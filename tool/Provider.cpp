@@ -112,24 +112,24 @@ value jsonOf(const std::vector<Check>& checks) {
     return report;
 }
 
-std::string section(const std::vector<Check>& checks, Use use, const char* title) {
-    std::string text = title + std::string(":\n");
+std::string section(const std::vector<Check>& checks, Use use, const std::string& title) {
+    std::string lines;
     for (const Check& check : checks) {
         if (check.use == use) {
-            text += standalone::redact(fmt::format("  {:<8} {}: needs {}; found {}",
-                                                   nameOf(check.result), check.name, check.needs,
-                                                   check.found)) +
-                    '\n';
+            lines += standalone::redact(fmt::format("  {:<8} {}: needs {}; found {}",
+                                                    nameOf(check.result), check.name, check.needs,
+                                                    check.found)) +
+                     '\n';
         }
     }
-    return text;
+    return lines.empty() ? "" : title + '\n' + lines;
 }
 
 std::string describe(const std::vector<Check>& checks) {
     const auto answer = [&checks](Use use) { return serves(checks, use) ? "yes" : "no"; };
-    return section(checks, Use::any, "In any case") +
-           section(checks, Use::login, "For people (login)") +
-           section(checks, Use::serviceToken, "For services (service-token)") +
+    return section(checks, Use::any, "In any case:") +
+           section(checks, Use::login, "For people (login):") +
+           section(checks, Use::serviceToken, "For services (service-token):") +
            fmt::format("\nPeople can sign in: {}\nServices get tokens: {}", answer(Use::login),
                        answer(Use::serviceToken));
 }
@@ -157,12 +157,10 @@ void addProvider(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "provider",
         "Check whether a provider can be used\n"
-        "Fetches its configuration and keys, and says check by check whether it offers what people "
-        "(login)\nand services (service-token) need. MISSING is what they cannot do without; what "
-        "is "
-        "advised may\nstill work without. Whether the client is registered, and whether access "
-        "tokens "
-        "are JWTs that\nname it, only a request for a token shows.");
+        "Fetches its configuration and keys, and says check by check whether it offers what\n"
+        "people (login) and services (service-token) need. MISSING is what they cannot do\n"
+        "without; what is advised may still work without. Whether the client is registered, and\n"
+        "whether access tokens are JWTs that name it, only a request for a token shows.");
     addConfigUrl(*command, options->configUrl, true);
     command->add_option("--scopes", options->scopes, "The scopes that will be asked for")
         ->envname("OIDCAUTH_SCOPES")

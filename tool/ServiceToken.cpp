@@ -40,8 +40,8 @@ void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "service-token",
         "Print an access token for a service\n"
-        "By the client credentials grant. A stored token is printed while it is valid; otherwise "
-        "the\nprovider is asked and the new token is stored. Standard output carries nothing but "
+        "By the client credentials grant. A stored token is printed while it is valid; otherwise\n"
+        "the provider is asked and the new token is stored. Standard output carries nothing but\n"
         "the token.");
     options->request.addTo(*command);
     addJson(*command, options->request.json, "Print token, expiry and scopes as JSON");

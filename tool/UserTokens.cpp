@@ -28,9 +28,9 @@ void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,
         name,
         "Print " + thing +
             " of the user who has signed in\n"
-            "A stored token is printed while it serves, and refreshed when it does not. Only "
-            "with --sign-in\nis the user asked; else oidcauth login does that. Standard output "
-            "carries nothing but the token.");
+            "A stored token is printed while it serves, and refreshed when it does not. Only with\n"
+            "--sign-in is the user asked; else oidcauth login does that. Standard output carries\n"
+            "nothing but the token.");
     options->request.addTo(*command);
     addJson(*command, options->request.json, "Print token, expiry and scopes as JSON");
     command->add_flag("--sign-in", options->maySignIn,
