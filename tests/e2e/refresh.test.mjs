@@ -1,42 +1,66 @@
 import assert from 'node:assert/strict';
+import { spawnSync } from 'node:child_process';
+import { readdirSync } from 'node:fs';
+import { join } from 'node:path';
 import test from 'node:test';
 import { setTimeout as delay } from 'node:timers/promises';
 
 import { App } from './support/command.mjs';
 import { startProvider } from './support/provider.mjs';
 
-// Long enough for all the processes of a test to find a fresh token in the store.
-const lifetime = 4;
-const provider = await startProvider(test, '--access-token-ttl', String(lifetime));
+// What comes with a sign-in is soon expired, what it is refreshed to lasts.
+const provider = await startProvider(test, '--first-token-ttl', '1', '--access-token-ttl', '3600');
 
 const asLongAsValid = ['--min-validity', '0'];
+const longerThanAny = ['--min-validity', '61'];
 
-async function untilExpired(app) {
+async function withExpiredToken(t) {
+    const app = await App.make(t, provider.configUrl);
+    assert.equal((await app.signIn()).code, 0);
     while (!JSON.parse(await app.succeed(['status', '--json'])).expired) {
         await delay(50);
     }
+    provider.requests();
+    return app;
 }
 
-test('eight processes refresh an expired token once', async (t) => {
-    const app = await App.make(t, provider.configUrl);
-    assert.equal((await app.signIn()).code, 0);
-    const old = await app.succeed(['token', ...asLongAsValid]);
-    await untilExpired(app);
-    provider.requests();
-
-    const started = Array.from({ length: 8 }, () => app.succeed(['token', ...asLongAsValid]));
+/// So many processes ask at once, and get the same token by one refresh.
+async function refreshOnce(app, count) {
+    const started = Array.from({ length: count }, () => app.succeed(['token', ...asLongAsValid]));
     const tokens = new Set(await Promise.all(started));
     assert.equal(tokens.size, 1);
-    assert.ok(!tokens.has(old));
     const asked = provider.requests().filter(({ path }) => path === '/token');
     assert.deepEqual(
         asked.map(({ grant_type, ok }) => `${grant_type} ${ok}`),
         ['refresh_token true'],
     );
+    return [...tokens][0];
+}
 
-    // With a margin that no token of this provider has, each is refreshed.
-    assert.match(await app.succeed(['login']), /^Still signed in, refreshed, as demo, /);
-    assert.notEqual(await app.succeed(['token']), [...tokens][0]);
+test('eight processes refresh an expired token once', async (t) => {
+    const app = await withExpiredToken(t);
+    const token = await refreshOnce(app, 8);
+
+    assert.match(await app.succeed(['login', ...longerThanAny]), /^Still signed in, refreshed, as demo, /);
+    assert.notEqual(await app.succeed(['token']), token);
+});
+
+test('a process that is killed while it refreshes leaves the token to the others', async (t) => {
+    const app = await withExpiredToken(t);
+    const folder = app.path('.local/state/oidcauth');
+    const lock = join(folder, readdirSync(folder).find((name) => name.endsWith('.lock')));
+    const isLocked = () => spawnSync('flock', ['--nonblock', lock, 'true']).status === 1;
+
+    provider.pause();
+    t.after(() => provider.resume());
+    const victim = app.start(['token', ...asLongAsValid]);
+    while (!isLocked()) {
+        await delay(20);
+    }
+    victim.kill('SIGKILL');
+    assert.equal((await victim.result).code, 'SIGKILL');
+    provider.resume();
+    await refreshOnce(app, 7);
 });
 
 test('a provider that is away is a network error, one that refuses calls for a sign-in', async (t) => {

@@ -33,6 +33,9 @@ export async function startProvider(t, ...options) {
     return {
         configUrl: line.replace(/^READY /, ''),
         stop,
+        /// It answers nobody until it goes on.
+        pause: () => child.kill('SIGSTOP'),
+        resume: () => child.kill('SIGCONT'),
         /// The entries of its log since the last call.
         requests() {
             const lines = readFileSync(log, 'utf8').split('\n').filter(Boolean);
