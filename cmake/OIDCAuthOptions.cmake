@@ -29,6 +29,11 @@ target_compile_options(oidcauth_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror>)
 # The HTTP library's macro U() does not go together with the headers of fmt and GoogleTest.
 target_compile_definitions(oidcauth_options INTERFACE _TURN_OFF_PLATFORM_STRING)
+if(CMAKE_UNITY_BUILD)
+    # A source that is included in another one looks like a header, whose private types it may show.
+    target_compile_options(oidcauth_options INTERFACE
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+endif()
 if(OIDCAUTH_SANITIZE)
     target_compile_options(oidcauth_options INTERFACE
         -fsanitize=${OIDCAUTH_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
