@@ -32,7 +32,6 @@ const IKeyring& loadKeyring() {
     void* const module = ::dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     void* const give = module == nullptr ? nullptr : ::dlsym(module, "oidcauthKeyring");
     if (give == nullptr) {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): the text is this thread's own
         throw TokenStoreError(std::string("no keyring can be used: ") + ::dlerror());
     }
     return *reinterpret_cast<decltype(&::oidcauthKeyring)>(give)();

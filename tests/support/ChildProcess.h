@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ public:
         EXPECT_EQ(::pipe2(m_pipe.data(), O_CLOEXEC), 0);
         m_process = ::fork();
         if (m_process == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // also when the test itself crashes
             int result = EXIT_FAILURE;
             try {
                 result = body(*this);
