@@ -1,4 +1,6 @@
 #include "host/standalone/FileTokenStore.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,12 +10,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <list>
 
 namespace fs = std::filesystem;
 
@@ -45,24 +47,8 @@ std::string errorOf(const std::function<void()>& action) {
     return noError;
 }
 
-/// Runs `body` in a process of its own, which ends with its result.
-pid_t start(const std::function<int()>& body) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        int result = 99;
-        try {
-            result = body();
-        } catch (...) {  // NOLINT(bugprone-empty-catch): the result tells
-        }
-        ::_exit(result);
-    }
-    return child;
-}
-
-int endOf(pid_t child) {
-    int status = 0;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    return status;
+int endOf(const std::function<int()>& body) {
+    return test::ChildProcess([&](const auto&) { return body(); }).end();
 }
 
 /// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
@@ -83,15 +69,6 @@ int writeBeyondLimit(const fs::path& file, bool dies) {
 
 class FileTokenStoreTest : public testing::Test {
 protected:
-    void SetUp() override {
-        auto name = (fs::temp_directory_path() / "token-store-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        m_base = name;
-        m_folder = m_base / "folder";
-        m_file = m_folder / "token";
-    }
-    void TearDown() override { fs::remove_all(m_base); }
-
     std::ptrdiff_t entries() const {
         return std::distance(fs::directory_iterator(m_folder), fs::directory_iterator());
     }
@@ -100,9 +77,10 @@ protected:
         ASSERT_EQ(::chmod(file.c_str(), mode), 0);
     }
 
-    fs::path m_base;
-    fs::path m_folder;
-    fs::path m_file;
+    const test::TemporaryFolder m_temporary;
+    const fs::path m_base = m_temporary.path();
+    const fs::path m_folder = m_base / "folder";
+    const fs::path m_file = m_folder / "token";
 };
 
 TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
@@ -223,7 +201,7 @@ TEST_F(FileTokenStoreTest, RemembersUntilRereadOrFailure) {
 TEST_F(FileTokenStoreTest, KeepsTheOldRecordWhenAWriteFails) {
     SecretFile secret(m_file);
     secret.write(recordOf(1));
-    EXPECT_EQ(endOf(start([&] { return writeBeyondLimit(m_file, false); })), 0);
+    EXPECT_EQ(endOf([&] { return writeBeyondLimit(m_file, false); }), 0);
     EXPECT_EQ(secret.read(true), recordOf(1));
     EXPECT_EQ(entries(), 1);
 }
@@ -232,7 +210,7 @@ TEST_F(FileTokenStoreTest, RemovesWhatDeadWritersLeft) {
     SecretFile secret(m_file);
     for (const bool byWriting : {true, false}) {
         secret.write(recordOf(1));
-        ASSERT_TRUE(WIFSIGNALED(endOf(start([&] { return writeBeyondLimit(m_file, true); }))));
+        ASSERT_TRUE(WIFSIGNALED(endOf([&] { return writeBeyondLimit(m_file, true); })));
         ASSERT_EQ(entries(), 2) << "the writer left no file behind";
         EXPECT_EQ(secret.read(true), recordOf(1));
         byWriting ? secret.write({1}) : secret.clear();
@@ -243,25 +221,17 @@ TEST_F(FileTokenStoreTest, RemovesWhatDeadWritersLeft) {
 TEST_F(FileTokenStoreTest, SurvivesKilledWriters) {
     constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
     for (std::size_t round = 0; round < 60; ++round) {
-        std::array<int, 2> written{};
-        ASSERT_EQ(::pipe(written.data()), 0);
-        const pid_t child = start([&] {
+        test::ChildProcess writer([&](const test::ChildProcess& self) -> int {
             SecretFile secret(m_file);
             for (std::size_t number = round;; ++number) {
                 secret.write(recordOf(number, scale));
-                if (::write(written[1], "", 1) != 1) {
-                    return 1;
-                }
+                self.tell();
             }
         });
-        char byte = 0;
         for (std::size_t count = 0; count < round % 3 + 1; ++count) {
-            ASSERT_EQ(::read(written[0], &byte, 1), 1);
+            ASSERT_TRUE(writer.told());
         }
-        ::kill(child, SIGKILL);
-        EXPECT_TRUE(WIFSIGNALED(endOf(child)));
-        ::close(written[0]);
-        ::close(written[1]);
+        writer.kill();
         ASSERT_TRUE(isWhole(SecretFile(m_file).read(true), scale)) << "round " << round;
     }
     SecretFile(m_file).write({1});
@@ -271,22 +241,22 @@ TEST_F(FileTokenStoreTest, SurvivesKilledWriters) {
 TEST_F(FileTokenStoreTest, ServesSeveralProcesses) {
     SecretFile secret(m_file);
     secret.write(recordOf(0));
-    std::array<pid_t, 3> writers{};
-    for (auto& writer : writers) {
-        writer = start([&] {
+    std::list<test::ChildProcess> writers;
+    for (int count = 0; count < 3; ++count) {
+        writers.emplace_back([&](const test::ChildProcess& self) {
             SecretFile own(m_file);
             for (std::size_t number = 0; number < 150; ++number) {
                 own.write(recordOf(number));
+                self.tell();
             }
             return 0;
         });
     }
-    for (const pid_t writer : writers) {
-        int status = 0;
-        while (::waitpid(writer, &status, WNOHANG) == 0) {
+    for (auto& writer : writers) {
+        while (writer.told()) {
             EXPECT_TRUE(isWhole(secret.read(true)));
         }
-        EXPECT_EQ(status, 0);
+        EXPECT_EQ(writer.end(), 0);
     }
     EXPECT_EQ(entries(), 1);
 }
