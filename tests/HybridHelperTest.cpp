@@ -33,7 +33,6 @@ using Concurrency::task;
 using test::LogLine;
 using ::testing::ElementsAre;
 
-constexpr auto patience = 10s;
 const std::string givingUp = "Giving up waiting for others to refresh the token.";
 
 /// A permit whose calls fail as a test wants it.
@@ -179,10 +178,10 @@ TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
     const std::vector<std::string> absent = {
         "2Stored token is invalid or does not exists.",
         "3Stored token is invalid or does not exists and auth was not requested."};
-    const std::string noToken = "user: unable to get token";
+    const std::string onlyTheUser = "user: unable to get token";
     const std::vector<Case> cases = {
-        {"other client", [](auto& record) { record.clientId = "Client"; }, absent, noToken},
-        {"scope missing", [](auto& record) { record.scopes = {"more"}; }, absent, noToken},
+        {"other client", [](auto& record) { record.clientId = "Client"; }, absent, onlyTheUser},
+        {"scope missing", [](auto& record) { record.scopes = {"more"}; }, absent, onlyTheUser},
         {"expired, not to be refreshed",
          [](auto& record) { record.refreshToken = ""; },
          {"3Stored token is expired and auth was not requested."},
@@ -393,7 +392,7 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
         const auto before = provider.requests(row.waitsAt).size();
         const auto hold = provider.hold(row.waitsAt);
         const auto request = ask(true, source.get_token());
-        ASSERT_TRUE(provider.waitForRequests(row.waitsAt, before + 1, patience)) << row.name;
+        ASSERT_TRUE(provider.waitForRequests(row.waitsAt, before + 1, 10s)) << row.name;
         source.cancel();
         EXPECT_EQ(failureOf(request), "cancelled") << row.name;
         EXPECT_TRUE(permitsAreFree()) << row.name;
@@ -423,7 +422,7 @@ TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
         requests.push_back(ask());
         helper.swap(second);
     }
-    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, patience));
+    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, 10s));
     hold.release();
     const COIDCToken first = requests.front().get();
     for (const auto& request : requests) {

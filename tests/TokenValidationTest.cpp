@@ -75,7 +75,7 @@ std::string nested(int levels) {
     return text + '0' + std::string(static_cast<std::size_t>(levels), '}');
 }
 
-const std::string badSignature = "failed to verify signature: VerifyFinal failed";
+const std::string wrongSignature = "failed to verify signature: VerifyFinal failed";
 const std::string badAlgorithm = "4 Algorithm is invalid/not supported.";
 const std::string unknownKey = "4 Unable to recognize key id.";
 const std::string wrongType = "claim type does not match expected type";
@@ -199,8 +199,8 @@ TEST_F(TokenValidation, ToleratesClocksThatDifferALittle) {
 TEST_F(TokenValidation, AcceptsNoOtherBitAndNoOtherKey) {
     configure();
     const SigningKey other = SigningKey::rsa(provider.signingKey().kid());
-    EXPECT_EQ(validate(token().signedBy(other)), badSignature);
-    EXPECT_EQ(validate(token().unsecured()), badSignature);
+    EXPECT_EQ(validate(token().signedBy(other)), wrongSignature);
+    EXPECT_EQ(validate(token().unsecured()), wrongSignature);
 
     TestToken symmetric = token();
     symmetric.setHeader("alg", R"("HS256")");
@@ -240,7 +240,7 @@ TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
          [&](auto& p) {
              p.setSigningKeys({other.withKid(key.kid()), key});
          },
-         badSignature, ""},
+         wrongSignature, ""},
         {"rotated away", [&](auto& p) { p.setSigningKeys({other}); }, "refused", unknownKey},
         {"a key without name before it",
          [&](auto& p) {
@@ -257,7 +257,7 @@ TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
         {"a certificate as text",
          [&](auto& p) { p.setKeyMember(0, "x5c", '"' + key.certificate() + '"'); }, "not an array",
          ""},
-        {"modulus of one byte", [&](auto& p) { p.setKeyMember(0, "n", R"("AQ")"); }, badSignature,
+        {"modulus of one byte", [&](auto& p) { p.setKeyMember(0, "n", R"("AQ")"); }, wrongSignature,
          ""},
         {"modulus that is no base64url", [&](auto& p) { p.setKeyMember(0, "n", R"("+/==")"); },
          "Invalid input: not within alphabet", ""},
