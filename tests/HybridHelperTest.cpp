@@ -412,6 +412,22 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
     EXPECT_TRUE(permitsAreFree());
 }
 
+TEST_F(HybridHelper, LeavesNothingRunningWhenCancelled) {
+    for (const Endpoint silent : {Endpoint::Discovery, Endpoint::Keys}) {
+        provider.neverAnswer(silent);
+        const cancellation_token_source source;
+        const auto before = provider.requests(silent).size();
+        const auto request = ask(true, source.get_token());
+        ASSERT_TRUE(provider.waitForRequests(silent, before + 1, 10s));
+        source.cancel();
+        EXPECT_EQ(failureOf(request), "cancelled");
+        log->takeLines();
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), 10s));
+        EXPECT_TRUE(log->lines().empty());
+        provider.reset();
+    }
+}
+
 TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
     store(expiredRecord());
     auto second = makeHelper(permit);
