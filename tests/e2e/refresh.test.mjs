@@ -8,8 +8,9 @@ import { setTimeout as delay } from 'node:timers/promises';
 import { App } from './support/command.mjs';
 import { startProvider } from './support/provider.mjs';
 
-// What comes with a sign-in is soon expired, what it is refreshed to lasts.
-const provider = await startProvider(test, '--first-token-ttl', '1', '--access-token-ttl', '3600');
+// What comes with a sign-in is soon expired, though not before it is validated; what it is refreshed to
+// lasts.
+const provider = await startProvider(test, '--first-token-ttl', '4', '--access-token-ttl', '3600');
 
 const asLongAsValid = ['--min-validity', '0'];
 const longerThanAny = ['--min-validity', '61'];
@@ -64,7 +65,7 @@ test('a process that is killed while it refreshes leaves the token to the others
 });
 
 test('a provider that is away is a network error, one that refuses calls for a sign-in', async (t) => {
-    const first = await startProvider(t, '--access-token-ttl', '1');
+    const first = await startProvider(t, '--access-token-ttl', '30');
     const app = await App.make(t, first.configUrl);
     assert.equal((await app.signIn()).code, 0);
     await first.stop();
