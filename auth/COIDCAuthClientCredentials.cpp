@@ -56,7 +56,7 @@ COIDCToken COIDCAuthClientCredentials::extractClientCredentialsToken(const web::
                                                                      const CString& scope) const {
     detail::requireBearer(answer, m_logger);
     const CString accessToken = detail::textMember(answer, _XPLATSTR("access_token"));
-    const int expiresIn = answer.at(_XPLATSTR("expires_in")).as_integer();
+    const int expiresIn = detail::expiresIn(answer);
     detail::log(m_logger, ELogLevel::Detail, L"Token requested successfully.");
     return {accessToken, CString(), CString(), detail::expiry(expiresIn), clientId, scope};
 }

@@ -270,7 +270,7 @@ COIDCToken COIDCAuthHybrid::extractToken(const web::json::value& answer, const C
     const CString refreshToken = answer.has_string_field(_XPLATSTR("refresh_token"))
                                      ? detail::textMember(answer, _XPLATSTR("refresh_token"))
                                      : CString();
-    const int expiresIn = answer.at(_XPLATSTR("expires_in")).as_integer();
+    const int expiresIn = detail::expiresIn(answer);
 
     const DecodedJwt decodedIdToken = detail::decodeJwt(idToken);
     if (!validateJwt(decodedIdToken) || !validateIdTokenClaims(decodedIdToken, clientId, {})) {

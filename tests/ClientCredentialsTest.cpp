@@ -9,6 +9,8 @@
 
 #include <chrono>
 #include <functional>
+#include <limits>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -61,15 +63,25 @@ TEST(ClientCredentials, MakesATokenOfTheAnswer) {
     provider.setMember(Endpoint::Token, "access_token", R"("opaque \u00e4")");
     provider.setMember(Endpoint::Token, "refresh_token", R"("not for services")");
     provider.setMember(Endpoint::Token, "scope", R"("other")");
-    for (const int seconds : {3600, 0, -60}) {
-        provider.setMember(Endpoint::Token, "expires_in", std::to_string(seconds));
+    const int lowest = std::numeric_limits<int>::min();
+    for (const auto& [text, seconds] : std::map<std::string, int>{{"3600", 3600},
+                                                                  {"0", 0},
+                                                                  {"-60", -60},
+                                                                  {"3.6e3", 3600},
+                                                                  {"2147483647.5", 2'147'483'647},
+                                                                  {"-2147483648.5", lowest},
+                                                                  {"2147483648.0", lowest},
+                                                                  {"1e999", lowest},
+                                                                  {"-1e999", lowest},
+                                                                  {"4294967297", 1}}) {
+        provider.setMember(Endpoint::Token, "expires_in", text);
         auto token = request(provider, nullptr, "secret", "b a");
         EXPECT_EQ(token.accessToken(), CString(L"opaque \u00E4"));
         EXPECT_TRUE(token.refreshToken().IsEmpty());
         EXPECT_TRUE(token.idToken().IsEmpty());
         EXPECT_EQ(token.clientId(), CString("client"));
         EXPECT_EQ(token.scopes(), CString("a b"));
-        EXPECT_EQ(token.expiresAt(), now + std::chrono::seconds(seconds));
+        EXPECT_EQ(token.expiresAt(), now + std::chrono::seconds(seconds)) << text;
     }
 }
 

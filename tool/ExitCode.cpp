@@ -38,6 +38,9 @@ constexpr std::array explanations{
 };
 
 Outcome explained(const std::string& text) {
+    if (text.empty()) {  // of the JWT library, whose only such exception this is
+        return {ExitCode::ProviderRefused, "a number in a token is out of range"};
+    }
     const auto* const known =
         std::find_if(explanations.begin(), explanations.end(), [&text](const Explanation& item) {
             return text.compare(0, item.beginning.size(), item.beginning) == 0;

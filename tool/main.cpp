@@ -1,3 +1,4 @@
+#include "host/standalone/LogSinks.h"
 #include "tool/Commands.h"
 #include "tool/ExitCode.h"
 
@@ -35,7 +36,8 @@ public:
 
 ExitCode report(const std::exception_ptr& failure) {
     const tool::Outcome outcome = tool::outcomeOf(failure);
-    std::cerr << "oidcauth: " << outcome.message << '\n';
+    // It can hold text of the provider, which must not control the terminal.
+    std::cerr << "oidcauth: " << standalone::redact(outcome.message) << '\n';
     return outcome.code;
 }
 

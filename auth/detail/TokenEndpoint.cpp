@@ -3,6 +3,7 @@
 #include "auth/detail/Clock.h"
 #include "auth/detail/Text.h"
 
+#include <limits>
 #include <utility>
 
 namespace auth::detail {
@@ -30,6 +31,17 @@ void requireBearer(const web::json::value& answer, const LoggerPtr& logger) {
     if (answer.at(_XPLATSTR("token_type")).as_string() != _XPLATSTR("Bearer")) {
         fail(logger, "invalid token type", L"Token type is not 'Bearer'.");
     }
+}
+
+int expiresIn(const web::json::value& answer) {
+    using Limits = std::numeric_limits<int>;
+    const web::json::number& seconds = answer.at(_XPLATSTR("expires_in")).as_number();
+    const double value = seconds.to_double();
+    // The conversion of such a double is undefined.
+    if (!seconds.is_integral() && !(value > Limits::min() - 1.0 && value < Limits::max() + 1.0)) {
+        return Limits::min();
+    }
+    return seconds.to_int32();
 }
 
 COIDCToken::TimePoint expiry(int expiresInSeconds) {

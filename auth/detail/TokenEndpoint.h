@@ -21,7 +21,11 @@ Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRe
 /// Throws unless the answer's token type is "Bearer", in just this case.
 void requireBearer(const web::json::value& answer, const LoggerPtr& logger);
 
-/// The moment that lies the answer's "expires_in" seconds from now.
+/// The answer's "expires_in", in seconds. Of a whole number the lower 32 bits count. One that is not
+/// whole is cut; beyond an integer it gives the lowest, so that the token counts as expired.
+int expiresIn(const web::json::value& answer);
+
+/// The moment that lies that many seconds from now.
 COIDCToken::TimePoint expiry(int expiresInSeconds);
 
 }  // namespace auth::detail

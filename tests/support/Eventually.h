@@ -5,10 +5,10 @@
 
 namespace test {
 
-/// Whether the condition comes to hold within ten seconds.
+/// Whether the condition comes to hold within that time.
 template <class Condition>
-bool eventually(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+bool eventually(Condition condition, std::chrono::seconds limit = std::chrono::seconds(10)) {
+    const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 
 namespace test {
 
@@ -11,6 +12,15 @@ public:
     ~HttpTimeout();
     HttpTimeout(const HttpTimeout&) = delete;
     HttpTimeout& operator=(const HttpTimeout&) = delete;
+};
+
+/// While it lives, the host trusts also the authority in this PEM file.
+class TrustedAuthority {
+public:
+    explicit TrustedAuthority(const std::filesystem::path& file);
+    ~TrustedAuthority();
+    TrustedAuthority(const TrustedAuthority&) = delete;
+    TrustedAuthority& operator=(const TrustedAuthority&) = delete;
 };
 
 }  // namespace test

@@ -1,0 +1,552 @@
+#include "auth/COIDCHelper.h"
+#include "testing/TestBrowser.h"
+#include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/MemoryStore.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/TestHost.h"
+#include "tests/support/TokenRecord.h"
+#include "tests/support/User.h"
+
+#include <cpprest/base_uri.h>
+#include <cpprest/http_client.h>
+#include <cpprest/json.h>
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+// Every request that the library makes, and the browser's to it, meets every fault. Whatever comes
+// of it: in time, with the stored token as it was, with both permits free, and with no thread or
+// descriptor left behind.
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::COIDCHelper;
+using auth::testing::CloseAt;
+using auth::testing::CloseBy;
+using auth::testing::Endpoint;
+using auth::testing::FormPost;
+using auth::testing::Framing;
+using auth::testing::ServerCertificate;
+using auth::testing::TestProvider;
+using auth::testing::TokenKind;
+using Concurrency::cancellation_token_source;
+using Concurrency::task;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr auto patience = 10s;
+/// Of exchanges that only the end of time ends.
+constexpr auto shortLimit = 300ms;
+
+enum class Operation { Service, SignIn, Refresh };
+
+/// One of an operation's requests.
+struct Asked {
+    const char* name;
+    Operation operation;
+    Endpoint endpoint;
+    const char* address;     // the member of the configuration that says where it goes
+    const char* refusal;     // what is said when the status is not 200
+    const char* nulRefusal;  // and when a text of the answer has a NUL, which JSON allows
+
+    bool atMostOnce() const {
+        return operation != Operation::Service && endpoint == Endpoint::Token;
+    }
+    friend std::ostream& operator<<(std::ostream& out, const Asked& asked) {
+        return out << asked.name;
+    }
+};
+
+/// What comes of a fault; a text that is one of these depends on the request.
+struct Outcome {
+    const char* kind;
+    const char* text;
+};
+constexpr auto* refusal = "(refusal)";
+constexpr auto* nulRefusal = "(NUL)";
+const Outcome accepted{"", ""};
+
+Outcome network(const char* text) {
+    return {"network: ", text};
+}
+Outcome json(const char* text) {
+    return {"JSON: ", text};
+}
+Outcome refused(const char* text) {
+    return {"", text};
+}
+
+std::size_t entriesOf(const char* folder) {
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+std::size_t descriptors() {
+    return entriesOf("/proc/self/fd");
+}
+std::size_t threads() {
+    return entriesOf("/proc/self/task");
+}
+
+/// How a request ended: "" or the kind of its exception and the text.
+template <class T>
+std::string endOf(const task<T>& request) {
+    try {
+        request.get();
+        return "";
+    } catch (const web::http::http_exception& failure) {
+        return std::string("network: ") + failure.what();
+    } catch (const web::json::json_exception& failure) {
+        return std::string("JSON: ") + failure.what();
+    } catch (const auth::RequiresUserAuthException& failure) {
+        return std::string("user: ") + failure.what();
+    } catch (const std::exception& failure) {
+        return *failure.what() == '\0' ? "without text" : failure.what();
+    } catch (...) {
+        return "something else";
+    }
+}
+
+/// An application, its user and its provider.
+class FaultMatrix : public ::testing::TestWithParam<Asked> {
+protected:
+    FaultMatrix() { prepare(Operation::SignIn); }
+
+    void prepare(Operation operation) {
+        provider.reset();
+        configUrl = provider.configUrl();
+        acts = [](const std::string& url) { auth::testing::signIn(url); };
+        content->bytes.clear();
+        if (operation == Operation::Refresh) {
+            test::TokenRecord record;
+            record.scopes = {"openid"};
+            record.refreshToken = provider.issueRefreshToken("client");
+            record.expiresAt = start - 1h;
+            content->bytes = record.bytes();
+        }
+        clock.freezeAt(start);
+        log->takeLines();
+    }
+
+    /// Sends the request elsewhere, with the path that it has.
+    void divert(const Asked& asked, const std::string& origin) {
+        const auto url = origin + provider.url(asked.endpoint).substr(provider.issuer().size());
+        if (asked.endpoint == Endpoint::Discovery) {
+            configUrl = url;
+        } else {
+            provider.setMember(Endpoint::Discovery, asked.address, '"' + url + '"');
+        }
+    }
+
+    /// Gives a text of the answer this JSON value.
+    void setText(const Asked& asked, const std::string& value) {
+        if (asked.endpoint == Endpoint::Keys) {
+            provider.setKeyMember(0, "kid", value);
+        } else {
+            const bool isToken = asked.endpoint == Endpoint::Token;
+            provider.setMember(asked.endpoint, isToken ? "access_token" : "issuer", value);
+        }
+    }
+
+    /// How the request ended; what does not end is cancelled.
+    template <class T>
+    static std::string endInTime(const task<T>& request, cancellation_token_source source) {
+        EXPECT_TRUE(test::eventually([&] { return request.is_done(); }, patience));
+        source.cancel();
+        return endOf(request);
+    }
+
+    /// How the operation ends, for one that refreshes without its user: the refresh.
+    std::string perform(Operation operation) {
+        const cancellation_token_source source;
+        const auto token = source.get_token();
+        if (operation == Operation::Service) {
+            return endInTime(helper->getAccessTokenClientCredentialsAsync(
+                                 configUrl.c_str(), "client", "secret", "openid", 0, token),
+                             source);
+        }
+        test::User user(acts);
+        helper->setBrowserOpener(user.opener());
+        const bool signsIn = operation == Operation::SignIn;
+        const auto request = helper->getOIDCTokenHybridAsync(configUrl.c_str(), "client", "openid",
+                                                             {redirectUrl}, 0, token, signsIn);
+        if (signsIn) {
+            return endInTime(request, source);
+        }
+        std::string reason;
+        EXPECT_TRUE(
+            test::eventually([&] { return request.is_done() || refreshFailed(reason); }, patience));
+        clock.freezeAt(start + 2s);
+        EXPECT_EQ(endInTime(request, source),
+                  reason.empty() ? "" : "user: unable to refresh token");
+        return reason;
+    }
+
+    bool refreshFailed(std::string& reason) const {
+        for (const test::LogLine& line : log->lines()) {
+            if (line.text.rfind("Failed to refresh token.", 0) == 0) {
+                reason = line.text;
+            }
+        }
+        return !reason.empty();
+    }
+
+    /// Makes what a process makes once. Gives the threads that there are.
+    std::size_t warmUp(Operation operation) {
+        prepare(operation);
+        EXPECT_EQ(perform(operation), "");
+        return threads();
+    }
+
+    /// Performs the operation and sees what it leaves behind.
+    std::string endWithoutTrace(Operation operation) {
+        const auto stored = content->bytes;
+        const auto before = descriptors();
+        const std::string end = perform(operation);
+        EXPECT_EQ(content->bytes == stored, !end.empty());
+        EXPECT_TRUE(COIDCHelper::getProcessExclusivePermit()->createLock()->tryLock());
+        EXPECT_TRUE(permit->createLock()->tryLock());
+        EXPECT_TRUE(test::eventually([&] { return descriptors() <= before; }));
+        return end;
+    }
+
+    /// Threads that have nothing to do end after ten seconds.
+    static bool threadsEnd(std::size_t usual) {
+        return test::eventually([&] { return threads() <= usual; }, 3 * patience);
+    }
+
+    /// Ahead of the provider's clock for as long as this may take.
+    const std::chrono::system_clock::time_point start = std::chrono::system_clock::now() + 10min;
+    test::TestClock clock;
+    TestProvider provider;
+    std::string configUrl;
+    const CString redirectUrl = test::freeRedirectUrl();
+    test::User::Acts acts;  // what they do with the page of the provider
+    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
+    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
+    std::shared_ptr<auth::IExclusivePermit> permit = COIDCHelper::makeExclusivePermit();
+    std::unique_ptr<COIDCHelper> helper = std::make_unique<COIDCHelper>(
+        std::make_unique<test::MemoryStore>(content), permit, test::CapturedLog::loggerTo(log));
+};
+
+const std::vector<Asked> requests = {
+    {"ConfigurationForAService", Operation::Service, Endpoint::Discovery, "",
+     "unable to retrieve configuration", ""},
+    {"ServiceToken", Operation::Service, Endpoint::Token, "token_endpoint",
+     "unable to retrieve token", ""},
+    {"Configuration", Operation::SignIn, Endpoint::Discovery, "",
+     "unable to retrieve server configuration", "auth code response validation failed"},
+    {"Keys", Operation::SignIn, Endpoint::Keys, "jwks_uri",
+     "unable to retrieve information from jwks endpoint", "auth code response validation failed"},
+    {"Code", Operation::SignIn, Endpoint::Token, "token_endpoint",
+     "unable to receive access token by auth code", "invalid token supplied"},
+    {"Refresh", Operation::Refresh, Endpoint::Token, "token_endpoint", "Failed to refresh token.",
+     "invalid token supplied"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, FaultMatrix, ::testing::ValuesIn(requests),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST_P(FaultMatrix, EndsEachFault) {
+    const Asked& asked = GetParam();
+    const Endpoint at = asked.endpoint;
+    TestProvider secure({true, "", ServerCertificate::Valid});
+    TestProvider expired({true, "", ServerCertificate::Expired});
+    TestProvider otherHost({true, "", ServerCertificate::OtherHost});
+    std::optional<test::TrustedAuthority> trusted;
+    std::optional<test::HttpTimeout> limit;
+
+    struct Fault {
+        std::string name;
+        std::function<void()> arrange;
+        Outcome outcome;
+    };
+    const auto elsewhere = [&](const std::string& origin) {
+        return [this, &asked, origin] { divert(asked, origin); };
+    };
+    const auto trusting = [&](const TestProvider& authority, const TestProvider& other) {
+        return [&, this] {
+            trusted.emplace(authority.authorityFile());
+            divert(asked, other.issuer());
+        };
+    };
+    const auto close = [&](CloseAt where, CloseBy by) {
+        return [this, at, where, by] { provider.closeConnection(at, where, by); };
+    };
+    const auto answer = [&](const std::string& headAndBody) {
+        return [this, at, headAndBody] {
+            provider.garbage(at,
+                             "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n" + headAndBody);
+        };
+    };
+    const auto type = [&](const std::string& value) {
+        return [this, at, value] { provider.setContentType(at, value); };
+    };
+    const auto document = [&](const std::string& body) {
+        return [this, at, body] { provider.setDocument(at, body); };
+    };
+    const auto text = [&](const std::string& value) {
+        return [this, &asked, value] { setText(asked, value); };
+    };
+    const auto number = [&](const std::string& value) {
+        return [this, at, value] { provider.setMember(at, "expires_in", value); };
+    };
+    const auto slowly = [&](auto fault) {
+        return [&, fault] {
+            limit.emplace(shortLimit);
+            fault();
+        };
+    };
+    const Outcome handshake = network("Error in SSL handshake");
+    const Outcome noHead = network("Failed to read HTTP status line");
+    const Outcome noBody = network("Failed to read response body");
+    const Outcome late = network("no complete response in time");
+    const Outcome badChunk = network("Invalid chunked response header");
+    const Outcome tooLarge = refused("response is too large");
+    const Outcome notJson = json("Syntax error");
+    const Outcome otherJson = json("not an object");
+
+    std::vector<Fault> faults = {
+        {"connection refused", elsewhere("http://127.0.0.1:1"),
+         network("Failed to connect to any resolved endpoint")},
+        {"no such host", elsewhere("http://host.invalid"), network("Error resolving address")},
+        {"expired certificate", trusting(expired, expired), handshake},
+        {"certificate of another host", trusting(otherHost, otherHost), handshake},
+        {"unknown authority", trusting(expired, secure), handshake},
+        {"no TLS", slowly(elsewhere("https://127.0.0.1:" + std::to_string(provider.port()))), late},
+        {"no answer", slowly([&] { provider.neverAnswer(at); }), late},
+        {"slow head", slowly([&] { provider.slowHead(at, 20ms); }), late},
+        {"slow body", slowly([&] { provider.slowBody(at, 20ms); }), late},
+        {"closed before the head", close(CloseAt::BeforeHead, CloseBy::End), noHead},
+        {"reset before the head", close(CloseAt::BeforeHead, CloseBy::Reset), noHead},
+        {"reset inside the head", close(CloseAt::InsideHead, CloseBy::Reset), noHead},
+        {"reset after the head", close(CloseAt::AfterHead, CloseBy::Reset), noBody},
+        {"cut body", [&] { provider.truncateBody(at, 10); }, noBody},
+        {"no HTTP", [&] { provider.garbage(at, "SSH-2.0-sshd\r\n\r\n"); },
+         network("Invalid HTTP status line")},
+        {"bad length", answer("Content-Length: -1\r\n\r\n{}"), tooLarge},
+        {"bad chunk", answer("Transfer-Encoding: chunked\r\n\r\nzz\r\n{}\r\n0\r\n\r\n"), badChunk},
+        {"chunk without end", answer("Transfer-Encoding: chunked\r\n\r\nFFFFFFFFFFFFFFFF\r\n{}"),
+         badChunk},
+        {"100 MB", [&] { provider.hugeBody(at, 100U << 20U, Framing::Chunked); }, tooLarge},
+        {"other type", type("text/html"), network("Incorrect Content-Type")},
+        {"other charset", type("application/json; charset=utf-16"), notJson},
+        {"unknown charset", type("application/json; charset=x"), network("Charset must be")},
+        {"gzip, not asked for",
+         [&] {
+             provider.setHeader(at, "Content-Encoding", "gzip");
+             provider.setDocument(at, {"\x1F\x8B\x08\0\0\0\0\0\x02\x03\xAB\xAE\x05\0\x43\xBF\xA6"
+                                       "\xA3\x02\0\0\0",
+                                       22});
+         },
+         notJson},
+        {"nothing", document(""), otherJson},
+        {"cut JSON", document(R"({"issuer": [1, )"), notJson},
+        {"a list", document("[1]"), otherJson},
+        {"null", document("null"), otherJson},
+        {"deep nesting", document(std::string(1'000'000, '[')), json("Nesting too deep")},
+        {"raw NUL", document({"{\"\0\": 1}", 9}), notJson},
+        {"NUL", text(R"("a\u0000b")"), refused(nulRefusal)},
+        {"half a surrogate", text(R"("\ud800")"), notJson},
+        {"invalid UTF-8", text("\"\xC3(\""),
+         at == Endpoint::Keys ? refused(nulRefusal) : refused("UTF-8 continuation byte")},
+        {"number beyond a double", number("1e999"), accepted},
+        {"number beyond an integer", number("99999999999"), accepted},
+    };
+    for (const unsigned status : {204U, 302U, 307U, 404U, 429U, 500U, 503U}) {
+        faults.push_back(
+            {"status " + std::to_string(status),
+             [this, at, status] { provider.redirect(at, status, provider.url(at) + "?again"); },
+             refused(refusal)});
+    }
+
+    const auto usualThreads = warmUp(asked.operation);
+    for (const Fault& fault : faults) {
+        SCOPED_TRACE(fault.name);
+        prepare(asked.operation);
+        fault.arrange();
+        const auto before = provider.requests(at).size();
+        const std::string end = endWithoutTrace(asked.operation);
+        EXPECT_LE(provider.requests(at).size() - before, asked.atMostOnce() ? 1U : 2U);
+        const std::string expected = fault.outcome.text == refusal      ? asked.refusal
+                                     : fault.outcome.text == nulRefusal ? asked.nulRefusal
+                                                                        : fault.outcome.text;
+        if (expected.empty()) {
+            EXPECT_EQ(end, "");
+        } else if (asked.operation == Operation::Refresh) {
+            EXPECT_THAT(end, HasSubstr(expected));
+        } else {
+            EXPECT_THAT(end, AllOf(StartsWith(fault.outcome.kind), HasSubstr(expected)));
+        }
+        limit.reset();
+        trusted.reset();
+    }
+    EXPECT_TRUE(threadsEnd(usualThreads));
+}
+
+using FaultsOfTheBrowser = FaultMatrix;
+
+TEST_F(FaultsOfTheBrowser, EndTheSignInOrNothing) {
+    using Acts = test::User::Acts;
+    struct Fault {
+        const char* name;
+        Acts acts;
+        std::string outcome;
+    };
+    const auto port = static_cast<unsigned short>(web::uri(redirectUrl.toUtf8()).port());
+    const std::string formType = "Content-Type: application/x-www-form-urlencoded\r\n";
+    const auto request = [](const std::string& line, const std::string& fields,
+                            const std::string& body) {
+        return line + " HTTP/1.1\r\nHost: app.test\r\n" + fields +
+               "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    };
+    const auto post = [&](const std::string& body) {
+        return request("POST /callback", formType, body);
+    };
+    const auto sends = [&](const std::string& bytes) -> Acts {
+        return [port, bytes](const std::string&) { test::RawPeer(port).exchange(bytes); };
+    };
+    const auto fields = [&](const std::string& added) -> Acts {
+        return [&request, port, added](const std::string& url) {
+            const std::string body = auth::testing::openPage(url).body;
+            test::RawPeer(port).exchange(request("POST /callback", added, body));
+        };
+    };
+    const auto behind = [&](const std::string& bytes) -> Acts {
+        return [port, bytes](const std::string& url) {
+            test::RawPeer(port).exchange(bytes);
+            auth::testing::signIn(url);
+        };
+    };
+    // The right answer comes behind one that breaks off, or stays open.
+    const auto brokenOff = [&](std::size_t missing, bool staysOpen) -> Acts {
+        return [&post, port, missing, staysOpen](const std::string& url) {
+            const FormPost form = auth::testing::openPage(url);
+            const std::string whole = post(form.body);
+            std::optional<test::RawPeer> peer(port);
+            peer->send(whole.substr(0, whole.size() - std::min(missing, whole.size())));
+            if (!staysOpen) {
+                peer.reset();
+            }
+            auth::testing::submit(form);
+        };
+    };
+    const auto answered = [&](auto change) -> Acts {
+        return [this, change](const std::string& url) {
+            change(provider);
+            auth::testing::signIn(url);
+        };
+    };
+    const auto member = [&](const char* name, const std::string& value) {
+        return answered([name, value](TestProvider& by) {
+            by.setMember(Endpoint::Authorization, name, value);
+        });
+    };
+    const auto claim = [&](const char* name, const std::string& value) {
+        return answered([name, value](TestProvider& by) {
+            by.setClaim(TokenKind::AuthorizationId, name, value);
+        });
+    };
+    const std::string noMatch = "request state does not match";
+    const std::string noCode = "no code in auth code response";
+    const std::string noCharset =
+        "Charset must be iso-8859-1, utf-8, utf-16, utf-16le, or utf-16be to be extracted.";
+    const std::vector<Fault> faults = {
+        {"gone at once", brokenOff(SIZE_MAX, false), ""},
+        {"gone inside the head", brokenOff(1500, false), ""},
+        {"gone inside the body", brokenOff(1, false), "request body is incomplete"},
+        {"silent from the start", brokenOff(SIZE_MAX, true), ""},
+        {"silent inside the body", brokenOff(1, true), ""},
+        {"byte by byte",
+         [&](const std::string& url) {
+             test::RawPeer peer(port);
+             for (const char byte : post(auth::testing::openPage(url).body)) {
+                 peer.send({byte});
+             }
+             peer.receive();
+         },
+         ""},
+        {"no HTTP", behind("\x16\x03\x01\x02\r\n\r\n"), ""},
+        {"bad length", behind("POST /callback HTTP/1.1\r\nContent-Length: -1\r\n\r\n"), ""},
+        {"GET", sends(request("GET /callback?code=a&id_token=b&state=c", "", "")),
+         "unexpexted listener request type"},
+        {"other path", sends(request("POST /Callback", formType, "code=a")),
+         "unexpexted listener uri"},
+        {"other type", fields("Content-Type: application/json\r\n"), ""},
+        {"no type", fields(""), noCode},
+        {"unknown charset", fields("Content-Type: text/plain; charset=x\r\n"), noCharset},
+        {"other charset", fields("Content-Type: text/plain; charset=utf-16\r\n"), noCode},
+        {"gzip, as it says", fields(formType + "Content-Encoding: gzip\r\n"), ""},
+        {"bad chunk",
+         sends("POST /callback HTTP/1.1\r\n" + formType +
+               "Transfer-Encoding: chunked\r\n\r\nzz\r\n"),
+         "request body is malformed"},
+        {"100 MB",
+         sends("POST /callback HTTP/1.1\r\n" + formType + "Content-Length: 104857600\r\n\r\ncode="),
+         "request body is too large"},
+        {"nothing", sends(post("")), noCode},
+        {"cut", sends(post("code=a&id_token=b")), "no state in auth code response"},
+        {"an error", answered([](TestProvider& by) {
+             by.removeMember(Endpoint::Authorization, "code");
+             by.setMember(Endpoint::Authorization, "error", "access_denied");
+         }),
+         noCode},
+        {"forged", sends(post("code=a&id_token=b&state=c")), noMatch},
+        {"NUL", member("state", std::string("a\0b", 3)), noMatch},
+        {"invalid UTF-8", sends(post("code=%FF&id_token=\xC3(&state=%ED%A0%80")), noMatch},
+        {"NUL in the code", member("code", std::string("a\0b", 3)),
+         "unable to receive access token by auth code"},
+        {"no JWT", member("id_token", "a.b.c"), "Invalid input: too much fill"},
+        {"deep nesting", claim("x", std::string(5000, '[') + std::string(5000, ']')),
+         "invalid json"},
+        {"number beyond a double", claim("exp", "1e999"), "without text"},
+        {"number beyond a date", claim("exp", "1e300"), ""},
+        {"text in place of a number", claim("exp", R"("soon")"), "std::bad_cast"},
+    };
+    const auto usualThreads = warmUp(Operation::SignIn);
+    for (const Fault& fault : faults) {
+        SCOPED_TRACE(fault.name);
+        prepare(Operation::SignIn);
+        acts = fault.acts;
+        EXPECT_EQ(endWithoutTrace(Operation::SignIn), fault.outcome);
+    }
+    EXPECT_TRUE(threadsEnd(usualThreads));
+}
+
+TEST_F(FaultsOfTheBrowser, DoNotOutlastTheTimeLimit) {
+    warmUp(Operation::SignIn);
+    prepare(Operation::SignIn);
+    acts = [](const std::string&) {};
+    std::atomic<bool> ended{false};
+    std::thread passingTime([&] {
+        EXPECT_TRUE(test::eventually([&, later = 0s]() mutable {
+            clock.freezeAt(start + (later += 1s));
+            return ended.load();
+        }));
+    });
+    const std::string end = endWithoutTrace(Operation::SignIn);
+    ended = true;
+    passingTime.join();
+    EXPECT_EQ(end, "unable to get auth code within specified timeframe");
+}
+
+}  // namespace
