@@ -2,6 +2,7 @@
 
 #include <cpprest/http_client.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -9,19 +10,27 @@ namespace platform {
 
 /// Lets a busy connection of an HTTP client be closed. Where the HTTP library closes it on the
 /// thread that cancels, while another may be reading from it, the process can crash: with this one
-/// comes after the other. A copy guards the same connections.
+/// comes after the other. And bounds what a peer can make that library keep in memory, which reads
+/// a head or a chunk to its end. A copy guards the same connections.
 ///
 /// Not every connection can be had before it is open: those to a further address of a host whose
 /// first one does not answer, and any but the first tunnel through a proxy, stay as the library
 /// makes them.
 class ConnectionGuard {
 public:
-    /// For the client of `origin` that is made of `config` afterwards.
-    ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config);
+    /// For the client of `origin` that is made of `config` afterwards. A connection that receives
+    /// more than `limit` bytes, heads and TLS included, is closed.
+    ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config,
+                    std::uint64_t limit);
 
     /// Calls `cancel` when nothing else happens on these connections: before it returns or soon
     /// afterwards, on any thread.
     void close(std::function<void()> cancel) const;
+
+    /// What was received so far no longer counts: a request begins.
+    void begin() const;
+    /// Whether the limit was exceeded since.
+    bool isFlooded() const;
 
 private:
     struct Impl;

@@ -328,6 +328,7 @@ TEST_P(FaultMatrix, EndsEachFault) {
     const Outcome notJson = json("Syntax error");
     const Outcome otherJson = json("not an object");
 
+    const std::string flood(std::size_t{40} << 20U, 'x');
     std::vector<Fault> faults = {
         {"connection refused", elsewhere("http://127.0.0.1:1"),
          network("Failed to connect to any resolved endpoint")},
@@ -350,6 +351,14 @@ TEST_P(FaultMatrix, EndsEachFault) {
         {"bad chunk", answer("Transfer-Encoding: chunked\r\n\r\nzz\r\n{}\r\n0\r\n\r\n"), badChunk},
         {"chunk without end", answer("Transfer-Encoding: chunked\r\n\r\nFFFFFFFFFFFFFFFF\r\n{}"),
          badChunk},
+        {"head without end", answer("X: " + flood), tooLarge},
+        {"large chunk", answer("Transfer-Encoding: chunked\r\n\r\n7FFFFFFF\r\n" + flood), tooLarge},
+        {"head without end, by TLS",
+         [&, this] {
+             trusting(secure, secure)();
+             secure.garbage(at, "HTTP/1.1 200 OK\r\nX: " + flood);
+         },
+         tooLarge},
         {"100 MB", [&] { provider.hugeBody(at, 100U << 20U, Framing::Chunked); }, tooLarge},
         {"other type", type("text/html"), network("Incorrect Content-Type")},
         {"other charset", type("application/json; charset=utf-16"), notJson},

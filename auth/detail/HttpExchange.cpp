@@ -7,6 +7,7 @@
 #include "platform/Timer.h"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -21,10 +22,14 @@ using web::http::client::http_client;
 
 // Discovery documents, key sets and token answers are a few kilobytes.
 constexpr utility::size64_t largestAnswer = utility::size64_t{1024} * 1024;
+// Of a connection in one exchange: with its head, what frames its chunks, and TLS.
+constexpr std::uint64_t largestIntake = 16 * largestAnswer;
+
+const char* const tooLarge = "response is too large";
 
 void checkSize(utility::size64_t bytes) {
     if (bytes > largestAnswer) {
-        throw Error("response is too large");
+        throw Error(tooLarge);
     }
 }
 
@@ -92,6 +97,7 @@ Concurrency::task<http_response> Exchange::start(std::chrono::milliseconds limit
             return outcome.get();
         },
         platform::inlined());
+    m_connections.begin();
     watch(limit);
     if (!m_abandoned) {
         attempt();
@@ -166,7 +172,9 @@ void Exchange::deliver(const Concurrency::task<http_response>& finished, bool se
             m_outcome.set(response);
         }
     } catch (...) {
-        if (sent || !repeat()) {
+        if (m_connections.isFlooded()) {
+            abandon(std::make_exception_ptr(Error(tooLarge)));
+        } else if (sent || !repeat()) {
             abandon(std::current_exception());
         }
     }
@@ -238,7 +246,7 @@ HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     // The client's own time-out starts anew with every piece of an answer. Ours comes first.
     config.set_timeout(2 * limit);
     const web::uri origin = target.authority();
-    const platform::ConnectionGuard connections(origin, config);
+    const platform::ConnectionGuard connections(origin, config, largestIntake);
     return {{origin, config}, connections, limit, false};
 }
 
