@@ -21,8 +21,8 @@ Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRe
 /// Throws unless the answer's token type is "Bearer", in just this case.
 void requireBearer(const web::json::value& answer, const LoggerPtr& logger);
 
-/// The answer's "expires_in", in seconds. Of a whole number the lower 32 bits count. One that is not
-/// whole is cut; beyond an integer it gives the lowest, so that the token counts as expired.
+/// The answer's "expires_in", in seconds. Of a whole number the lower 32 bits count. One that is
+/// not whole is cut; beyond an integer it gives the lowest, so that the token counts as expired.
 int expiresIn(const web::json::value& answer);
 
 /// The moment that lies that many seconds from now.
