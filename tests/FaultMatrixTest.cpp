@@ -37,6 +37,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using auth::COIDCHelper;
 using auth::testing::CloseAt;
 using auth::testing::CloseBy;
@@ -52,7 +53,6 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr auto patience = 10s;
 /// Of exchanges that only the end of time ends.
 constexpr auto shortLimit = 300ms;
 
@@ -172,7 +172,7 @@ protected:
                 clock.freezeAt(now += step);
                 return request.is_done();
             },
-            patience));
+            test::patience));
         source.cancel();
         return endOf(request);
     }
@@ -195,8 +195,8 @@ protected:
             return endInTime(request, source);
         }
         std::string reason;
-        EXPECT_TRUE(
-            test::eventually([&] { return request.is_done() || refreshFailed(reason); }, patience));
+        EXPECT_TRUE(test::eventually([&] { return request.is_done() || refreshFailed(reason); },
+                                     test::patience));
         step = 1s;  // over the pause behind a failed refresh
         EXPECT_EQ(endInTime(request, source),
                   reason.empty() ? "" : "user: unable to refresh token");
@@ -223,7 +223,7 @@ protected:
     std::string endWithoutTrace(Operation operation) {
         const auto stored = content->bytes;
         const auto before = descriptors();
-        const std::string end = perform(operation);
+        std::string end = perform(operation);
         EXPECT_EQ(content->bytes == stored, !end.empty());
         EXPECT_TRUE(COIDCHelper::getProcessExclusivePermit()->createLock()->tryLock());
         EXPECT_TRUE(permit->createLock()->tryLock());
@@ -233,7 +233,7 @@ protected:
 
     /// Threads that have nothing to do end after ten seconds.
     static bool threadsEnd(std::size_t usual) {
-        return test::eventually([&] { return threads() <= usual; }, 3 * patience);
+        return test::eventually([&] { return threads() <= usual; }, 3 * test::patience);
     }
 
     /// Ahead of the provider's clock for as long as this may take.
@@ -370,7 +370,7 @@ TEST_P(FaultMatrix, EndsEachFault) {
         {"a list", document("[1]"), otherJson},
         {"null", document("null"), otherJson},
         {"deep nesting", document(std::string(1'000'000, '[')), json("Nesting too deep")},
-        {"raw NUL", document({"{\"\0\": 1}", 9}), notJson},
+        {"raw NUL", document("{\"\0\": 1}"s), notJson},
         {"NUL", text(R"("a\u0000b")"), refused(nulRefusal)},
         {"half a surrogate", text(R"("\ud800")"), notJson},
         {"invalid UTF-8", text("\"\xC3(\""),

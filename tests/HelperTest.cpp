@@ -1,6 +1,7 @@
 #include "auth/COIDCHelper.h"
 #include "testing/TestProvider.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MemoryStore.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TestHost.h"
@@ -22,8 +23,6 @@ using auth::testing::Endpoint;
 using auth::testing::TestProvider;
 using Concurrency::cancellation_token;
 using Concurrency::cancellation_token_source;
-
-constexpr auto patience = 10s;
 
 /// A helper with a store in memory, at a provider of its own.
 class Helper : public ::testing::Test {
@@ -160,7 +159,7 @@ TEST_F(Helper, NeedNotBeAskedForTheOutcome) {
     // An exception that nobody observes would end the process.
     provider.setStatus(Endpoint::Token, 500);
     ask(*helper);
-    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, patience));
+    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, test::patience));
     EXPECT_THROW(ask(*helper).get(), std::exception);  // after the first one: they queue
 }
 
@@ -201,7 +200,7 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
         const auto before = provider.requests(waitsAt).size();
         const cancellation_token_source source;
         const auto first = ask(*helper, 0, source.get_token());
-        ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, patience));
+        ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, test::patience));
         std::vector<Concurrency::task<CString>> queued;
         queued.reserve(20);
         for (int i = 0; i < 20; ++i) {

@@ -1,5 +1,6 @@
 #include "auth/detail/HttpExchange.h"
 #include "testing/TestProvider.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TestHost.h"
 
 #include <boost/asio/io_context.hpp>
@@ -25,8 +26,6 @@ using auth::testing::Endpoint;
 using auth::testing::Framing;
 using auth::testing::TestProvider;
 using web::http::http_response;
-
-constexpr auto patience = 10s;
 
 HttpRequest to(const std::string& url) {
     return {utility::conversions::to_string_t(url), {}, {}};
@@ -75,7 +74,7 @@ TEST(HttpExchange, EndsEveryFaultInTime) {
     for (const Fault& fault : faults) {
         // Nothing but the end of time must end these before a busy machine comes to them.
         const bool ends = std::string(fault.text) != "in time";
-        const test::HttpTimeout limit(ends ? patience / 2 : 300ms);
+        const test::HttpTimeout limit(ends ? test::patience / 2 : 300ms);
         provider.reset();
         fault.arrange(provider);
         HttpExchange http;
@@ -86,8 +85,8 @@ TEST(HttpExchange, EndsEveryFaultInTime) {
         } catch (const std::exception& error) {
             EXPECT_THAT(error.what(), ::testing::HasSubstr(fault.text)) << fault.name;
         }
-        EXPECT_LT(std::chrono::steady_clock::now() - start, patience) << fault.name;
-        EXPECT_TRUE(provider.waitForClosed(provider.connections(), patience)) << fault.name;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, test::patience) << fault.name;
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), test::patience)) << fault.name;
     }
 }
 
@@ -107,7 +106,7 @@ TEST(HttpExchange, KeepsOneConnectionAndNoticesWhenItIsGone) {
 
     provider.closeAfterAnswer(Endpoint::Discovery);
     get(http, provider).get();
-    ASSERT_TRUE(provider.waitForClosed(1, patience));
+    ASSERT_TRUE(provider.waitForClosed(1, test::patience));
     provider.reset();
     get(http, provider).get();
     EXPECT_EQ(provider.connections(), 2U);
@@ -125,7 +124,7 @@ TEST(HttpExchange, PostsOnceThoughTheKeptConnectionIsGone) {
         HttpExchange http;
         provider.closeAfterAnswer(Endpoint::Discovery);
         get(http, provider).get();
-        ASSERT_TRUE(provider.waitForClosed(provider.connections(), patience));
+        ASSERT_TRUE(provider.waitForClosed(provider.connections(), test::patience));
         const auto answer =
             http.send(post, Concurrency::cancellation_token::none(), [](const http_response&) {});
         EXPECT_NO_THROW(answer.get());
@@ -142,10 +141,10 @@ TEST(HttpExchange, EndsAtOnceWhenCancelled) {
         const Concurrency::cancellation_token_source source;
         const auto received = provider.requests().size();
         const auto answer = get(http, provider, source.get_token());
-        ASSERT_TRUE(provider.waitForRequests(Endpoint::Discovery, received + 1, patience));
+        ASSERT_TRUE(provider.waitForRequests(Endpoint::Discovery, received + 1, test::patience));
         source.cancel();
         EXPECT_THROW(answer.get(), Concurrency::task_canceled);
-        EXPECT_TRUE(provider.waitForClosed(provider.connections(), patience));
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), test::patience));
     };
     cancelledDuring([&] { provider.neverAnswer(Endpoint::Discovery); });
     cancelledDuring([&] { provider.slowHead(Endpoint::Discovery, 20ms); });

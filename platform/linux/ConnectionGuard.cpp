@@ -73,7 +73,7 @@ public:
 
     template <class Property>
     auto query(const Property& property) const noexcept
-        -> decltype(net::query(std::declval<const Executor&>(), property)) {
+        -> std::remove_const_t<decltype(net::query(std::declval<const Executor&>(), property))> {
         return net::query(m_executor, property);
     }
     template <class Property>

@@ -5,9 +5,12 @@
 
 namespace test {
 
+/// What surely ends, and soon, has ended by then on any machine.
+constexpr auto patience = std::chrono::seconds(10);
+
 /// Whether the condition comes to hold within that time.
 template <class Condition>
-bool eventually(Condition condition, std::chrono::seconds limit = std::chrono::seconds(10)) {
+bool eventually(Condition condition, std::chrono::seconds limit = patience) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
