@@ -23,7 +23,7 @@ Answer goodDiscoveryDocument() {
         "scopes_supported": ["openid"],
         "response_types_supported": ["code id_token"],
         "response_modes_supported": ["form_post"],
-        "grant_types_supported": ["authorization_code", "refresh_token"],
+        "grant_types_supported": ["authorization_code", "refresh_token", "client_credentials"],
         "id_token_signing_alg_values_supported": ["RS256"]
     })";
     return answer;

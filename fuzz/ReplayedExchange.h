@@ -14,6 +14,9 @@ struct Answer {
     std::string body;
 };
 
+/// From the first call on, no task waits for another thread.
+void runTasksInline();
+
 /// The answers to the exchanges from here on, in their order. Exchanges are begun on one thread;
 /// one too many throws std::out_of_range.
 void replay(std::vector<Answer> answers);

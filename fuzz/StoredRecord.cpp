@@ -1,5 +1,6 @@
 #include "auth/COIDCToken.h"
 #include "fuzz/Documented.h"
+#include "fuzz/Require.h"
 #include "host/CMemoryArchive.h"
 
 #include <zlib.h>
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
@@ -78,9 +78,7 @@ void check(auth::COIDCToken token) {
                        again.refreshToken() == token.refreshToken() &&
                        again.idToken() == token.idToken() && again.clientId() == token.clientId() &&
                        again.expiresAt() == token.expiresAt() && again.scopes() == token.scopes();
-    if (!equal || store(again) != stored) {
-        std::abort();
-    }
+    fuzz::require(equal && store(again) == stored);
 }
 
 void tryRecord(const Bytes& record) {

@@ -2,8 +2,9 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/system/system_error.hpp>
 
-#include <memory>
+#include <random>
 #include <string>
 
 namespace test {
@@ -11,7 +12,9 @@ namespace test {
 /// A port of 127.0.0.1, taken while this lives.
 class TakenPort {
 public:
-    TakenPort() : m_acceptor(m_context, {boost::asio::ip::address_v4::loopback(), 0}) {}
+    /// Throws boost::system::system_error when another one has it. 0 is any.
+    explicit TakenPort(unsigned short port = 0)
+        : m_acceptor(m_context, {boost::asio::ip::address_v4::loopback(), port}) {}
 
     std::string url(const std::string& path = "/callback") const {
         return "http://127.0.0.1:" + std::to_string(m_acceptor.local_endpoint().port()) + path;
@@ -22,9 +25,19 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
 };
 
-/// A redirect URL on which nobody listens.
+/// A redirect URL on which nobody listens. Its port is none of those that the system chooses: there
+/// a connection of another test could take it before the listener does.
 inline std::string freeRedirectUrl() {
-    return TakenPort().url();
+    constexpr unsigned first = 10'000;
+    constexpr unsigned number = 20'000;
+    for (;;) {
+        try {
+            const auto port = first + std::random_device()() % number;
+            return TakenPort(static_cast<unsigned short>(port)).url();
+        } catch (const boost::system::system_error&) {  // NOLINT(bugprone-empty-catch)
+            // The next one is free.
+        }
+    }
 }
 
 }  // namespace test
