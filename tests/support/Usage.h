@@ -1,0 +1,59 @@
+#pragma once
+
+#include <malloc.h>
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+
+namespace test {
+
+/// What this process has of the system.
+struct Usage {
+    std::size_t residentKiB;
+    std::size_t heapKiB;  ///< in use; the allocator may hold more. 0 under a sanitizer
+    std::size_t threads;
+    std::size_t descriptors;
+};
+
+/// A number of /proc/self/status, such as "VmHWM:", the largest resident size so far in KiB.
+inline std::size_t processStatus(const std::string& name) {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        if (word == name) {
+            std::size_t number = 0;
+            status >> number;
+            return number;
+        }
+    }
+    return 0;
+}
+
+inline Usage usage() {
+    const auto entries = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    const auto open = static_cast<std::size_t>(entries) - 1;  // but for the folder itself
+    return {processStatus("VmRSS:"), ::mallinfo2().uordblks / 1024, processStatus("Threads:"),
+            open};
+}
+
+/// Whether no more threads and descriptors than before are there within `limit`: what is let go of
+/// ends a moment later, and idle threads after a while.
+inline bool settles(const Usage& before, std::chrono::seconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const Usage now = usage();
+        if (now.threads <= before.threads && now.descriptors <= before.descriptors) {
+            return true;
+        }
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+}  // namespace test

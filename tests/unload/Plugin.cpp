@@ -1,0 +1,57 @@
+// What an application loads and lets go of again: a plugin that gets its tokens by the library.
+
+#include "auth/COIDCHelper.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/MemoryStore.h"
+
+#include <exception>
+#include <memory>
+#include <string>
+
+namespace {
+
+using Concurrency::cancellation_token_source;
+
+bool isCancelled(const Concurrency::task<CString>& request) {
+    try {
+        request.get();
+        return false;
+    } catch (const Concurrency::task_canceled&) {
+        return true;
+    }
+}
+
+/// Whether the library served. What is left of the cancelled requests still runs behind it.
+bool use(const std::string& configUrl, const std::string& silentUrl) {
+    auth::COIDCHelper helper(
+        std::make_unique<test::MemoryStore>(std::make_shared<test::StoreContent>()),
+        auth::COIDCHelper::makeExclusivePermit(), nullptr);
+    const bool served =
+        !helper.getAccessTokenClientCredentials(configUrl, "client", "secret", "a b", 0).IsEmpty();
+
+    const cancellation_token_source inSignIn;
+    helper.setBrowserOpener([&](const CString& /*url*/) {
+        inSignIn.cancel();
+        return true;
+    });
+    const auto signIn = helper.getAccessTokenHybridAsync(
+        configUrl, "user", "openid", {test::freeRedirectUrl()}, 0, inSignIn.get_token(), true);
+    const bool signInEnded = isCancelled(signIn);
+
+    const cancellation_token_source inExchange;
+    const auto exchange = helper.getAccessTokenClientCredentialsAsync(
+        silentUrl, "other", "secret", "a b", 0, inExchange.get_token());
+    inExchange.cancel();
+    return isCancelled(exchange) && signInEnded && served;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) bool useLibrary(const char* configUrl,
+                                                                  const char* silentUrl) {
+    try {
+        return use(configUrl, silentUrl);
+    } catch (const std::exception&) {
+        return false;
+    }
+}
