@@ -111,7 +111,7 @@ public:
     bool waitForClosed(unsigned connection, std::chrono::milliseconds limit) const;
 
     /// `expires_in` of token answers, an hour at first. What answers to codes and refresh tokens
-    /// carry is a JWT; for client credentials it is a text without meaning.
+    /// carry is a JWT; for client credentials it is a text: "token-", the client, "-" and numbers.
     void setTokenLifetime(std::chrono::seconds lifetime);
     /// From now on only this client gets tokens, by Basic authentication or form fields; others get
     /// status 401 and `invalid_client`, and no sign-in. At first every client is accepted.

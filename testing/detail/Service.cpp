@@ -134,7 +134,7 @@ Content Service::tokenContent(const RecordedRequest& request) {
     const auto grantType = request.field("grant_type");
     std::optional<Members> members;
     if (grantType == "client_credentials") {
-        members = Members{{"access_token", quoted(unique("token"))}};
+        members = Members{{"access_token", quoted(unique("token-" + request.client().first))}};
     } else if (grantType == "authorization_code") {
         members = granted(grants.redeemCode(request));
     } else if (grantType == "refresh_token") {

@@ -1,0 +1,435 @@
+// Many requests of all kinds at once, and for long, to providers that fail in every way. Each has
+// to end as it may, and the process must not need more and more.
+
+#include "auth/COIDCHelper.h"
+#include "host/HttpProxyConfig.h"
+#include "testing/TestBrowser.h"
+#include "tests/load/Site.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/Usage.h"
+
+#include <cpprest/asyncrt_utils.h>
+#include <cpprest/json.h>
+
+#include <cstdlib>
+#include <exception>
+#include <future>
+#include <iomanip>
+#include <iostream>
+#include <list>
+#include <new>
+#include <optional>
+#include <system_error>
+
+// This program's own host: what is not answered ends soon.
+web::http::client::http_client_config get_http_proxy_config(const web::uri& /*target*/) {
+    web::http::client::http_client_config config;
+    config.set_timeout(std::chrono::seconds(2));
+    return config;
+}
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using load::Account;
+using load::below;
+using load::Site;
+
+/// Whoever waits for others waits long when these fail, but not for ever.
+constexpr auto longest = 5min;
+constexpr auto tokenLife = 2s;
+
+enum class Kind { Service, User, SignIn };
+
+std::string nameOf(Kind kind) {
+    return kind == Kind::Service ? "service" : kind == Kind::User ? "user" : "user, may sign in";
+}
+
+struct Helper {
+    std::shared_ptr<Account> account;
+    std::shared_ptr<auth::IExclusivePermit> permit;
+    std::unique_ptr<auth::COIDCHelper> helper;
+};
+
+Helper makeHelper(std::shared_ptr<Account> account,
+                  std::shared_ptr<auth::IExclusivePermit> permit) {
+    auto helper = std::make_unique<auth::COIDCHelper>(account->store(), permit, account->logger());
+    helper->setBrowserOpener([](const CString& url) {
+        auth::testing::signIn(url.toUtf8());
+        return true;
+    });
+    return {std::move(account), std::move(permit), std::move(helper)};
+}
+
+struct Request {
+    Kind kind;
+    CString client;
+    std::shared_ptr<Site> site;  // outlives it
+    auth::COIDCHelper& helper;
+    Clock::time_point begun = Clock::now();
+    std::optional<Clock::time_point> cancelAt = {};
+    Concurrency::cancellation_token_source source = {};
+    std::function<bool()> ended = {};
+    std::function<CString()> result = {};
+
+    void start(const std::vector<CString>& redirectUrls) {
+        const auto token = cancelAt ? source.get_token() : Concurrency::cancellation_token::none();
+        const auto task =
+            kind == Kind::Service
+                ? helper.getAccessTokenClientCredentialsAsync(site->configUrl(), client, "secret",
+                                                              "a b", 0, token)
+                : helper.getAccessTokenHybridAsync(site->configUrl(), client, "openid",
+                                                   redirectUrls, 0, token, kind == Kind::SignIn);
+        ended = [task] { return task.is_done(); };
+        result = [task] { return task.get(); };
+    }
+
+    /// On a thread of its own.
+    void startBlocking(const std::vector<CString>& redirectUrls) {
+        const auto pending = std::make_shared<std::future<CString>>(
+            std::async(std::launch::async, [this, redirectUrls] {
+                return kind == Kind::Service
+                           ? helper.getAccessTokenClientCredentials(site->configUrl(), client,
+                                                                    "secret", "a b", 0)
+                           : helper.getAccessTokenHybrid(site->configUrl(), client, "openid",
+                                                         redirectUrls, 0, kind == Kind::SignIn);
+            }));
+        ended = [pending] { return pending->wait_for(0s) == std::future_status::ready; };
+        result = [pending] { return pending->get(); };
+    }
+};
+
+std::string jwtPayload(const std::string& jwt) {
+    const auto begin = jwt.find('.') + 1;
+    std::string text = jwt.substr(begin, jwt.find('.', begin) - begin);
+    std::replace(text.begin(), text.end(), '-', '+');
+    std::replace(text.begin(), text.end(), '_', '/');
+    text.append((4 - text.size() % 4) % 4, '=');
+    const auto bytes = utility::conversions::from_base64(text);
+    return {bytes.begin(), bytes.end()};
+}
+
+bool isFor(const Request& request, const std::string& token) {
+    const std::string client = request.client.toUtf8();
+    return request.kind == Kind::Service
+               ? token.rfind("token-" + client + '-', 0) == 0
+               : jwtPayload(token).find(R"("client_id":")" + client + '"') != std::string::npos;
+}
+
+/// How the request ended, with "!" in front when it may not end so.
+std::string outcomeOf(const Request& request) {
+    try {
+        return isFor(request, request.result().toUtf8()) ? "token" : "! token of another client";
+    } catch (const Concurrency::task_canceled&) {
+        return request.cancelAt ? "cancelled" : "! cancelled by nobody";
+    } catch (const auth::RequiresUserAuthException& failure) {
+        return std::string(request.kind == Kind::User ? "" : "! ") + failure.what();
+    } catch (const web::http::http_exception& failure) {
+        return std::string("HTTP: ") + failure.what();
+    } catch (const web::json::json_exception& failure) {
+        return std::string("JSON: ") + failure.what();
+    } catch (const std::system_error& failure) {
+        // The token library has such ones, too, with codes of its own.
+        const auto& category = failure.code().category();
+        const bool ofSystem =
+            category == std::system_category() || category == std::generic_category();
+        return std::string(ofSystem ? "! system: " : "") + failure.what();
+    } catch (const std::bad_alloc&) {
+        return "! out of memory";
+    } catch (const std::exception& failure) {
+        return failure.what();
+    } catch (...) {
+        return "! something else";
+    }
+}
+
+/// Comes due once in a period.
+class Pulse {
+public:
+    explicit Pulse(Clock::duration period) : m_period(period) {}
+
+    bool due() {
+        const auto now = Clock::now();
+        if (now < m_next) {
+            return false;
+        }
+        m_next = now + m_period;
+        return true;
+    }
+
+private:
+    const Clock::duration m_period;
+    Clock::time_point m_next = Clock::now() + m_period;
+};
+
+class Load {
+public:
+    explicit Load(std::uint64_t seed) : m_random(seed) {
+        for (std::size_t i = 0; i < 25; ++i) {
+            m_services.push_back(
+                makeHelper(std::make_shared<Account>("service-" + std::to_string(i)),
+                           auth::COIDCHelper::makeExclusivePermit()));
+            // Some have their account and their permit in common.
+            if (i % 5 == 4) {
+                m_users.push_back(makeHelper(m_userAccounts.back(), m_users.back().permit));
+                continue;
+            }
+            m_userAccounts.push_back(std::make_shared<Account>("user-" + std::to_string(i)));
+            m_users.push_back(
+                makeHelper(m_userAccounts.back(), auth::COIDCHelper::makeExclusivePermit()));
+        }
+        openSites();
+    }
+
+    /// A few requests, one after the other, to providers that answer as yet.
+    void warmUp() {
+        for (int i = 0; i < 30; ++i) {
+            begin();
+            finish();
+        }
+        m_faulty = true;
+    }
+
+    void burst(std::size_t requests) {
+        for (const auto& account : m_userAccounts) {
+            reseed(*account);
+        }
+        for (std::size_t i = 0; i < requests; ++i) {
+            begin();
+        }
+        finish();
+    }
+
+    /// Gives what the process had meanwhile.
+    std::vector<test::Usage> soak(Clock::duration length) {
+        constexpr std::size_t samples = 300;
+        constexpr std::size_t mostAtOnce = 200;
+        std::vector<test::Usage> result;
+        Pulse request(5ms);
+        Pulse seed(100ms);
+        Pulse site(5s);
+        Pulse sample(length / samples);
+        for (const auto end = Clock::now() + length; Clock::now() < end; tick()) {
+            if (request.due() && m_running.size() < mostAtOnce) {
+                begin();
+            }
+            if (seed.due()) {
+                reseed(*m_userAccounts.at(below(m_userAccounts.size(), m_random)));
+            }
+            if (site.due()) {
+                openSites();
+            }
+            if (sample.due()) {
+                result.push_back(test::usage());
+            }
+        }
+        finish();
+        return result;
+    }
+
+    /// Tells what became of the requests since the last report, and whether nothing was wrong.
+    bool report() {
+        openSites();  // so that the last ones have told what they received
+        const auto tell = [](auto& counts, const char* prefix) {
+            for (const auto& [name, count] : counts) {
+                std::cout << std::setw(8) << count << "  " << prefix << name << '\n';
+            }
+            counts.clear();
+        };
+        tell(m_outcomes, "");
+        tell(*m_grants, "received by the providers: ");
+        for (const auto& account : m_userAccounts) {
+            for (const std::string& fault : account->takeFaults()) {
+                std::cout << "WRONG: refresh token " << fault << '\n';
+                m_wrong = true;
+            }
+        }
+        return !m_wrong;
+    }
+
+private:
+    /// New providers, since they keep what they receive. All users have signed in there.
+    void openSites() {
+        m_serviceSite = std::make_shared<Site>(Site::Accounts(), m_grants);
+        m_userSite = std::make_shared<Site>(m_userAccounts, m_grants);
+        for (const auto& site : {m_serviceSite, m_userSite}) {
+            site->setTokenLifetime(tokenLife);
+        }
+        for (const auto& account : m_userAccounts) {
+            m_userSite->seed(*account, tokenLife);
+        }
+    }
+
+    /// As another program does: the user has a token that serves, one to be refreshed, or none.
+    void reseed(Account& account) {
+        const std::size_t choice = below(20, m_random);
+        choice == 0 ? account.put({}) : m_userSite->seed(account, choice < 10 ? tokenLife : 0s);
+    }
+
+    void begin() {
+        const std::size_t choice = below(100, m_random);
+        const Kind kind = choice < 70 ? Kind::Service : choice < 85 ? Kind::User : Kind::SignIn;
+        const auto& helpers = kind == Kind::Service ? m_services : m_users;
+        const Helper& chosen = helpers.at(below(helpers.size(), m_random));
+        const bool second = kind == Kind::Service && below(2, m_random) == 0;
+        Request& request = m_running.emplace_back(
+            Request{kind, chosen.account->client() + (second ? "-too" : ""),
+                    kind == Kind::Service ? m_serviceSite : m_userSite, *chosen.helper});
+        const std::size_t manner = below(100, m_random);
+        if (manner < 15) {
+            request.cancelAt = request.begun + std::chrono::milliseconds(below(1000, m_random));
+        }
+        manner >= 95 ? request.startBlocking(m_redirectUrls) : request.start(m_redirectUrls);
+    }
+
+    void finish() {
+        while (!m_running.empty()) {
+            tick();
+        }
+    }
+
+    void tick() {
+        const auto now = Clock::now();
+        for (auto request = m_running.begin(); request != m_running.end();) {
+            if (request->ended()) {
+                count(*request);
+                request = m_running.erase(request);
+                continue;
+            }
+            if (request->cancelAt && now >= *request->cancelAt) {
+                request->source.cancel();
+            }
+            if (now > request->begun + longest) {
+                std::cout << "WRONG: a request does not end: " << nameOf(request->kind)
+                          << std::endl;
+                std::_Exit(EXIT_FAILURE);  // the helpers cannot be destroyed
+            }
+            ++request;
+        }
+        if (m_faulty && m_serviceFault.due()) {
+            m_serviceSite->changeFault(m_random);
+        }
+        // All users wait while a failed refresh of one pauses.
+        if (m_faulty && m_userFault.due()) {
+            m_userSite->changeFault(m_random);
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+
+    void count(const Request& request) {
+        const std::string outcome = outcomeOf(request);
+        m_wrong = m_wrong || outcome.front() == '!';
+        ++m_outcomes[nameOf(request.kind) + ": " + outcome];
+    }
+
+    load::Random m_random;
+    std::vector<Helper> m_services;
+    Site::Accounts m_userAccounts;
+    std::vector<Helper> m_users;
+    const std::vector<CString> m_redirectUrls{test::freeRedirectUrl(), test::freeRedirectUrl()};
+    const std::shared_ptr<Site::Grants> m_grants = std::make_shared<Site::Grants>();
+    std::shared_ptr<Site> m_serviceSite;
+    std::shared_ptr<Site> m_userSite;
+    bool m_faulty = false;
+    Pulse m_serviceFault{50ms};
+    Pulse m_userFault{1s};
+    std::list<Request> m_running;
+    std::map<std::string, std::size_t> m_outcomes;
+    bool m_wrong = false;
+};
+
+/// Tells what the process had in each fifth of the time, as medians, since requests come and go,
+/// and compares the last fifth with the second one: in the first one caches fill. Judges nothing of
+/// less than a minute, since threads that have nothing to do stay for ten seconds.
+bool isFlat(const std::vector<test::Usage>& samples, bool isLong) {
+    struct Row {
+        const char* name;
+        std::size_t test::Usage::*figure;
+        std::size_t slack;
+    };
+    const auto median = [&](std::size_t test::Usage::*figure, std::size_t fifth) {
+        std::vector<std::size_t> values;
+        for (std::size_t i = fifth * samples.size() / 5; i < (fifth + 1) * samples.size() / 5;
+             ++i) {
+            values.push_back(samples.at(i).*figure);
+        }
+        const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+        std::nth_element(values.begin(), middle, values.end());
+        return *middle;
+    };
+    bool flat = true;
+    for (const Row& row :
+         {Row{"resident KiB", &test::Usage::residentKiB, 4096},
+          Row{"heap KiB", &test::Usage::heapKiB, 2048}, Row{"threads", &test::Usage::threads, 20},
+          Row{"descriptors", &test::Usage::descriptors, 20}}) {
+        std::cout << std::setw(12) << row.name;
+        for (std::size_t fifth = 0; fifth < 5; ++fifth) {
+            std::cout << std::setw(9) << median(row.figure, fifth);
+        }
+        const auto before = median(row.figure, 1);
+        const bool grew = isLong && median(row.figure, 4) > before + before / 10 + row.slack;
+        std::cout << (grew ? "  WRONG: grows\n" : "\n");
+        flat = flat && !grew;
+    }
+    return flat;
+}
+
+struct Options {
+    std::uint64_t seed = std::random_device()();
+    std::size_t requests = 1000;
+    double minutes = 0;
+};
+
+Options parse(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string name = argv[i];
+        const std::string value = argv[i + 1];
+        if (name == "--seed") {
+            options.seed = std::stoull(value);
+        } else if (name == "--requests") {
+            options.requests = std::stoul(value);
+        } else if (name == "--minutes") {
+            options.minutes = std::stod(value);
+        }
+    }
+    return options;
+}
+
+double secondsSince(Clock::time_point begin) {
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const Options options = parse(argc, argv);
+    std::cout << "--seed " << options.seed << '\n' << std::fixed << std::setprecision(1);
+    Load load(options.seed);
+    load.warmUp();
+    bool right = load.report();
+    const test::Usage before = test::usage();
+
+    if (options.minutes > 0) {
+        const auto length = std::chrono::duration<double>(60 * options.minutes);
+        const auto samples = load.soak(std::chrono::duration_cast<Clock::duration>(length));
+        right = isFlat(samples, options.minutes >= 1) && right;
+        right = load.report() && right;
+    }
+    auto begin = Clock::now();
+    load.burst(options.requests);
+    std::cout << options.requests << " requests in " << secondsSince(begin) << " s\n";
+    right = load.report() && right;
+
+    begin = Clock::now();
+    const test::Usage most = test::usage();
+    const bool settled = test::settles(before, 30s);
+    const test::Usage after = test::usage();
+    std::cout << "peak memory " << test::processStatus("VmHWM:") << " KiB; threads "
+              << before.threads << ", " << most.threads << ", " << after.threads
+              << " and descriptors " << before.descriptors << ", " << most.descriptors << ", "
+              << after.descriptors << ": before, at the end, and " << secondsSince(begin)
+              << " s later\n";
+    return right && settled ? EXIT_SUCCESS : EXIT_FAILURE;
+}

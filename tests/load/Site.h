@@ -1,0 +1,113 @@
+#pragma once
+
+#include "testing/TestProvider.h"
+#include "tests/load/Account.h"
+#include "tests/support/TokenRecord.h"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace load {
+
+using Random = std::mt19937_64;
+
+inline std::size_t below(std::size_t end, Random& random) {
+    return std::uniform_int_distribution<std::size_t>(0, end - 1)(random);
+}
+
+/// A provider for some accounts. Its faults come and go at random, each for a few answers.
+class Site {
+public:
+    using Accounts = std::vector<std::shared_ptr<Account>>;
+    /// Requests that got an answer, by grant type.
+    using Grants = std::map<std::string, std::size_t>;
+
+    Site(Accounts accounts, std::shared_ptr<Grants> grants)
+        : m_accounts(std::move(accounts)), m_grants(std::move(grants)) {}
+    ~Site() {
+        using auth::testing::Endpoint;
+        for (const auto& request : m_provider.requests(Endpoint::Token)) {
+            ++(*m_grants)[request.field("grant_type")];
+            const std::string refreshToken = request.field("refresh_token");
+            for (const auto& account : m_accounts) {
+                if (!refreshToken.empty() && account->client() == request.client().first) {
+                    account->arrived(refreshToken);
+                }
+            }
+        }
+    }
+    Site(const Site&) = delete;
+    Site& operator=(const Site&) = delete;
+
+    CString configUrl() const { return {m_provider.configUrl()}; }
+
+    void setTokenLifetime(std::chrono::seconds lifetime) { m_provider.setTokenLifetime(lifetime); }
+
+    /// Gives the account a token of this provider that has yet to live for `life`.
+    void seed(Account& account, std::chrono::seconds life) {
+        test::TokenRecord record;
+        record.clientId = account.client();
+        record.scopes = {"openid"};
+        record.accessToken = m_provider.token(auth::testing::TokenKind::Access, account.client())
+                                 .signedBy(m_provider.signingKey());
+        record.refreshToken = m_provider.issueRefreshToken(account.client());
+        record.expiresAt = std::chrono::system_clock::now() + life;
+        account.put(record.bytes());
+    }
+
+    void changeFault(Random& random) {
+        using auth::testing::CloseAt;
+        using auth::testing::CloseBy;
+        using auth::testing::Endpoint;
+        using auth::testing::Framing;
+        using auth::testing::TokenKind;
+        using Fault = void (*)(auth::testing::TestProvider&, Endpoint);
+        static const std::array<Fault, 18> faults{{
+            [](auto& site, auto at) { site.reset(at); },
+            [](auto& site, auto at) { site.setStatus(at, 503); },
+            [](auto& site, auto at) { site.setStatus(at, 400); },
+            [](auto& site, auto at) { site.redirect(at, 302, site.url(at)); },
+            [](auto& site, auto at) { site.setDocument(at, "[]"); },
+            [](auto& site, auto at) { site.garbage(at, "no HTTP\r\n\r\n"); },
+            [](auto& site, auto at) { site.truncateBody(at, 20); },
+            [](auto& site, auto at) { site.neverAnswer(at); },
+            [](auto& site, auto at) { site.closeAfterAnswer(at); },
+            [](auto& site, auto at) {
+                site.closeConnection(at, CloseAt::BeforeHead, CloseBy::End);
+            },
+            [](auto& site, auto at) {
+                site.closeConnection(at, CloseAt::BeforeHead, CloseBy::Reset);
+            },
+            [](auto& site, auto at) {
+                site.closeConnection(at, CloseAt::InsideHead, CloseBy::Reset);
+            },
+            [](auto& site, auto at) { site.closeConnection(at, CloseAt::AfterHead, CloseBy::End); },
+            [](auto& site, auto at) { site.slowHead(at, std::chrono::milliseconds(1)); },
+            [](auto& site, auto at) { site.slowBody(at, std::chrono::milliseconds(1)); },
+            [](auto& site, auto at) { site.hugeBody(at, 2U << 20U, Framing::Chunked); },
+            [](auto& site, auto /*at*/) { site.setClaim(TokenKind::Access, "client_id", "\"\""); },
+            [](auto& site, auto /*at*/) { site.setClaim(TokenKind::AuthorizationId, "exp", "1"); },
+        }};
+        constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token};
+        const Endpoint endpoint = endpoints.at(below(endpoints.size(), random));
+        m_provider.reset();
+        faults.at(below(faults.size(), random))(m_provider, endpoint);
+        m_provider.resetAfter(endpoint, static_cast<unsigned>(1 + below(3, random)));
+    }
+    void calm() { m_provider.reset(); }
+
+private:
+    auth::testing::TestProvider m_provider;
+    const Accounts m_accounts;
+    const std::shared_ptr<Grants> m_grants;
+};
+
+}  // namespace load
