@@ -237,7 +237,8 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::refreshTokenAsync(
             try {
                 return refreshed.get();
             } catch (const RefreshRefused& refusal) {
-                // Made last, where nothing can come between it and who waits for the task.
+                // A pointer is how a refusal is told. Made last, where nothing can come between it
+                // and who waits for the task.
                 std::exception* const owned = new detail::Error(refusal);
                 // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
                 throw owned;

@@ -76,6 +76,7 @@ void logFailedRefresh(const detail::LoggerPtr& logger) {
     } catch (const std::exception& error) {
         detail::log(logger, ELogLevel::Warning, L"Failed to refresh token. Reason: %s.",
                     error.what());
+        // A refusal comes as a pointer.
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
     } catch (const std::exception* refusal) {
         const std::unique_ptr<const std::exception> owned(refusal);

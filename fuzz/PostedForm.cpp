@@ -5,7 +5,6 @@
 
 #include <cpprest/http_msg.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>

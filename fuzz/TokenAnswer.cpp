@@ -89,13 +89,15 @@ public:
         return m_values.count(name) == 0 || anyOf(name, isOther);
     }
 
-    /// What does not fit into 32 bits the HTTP library cuts, to anything.
+    /// Of a whole number that does not fit into 32 bits the low ones are left.
     bool say(const char* name, std::chrono::seconds duration) const {
         return anyOf(name, [&](const picojson::value& value) {
+            using Limits = std::numeric_limits<int>;
             const double number = value.is<double>() ? std::trunc(value.get<double>()) : 0.5;
-            return number == std::chrono::duration<double>(duration).count() ||
-                   number > std::numeric_limits<int>::max() ||
-                   number < std::numeric_limits<int>::min();
+            const bool fits = number <= Limits::max() && number >= Limits::min();
+            const bool isWhole = std::abs(number) < std::ldexp(1.0, 64);
+            return fits ? number == std::chrono::duration<double>(duration).count()
+                        : isWhole || duration.count() == Limits::min();
         });
     }
 

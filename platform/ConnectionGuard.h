@@ -18,8 +18,9 @@ namespace platform {
 /// makes them.
 class ConnectionGuard {
 public:
-    /// For the client of `origin` that is made of `config` afterwards. A connection that receives
-    /// more than `limit` bytes, heads and TLS included, is closed.
+    /// For the client of `origin` that is made of `config` afterwards. Its connections together may
+    /// receive `limit` bytes from one begin() to the next, heads and TLS included; the one that
+    /// exceeds them is closed.
     ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config,
                     std::uint64_t limit);
 

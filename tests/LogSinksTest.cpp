@@ -80,7 +80,7 @@ TEST(LogSinks, HidesSecrets) {
 TEST(LogSinks, EscapesWhatControlsATerminal) {
     expectRedacted({
         {"a\nb\r\tc\x1b[31m\x7f\0d"sv, R"(a\nb\x0d\x09c\x1b[31m\x7f\x00d)"},
-        // NOLINTNEXTLINE(misc-misleading-bidirectional)
+        // NOLINTNEXTLINE(misc-misleading-bidirectional): what misleads is what this is about
         {"\u009b31m \u0085 \u2028 \u202e \u2066 \u200f",
          R"(\u009b31m \u0085 \u2028 \u202e \u2066 \u200f)"},
         {"\x9b\xc3 \xed\xa0\x80 \xf0\x9f", R"(\x9b\xc3 \xed\xa0\x80 \xf0\x9f)"},

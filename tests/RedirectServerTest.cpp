@@ -1,16 +1,15 @@
 #include "platform/RedirectServer.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/RawPeer.h"
+#include "tests/support/Usage.h"
 
 #include <cpprest/base_uri.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
 #include <functional>
 #include <future>
-#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -143,9 +142,6 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerThatNobodyTakes) {
 }
 
 TEST(RedirectServer, LeavesNothingBehind) {
-    const auto count = [](const char* folder) {
-        return std::distance(std::filesystem::directory_iterator(folder), {});
-    };
     const auto round = [port = freePort()] {
         Handler handler;
         const RedirectServer server(urlOf("localhost", port), handler);
@@ -155,13 +151,13 @@ TEST(RedirectServer, LeavesNothingBehind) {
         EXPECT_NE(RawPeer(port).exchange(get), "");
     };
     round();
-    const auto descriptors = count("/proc/self/fd");
-    const auto threads = count("/proc/self/task");
+    const auto before = test::usage();
     for (int i = 0; i < 20; ++i) {
         round();
     }
-    EXPECT_EQ(count("/proc/self/fd"), descriptors);
-    EXPECT_EQ(count("/proc/self/task"), threads);
+    const auto after = test::usage();
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_EQ(after.threads, before.threads);
 }
 
 }  // namespace

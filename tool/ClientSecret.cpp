@@ -41,7 +41,8 @@ std::string readFile(const std::filesystem::path& path) {
 }
 
 std::optional<std::string> readVariable(const std::string& name) {
-    const char* const value = std::getenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+    const char* const value = std::getenv(name.c_str());
     return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
 }
 

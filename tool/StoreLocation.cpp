@@ -16,7 +16,8 @@ namespace {
 
 std::filesystem::path stateFolder() {
     const auto variable = [](const char* name) -> std::filesystem::path {
-        const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+        const char* const value = std::getenv(name);
         return value == nullptr ? "" : value;
     };
     auto state = variable("XDG_STATE_HOME");

@@ -22,7 +22,7 @@ using web::http::client::http_client;
 
 // Discovery documents, key sets and token answers are a few kilobytes.
 constexpr utility::size64_t largestAnswer = utility::size64_t{1024} * 1024;
-// Of a connection in one exchange: with its head, what frames its chunks, and TLS.
+// Of one exchange: with its head, what frames its chunks, and TLS.
 constexpr std::uint64_t largestIntake = 4 * largestAnswer;
 
 const char* const tooLarge = "response is too large";

@@ -30,7 +30,8 @@ struct HttpRequest {
 ///
 /// No redirect is followed. The host's time-out bounds the whole exchange, from the connection to
 /// the last byte of the answer, however slowly the peer sends; an answer above 1 MiB fails, and so
-/// does an endless head. A kept connection that the peer has closed meanwhile is no failure.
+/// does an endless head, but for the connections that platform::ConnectionGuard cannot have. A kept
+/// connection that the peer has closed meanwhile is no failure.
 class HttpExchange {
 public:
     using CheckHead = std::function<void(const web::http::http_response&)>;

@@ -19,6 +19,8 @@
 #include <list>
 #include <new>
 #include <optional>
+#include <random>
+#include <stdexcept>
 #include <system_error>
 
 // This program's own host: what is not answered ends soon.
@@ -165,7 +167,7 @@ private:
 
 class Load {
 public:
-    explicit Load(std::uint64_t seed) : m_random(seed) {
+    Load() {
         for (std::size_t i = 0; i < 25; ++i) {
             m_services.push_back(
                 makeHelper(std::make_shared<Account>("service-" + std::to_string(i)),
@@ -274,7 +276,7 @@ private:
         const Helper& chosen = helpers.at(below(helpers.size(), m_random));
         const bool second = kind == Kind::Service && below(2, m_random) == 0;
         Request& request = m_running.emplace_back(
-            Request{kind, chosen.account->client() + (second ? "-too" : ""),
+            Request{kind, (second ? "too-" : "") + chosen.account->client(),
                     kind == Kind::Service ? m_serviceSite : m_userSite, *chosen.helper});
         const std::size_t manner = below(100, m_random);
         if (manner < 15) {
@@ -319,11 +321,11 @@ private:
 
     void count(const Request& request) {
         const std::string outcome = outcomeOf(request);
-        m_wrong = m_wrong || outcome.front() == '!';
+        m_wrong = m_wrong || outcome.rfind('!', 0) == 0;
         ++m_outcomes[nameOf(request.kind) + ": " + outcome];
     }
 
-    load::Random m_random;
+    load::Random m_random{std::random_device()()};
     std::vector<Helper> m_services;
     Site::Accounts m_userAccounts;
     std::vector<Helper> m_users;
@@ -376,22 +378,21 @@ bool isFlat(const std::vector<test::Usage>& samples, bool isLong) {
 }
 
 struct Options {
-    std::uint64_t seed = std::random_device()();
     std::size_t requests = 1000;
     double minutes = 0;
 };
 
 Options parse(int argc, char** argv) {
     Options options;
-    for (int i = 1; i + 1 < argc; i += 2) {
+    for (int i = 1; i < argc; i += 2) {
         const std::string name = argv[i];
-        const std::string value = argv[i + 1];
-        if (name == "--seed") {
-            options.seed = std::stoull(value);
-        } else if (name == "--requests") {
+        const std::string value = i + 1 < argc ? argv[i + 1] : "";
+        if (name == "--requests") {
             options.requests = std::stoul(value);
         } else if (name == "--minutes") {
             options.minutes = std::stod(value);
+        } else {
+            throw std::invalid_argument(name);
         }
     }
     return options;
@@ -405,8 +406,8 @@ double secondsSince(Clock::time_point begin) {
 
 int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
-    std::cout << "--seed " << options.seed << '\n' << std::fixed << std::setprecision(1);
-    Load load(options.seed);
+    std::cout << std::fixed << std::setprecision(1);
+    Load load;
     load.warmUp();
     bool right = load.report();
     const test::Usage before = test::usage();

@@ -26,6 +26,7 @@ std::string outcome(Action action) {
         return action() ? "accepted" : "refused";
     } catch (const std::exception& error) {
         return error.what();
+        // A refused refresh comes as a pointer.
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
     } catch (const std::exception* error) {
         const std::unique_ptr<const std::exception> owned(error);

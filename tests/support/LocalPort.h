@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/system/system_error.hpp>
@@ -25,8 +26,8 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
 };
 
-/// A redirect URL on which nobody listens. Its port is none of those that the system chooses: there
-/// a connection of another test could take it before the listener does.
+/// A redirect URL on which nobody listens. Its port is none of those that the system usually
+/// chooses: there a connection of another test could take it before the listener does.
 inline std::string freeRedirectUrl() {
     constexpr unsigned first = 10'000;
     constexpr unsigned number = 20'000;
@@ -34,8 +35,10 @@ inline std::string freeRedirectUrl() {
         try {
             const auto port = first + std::random_device()() % number;
             return TakenPort(static_cast<unsigned short>(port)).url();
-        } catch (const boost::system::system_error&) {  // NOLINT(bugprone-empty-catch)
-            // The next one is free.
+        } catch (const boost::system::system_error& error) {
+            if (error.code() != boost::asio::error::address_in_use) {
+                throw;
+            }
         }
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Eventually.h"
+
 #include <malloc.h>
 
 #include <chrono>
@@ -8,7 +10,6 @@
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <thread>
 
 namespace test {
 
@@ -43,17 +44,12 @@ inline Usage usage() {
 /// Whether no more threads and descriptors than before are there within `limit`: what is let go of
 /// ends a moment later, and idle threads after a while.
 inline bool settles(const Usage& before, std::chrono::seconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    for (;;) {
-        const Usage now = usage();
-        if (now.threads <= before.threads && now.descriptors <= before.descriptors) {
-            return true;
-        }
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    return eventually(
+        [&] {
+            const Usage now = usage();
+            return now.threads <= before.threads && now.descriptors <= before.descriptors;
+        },
+        limit);
 }
 
 }  // namespace test
