@@ -1,11 +1,9 @@
 #include "auth/detail/HttpExchange.h"
 #include "testing/TestProvider.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/TestHost.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -13,15 +11,12 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
 using auth::detail::HttpExchange;
 using auth::detail::HttpRequest;
-using auth::testing::CloseAt;
-using auth::testing::CloseBy;
 using auth::testing::Endpoint;
 using auth::testing::Framing;
 using auth::testing::TestProvider;
@@ -36,58 +31,6 @@ Concurrency::task<std::string> get(
     const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none()) {
     return http.send(to(provider.configUrl()), token, [](const http_response&) {})
         .then([](const http_response& response) { return response.extract_utf8string(true); });
-}
-
-TEST(HttpExchange, EndsEveryFaultInTime) {
-    const auto at = Endpoint::Discovery;
-    struct Fault {
-        const char* name;
-        std::function<void(TestProvider&)> arrange;
-        const char* text;
-    };
-    const std::vector<Fault> faults = {
-        {"no answer", [=](auto& p) { p.neverAnswer(at); }, "in time"},
-        {"slow head", [=](auto& p) { p.slowHead(at, 20ms); }, "in time"},
-        {"slow body", [=](auto& p) { p.slowBody(at, 20ms); }, "in time"},
-        {"closed before the head", [=](auto& p) { p.closeConnection(at, CloseAt::BeforeHead); },
-         "status line"},
-        {"closed inside the head", [=](auto& p) { p.closeConnection(at, CloseAt::InsideHead); },
-         "status line"},
-        {"closed after the head", [=](auto& p) { p.closeConnection(at, CloseAt::AfterHead); },
-         "response body"},
-        {"reset after the head",
-         [=](auto& p) { p.closeConnection(at, CloseAt::AfterHead, CloseBy::Reset); },
-         "response body"},
-        {"cut body", [=](auto& p) { p.truncateBody(at, 10); }, "response body"},
-        {"garbage", [=](auto& p) { p.garbage(at, std::string("\0\xFF\r\n\r\n", 6)); }, ""},
-        {"huge body announced",
-         [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::ContentLength); },
-         "response is too large"},
-        {"huge body in chunks",
-         [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::Chunked); },
-         "response is too large"},
-        {"huge body unannounced",
-         [=](auto& p) { p.hugeBody(at, auth::testing::endlessBody, Framing::EndOfConnection); },
-         "response is too large"},
-    };
-    TestProvider provider;
-    for (const Fault& fault : faults) {
-        // Nothing but the end of time must end these before a busy machine comes to them.
-        const bool ends = std::string(fault.text) != "in time";
-        const test::HttpTimeout limit(ends ? test::patience / 2 : 300ms);
-        provider.reset();
-        fault.arrange(provider);
-        HttpExchange http;
-        const auto start = std::chrono::steady_clock::now();
-        try {
-            get(http, provider).get();
-            ADD_FAILURE() << fault.name << ": accepted";
-        } catch (const std::exception& error) {
-            EXPECT_THAT(error.what(), ::testing::HasSubstr(fault.text)) << fault.name;
-        }
-        EXPECT_LT(std::chrono::steady_clock::now() - start, test::patience) << fault.name;
-        EXPECT_TRUE(provider.waitForClosed(provider.connections(), test::patience)) << fault.name;
-    }
 }
 
 TEST(HttpExchange, TakesALargeBodyWithinTheLimit) {
