@@ -554,13 +554,4 @@ TEST_F(FaultsOfTheBrowser, EndTheSignInOrNothing) {
     EXPECT_TRUE(threadsEnd(usualThreads));
 }
 
-TEST_F(FaultsOfTheBrowser, DoNotOutlastTheTimeLimit) {
-    warmUp(Operation::SignIn);
-    prepare(Operation::SignIn);
-    acts = [](const std::string&) {};
-    step = 1s;
-    EXPECT_EQ(endWithoutTrace(Operation::SignIn),
-              "unable to get auth code within specified timeframe");
-}
-
 }  // namespace

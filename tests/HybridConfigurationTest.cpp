@@ -50,9 +50,6 @@ std::vector<Refusal> configurationRefusals() {
     const char* const grantText = "requested grant types are not supported";
     const char* const grantLine = "Requested grant type is not supported.";
     return {
-        {"status", [](auto& p) { p.setStatus(Endpoint::Discovery, 503); },
-         "unable to retrieve server configuration",
-         "Unable to receive OIDC configuration. Unexpected response (503) received.", 0},
         {"no key set", remove("jwks_uri"), "Key not found", "", 0},
         {"no scopes", remove("scopes_supported"), "Key not found", "", 0},
         {"no response modes", remove("response_modes_supported"), "Key not found", "", 0},

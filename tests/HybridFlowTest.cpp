@@ -129,12 +129,11 @@ TEST_F(HybridFlow, EndsWithTheTextOfWhatFailed) {
         test::User::Acts acts;
         const char* text;
         std::string errors;
-        std::size_t tokenRequests;
     };
     const std::vector<Case> cases = {
         {"other state",
          faultAt([](auto& at) { at.setMember(Endpoint::Authorization, "state", "x"); }), signIn,
-         "request state does not match", state, 0},
+         "request state does not match", state},
         {"state in other case", unchanged, change([](FormPost& form) {
              const auto at =
                  form.body.begin() + static_cast<std::ptrdiff_t>(form.body.find("state=") + 6);
@@ -142,35 +141,18 @@ TEST_F(HybridFlow, EndsWithTheTextOfWhatFailed) {
                                               [](unsigned char c) { return std::isalpha(c) != 0; });
              *letter = static_cast<char>(*letter ^ 0x20);
          }),
-         "request state does not match", state, 0},
-        {"denied by the user", faultAt([](auto& at) {
-             at.removeMember(Endpoint::Authorization, "code");
-             at.setMember(Endpoint::Authorization, "error", "access_denied");
-         }),
-         signIn, "no code in auth code response", "", 0},
-        {"opened in the browser", unchanged,
-         [](const std::string& url) {
-             const FormPost form = auth::testing::openPage(url);
-             EXPECT_ANY_THROW(auth::testing::openPage(form.action)) << "a page without a form";
-         },
-         "unexpexted listener request type", "", 0},
-        {"other path", unchanged, change([](FormPost& form) { form.action += "/more"; }),
-         "unexpexted listener uri", "", 0},
+         "request state does not match", state},
         {"no JWT", faultAt([](auto& at) { at.setTokenText(TokenKind::AuthorizationId, "a.b"); }),
-         signIn, "invalid token supplied", "", 0},
+         signIn, "invalid token supplied", ""},
         {"unknown key", faultAt([](auto& at) {
              at.setTokenHeader(TokenKind::AuthorizationId, "kid", "\"other\"");
          }),
          signIn, "auth code response validation failed",
-         "Unable to recognize key id.Invalid auth code.", 0},
+         "Unable to recognize key id.Invalid auth code."},
         {"other nonce",
          faultAt([](auto& at) { at.setClaim(TokenKind::AuthorizationId, "nonce", "\"x\""); }),
          signIn, "auth code response validation failed",
-         "Unable to find nonce in id token.Invalid auth code.", 0},
-        {"code refused", faultAt([](auto& at) { at.setStatus(Endpoint::Token, 400); }), signIn,
-         "unable to receive access token by auth code",
-         "Unable to request token using received auth code. Unexpected response (400) received.",
-         1},
+         "Unable to find nonce in id token.Invalid auth code."},
     };
     for (const Case& row : cases) {
         row.fault();
@@ -178,8 +160,7 @@ TEST_F(HybridFlow, EndsWithTheTextOfWhatFailed) {
         const auto before = provider.requests(Endpoint::Token).size();
         EXPECT_EQ(failure(user.opener(), {redirectUrl}), row.text) << row.name;
         EXPECT_EQ(log->textAt(4), row.errors) << row.name;
-        EXPECT_EQ(provider.requests(Endpoint::Token).size() - before, row.tokenRequests)
-            << row.name;
+        EXPECT_EQ(provider.requests(Endpoint::Token).size() - before, 0U) << row.name;
         provider.reset();
     }
     test::User user;

@@ -223,18 +223,6 @@ TEST(HybridToken, RefusesAnswers) {
     }
 }
 
-TEST(HybridToken, AsksOnceThoughTheProviderDiesOverIt) {
-    TestProvider provider;
-    const auto flow = test::hybridFlow(provider);
-    for (const auto by : {auth::testing::CloseBy::End, auth::testing::CloseBy::Reset}) {
-        provider.closeConnection(Endpoint::Token, auth::testing::CloseAt::BeforeHead, by);
-        const auto before = provider.requests().size();
-        EXPECT_ANY_THROW(refresh(provider, *flow));
-        EXPECT_ANY_THROW(redeem(provider, *flow));
-        EXPECT_EQ(provider.requests().size() - before, 2U);
-    }
-}
-
 TEST(HybridToken, RefusesEveryStatusButOne) {
     TestProvider provider;
     const auto log = std::make_shared<test::CapturedLog>();

@@ -1,15 +1,17 @@
 #pragma once
 
 #include "testing/TestProvider.h"
-#include "tests/load/Account.h"
+#include "tests/support/MemoryStore.h"
 #include "tests/support/TokenRecord.h"
 
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <string>
 #include <utility>
@@ -23,25 +25,29 @@ inline std::size_t below(std::size_t end, Random& random) {
     return std::uniform_int_distribution<std::size_t>(0, end - 1)(random);
 }
 
-/// A provider for some accounts. Its faults come and go at random, each for a few answers.
+/// The stored token of a client, for any number of helpers.
+struct Account {
+    std::string client;
+    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
+
+    /// As another program of the user does.
+    void put(std::vector<std::uint8_t> bytes) const {
+        const std::lock_guard<std::mutex> lock(content->mutex);
+        content->bytes = std::move(bytes);
+    }
+};
+
+/// A provider. Its faults come and go at random, each for a few answers.
 class Site {
 public:
-    using Accounts = std::vector<std::shared_ptr<Account>>;
     /// Requests that got an answer, by grant type.
     using Grants = std::map<std::string, std::size_t>;
 
-    Site(Accounts accounts, std::shared_ptr<Grants> grants)
-        : m_accounts(std::move(accounts)), m_grants(std::move(grants)) {}
+    explicit Site(std::shared_ptr<Grants> grants) : m_grants(std::move(grants)) {}
     ~Site() {
         using auth::testing::Endpoint;
         for (const auto& request : m_provider.requests(Endpoint::Token)) {
             ++(*m_grants)[request.field("grant_type")];
-            const std::string refreshToken = request.field("refresh_token");
-            for (const auto& account : m_accounts) {
-                if (!refreshToken.empty() && account->client() == request.client().first) {
-                    account->arrived(refreshToken);
-                }
-            }
         }
     }
     Site(const Site&) = delete;
@@ -52,13 +58,13 @@ public:
     void setTokenLifetime(std::chrono::seconds lifetime) { m_provider.setTokenLifetime(lifetime); }
 
     /// Gives the account a token of this provider that has yet to live for `life`.
-    void seed(Account& account, std::chrono::seconds life) {
+    void seed(const Account& account, std::chrono::seconds life) {
         test::TokenRecord record;
-        record.clientId = account.client();
+        record.clientId = account.client;
         record.scopes = {"openid"};
-        record.accessToken = m_provider.token(auth::testing::TokenKind::Access, account.client())
+        record.accessToken = m_provider.token(auth::testing::TokenKind::Access, account.client)
                                  .signedBy(m_provider.signingKey());
-        record.refreshToken = m_provider.issueRefreshToken(account.client());
+        record.refreshToken = m_provider.issueRefreshToken(account.client);
         record.expiresAt = std::chrono::system_clock::now() + life;
         account.put(record.bytes());
     }
@@ -106,7 +112,6 @@ public:
 
 private:
     auth::testing::TestProvider m_provider;
-    const Accounts m_accounts;
     const std::shared_ptr<Grants> m_grants;
 };
 
