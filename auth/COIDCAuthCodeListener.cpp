@@ -2,8 +2,8 @@
 
 #include "auth/detail/Clock.h"
 #include "auth/detail/Error.h"
+#include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Text.h"
-#include "auth/detail/Waiting.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
 
@@ -11,7 +11,6 @@
 #include <cpprest/base_uri.h>
 #include <cpprest/http_msg.h>
 
-#include <atomic>
 #include <chrono>
 #include <exception>
 #include <map>
@@ -21,31 +20,6 @@ namespace auth {
 
 using platform::RedirectAnswer;
 using web::http::status_codes;
-
-/// Takes its first outcome and drops the others. The event itself must not be asked to choose: an
-/// exception that meets a value there can be left unread, and ends the process.
-class COIDCAuthCodeListener::Outcome {
-public:
-    void set(const OIDCAuthCode& value) {
-        if (!m_decided.exchange(true)) {
-            m_event.set(value);
-        }
-    }
-
-    void fail(const std::exception_ptr& reason) {
-        if (!m_decided.exchange(true)) {
-            m_event.set_exception(reason);
-        }
-    }
-
-    const Concurrency::task<OIDCAuthCode>& task() const { return m_task; }
-
-private:
-    std::atomic<bool> m_decided{false};
-    const Concurrency::task_completion_event<OIDCAuthCode> m_event;
-    const Concurrency::task<OIDCAuthCode> m_task =
-        detail::observed(Concurrency::create_task(m_event));
-};
 
 namespace {
 
@@ -81,7 +55,7 @@ utility::string_t textOf(const platform::RedirectRequest& request) {
 
 COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl)
     : m_path(web::uri(detail::toHttpText(redirectUrl)).path()),
-      m_received(std::make_unique<Outcome>()),
+      m_received(std::make_unique<detail::FirstOutcome<OIDCAuthCode>>()),
       m_server(detail::toHttpText(redirectUrl), *this) {}
 
 COIDCAuthCodeListener::~COIDCAuthCodeListener() = default;
@@ -157,14 +131,14 @@ utility::string_t COIDCAuthCodeListener::makeMessagePage(const utility::string_t
 
 Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
     unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const {
-    const auto outcome = std::make_shared<Outcome>();
+    const auto outcome = std::make_shared<detail::FirstOutcome<OIDCAuthCode>>();
     // Each test stands alone, and the first outcome counts: this order decides between them.
-    const auto check = [outcome, token, received = m_received->task(), start = detail::now(),
+    const auto check = [outcome, token, received = m_received->task(), start = detail::steadyNow(),
                         limit = std::chrono::seconds(timeoutSeconds)] {
         if (token.is_canceled()) {
             outcome->fail(std::make_exception_ptr(Concurrency::task_canceled()));
         }
-        if (detail::now() - start >= limit) {
+        if (detail::steadyNow() - start >= limit) {
             outcome->fail(std::make_exception_ptr(
                 detail::Error("unable to get auth code within specified timeframe")));
         }

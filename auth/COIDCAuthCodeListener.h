@@ -1,5 +1,6 @@
 #pragma once
 
+#include "auth/detail/FirstOutcome.h"
 #include "host/CString.h"
 #include "platform/RedirectServer.h"
 #include "platform/Tasks.h"
@@ -48,8 +49,6 @@ public:
     static utility::string_t makeMessagePage(const utility::string_t& message);
 
 private:
-    class Outcome;
-
     std::optional<platform::RedirectAnswer> checkListenerRequest(
         const std::string& method, const std::string& target) override;
     platform::RedirectAnswer handleListenerRequest(
@@ -62,7 +61,7 @@ private:
                                     const std::string& reason) const;
 
     const utility::string_t m_path;
-    const std::unique_ptr<Outcome> m_received;
+    const std::unique_ptr<detail::FirstOutcome<OIDCAuthCode>> m_received;
     const platform::RedirectServer m_server;  // last: it calls the rest
 };
 

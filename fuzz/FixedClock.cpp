@@ -2,7 +2,16 @@
 
 #include <chrono>
 
-/// Stands still, so that a finding does not depend on the day.
-auth::COIDCToken::TimePoint auth::detail::now() {
+// They stand still, so that a finding does not depend on the day.
+
+namespace auth::detail {
+
+COIDCToken::TimePoint now() {
     return COIDCToken::TimePoint(std::chrono::seconds(1'700'000'000));
 }
+
+std::chrono::steady_clock::time_point steadyNow() {
+    return {};
+}
+
+}  // namespace auth::detail

@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// While it lives, the library's clock is ahead of the system's by this much, or stands still.
+/// While it lives, the library's clocks are ahead of the system's by this much, or stand still.
 class TestClock {
 public:
     TestClock() = default;
@@ -12,7 +12,11 @@ public:
     TestClock(const TestClock&) = delete;
     TestClock& operator=(const TestClock&) = delete;
 
+    /// Time passes: both clocks.
     void advance(std::chrono::system_clock::duration by);
+    /// Somebody sets the system clock, forth or back.
+    void setSystemClock(std::chrono::system_clock::duration by);
+    /// Both stand still from now on, the system clock at this time.
     void freezeAt(std::chrono::system_clock::time_point time);
 };
 
