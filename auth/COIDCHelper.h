@@ -1,7 +1,7 @@
 #pragma once
 
 #include "auth/COIDCToken.h"
-#include "auth/ExclusivePermit.h"
+#include "auth/IExclusivePermit.h"
 #include "host/CLogger.h"
 #include "host/CString.h"
 #include "host/ISecretStore.h"
@@ -9,6 +9,7 @@
 #include "platform/Tasks.h"
 
 #include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -110,7 +111,14 @@ private:
     /// Of one step of a request: the token, or false when a retry is under way that will bring it.
     using Made = std::pair<bool, COIDCToken>;
 
-    bool loadStoredToken(bool reread, COIDCToken& token) noexcept;
+    /// What the store had at one moment.
+    struct StoredRecord {
+        std::vector<std::uint8_t> bytes;
+        COIDCToken token;  // empty unless it is loaded
+        bool isLoaded = false;
+    };
+
+    StoredRecord loadStoredToken(bool reread) const noexcept;
     void saveToken(COIDCToken& token);
 
     CString serveClientCredentials(const CString& configUrl, const CString& clientId,
@@ -123,6 +131,13 @@ private:
 
     // A hybrid request is a chain of steps, each of which decides anew until one has the token.
 
+    template <class T, class Part>
+    Concurrency::task<T> requestHybrid(const CString& configUrl, const CString& clientId,
+                                       const CString& scopes,
+                                       const std::vector<CString>& redirectUrls,
+                                       unsigned int minValidity,
+                                       const Concurrency::cancellation_token& token,
+                                       bool authRequested, Part part);
     Concurrency::task<COIDCToken> getTokenTask(const TaskData& data,
                                                const Concurrency::cancellation_token& token);
     Concurrency::task<Made> TryMakeToken(const TaskData& data,
@@ -131,7 +146,10 @@ private:
     Concurrency::task<Made> scheduleRetryhMakeToken(std::chrono::milliseconds delay,
                                                     const TaskData& data,
                                                     const Concurrency::cancellation_token& token);
-    bool mayProceed(TokenTaskData& data, const COIDCToken& stored) const;
+    Concurrency::task<Made> decide(const TaskData& data, const StoredRecord& stored,
+                                   const Concurrency::cancellation_token& token);
+    bool takePermits(TokenTaskData& data) const;
+    static bool pausesAfterRefresh(const TokenTaskData& data, const CString& refreshToken);
     Concurrency::task<Made> refreshToken(const TaskData& data, COIDCToken stored,
                                          const Concurrency::cancellation_token& token);
     Concurrency::task<Made> refreshOutcome(const Concurrency::task<COIDCToken>& refreshed,

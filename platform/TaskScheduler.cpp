@@ -1,10 +1,11 @@
 #include "platform/TaskScheduler.h"
 
-#include "platform/HttpPool.h"
+#include "platform/ProcessMark.h"
 
 #include <algorithm>
-#include <memory>
-#include <system_error>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
 #include <utility>
 
 namespace platform {
@@ -13,24 +14,34 @@ namespace {
 
 // Long enough to keep a thread warm between the requests of a busy program.
 constexpr std::chrono::seconds keptWarm{10};
+// About as long as it takes to put a thread to sleep and to wake it.
+constexpr std::chrono::microseconds watchLimit{50};
 
 class InlineScheduler final : public Concurrency::scheduler_interface {
 public:
     void schedule(Concurrency::TaskProc_t body, void* parameter) override { body(parameter); }
 };
 
-struct StopAtExit {
-    GrowingScheduler& scheduler;
-    ~StopAtExit() { scheduler.stop(); }
+struct ProcessScheduler {
+    GrowingScheduler scheduler{keptWarm};
+    Concurrency::cancellation_token_source end;
+    const ProcessMark home;
+
+    void stop() {
+        if (home.isHere()) {
+            end.cancel();
+            scheduler.stop();
+        }
+    }
 };
 
-GrowingScheduler& growingScheduler() {
-    // The pool must outlive our threads, which wait for it: what is made later is destroyed first.
-    httpPool();
+ProcessScheduler& processScheduler() {
     // Never destroyed: timers and answers may still come and schedule something.
-    static GrowingScheduler& scheduler = *std::make_unique<GrowingScheduler>(keptWarm).release();
-    static const StopAtExit stopAtExit{scheduler};
-    return scheduler;
+    static ProcessScheduler& instance = *[] {
+        stopAtProcessEnd();
+        return new ProcessScheduler;
+    }();
+    return instance;
 }
 
 }  // namespace
@@ -39,6 +50,10 @@ GrowingScheduler::GrowingScheduler(std::chrono::milliseconds idleLimit) : m_idle
 
 GrowingScheduler::~GrowingScheduler() {
     stop();
+    // A call can have its work done, and this object be let go, before it returns.
+    while (m_calls != 0) {
+        std::this_thread::yield();
+    }
 }
 
 void GrowingScheduler::stop() {
@@ -55,25 +70,39 @@ void GrowingScheduler::stop() {
 }
 
 void GrowingScheduler::schedule(Concurrency::TaskProc_t body, void* parameter) {
+    struct Call {
+        explicit Call(std::atomic<std::size_t>& all) : calls(all) { ++calls; }
+        ~Call() { --calls; }
+        std::atomic<std::size_t>& calls;
+    };
+    const Call call(m_calls);
+    enqueue({body, parameter});
+}
+
+void GrowingScheduler::enqueue(const Work& work) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (m_stopped) {
         lock.unlock();
-        body(parameter);
+        work.body(work.parameter);
         return;
     }
-    m_work.push_back({body, parameter});
+    m_work.push_back(work);
+    m_pending = m_work.size();
     // An idle thread that was woken for earlier work still counts as idle until it runs.
     if (m_work.size() <= m_idle) {
-        // Under the lock: without it the work can be done, the program at its end and this object
-        // gone before the call is.
-        m_workOrStop.notify_one();
+        const bool isSeen = m_isWatched && m_work.size() == 1;
+        lock.unlock();  // who is woken would have to wait for it
+        if (!isSeen) {
+            m_workOrStop.notify_one();
+        }
         return;
     }
     try {
         startThread();
-    } catch (const std::system_error&) {
+    } catch (...) {
         if (m_threads.empty()) {
             m_work.pop_back();
+            m_pending = m_work.size();
             throw;
         }
         // The threads that there are come to it in their time.
@@ -100,15 +129,13 @@ void GrowingScheduler::run(Threads::iterator self) {
     {
         std::unique_lock<std::mutex> lock(m_mutex);
         for (;;) {
-            ++m_idle;
-            m_workOrStop.wait_for(lock, m_idleLimit,
-                                  [this] { return m_stopping || !m_work.empty(); });
-            --m_idle;
+            awaitWork(lock);
             if (m_work.empty()) {
                 break;
             }
             const Work work = m_work.front();
             m_work.pop_front();
+            m_pending = m_work.size();
             lock.unlock();
             work.body(work.parameter);
             lock.lock();
@@ -120,6 +147,24 @@ void GrowingScheduler::run(Threads::iterator self) {
     join(std::move(ended));
 }
 
+/// Returns with work, or without when none came or the scheduler stops. Requests often follow each
+/// other closely: one thread looks out for a moment before it sleeps, so that it need not be woken.
+void GrowingScheduler::awaitWork(std::unique_lock<std::mutex>& lock) {
+    ++m_idle;
+    if (m_work.empty() && !m_stopping && !m_isWatched) {
+        m_isWatched = true;
+        lock.unlock();
+        const auto end = std::chrono::steady_clock::now() + watchLimit;
+        while (m_pending == 0 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        lock.lock();
+        m_isWatched = false;
+    }
+    m_workOrStop.wait_for(lock, m_idleLimit, [this] { return m_stopping || !m_work.empty(); });
+    --m_idle;
+}
+
 void GrowingScheduler::join(Threads threads) {
     for (std::thread& thread : threads) {
         thread.join();
@@ -127,7 +172,11 @@ void GrowingScheduler::join(Threads threads) {
 }
 
 Concurrency::task_options blocking() {
-    return {static_cast<Concurrency::scheduler_interface&>(growingScheduler())};
+    ProcessScheduler& process = processScheduler();
+    if (!process.home.isHere()) {
+        throw std::runtime_error("tokens were asked for before this process was forked");
+    }
+    return {static_cast<Concurrency::scheduler_interface&>(process.scheduler)};
 }
 
 Concurrency::task_options blocking(const Concurrency::cancellation_token& token) {
@@ -139,6 +188,16 @@ Concurrency::task_options blocking(const Concurrency::cancellation_token& token)
 Concurrency::task_options inlined() {
     static InlineScheduler scheduler;
     return {static_cast<Concurrency::scheduler_interface&>(scheduler)};
+}
+
+Concurrency::cancellation_token processEnd() {
+    return processScheduler().end.get_token();
+}
+
+void stopAtProcessEnd() {
+    if (std::atexit([] { processScheduler().stop(); }) != 0) {
+        throw std::bad_alloc();
+    }
 }
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 
 #include "platform/Tasks.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -25,7 +26,7 @@ public:
     GrowingScheduler(const GrowingScheduler&) = delete;
     GrowingScheduler& operator=(const GrowingScheduler&) = delete;
 
-    /// Throws std::system_error when the system gives no thread and none is there.
+    /// Throws when the system gives no thread and none is there; the body then never runs.
     void schedule(Concurrency::TaskProc_t body, void* parameter) override;
 
     /// Runs what is scheduled and waits for it, but for the body in which it is called. What is
@@ -41,28 +42,47 @@ private:
     };
     using Threads = std::list<std::thread>;
 
+    void enqueue(const Work& work);
     void startThread();
     void run(Threads::iterator self);
+    void awaitWork(std::unique_lock<std::mutex>& lock);
     static void join(Threads threads);
 
     const std::chrono::milliseconds m_idleLimit;
-    mutable std::mutex m_mutex;
+    std::atomic<std::size_t> m_calls{0};    // of schedule() that have not returned
+    std::atomic<std::size_t> m_pending{0};  // the size of m_work, for whoever only looks
+    mutable std::mutex m_mutex;             // guards the rest
     std::condition_variable m_workOrStop;
     std::condition_variable m_threadEnded;
     std::deque<Work> m_work;
     Threads m_threads;
     Threads m_ended;  // left their loop, wait to be joined by the next one that does
     std::size_t m_idle = 0;
+    bool m_isWatched = false;  // an idle thread looks for work before it sleeps
     bool m_stopping = false;
     bool m_stopped = false;
 };
 
-/// The scheduler of this process for bodies that may block, alone or with a token that cancels them
-/// before they start.
+// How a body runs. Options that name no token leave it to the task library: a continuation that
+// takes the value of the task before it is cancelled by that task's token, one that takes the task
+// itself by none.
+
+/// For bodies that may block: on the scheduler of this process, alone or with a token that cancels
+/// them before they start. Throws std::runtime_error in a process that was forked from one in which
+/// that scheduler worked.
 Concurrency::task_options blocking();
 Concurrency::task_options blocking(const Concurrency::cancellation_token& token);
 
-/// For continuations that only pass something on: they run where the task before them ended.
+/// For continuations that only pass something on: they run where the task before them ended, at
+/// once if it has ended, and need no thread.
 Concurrency::task_options inlined();
+
+/// Is cancelled when this process begins to end. The end waits for what runs in blocking(), so that
+/// nothing there may go on waiting for others then.
+Concurrency::cancellation_token processEnd();
+
+/// At the end of this process, what runs in blocking() ends before anything static is destroyed
+/// that was made before this call.
+void stopAtProcessEnd();
 
 }  // namespace platform

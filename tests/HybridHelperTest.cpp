@@ -259,6 +259,8 @@ TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
             ASSERT_TRUE(logged(row.line)) << row.name;
             EXPECT_TRUE(waitsOn()) << row.name;
             EXPECT_FALSE(request.is_done()) << row.name;
+            clock.freezeAt(start + 2s - 1ms);
+            EXPECT_TRUE(waitsOn()) << row.name;
             clock.freezeAt(start + 2s);
             EXPECT_EQ(failureOf(request), authRequested ? "" : "user: unable to refresh token")
                 << row.name;
@@ -296,6 +298,49 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
     }
 }
 
+/// The one who has the permit stores its token and lets go, between the request's read and its try.
+TEST_F(HybridHelper, LooksOnceMoreWhenItHasThePermit) {
+    const auto handedOver = std::make_shared<FaultyPermit>();
+    handedOver->onTry = [this] {
+        store(freshRecord());
+        return true;
+    };
+    helper = makeHelper(handedOver);
+    for (const bool authRequested : {false, true}) {
+        content->bytes.clear();
+        if (!authRequested) {
+            store(expiredRecord());
+        }
+        content->rereadFlags.clear();
+        EXPECT_EQ(ask(authRequested).get().accessToken(), CString("of another"));
+        EXPECT_THAT(content->rereadFlags, ElementsAre(false, true, true));
+    }
+    EXPECT_EQ(tokenRequests(), 0U);
+    EXPECT_TRUE(user.urls().empty());
+}
+
+TEST_F(HybridHelper, PausesForNoRecordThatDoesNotLoad) {
+    test::TestClock clock;
+    clock.freezeAt(start);
+    provider.setStatus(Endpoint::Token, 400);
+    const auto record = expiredRecord();
+    store(record);
+    const auto request = ask();
+    ASSERT_TRUE(logged("Failed to refresh token."));
+    EXPECT_TRUE(waitsOn());
+    {
+        // It ends behind the refresh token that failed.
+        CMemoryArchive cut;
+        cut.startSection("OIDCToken", true);
+        cut.archive() << CString(record.accessToken) << CString(record.refreshToken);
+        cut.Close();
+        const std::lock_guard<std::mutex> lock(content->mutex);
+        content->bytes = cut.detachCompressedData();
+    }
+    ASSERT_TRUE(test::eventually([&] { return request.is_done(); }));
+    EXPECT_EQ(failureOf(request), "user: unable to get token");
+}
+
 TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
     for (const auto& given : {permit, COIDCHelper::getProcessExclusivePermit()}) {
         test::TestClock clock;
@@ -310,6 +355,9 @@ TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
         clock.freezeAt(start + 25s - 1ms);
         EXPECT_TRUE(waitsOn());
         EXPECT_FALSE(request.is_done());
+        if (given == permit) {
+            clock.setSystemClock(-30s);  // does not prolong the wait
+        }
         clock.freezeAt(start + 25s);
         EXPECT_EQ(failureOf(request), "");
         EXPECT_TRUE(logged(givingUp));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "auth/ExclusivePermit.h"
+#include "auth/IExclusivePermit.h"
 #include "tool/Countdown.h"
 
 #include <chrono>

@@ -4,40 +4,92 @@
 
 #include <atomic>
 #include <exception>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace auth::detail {
 
-/// A task that ends with the first outcome that it is given; later ones are dropped. The task
-/// library's event must not be asked to choose: an exception that meets a value there can be left
-/// unread, and ends the process. Any thread may give an outcome; nobody need read it.
+/// A task that ends with the first outcome that it is given; later ones are dropped. Any thread may
+/// give one, and nobody need read it.
+///
+/// Two habits of the task library stand behind this. An event that is given an exception and a
+/// value can leave the exception unread, which ends the process. And the continuations of a task
+/// that fails wait for a thread of the HTTP library's pool, whatever their options say: where the
+/// system gives none they never run. So the event only has values, and what is to happen in any
+/// case happens before the task fails.
 template <class T>
 class FirstOutcome {
 public:
     /// False when it was decided before.
-    bool set(const T& value) {
-        const bool isFirst = !m_decided.exchange(true);
-        if (isFirst) {
-            m_event.set(value);
-        }
-        return isFirst;
-    }
-
-    bool fail(const std::exception_ptr& reason) {
-        const bool isFirst = !m_decided.exchange(true);
-        if (isFirst) {
-            m_event.set_exception(reason);
-        }
-        return isFirst;
-    }
+    bool set(const T& value) { return end({std::make_shared<const T>(value), nullptr}); }
+    bool fail(const std::exception_ptr& reason) { return end({nullptr, reason}); }
 
     bool isDecided() const { return m_decided; }
 
     const Concurrency::task<T>& task() const { return m_task; }
 
+    /// The task of what `map` makes of the value. To be called before an outcome is given.
+    template <class Map>
+    auto taskOf(Map map) {
+        const auto task = m_ended.then(
+            [map = std::move(map)](const Outcome& outcome) {
+                if (outcome.failure) {
+                    std::rethrow_exception(outcome.failure);
+                }
+                return map(*outcome.value);
+            },
+            platform::inlined());
+        m_unread.push_back([task] { readForNobody(task); });
+        return task;
+    }
+
 private:
+    struct Outcome {
+        std::shared_ptr<const T> value;
+        std::exception_ptr failure;
+    };
+
+    bool end(const Outcome& outcome) {
+        const bool isFirst = !m_decided.exchange(true);
+        if (isFirst) {
+            m_event.set(outcome);
+            for (const auto& read : m_unread) {
+                read();
+            }
+        }
+        return isFirst;
+    }
+
     std::atomic<bool> m_decided{false};
-    const Concurrency::task_completion_event<T> m_event;
-    const Concurrency::task<T> m_task = observed(Concurrency::create_task(m_event));
+    const Concurrency::task_completion_event<Outcome> m_event;
+    const Concurrency::task<Outcome> m_ended = Concurrency::create_task(m_event);
+    std::vector<std::function<void()>> m_unread;  // the tasks that have ended with m_event
+    const Concurrency::task<T> m_task = taskOf([](const T& value) { return value; });
 };
+
+/// Runs `body` where it may block. The task ends as it does, or fails when there is no thread.
+template <class T, class Body>
+Concurrency::task<T> inBackground(Body body) {
+    const auto result = std::make_shared<FirstOutcome<T>>();
+    const auto run = Concurrency::create_task(
+        [result, body = std::move(body)] {
+            try {
+                result->set(body());
+            } catch (...) {
+                result->fail(std::current_exception());
+            }
+        },
+        platform::blocking());
+    if (run.is_done()) {
+        try {
+            run.get();
+        } catch (...) {
+            result->fail(std::current_exception());
+        }
+    }
+    return result->task();
+}
 
 }  // namespace auth::detail

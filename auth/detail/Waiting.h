@@ -2,6 +2,12 @@
 
 #include "platform/TaskScheduler.h"
 
+#include <array>
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <thread>
+
 namespace auth::detail {
 
 /// Takes a callback back. The task library would let go twice of one that was registered at the
@@ -13,18 +19,87 @@ inline void deregister(const Concurrency::cancellation_token& token,
     }
 }
 
-/// Reads a task's outcome for nobody: an exception that nobody reads would end the process.
+/// Calls back when the token is cancelled or the process begins to end, at once if that was before,
+/// and perhaps for both. A call can still come on another thread while this is destroyed: it owns
+/// or shares what it touches.
+class Interruption {
+public:
+    Interruption(const Concurrency::cancellation_token& token, const std::function<void()>& call)
+        : m_callbacks{{{token, call}, {platform::processEnd(), call}}} {}
+
+private:
+    class Callback {
+    public:
+        Callback(const Concurrency::cancellation_token& token, const std::function<void()>& call)
+            : m_token(token) {
+            if (m_token.is_cancelable()) {
+                m_registration = m_token.register_callback(call);
+            }
+        }
+        ~Callback() {
+            if (m_token.is_cancelable()) {
+                deregister(m_token, m_registration);
+            }
+        }
+        Callback(const Callback&) = delete;
+        Callback& operator=(const Callback&) = delete;
+
+    private:
+        Concurrency::cancellation_token m_token;
+        Concurrency::cancellation_token_registration m_registration;
+    };
+
+    const std::array<Callback, 2> m_callbacks;
+};
+
+/// Whether somebody gave up on what runs under this token, or the process ends.
+inline bool isInterrupted(const Concurrency::cancellation_token& token) {
+    return token.is_canceled() || platform::processEnd().is_canceled();
+}
+
+/// Reads the outcome of a task that has ended, for nobody: an exception that nobody reads would end
+/// the process.
+template <class T>
+void readForNobody(const Concurrency::task<T>& ended) {
+    try {
+        ended.get();
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+    }
+}
+
+/// A task whose outcome nobody need read.
 template <class T>
 Concurrency::task<T> observed(Concurrency::task<T> task) {
-    task.then(
-        [](const Concurrency::task<T>& ended) {
-            try {
-                ended.get();
-            } catch (...) {  // NOLINT(bugprone-empty-catch)
-            }
-        },
-        platform::inlined());
+    if (task.is_done()) {
+        readForNobody(task);
+    } else {
+        task.then([](const Concurrency::task<T>& ended) { readForNobody(ended); },
+                  platform::inlined());
+    }
     return task;
+}
+
+/// The task that `start` gives. What `start` throws is the task's failure: operations that return a
+/// task do not throw.
+template <class T, class Start>
+Concurrency::task<T> started(const Start& start) {
+    try {
+        return start();
+    } catch (...) {
+        return observed(Concurrency::task_from_exception<T>(std::current_exception()));
+    }
+}
+
+/// Waits for a task's outcome. Many are there in a moment: it looks out for so long before it lets
+/// this thread sleep, which costs about as much.
+template <class T>
+T awaited(const Concurrency::task<T>& task) {
+    constexpr std::chrono::microseconds moment{50};
+    const auto end = std::chrono::steady_clock::now() + moment;
+    while (!task.is_done() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+    return task.get();
 }
 
 }  // namespace auth::detail

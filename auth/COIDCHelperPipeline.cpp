@@ -1,0 +1,393 @@
+// How a hybrid request comes to its token: by the store, a refresh or the user.
+
+#include "auth/COIDCAuthHybrid.h"
+#include "auth/COIDCHelper.h"
+#include "auth/detail/Clock.h"
+#include "auth/detail/FirstOutcome.h"
+#include "auth/detail/Log.h"
+#include "platform/HttpPool.h"
+#include "platform/TaskScheduler.h"
+#include "platform/Timer.h"
+
+#include <boost/optional.hpp>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace auth {
+
+using Concurrency::cancellation_token;
+using detail::ELogLevel;
+
+namespace {
+
+constexpr std::chrono::milliseconds retryDelay{50};
+constexpr std::chrono::seconds helperPermitLimit{25};
+constexpr std::chrono::seconds failedRefreshPause{2};
+constexpr std::uint32_t signInSeconds = 90;
+
+OIDCFlowSettings hybridSettings() {
+    return {"code id_token", "form_post", "authorization_code", "refresh_token", "RS256", "S256"};
+}
+
+CString firstOf(const std::vector<CString>& urls) {
+    return urls.empty() ? CString() : urls.front();
+}
+
+std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& permit) {
+    if (!permit) {
+        throw detail::Error("exclusive permit should be specified");
+    }
+    auto lock = permit->createLock();
+    if (!lock) {
+        throw detail::Error("exclusive permit gives no lock");
+    }
+    return lock;
+}
+
+/// The beginning of a wait. By the system's clock, which somebody may set back, or by the steady
+/// one it is over, whichever is first.
+struct Moment {
+    COIDCToken::TimePoint system = detail::now();
+    std::chrono::steady_clock::time_point steady = detail::steadyNow();
+
+    bool isOver(std::chrono::seconds limit) const {
+        return detail::now() >= system + limit || detail::steadyNow() >= steady + limit;
+    }
+};
+
+/// For a continuation that ends what was begun: although it takes a value, the token that cancels
+/// the task before it does not cancel it.
+Concurrency::task_options inAnyCase() {
+    return platform::blocking(cancellation_token::none());
+}
+
+using Holder = std::shared_ptr<boost::optional<COIDCAuthHybrid>>;
+
+/// Makes the protocol object of a hybrid request, which takes a while.
+Concurrency::task<Holder> constructAsync(const CString& configUrl, const detail::LoggerPtr& logger,
+                                         const cancellation_token& token,
+                                         const BrowserOpener& openBrowser = {}) {
+    return Concurrency::create_task(
+        [configUrl, logger, token, openBrowser] {
+            auto holder = std::make_shared<boost::optional<COIDCAuthHybrid>>();
+            holder->emplace(configUrl, logger, hybridSettings(), token, openBrowser);
+            return holder;
+        },
+        platform::blocking(token));
+}
+
+/// To be called while an exception is handled.
+void logFailedRefresh(const detail::LoggerPtr& logger) {
+    try {
+        throw;
+    } catch (const std::exception& error) {
+        detail::log(logger, ELogLevel::Warning, L"Failed to refresh token. Reason: %s.",
+                    error.what());
+        // A refusal comes as a pointer.
+        // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
+    } catch (const std::exception* refusal) {
+        const std::unique_ptr<const std::exception> owned(refusal);
+        detail::log(logger, ELogLevel::Warning, L"Failed to refresh token.");
+    } catch (...) {
+        detail::log(logger, ELogLevel::Warning, L"Failed to refresh token.");
+    }
+}
+
+}  // namespace
+
+/// A hybrid request under way. Its steps come one after the other, on different threads.
+struct COIDCHelper::TokenTaskData {
+    CString configUrl;
+    CString clientId;
+    CString scopes;
+    std::vector<CString> redirectUrls;
+    unsigned int minValidity;
+    bool authRequested;
+    std::unique_ptr<IPermitLock> processLock;
+    std::unique_ptr<IPermitLock> helperLock;
+    int permitsHeld = 0;
+    CString lastRefreshToken = {};  // which failed
+    bool reread = false;
+    Moment startTime = {};
+    Moment lastRefreshTime = {};
+    std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =
+        std::make_shared<detail::FirstOutcome<COIDCToken>>();
+
+    /// Before the outcome is there: who has it may ask again at once, and who waits for a permit
+    /// must not depend on a thread to be had.
+    void releasePermits() {
+        processLock.reset();
+        helperLock.reset();
+    }
+};
+
+/// Gives what `part` makes of the token that a request leads to.
+template <class T, class Part>
+Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const CString& clientId,
+                                                const CString& scopes,
+                                                const std::vector<CString>& redirectUrls,
+                                                unsigned int minValidity,
+                                                const cancellation_token& token, bool authRequested,
+                                                Part part) {
+    return detail::started<T>([&] {
+        detail::log(m_logger, ELogLevel::Flow,
+                    L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect "
+                    L"url = %s",
+                    configUrl, clientId, scopes, firstOf(redirectUrls));
+        const auto data = std::make_shared<TokenTaskData>(
+            TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
+                          lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
+        const auto result = data->resultEvent->taskOf(part);
+        getTokenTask(data, token);
+        return result;
+    });
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, unsigned int minValidity,
+    const cancellation_token& token, bool authRequested) {
+    return requestHybrid<COIDCToken>(configUrl, clientId, scopes, redirectUrls, minValidity, token,
+                                     authRequested,
+                                     [](const COIDCToken& received) { return received; });
+}
+
+Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, unsigned int minValidity,
+    const cancellation_token& token, bool authRequested) {
+    return requestHybrid<CString>(
+        configUrl, clientId, scopes, redirectUrls, minValidity, token, authRequested,
+        [](const COIDCToken& received) { return received.accessToken(); });
+}
+
+Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, unsigned int minValidity,
+    const cancellation_token& token, bool authRequested) {
+    return requestHybrid<CString>(configUrl, clientId, scopes, redirectUrls, minValidity, token,
+                                  authRequested,
+                                  [](const COIDCToken& received) { return received.idToken(); });
+}
+
+CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
+                                          const CString& scopes,
+                                          const std::vector<CString>& redirectUrls,
+                                          unsigned int minValidity, bool authRequested) {
+    return detail::awaited(getAccessTokenHybridAsync(configUrl, clientId, scopes, redirectUrls,
+                                                     minValidity, cancellation_token::none(),
+                                                     authRequested));
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
+                                                        const cancellation_token& token) {
+    try {
+        const auto step = TryMakeToken(data, token);
+        if (step.is_done()) {
+            TryCatchMakeToken(step, data);
+        } else {
+            step.then(
+                [data](const Concurrency::task<Made>& ended) { TryCatchMakeToken(ended, data); },
+                platform::inlined());
+        }
+    } catch (...) {
+        data->releasePermits();
+        data->resultEvent->fail(std::current_exception());
+    }
+    return data->resultEvent->task();
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& data,
+                                                               const cancellation_token& token) {
+    return decide(data, loadStoredToken(data->reread), token);
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::decide(const TaskData& data,
+                                                         const StoredRecord& stored,
+                                                         const cancellation_token& token) {
+    const bool isValid = stored.isLoaded && stored.token.validateScopes(data->scopes) &&
+                         stored.token.validateClientID(data->clientId);
+    const bool isExpired = isValid && stored.token.willBeExpiredAfter(data->minValidity);
+    if (isValid && !isExpired) {
+        detail::log(m_logger, ELogLevel::Flow, L"Using stored token.");
+        return Concurrency::task_from_result(Made{true, stored.token});
+    }
+    if (!data->reread) {
+        data->reread = true;
+        return TryMakeToken(data, token);
+    }
+
+    const CString& storedRefreshToken = stored.token.refreshToken();
+    const int heldBefore = data->permitsHeld;
+    if (!takePermits(*data) || pausesAfterRefresh(*data, storedRefreshToken)) {
+        return scheduleRetryhMakeToken(retryDelay, data, token);
+    }
+    const bool mayRefresh = isExpired && storedRefreshToken != data->lastRefreshToken;
+    const bool refreshes = mayRefresh && !storedRefreshToken.IsEmpty();
+    if (data->permitsHeld > heldBefore && (refreshes || data->authRequested)) {
+        // Whoever had the permit may have stored a token between the read and this moment: the
+        // refresh token that was read is used up then, and the user need not be asked.
+        const StoredRecord latest = loadStoredToken(data->reread);
+        if (latest.bytes != stored.bytes) {
+            return decide(data, latest, token);
+        }
+    }
+
+    if (!isValid) {
+        detail::log(m_logger, ELogLevel::Detail, L"Stored token is invalid or does not exists.");
+    }
+    if (mayRefresh) {
+        detail::log(m_logger, ELogLevel::Detail, L"Stored token is expired.");
+    }
+    if (refreshes || data->authRequested) {
+        platform::httpPool();  // without its threads, the tasks of a request could not even fail
+    }
+    if (refreshes) {
+        return refreshToken(data, stored.token, token);
+    }
+    if (data->authRequested) {
+        return requestTokenHybridAsync(data->configUrl, data->clientId, data->scopes,
+                                       data->redirectUrls, token)
+            .then(
+                [](const COIDCToken& received) {
+                    return Made{true, received};
+                },
+                inAnyCase());
+    }
+    if (isExpired) {
+        detail::log(m_logger, ELogLevel::Warning,
+                    L"Stored token is expired and auth was not requested.");
+        throw RequiresUserAuthException("unable to refresh token");
+    }
+    detail::log(m_logger, ELogLevel::Warning,
+                L"Stored token is invalid or does not exists and auth was not requested.");
+    throw RequiresUserAuthException("unable to get token");
+}
+
+/// Whether it is up to this request to get a new token.
+bool COIDCHelper::takePermits(TokenTaskData& data) const {
+    if (!data.processLock->tryLock()) {
+        return false;
+    }
+    data.permitsHeld = std::max(data.permitsHeld, 1);
+    if (data.startTime.isOver(helperPermitLimit)) {
+        detail::log(m_logger, ELogLevel::Flow,
+                    L"Giving up waiting for others to refresh the token.");
+        return true;
+    }
+    if (!data.helperLock->tryLock()) {
+        return false;
+    }
+    data.permitsHeld = 2;
+    return true;
+}
+
+/// After a failed refresh another one, outside the permits, may be about to store its token.
+bool COIDCHelper::pausesAfterRefresh(const TokenTaskData& data, const CString& refreshToken) {
+    return !data.lastRefreshToken.IsEmpty() && data.lastRefreshToken == refreshToken &&
+           !data.lastRefreshTime.isOver(failedRefreshPause);
+}
+
+void COIDCHelper::TryCatchMakeToken(const Concurrency::task<Made>& step, const TaskData& data) {
+    try {
+        const Made made = step.get();
+        if (made.first) {
+            data->releasePermits();
+            data->resultEvent->set(made.second);
+        }
+    } catch (...) {
+        data->releasePermits();
+        data->resultEvent->fail(std::current_exception());
+    }
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::scheduleRetryhMakeToken(
+    std::chrono::milliseconds delay, const TaskData& data, const cancellation_token& token) {
+    const Concurrency::task_completion_event<void> due;
+    const auto timer = std::make_shared<platform::OneShotTimer>(delay, [due] { due.set(); });
+    // The token is asked by the step itself: a continuation that carried it could end the request
+    // while the next step, already scheduled, goes on with it.
+    Concurrency::create_task(due)
+        .then(
+            [this, timer, data, token] {
+                if (detail::isInterrupted(token)) {
+                    throw Concurrency::task_canceled();
+                }
+                return TryMakeToken(data, token);
+            },
+            platform::blocking())
+        .then([data](const Concurrency::task<Made>& step) { TryCatchMakeToken(step, data); },
+              platform::inlined());
+    return Concurrency::task_from_result(Made{false, {}});
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshToken(const TaskData& data,
+                                                               COIDCToken stored,
+                                                               const cancellation_token& token) {
+    const CString sent = stored.refreshToken();
+    const CString scopes = stored.scopes();
+    detail::log(m_logger, ELogLevel::Detail,
+                L"Refreshing token...  url = %s, clientID = %s, scopes = %s, rtoken = %s.",
+                data->configUrl, data->clientId, data->scopes, sent);
+    return constructAsync(data->configUrl, m_logger, token)
+        .then(
+            [this, data, sent, scopes, token](const Holder& holder) {
+                return holder->get()
+                    .refreshTokenAsync(data->clientId, scopes, sent, token)
+                    .then(
+                        [this, holder, data, sent,
+                         token](const Concurrency::task<COIDCToken>& refreshed) {
+                            holder->reset();
+                            return refreshOutcome(refreshed, data, sent, token);
+                        },
+                        inAnyCase());
+            },
+            inAnyCase());
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
+    const Concurrency::task<COIDCToken>& refreshed, const TaskData& data,
+    const CString& sentRefreshToken, const cancellation_token& token) {
+    COIDCToken received;
+    try {
+        received = refreshed.get();
+    } catch (...) {
+        logFailedRefresh(m_logger);
+        data->lastRefreshToken = sentRefreshToken;
+        data->lastRefreshTime = {};
+        return scheduleRetryhMakeToken(retryDelay, data, token);
+    }
+    saveToken(received);
+    detail::log(m_logger, ELogLevel::Detail, L"Token has been successfully refreshed.");
+    return Concurrency::task_from_result(Made{true, std::move(received)});
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, const cancellation_token& token) {
+    detail::log(m_logger, ELogLevel::Detail,
+                L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
+                L"%s, redirect url = %s.",
+                configUrl, clientId, scopes, firstOf(redirectUrls));
+    return constructAsync(configUrl, m_logger, token, m_openBrowser)
+        .then(
+            [this, clientId, scopes, redirectUrls, token](const Holder& holder) {
+                return holder->get()
+                    .requestTokenHybridFlowAsync(clientId, scopes, redirectUrls, token,
+                                                 signInSeconds)
+                    .then(
+                        [this, holder](COIDCToken received) {
+                            holder->reset();
+                            detail::log(
+                                m_logger, ELogLevel::Detail,
+                                L"Hybrid authentication performed successfully, token received.");
+                            saveToken(received);
+                            return received;
+                        },
+                        inAnyCase());
+            },
+            inAnyCase());
+}
+
+}  // namespace auth

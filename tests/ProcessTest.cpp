@@ -1,0 +1,130 @@
+// What the library does to its process, and the end of that to the library. Each test has a process
+// of its own, which ends with 0 when all is well.
+
+#include "auth/COIDCHelper.h"
+#include "platform/TaskScheduler.h"
+#include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LocalPort.h"
+#include "tests/support/MemoryStore.h"
+#include "tests/support/NoThreads.h"
+#include "tests/support/TokenRecord.h"
+#include "tests/support/Usage.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace {
+
+using namespace std::chrono_literals;
+using auth::COIDCHelper;
+using auth::testing::Endpoint;
+using auth::testing::TestProvider;
+using Concurrency::cancellation_token;
+
+/// A helper for whatever process it is made in.
+struct Requests {
+    explicit Requests(const std::string& provider) : configUrl(provider) {}
+
+    void store(std::chrono::hours lifetime) const {
+        test::TokenRecord record;
+        record.scopes = {"openid"};
+        record.expiresAt = std::chrono::system_clock::now() + lifetime;
+        content->bytes = record.bytes();
+    }
+    Concurrency::task<auth::COIDCToken> ofAUser(bool authRequested = false) const {
+        return helper->getOIDCTokenHybridAsync(configUrl, "client", "openid",
+                                               {test::freeRedirectUrl()}, 0,
+                                               cancellation_token::none(), authRequested);
+    }
+    Concurrency::task<CString> ofAService() const {
+        return helper->getAccessTokenClientCredentialsAsync(configUrl, "client", "secret", "openid",
+                                                            0, cancellation_token::none());
+    }
+
+    const CString configUrl;
+    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
+    std::shared_ptr<auth::IExclusivePermit> permit = COIDCHelper::makeExclusivePermit();
+    std::unique_ptr<COIDCHelper> helper = std::make_unique<COIDCHelper>(
+        std::make_unique<test::MemoryStore>(content), permit, nullptr);
+};
+
+template <class T>
+std::string failureOf(const Concurrency::task<T>& request) {
+    try {
+        request.get();
+        return "";
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+}
+
+/// The wait status of a process that runs `body`; one that hangs is ended by a signal.
+int ends(const std::function<int()>& body) {
+    return test::ChildProcess([&](const auto&) {
+               ::alarm(20);
+               return body();
+           })
+        .end();
+}
+
+class Process : public ::testing::Test {
+protected:
+    // Its tests begin in a process in which nothing has run.
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    static constexpr auto* nowhere = "http://127.0.0.1:1/";
+};
+
+TEST_F(Process, GivesPermitsBackAlthoughThereIsNoThread) {
+    const auto isWell = [] {
+        const Requests requests(nowhere);
+        const test::NoThreads none;
+        const bool toldWhy = failureOf(requests.ofAUser()) == "unable to get token" &&
+                             !failureOf(requests.ofAUser(true)).empty() &&
+                             !failureOf(requests.ofAService()).empty();
+        return toldWhy && requests.permit->createLock()->tryLock() &&
+               COIDCHelper::getProcessExclusivePermit()->createLock()->tryLock();
+    };
+    EXPECT_EXIT(std::exit(isWell() ? 0 : 1), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
+    const auto threads = [] {
+        const Requests requests(nowhere);
+        requests.store(1h);
+        requests.ofAService().get();
+        requests.ofAUser().get();
+        return static_cast<int>(test::usage().threads);
+    };
+    // And that of the scheduler; a sanitizer may have one.
+    EXPECT_EXIT(std::exit(threads() <= 3 ? 0 : threads()), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Process, TellsAfterAForkThatItsThreadsAreGone) {
+    const TestProvider provider;
+    const Requests requests(provider.configUrl());
+    EXPECT_EQ(failureOf(requests.ofAService()), "");
+    const std::string ofTasks = "tokens were asked for before this process was forked";
+    const std::string ofTimers = "the HTTP library was used before this process was forked";
+    EXPECT_EQ(ends([&] {
+                  requests.store(-1h);
+                  const auto lock = requests.permit->createLock();
+                  const bool toldWhy = lock->tryLock() &&
+                                       failureOf(requests.ofAService()) == ofTasks &&
+                                       failureOf(requests.ofAUser()) == ofTimers;
+                  requests.store(1h);
+                  return toldWhy && failureOf(requests.ofAUser()).empty() ? 0 : 1;
+              }),
+              0);
+}
+
+}  // namespace
