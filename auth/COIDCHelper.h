@@ -36,16 +36,29 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 
 /// Gets tokens: from its store while they serve, from the provider otherwise.
 ///
-/// Operations may be called from any thread. Those named ...Async return a task at once, the others
-/// block until that task has ended. The helper must outlive every task that it returned. A failure
-/// is an exception in the task: std::exception with a short text for what the provider refused or
-/// answered wrongly, the exceptions of the HTTP and JSON libraries as they are, what the token
-/// store threw when it was written, and task_canceled after cancellation. Nobody need read a task's
-/// outcome.
+/// Operations may be called from any thread. Those named ...Async return a task at once and never
+/// throw, the others block until that task has ended. The helper must outlive every task that it
+/// returned. A failure is an exception in the task: std::exception with a short text for what the
+/// provider refused or answered wrongly, the exceptions of the HTTP and JSON libraries as they are,
+/// what the token store threw when it was written, std::system_error where the system gives no
+/// thread, and task_canceled after cancellation. Nobody need read a task's outcome.
 ///
 /// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
 /// Scopes are one text, separated by spaces. `minValidity` is in minutes: a stored token serves
 /// while it will not expire within them.
+///
+/// What the process has to know:
+/// - Continuations of a returned task run on the HTTP library's 40 threads unless they say
+///   otherwise. No blocking form may be called there, nor anything that waits for a token: 40 of
+///   them at a time leave no thread for the answers that they wait for.
+/// - At the end of the process, with exit() or the end of main(), waiting ends: requests under way
+///   end with task_canceled, and the process waits until they have. A program that wants their
+///   outcome waits for it before; one that destroys its helper cancels its requests and waits.
+/// - A process that was forked has none of these threads. Where its parent had asked for a token
+///   before, it gets a stored token and else std::runtime_error, and has to end with _exit(): the
+///   HTTP library would wait for its threads. Fork first, or start a program.
+/// - The host reads the environment (proxies, authorities, the browser) on our threads: it may not
+///   be changed while requests are under way.
 class OIDCAUTH_API COIDCHelper {
 public:
     /// Throws std::exception when the store is empty. The permit may be shared with other helpers;
