@@ -1,4 +1,5 @@
 #include "platform/RedirectServer.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/RawPeer.h"
 #include "tests/support/Usage.h"
@@ -6,10 +7,17 @@
 #include <cpprest/base_uri.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
 #include <functional>
 #include <future>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -22,6 +30,10 @@ namespace net = boost::asio;
 using platform::RedirectAnswer;
 using platform::RedirectServer;
 using test::RawPeer;
+
+// The system's part, where a test takes it before a server starts, and until that has ended.
+std::function<int(int)> accepting;                  // of a descriptor; -1 for none
+std::function<bool(const std::string&)> isUnknown;  // of a host; may wait
 
 const std::string get = "GET / HTTP/1.1\r\n\r\n";
 
@@ -44,18 +56,26 @@ public:
                          })
         : m_answer(std::move(answer)) {}
 
-    std::optional<RedirectAnswer> checkListenerRequest(const std::string& /*method*/,
-                                                       const std::string& /*target*/) override {
+    std::optional<RedirectAnswer> judgeHead(const std::string& /*method*/,
+                                            const std::string& /*target*/) override {
         return std::nullopt;
     }
-    RedirectAnswer handleListenerRequest(const platform::RedirectRequest& /*request*/) override {
+    RedirectAnswer answer(const platform::RedirectRequest& /*request*/) override {
         return m_answer();
     }
-    RedirectAnswer handleLostBody(const std::string& /*reason*/) override { return m_answer(); }
-    RedirectAnswer handleNoRequest() override { return m_answer(); }
+    RedirectAnswer answerLostBody(const std::string& /*reason*/) override { return m_answer(); }
+    RedirectAnswer answerNoRequest() override { return m_answer(); }
 
 private:
     Answer m_answer;
+};
+
+/// Takes part in accepting while it lives.
+struct Accepting {
+    explicit Accepting(std::function<int(int)> part) { accepting = std::move(part); }
+    ~Accepting() { accepting = {}; }
+    Accepting(const Accepting&) = delete;
+    Accepting& operator=(const Accepting&) = delete;
 };
 
 std::string failure(const std::string& url) {
@@ -82,7 +102,10 @@ TEST(RedirectServer, RefusesWhatItCannotListenOn) {
         {"http://localhost:4294967376/", "port is not within"},
         {"http://localhost:80a/", "malformed"},
         {"http://[::1/", "malformed"},
-        {"http://0:8080/", "all addresses"},
+        {"http://[::1]a:80/", "malformed"},
+        {"http://0/", "all addresses"},
+        {"http://000/cb", "all addresses"},
+        {"http://[::ffff:0.0.0.0]:8080/", "all addresses"},
         {"http://[::]:8080/", "all addresses"},
         {"http://192.0.2.1:8080/", "Cannot assign requested address"},
         {"http://[2001:db8::1]:8080/", "Cannot assign requested address"},
@@ -106,6 +129,80 @@ TEST(RedirectServer, ListensOnEveryAddressOfItsHostOrOnNone) {
         const net::ip::tcp::acceptor taken(context, {address, port});
         EXPECT_NE(failure(urlOf("localhost", port)), "none");
         EXPECT_EQ(failure(urlOf(other, port)), "none");
+    }
+}
+
+TEST(RedirectServer, TakesAnIPv4AddressInIPv6ClothesForItself) {
+    Handler handler;
+    const auto port = freePort();
+    const RedirectServer server(urlOf("[::ffff:127.0.0.1]", port), handler);
+    EXPECT_NE(RawPeer(port).exchange(get), "");
+}
+
+TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
+    std::promise<void> over;
+    isUnknown = [late = over.get_future().share()](const std::string& host) {
+        return host == "slow.test" && late.wait_for(2 * test::patience) != std::future_status{};
+    };
+    EXPECT_THAT(failure("http://slow.test:8080/"), testing::HasSubstr("not resolved within"));
+    over.set_value();
+}
+
+// Each write ends in the next field's name, so that no field but the last one is waiting.
+TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
+    constexpr std::size_t limit = 64U << 10U;
+    constexpr std::size_t write = 512;
+    std::promise<int> accepted;
+    const Accepting part([&accepted](int peer) {
+        accepted.set_value(peer);
+        return peer;
+    });
+    Handler handler;
+    const auto port = freePort();
+    const RedirectServer server(urlOf("127.0.0.1", port), handler);
+    RawPeer peer(port);
+    const int other = accepted.get_future().get();
+
+    const std::string field = ": " + std::string(write - 5, 'x') + "\r\na";
+    std::size_t sent = 0;
+    for (std::string piece = "GET /" + std::string(write - 17, 'x') + " HTTP/1.1\r\na";
+         !peer.isAnswered() && sent < 4 * limit; piece = field) {
+        ASSERT_EQ(piece.size(), write);
+        peer.send(piece);
+        sent += write;
+        int unread = 0;
+        ASSERT_TRUE(test::eventually(
+            [&] { return ::ioctl(other, FIONREAD, &unread) == 0 && unread == 0; }));
+    }
+    EXPECT_LE(sent, limit + write);
+}
+
+TEST(RedirectServer, HearsTheNextPeerWhateverBecameOfOne) {
+    const auto failing = [](int error) {
+        return [error](int peer) {
+            ::close(peer);
+            errno = error;
+            return -1;
+        };
+    };
+    const std::vector<std::function<int(int)>> failures = {failing(EMFILE), failing(ECONNABORTED),
+                                                           [](int peer) -> int {
+                                                               ::close(peer);
+                                                               throw std::bad_alloc();
+                                                           }};
+    for (std::size_t i = 0; i < failures.size(); ++i) {
+        const Accepting part([failed = false, fail = failures[i]](int peer) mutable {
+            return std::exchange(failed, true) ? peer : fail(peer);
+        });
+        Handler handler;
+        const auto port = freePort();
+        std::optional<RedirectServer> server(std::in_place, urlOf("127.0.0.1", port), handler);
+        RawPeer lost(port);
+        lost.receive();
+        auto next = std::async(std::launch::async, [port] { return RawPeer(port).exchange(get); });
+        EXPECT_EQ(next.wait_for(test::patience), std::future_status::ready) << i;
+        server.reset();
+        EXPECT_THAT(next.get(), testing::StartsWith("HTTP/1.1 200")) << i;
     }
 }
 
@@ -141,6 +238,20 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerThatNobodyTakes) {
     EXPECT_EQ(ended, 1);
 }
 
+TEST(RedirectServer, TellsOfTheEndOfAnAnswerBeforeItWaitsForThePeerToLeave) {
+    std::optional<RawPeer> peer;
+    std::promise<bool> isShutDown;
+    Handler handler([&] {
+        return RedirectAnswer{200, "text/plain", "!",
+                              [&] { isShutDown.set_value(peer->isEnded()); }};
+    });
+    const auto port = freePort();
+    const RedirectServer server(urlOf("localhost", port), handler);
+    peer.emplace(port).send(get);
+    EXPECT_FALSE(isShutDown.get_future().get());
+    EXPECT_THAT(peer->receive(), testing::EndsWith("!"));
+}
+
 TEST(RedirectServer, LeavesNothingBehind) {
     const auto round = [port = freePort()] {
         Handler handler;
@@ -161,3 +272,27 @@ TEST(RedirectServer, LeavesNothingBehind) {
 }
 
 }  // namespace
+
+// The linker leads the server here.
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as it names them
+int __real_accept4(int door, sockaddr* address, socklen_t* size, int flags);
+int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
+                       addrinfo** found);
+
+int __wrap_accept4(int door, sockaddr* address, socklen_t* size, int flags) {
+    const int peer = __real_accept4(door, address, size, flags);
+    return peer >= 0 && accepting ? accepting(peer) : peer;
+}
+
+int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
+                       addrinfo** found) {
+    const auto isUnknownNow = isUnknown;  // its thread may be left behind
+    const bool asks = (hints->ai_flags & AI_NUMERICHOST) == 0;
+    return asks && isUnknownNow && isUnknownNow(host)
+               ? EAI_NONAME
+               : __real_getaddrinfo(host, service, hints, found);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+}

@@ -6,6 +6,7 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
+#include <poll.h>
 
 #include <string>
 
@@ -39,12 +40,21 @@ public:
         return bytes;
     }
 
+    /// Whether something has come that is not received yet, or the end.
+    bool isAnswered() { return isReady(POLLIN); }
+    bool isEnded() { return isReady(POLLRDHUP); }
+
     std::string exchange(const std::string& bytes) {
         send(bytes);
         return receive();
     }
 
 private:
+    bool isReady(short event) {
+        pollfd peer{m_socket.native_handle(), event, 0};
+        return ::poll(&peer, 1, 0) == 1;
+    }
+
     boost::asio::io_context m_context;
     boost::asio::ip::tcp::socket m_socket{m_context};
 };
