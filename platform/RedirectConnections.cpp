@@ -74,7 +74,7 @@ public:
             m_socket.close(ignored);
             m_timer.cancel();
             m_all.m_all.erase(m_position);
-            m_all.m_held -= m_held;
+            m_all.m_held -= std::exchange(m_held, 0);
         }
     }
 
@@ -94,14 +94,18 @@ private:
         m_all.keepWithinBudget();
     }
 
+    net::mutable_buffer prepare(std::size_t size) {
+        const auto piece = m_buffer.prepare(size);
+        account();
+        return piece;
+    }
+
     /// The head's bytes are counted as they come: how a peer cuts them changes nothing, and none of
     /// the body is among them.
     void read() {
         const std::size_t size =
             m_parser.is_header_done() ? pieceSize : std::min(pieceSize, headLimit - m_received);
-        const auto piece = m_buffer.prepare(size);
-        account();
-        m_socket.async_read_some(piece, then(&Connection::received));
+        m_socket.async_read_some(prepare(size), then(&Connection::received));
     }
 
     void received(const error_code& error, std::size_t size) {
@@ -239,7 +243,7 @@ private:
         if (error) {
             return close();
         }
-        m_socket.async_read_some(m_buffer.prepare(pieceSize), then(&Connection::discard));
+        m_socket.async_read_some(prepare(pieceSize), then(&Connection::discard));
     }
 
     RedirectConnections& m_all;

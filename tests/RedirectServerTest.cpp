@@ -31,9 +31,10 @@ using platform::RedirectAnswer;
 using platform::RedirectServer;
 using test::RawPeer;
 
-// The system's part, where a test takes it before a server starts, and until that has ended.
-std::function<int(int)> accepting;                  // of a descriptor; -1 for none
-std::function<bool(const std::string&)> isUnknown;  // of a host; may wait
+// The system's part.
+std::atomic<int> accepted{-1};      // the last descriptor
+std::atomic<int> acceptFailure{0};  // for the next peer, which is lost
+std::atomic<bool> resolverHangs{false};
 
 const std::string get = "GET / HTTP/1.1\r\n\r\n";
 
@@ -68,14 +69,6 @@ public:
 
 private:
     Answer m_answer;
-};
-
-/// Takes part in accepting while it lives.
-struct Accepting {
-    explicit Accepting(std::function<int(int)> part) { accepting = std::move(part); }
-    ~Accepting() { accepting = {}; }
-    Accepting(const Accepting&) = delete;
-    Accepting& operator=(const Accepting&) = delete;
 };
 
 std::string failure(const std::string& url) {
@@ -130,79 +123,53 @@ TEST(RedirectServer, ListensOnEveryAddressOfItsHostOrOnNone) {
         EXPECT_NE(failure(urlOf("localhost", port)), "none");
         EXPECT_EQ(failure(urlOf(other, port)), "none");
     }
-}
-
-TEST(RedirectServer, TakesAnIPv4AddressInIPv6ClothesForItself) {
     Handler handler;
-    const auto port = freePort();
     const RedirectServer server(urlOf("[::ffff:127.0.0.1]", port), handler);
-    EXPECT_NE(RawPeer(port).exchange(get), "");
+    EXPECT_NE(RawPeer(port, v4).exchange(get), "");
 }
 
 TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
-    std::promise<void> over;
-    isUnknown = [late = over.get_future().share()](const std::string& host) {
-        return host == "slow.test" && late.wait_for(2 * test::patience) != std::future_status{};
-    };
-    EXPECT_THAT(failure("http://slow.test:8080/"), testing::HasSubstr("not resolved within"));
-    over.set_value();
+    resolverHangs = true;
+    EXPECT_THAT(failure("http://slow.invalid:8080/"), testing::HasSubstr("not resolved within"));
+    resolverHangs = false;
 }
 
 // Each write ends in the next field's name, so that no field but the last one is waiting.
 TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
     constexpr std::size_t limit = 64U << 10U;
     constexpr std::size_t write = 512;
-    std::promise<int> accepted;
-    const Accepting part([&accepted](int peer) {
-        accepted.set_value(peer);
-        return peer;
-    });
+    accepted = -1;
     Handler handler;
     const auto port = freePort();
     const RedirectServer server(urlOf("127.0.0.1", port), handler);
     RawPeer peer(port);
-    const int other = accepted.get_future().get();
+    ASSERT_TRUE(test::eventually([] { return accepted >= 0; }));
 
     const std::string field = ": " + std::string(write - 5, 'x') + "\r\na";
     std::size_t sent = 0;
     for (std::string piece = "GET /" + std::string(write - 17, 'x') + " HTTP/1.1\r\na";
-         !peer.isAnswered() && sent < 4 * limit; piece = field) {
+         !peer.has(POLLIN) && sent < 4 * limit; piece = field) {
         ASSERT_EQ(piece.size(), write);
         peer.send(piece);
         sent += write;
         int unread = 0;
         ASSERT_TRUE(test::eventually(
-            [&] { return ::ioctl(other, FIONREAD, &unread) == 0 && unread == 0; }));
+            [&] { return ::ioctl(accepted, FIONREAD, &unread) == 0 && unread == 0; }));
     }
     EXPECT_LE(sent, limit + write);
 }
 
 TEST(RedirectServer, HearsTheNextPeerWhateverBecameOfOne) {
-    const auto failing = [](int error) {
-        return [error](int peer) {
-            ::close(peer);
-            errno = error;
-            return -1;
-        };
-    };
-    const std::vector<std::function<int(int)>> failures = {failing(EMFILE), failing(ECONNABORTED),
-                                                           [](int peer) -> int {
-                                                               ::close(peer);
-                                                               throw std::bad_alloc();
-                                                           }};
-    for (std::size_t i = 0; i < failures.size(); ++i) {
-        const Accepting part([failed = false, fail = failures[i]](int peer) mutable {
-            return std::exchange(failed, true) ? peer : fail(peer);
-        });
+    for (const int error : {EMFILE, ENOMEM}) {
         Handler handler;
         const auto port = freePort();
         std::optional<RedirectServer> server(std::in_place, urlOf("127.0.0.1", port), handler);
-        RawPeer lost(port);
-        lost.receive();
+        acceptFailure = error;
+        RawPeer(port).receive();
         auto next = std::async(std::launch::async, [port] { return RawPeer(port).exchange(get); });
-        EXPECT_EQ(next.wait_for(test::patience), std::future_status::ready) << i;
+        EXPECT_EQ(next.wait_for(test::patience), std::future_status::ready) << error;
         server.reset();
-        EXPECT_THAT(next.get(), testing::StartsWith("HTTP/1.1 200")) << i;
+        EXPECT_THAT(next.get(), testing::StartsWith("HTTP/1.1 200")) << error;
     }
 }
 
@@ -243,7 +210,7 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerBeforeItWaitsForThePeerToLeave) {
     std::promise<bool> isShutDown;
     Handler handler([&] {
         return RedirectAnswer{200, "text/plain", "!",
-                              [&] { isShutDown.set_value(peer->isEnded()); }};
+                              [&] { isShutDown.set_value(peer->has(POLLRDHUP)); }};
     });
     const auto port = freePort();
     const RedirectServer server(urlOf("localhost", port), handler);
@@ -283,16 +250,25 @@ int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hi
 
 int __wrap_accept4(int door, sockaddr* address, socklen_t* size, int flags) {
     const int peer = __real_accept4(door, address, size, flags);
-    return peer >= 0 && accepting ? accepting(peer) : peer;
+    const int failure = acceptFailure.exchange(0);
+    if (failure == 0) {
+        accepted = peer >= 0 ? peer : accepted.load();
+        return peer;
+    }
+    ::close(peer);
+    if (failure == ENOMEM) {
+        throw std::bad_alloc();
+    }
+    errno = failure;
+    return -1;
 }
 
 int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
                        addrinfo** found) {
-    const auto isUnknownNow = isUnknown;  // its thread may be left behind
-    const bool asks = (hints->ai_flags & AI_NUMERICHOST) == 0;
-    return asks && isUnknownNow && isUnknownNow(host)
-               ? EAI_NONAME
-               : __real_getaddrinfo(host, service, hints, found);
+    if (resolverHangs && (hints->ai_flags & AI_NUMERICHOST) == 0) {
+        test::eventually([] { return !resolverHangs; }, 2 * test::patience);
+    }
+    return __real_getaddrinfo(host, service, hints, found);
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 }

@@ -40,9 +40,11 @@ public:
         return bytes;
     }
 
-    /// Whether something has come that is not received yet, or the end.
-    bool isAnswered() { return isReady(POLLIN); }
-    bool isEnded() { return isReady(POLLRDHUP); }
+    /// Whether poll() tells of this event now.
+    bool has(short event) {
+        pollfd peer{m_socket.native_handle(), event, 0};
+        return ::poll(&peer, 1, 0) == 1;
+    }
 
     std::string exchange(const std::string& bytes) {
         send(bytes);
@@ -50,11 +52,6 @@ public:
     }
 
 private:
-    bool isReady(short event) {
-        pollfd peer{m_socket.native_handle(), event, 0};
-        return ::poll(&peer, 1, 0) == 1;
-    }
-
     boost::asio::io_context m_context;
     boost::asio::ip::tcp::socket m_socket{m_context};
 };
