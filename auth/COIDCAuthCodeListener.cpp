@@ -7,11 +7,14 @@
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <cpprest/asyncrt_utils.h>
 #include <cpprest/base_uri.h>
 #include <cpprest/http_msg.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <exception>
 #include <map>
 #include <utility>
@@ -44,7 +47,26 @@ constexpr auto* closingPage =
     "</body>"
     "</html>";
 
-/// Content types and character sets are what the HTTP library takes them for.
+/// The path of a request's target, or of a redirect URL: a path, or an http URL with one. Nothing
+/// in it is decoded or joined, and nothing else has one.
+std::optional<std::string> pathOf(const std::string& target) {
+    const std::string scheme = "http://";
+    std::size_t start = 0;
+    if (boost::algorithm::istarts_with(target, scheme)) {
+        start = std::min(target.find_first_of("/?#", scheme.size()), target.size());
+        if (start == scheme.size()) {
+            return std::nullopt;
+        }
+    }
+    const std::string path = target.substr(start, target.find_first_of("?#", start) - start);
+    if (path.empty() && start > 0) {
+        return "/";
+    }
+    return path.compare(0, 1, "/") == 0 ? std::optional(path) : std::nullopt;
+}
+
+/// Content types and character sets are what the HTTP library takes them for. Its public operation
+/// waits until the body was received, which for a message of our own never is.
 utility::string_t textOf(const platform::RedirectRequest& request) {
     web::http::http_request message;
     message.set_body(request.body, request.contentType);
@@ -54,30 +76,23 @@ utility::string_t textOf(const platform::RedirectRequest& request) {
 }  // namespace
 
 COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl)
-    : m_path(web::uri(detail::toHttpText(redirectUrl)).path()),
+    : m_path(pathOf(utility::conversions::to_utf8string(detail::toHttpText(redirectUrl)))
+                 .value_or("")),
       m_received(std::make_unique<detail::FirstOutcome<OIDCAuthCode>>()),
       m_server(detail::toHttpText(redirectUrl), *this) {}
 
 COIDCAuthCodeListener::~COIDCAuthCodeListener() = default;
 
-std::optional<RedirectAnswer> COIDCAuthCodeListener::checkListenerRequest(
-    const std::string& method, const std::string& target) {
+std::optional<RedirectAnswer> COIDCAuthCodeListener::judgeHead(const std::string& method,
+                                                               const std::string& target) {
     if (method != "POST") {
         return reject(status_codes::BadRequest, _XPLATSTR("Invalid request."),
                       "unexpexted listener request type");
     }
-    if (!isRedirectPath(target)) {
+    if (pathOf(target) != m_path) {
         return reject(status_codes::NotFound, _XPLATSTR("Not found."), "unexpexted listener uri");
     }
     return std::nullopt;
-}
-
-bool COIDCAuthCodeListener::isRedirectPath(const std::string& target) const {
-    try {
-        return web::uri(utility::conversions::to_string_t(target)).path() == m_path;
-    } catch (const std::exception&) {
-        return false;
-    }
 }
 
 RedirectAnswer COIDCAuthCodeListener::handleListenerRequest(
@@ -86,16 +101,16 @@ RedirectAnswer COIDCAuthCodeListener::handleListenerRequest(
         return {status_codes::OK, htmlType, closingPage,
                 [this, value = parseAuthCodeResponse(textOf(request))] { m_received->set(value); }};
     } catch (const std::exception& error) {
-        return handleLostBody(error.what());
+        return answerLostBody(error.what());
     }
 }
 
-RedirectAnswer COIDCAuthCodeListener::handleLostBody(const std::string& reason) {
+RedirectAnswer COIDCAuthCodeListener::answerLostBody(const std::string& reason) {
     return reject(status_codes::BadRequest,
                   _XPLATSTR("Invalid reqeust. Unable to extract auth code."), reason);
 }
 
-RedirectAnswer COIDCAuthCodeListener::handleNoRequest() {
+RedirectAnswer COIDCAuthCodeListener::answerNoRequest() {
     return {status_codes::BadRequest, htmlType,
             utility::conversions::to_utf8string(makeMessagePage(_XPLATSTR("Invalid request."))),
             nullptr};

@@ -49,18 +49,19 @@ public:
     static utility::string_t makeMessagePage(const utility::string_t& message);
 
 private:
-    std::optional<platform::RedirectAnswer> checkListenerRequest(
-        const std::string& method, const std::string& target) override;
-    platform::RedirectAnswer handleListenerRequest(
-        const platform::RedirectRequest& request) override;
-    platform::RedirectAnswer handleLostBody(const std::string& reason) override;
-    platform::RedirectAnswer handleNoRequest() override;
+    std::optional<platform::RedirectAnswer> judgeHead(const std::string& method,
+                                                      const std::string& target) override;
+    platform::RedirectAnswer answer(const platform::RedirectRequest& request) override {
+        return handleListenerRequest(request);
+    }
+    platform::RedirectAnswer answerLostBody(const std::string& reason) override;
+    platform::RedirectAnswer answerNoRequest() override;
 
-    bool isRedirectPath(const std::string& target) const;
+    platform::RedirectAnswer handleListenerRequest(const platform::RedirectRequest& request);
     platform::RedirectAnswer reject(unsigned status, const utility::char_t* message,
                                     const std::string& reason) const;
 
-    const utility::string_t m_path;
+    const std::string m_path;
     const std::unique_ptr<detail::FirstOutcome<OIDCAuthCode>> m_received;
     const platform::RedirectServer m_server;  // last: it calls the rest
 };

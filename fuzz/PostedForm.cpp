@@ -35,9 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fuzz::Answer post =
         fuzz::answerOf(std::string(reinterpret_cast<const char*>(data), size));
     fuzz::SignIn signIn("http://localhost/callback");
-    fuzz::require(!handler->checkListenerRequest("POST", "/callback"));
-    const auto answer =
-        handler->handleListenerRequest({"POST", "/callback", post.contentType, post.body});
+    fuzz::require(!handler->judgeHead("POST", "/callback"));
+    const auto answer = handler->answer({"POST", "/callback", post.contentType, post.body});
     answer.ended();
     const auto received = signIn.end();
     fuzz::require(received.has_value() == (answer.status == web::http::status_codes::OK));

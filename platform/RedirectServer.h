@@ -33,23 +33,24 @@ public:
     virtual ~RedirectHandler() = default;
 
     /// An answer refuses the request at its head; its body is not read then.
-    virtual std::optional<RedirectAnswer> checkListenerRequest(const std::string& method,
-                                                               const std::string& target) = 0;
-    virtual RedirectAnswer handleListenerRequest(const RedirectRequest& request) = 0;
+    virtual std::optional<RedirectAnswer> judgeHead(const std::string& method,
+                                                    const std::string& target) = 0;
+    virtual RedirectAnswer answer(const RedirectRequest& request) = 0;
     /// The body of a request that was not refused is too large, malformed, or not coming.
-    virtual RedirectAnswer handleLostBody(const std::string& reason) = 0;
+    virtual RedirectAnswer answerLostBody(const std::string& reason) = 0;
     /// What came is no HTTP request, or has a head that is too long.
-    virtual RedirectAnswer handleNoRequest() = 0;
+    virtual RedirectAnswer answerNoRequest() = 0;
 };
 
 /// Serves plain HTTP for the length of a sign-in, with a thread of its own. It hears every request
 /// that reaches its host and port, whatever its method, path and Host header; none waits for
-/// another that is slow. Each answer ends its connection.
+/// another that is slow. Each answer ends its connection. Many peers that wait, or send much, make
+/// it let go of those that have been silent for longest.
 class RedirectServer {
 public:
     /// Listens on every address of this machine that the host of `url` resolves to, both loopback
-    /// addresses for localhost, but never on all addresses at once. The path of `url` does not
-    /// matter. `handler` has to outlive the server.
+    /// addresses for localhost, but never on all addresses at once. Another name is looked up for 5
+    /// s at most. The path of `url` does not matter. `handler` has to outlive the server.
     ///
     /// Throws std::runtime_error, with a text for people, when `url` is not http with a host and
     /// perhaps a port and a path, or when one of the addresses is taken or not to be had.

@@ -1,5 +1,6 @@
 #include "auth/COIDCAuthCodeListener.h"
 #include "auth/detail/Error.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/RawPeer.h"
 #include "tests/support/TestClock.h"
@@ -9,9 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <exception>
 #include <list>
 #include <memory>
+#include <numeric>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +26,9 @@ using namespace std::chrono_literals;
 using auth::COIDCAuthCodeListener;
 using test::RawPeer;
 using Task = Concurrency::task<auth::COIDCAuthCodeListener::OIDCAuthCode>;
+
+constexpr std::size_t headLimit = 64U << 10U;
+constexpr std::size_t bodyLimit = 256U << 10U;
 
 const std::string form = "code=c%2Bo&id_token=i%20d&state=s%3D";
 const std::string formType = "Content-Type: application/x-www-form-urlencoded\r\n";
@@ -53,6 +60,31 @@ std::string page(const std::string& status, const std::string& body) {
 
 std::string messagePage(const std::string& status, const std::string& message) {
     return page(status, R"(<body><div style=""font-family:sans-serif;"">)" + message + "</div>");
+}
+
+/// A request whose head has this size.
+std::string postOfHead(std::size_t size) {
+    const std::size_t rest = post(form, formType + "X: \r\n").size() - form.size();
+    return post(form, formType + "X: " + std::string(size - rest, 'x') + "\r\n");
+}
+
+/// A form of this size.
+std::string formOf(std::size_t size) {
+    return form + "&x=" + std::string(size - form.size() - 3, 'x');
+}
+
+std::string chunk(const std::string& body) {
+    std::ostringstream framed;
+    framed << std::hex << body.size() << "\r\n" << body << "\r\n";
+    return framed.str();
+}
+
+std::string repeated(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) {
+        all += text;
+    }
+    return all;
 }
 
 /// What comes of a request: the bytes of the answer, and the outcome of the sign-in.
@@ -89,14 +121,15 @@ std::string outcome(const Task& task) {
 
 /// A listener whose outcome is awaited.
 struct SignIn {
-    explicit SignIn(unsigned timeoutSeconds = 600) : received(receive(timeoutSeconds)) {}
+    explicit SignIn(unsigned timeoutSeconds = 600, const std::string& path = "/callback")
+        : url(test::freeRedirectUrl(path)), received(receive(timeoutSeconds)) {}
 
     Task receive(unsigned timeoutSeconds) const {
         return listener->getAuthCodeAsync(timeoutSeconds, cancellation.get_token());
     }
     std::string exchange(const std::string& bytes) const { return RawPeer(port).exchange(bytes); }
 
-    const std::string url = test::freeRedirectUrl();
+    const std::string url;
     const unsigned short port = static_cast<unsigned short>(web::uri(url).port());
     std::unique_ptr<COIDCAuthCodeListener> listener =
         std::make_unique<COIDCAuthCodeListener>(CString(url));
@@ -108,14 +141,15 @@ struct SignIn {
 struct Case {
     std::vector<std::pair<std::string, std::string>> exchanges;
     std::string outcome;
+    std::string path = "/callback";  // of the redirect URL
 };
 
 void check(const std::vector<Case>& cases) {
     std::list<SignIn> signIns;  // they end together: each is noticed up to half a second later
     for (const Case& each : cases) {
-        const SignIn& signIn = signIns.emplace_back();
+        const SignIn& signIn = signIns.emplace_back(600, each.path);
         for (const auto& [sent, answer] : each.exchanges) {
-            EXPECT_EQ(signIn.exchange(sent), answer) << sent.substr(0, 200);
+            EXPECT_EQ(signIn.exchange(sent), answer) << each.path << ' ' << sent.substr(0, 200);
         }
     }
     auto signIn = signIns.begin();
@@ -134,8 +168,7 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
     const std::string malformed = "request body is malformed";
     const std::vector<std::pair<std::string, Result>> results = {
         {post(form), accepted},
-        {postTo("/callback?iss=a%zz"), accepted},
-        {postTo("http://elsewhere.test/callback"), accepted},
+        {postOfHead(headLimit), accepted},
         {post("state=&x=1&code=&id_token=1&id_token=2"), {accepted.answer, " 2 "}},
         {"POST /callback HTTP/1.0\r\n" + formType + "content-length: 36\r\n\r\n" + form, accepted},
         {request("GET /callback?" + form), otherMethod},
@@ -143,10 +176,6 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
         {request("OPTIONS *"), otherMethod},
         {request("post /callback", formType, form), otherMethod},
         {request("PUT /other", formType, form), otherMethod},
-        {postTo("/"), otherPath},
-        {postTo("/Callback"), otherPath},
-        {postTo("/%63allback"), otherPath},
-        {postTo("\xC3\xA4"), otherPath},
         {request("POST /", "Expect: 100-continue\r\n", std::string(3U << 20U, 'x')), otherPath},
         {post("Code=1"), noCode("no code in auth code response")},
         {post("code=1&state=3"), noCode("no id_token in auth code response")},
@@ -155,6 +184,7 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
         // As the HTTP library takes them.
         {typed("Application/X-WWW-Form-URLencoded; Charset=\"UTF-8\""), accepted},
         {typed("text/plain"), accepted},
+        {typed("text/plain\r\nContent-Type: application/octet-stream"), accepted},
         {post(form, ""), noCode("no code in auth code response")},
         {typed("application/octet-stream"),
          noCode("Incorrect Content-Type: must be textual to extract_string, JSON to "
@@ -163,13 +193,46 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
          {accepted.answer, "1 2 %3"}},
         {chunked("5\r\ncode=1\r\n0\r\n\r\n"), noCode(malformed)},
         {chunked("1;" + std::string(1U << 20U, 'x')), noCode(malformed)},
-        {chunked("80000\r\n" + std::string(0x80000, 'x') + "\r\n80001\r\n"), noCode(tooLarge)},
-        {post(std::string(2U << 20U, 'x')), noCode(tooLarge)},
+        // What stands around the body counts, too, also where it comes in many pieces.
+        {chunked(repeated(chunk("x"), 5000) + "0\r\n\r\n"), noCode(malformed)},
+        {chunked(chunk(form) + "0\r\n" + repeated("a: b\r\n", 5000) + "\r\n"), noCode(malformed)},
+        {chunked(chunk(formOf(bodyLimit)) + "0\r\n\r\n"), accepted},
+        {chunked(chunk(formOf(bodyLimit - 1)) + chunk("xx") + "0\r\n\r\n"), noCode(tooLarge)},
+        {post(formOf(bodyLimit)), accepted},
+        {post(formOf(bodyLimit + 1)), noCode(tooLarge)},
     };
     std::vector<Case> cases;
     cases.reserve(results.size());
     for (const auto& [sent, result] : results) {
         cases.push_back({{{sent, result.answer}}, result.outcome});
+    }
+    check(cases);
+}
+
+TEST(AuthCodeListener, ComparesPathsAsTheyStand) {
+    struct Row {
+        std::string path;
+        std::vector<std::string> others;
+        std::vector<std::string> same;
+    };
+    const std::vector<Row> rows = {
+        {"/callback",
+         {"/", "/callbac", "/callback/", "/Callback", "/%63allback", "//callback", "///callback",
+          "//x/callback", "callback", "ftp:/callback", "ftp://x/callback", "http:/callback",
+          "http:///callback", "http://x", "http://x#/callback", "http://x//callback", "?/callback",
+          "\xC3\xA4"},
+         {"/callback?iss=a%zz", "/callback#a?b", "HTTP://elsewhere.test/callback?/"}},
+        {"//callback", {"/callback", "http://callback"}, {"//callback", "http://x//callback"}},
+        {"", {"//", "*", "http://"}, {"/", "/?/a", "http://x", "http://x?/a"}},
+    };
+    std::vector<Case> cases;
+    for (const Row& row : rows) {
+        for (const std::string& target : row.others) {
+            cases.push_back({{{postTo(target), otherPath.answer}}, otherPath.outcome, row.path});
+        }
+        for (const std::string& target : row.same) {
+            cases.push_back({{{postTo(target), accepted.answer}}, accepted.outcome, row.path});
+        }
     }
     check(cases);
 }
@@ -187,7 +250,7 @@ TEST(AuthCodeListener, CountsTheFirstRequestOnly) {
         {{{"\x16\x03\x01", refusal},
           {"GET / HTTP/2.0\r\n\r\n", refusal},
           {"POST /callback HTTP/1.1\r\nContent-Length: many\r\n\r\n", refusal},
-          {request("GET /", "X: " + std::string(100U << 10U, 'x') + "\r\n"), refusal},
+          {postOfHead(headLimit + 1), refusal},
           {post(form), accepted.answer}},
          accepted.outcome},
     });
@@ -223,6 +286,28 @@ TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
     EXPECT_THROW(COIDCAuthCodeListener{CString(signIn.url)}, std::exception);
 }
 
+TEST(AuthCodeListener, KeepsRoomForABrowserWhileOthersFillTheMemory) {
+    constexpr std::size_t budget = 4U << 20U;
+    const SignIn signIn;
+    RawPeer early(signIn.port);  // holds nothing, so that it need not go
+    std::list<RawPeer> others;
+    const std::string large = post(formOf(bodyLimit));
+    const std::size_t sent = bodyLimit / 2;
+    for (int i = 0; i < 100; ++i) {
+        others.emplace_back(signIn.port).send(large.substr(0, sent));
+    }
+    EXPECT_EQ(signIn.exchange(post(form)), accepted.answer);
+
+    std::vector<std::size_t> kept;
+    for (RawPeer& peer : others) {
+        kept.push_back(peer.exchange(large.substr(sent)) == accepted.answer ? sent : 0);
+    }
+    EXPECT_LE(std::accumulate(kept.begin(), kept.end(), std::size_t{0}), budget);
+    EXPECT_EQ(kept.front(), 0U);
+    EXPECT_EQ(kept.back(), sent);
+    EXPECT_EQ(early.exchange(post(form)), accepted.answer);
+}
+
 TEST(AuthCodeListener, EndsTheWaitWhenThePeerOrTheListenerLeaves) {
     SignIn signIn;
     RawPeer peer(signIn.port);
@@ -248,9 +333,12 @@ TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {
     cancelled.cancellation.cancel();
 
     clock.freezeAt(start + 90s - 100ns);
+    clock.setSystemClock(1h);
     EXPECT_EQ(inTime.exchange(post(form)), accepted.answer);
     EXPECT_EQ(outcome(inTime.received), accepted.outcome);
     clock.freezeAt(start + 90s);
+    clock.setSystemClock(-2h);
+    ASSERT_TRUE(test::eventually([&late] { return late.received.is_done(); }));
     EXPECT_EQ(outcome(late.received), timeIsOver);
 
     // Cancellation comes before the time, and that before what was received.

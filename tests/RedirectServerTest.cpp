@@ -1,4 +1,5 @@
 #include "platform/RedirectServer.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/RawPeer.h"
 #include "tests/support/Usage.h"
@@ -6,10 +7,17 @@
 #include <cpprest/base_uri.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
 #include <functional>
 #include <future>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -22,6 +30,11 @@ namespace net = boost::asio;
 using platform::RedirectAnswer;
 using platform::RedirectServer;
 using test::RawPeer;
+
+// The system's part.
+std::atomic<int> accepted{-1};      // the last descriptor
+std::atomic<int> acceptFailure{0};  // for the next peer, which is lost
+std::atomic<bool> resolverHangs{false};
 
 const std::string get = "GET / HTTP/1.1\r\n\r\n";
 
@@ -44,15 +57,15 @@ public:
                          })
         : m_answer(std::move(answer)) {}
 
-    std::optional<RedirectAnswer> checkListenerRequest(const std::string& /*method*/,
-                                                       const std::string& /*target*/) override {
+    std::optional<RedirectAnswer> judgeHead(const std::string& /*method*/,
+                                            const std::string& /*target*/) override {
         return std::nullopt;
     }
-    RedirectAnswer handleListenerRequest(const platform::RedirectRequest& /*request*/) override {
+    RedirectAnswer answer(const platform::RedirectRequest& /*request*/) override {
         return m_answer();
     }
-    RedirectAnswer handleLostBody(const std::string& /*reason*/) override { return m_answer(); }
-    RedirectAnswer handleNoRequest() override { return m_answer(); }
+    RedirectAnswer answerLostBody(const std::string& /*reason*/) override { return m_answer(); }
+    RedirectAnswer answerNoRequest() override { return m_answer(); }
 
 private:
     Answer m_answer;
@@ -82,7 +95,10 @@ TEST(RedirectServer, RefusesWhatItCannotListenOn) {
         {"http://localhost:4294967376/", "port is not within"},
         {"http://localhost:80a/", "malformed"},
         {"http://[::1/", "malformed"},
-        {"http://0:8080/", "all addresses"},
+        {"http://[::1]a:80/", "malformed"},
+        {"http://0/", "all addresses"},
+        {"http://000/cb", "all addresses"},
+        {"http://[::ffff:0.0.0.0]:8080/", "all addresses"},
         {"http://[::]:8080/", "all addresses"},
         {"http://192.0.2.1:8080/", "Cannot assign requested address"},
         {"http://[2001:db8::1]:8080/", "Cannot assign requested address"},
@@ -106,6 +122,54 @@ TEST(RedirectServer, ListensOnEveryAddressOfItsHostOrOnNone) {
         const net::ip::tcp::acceptor taken(context, {address, port});
         EXPECT_NE(failure(urlOf("localhost", port)), "none");
         EXPECT_EQ(failure(urlOf(other, port)), "none");
+    }
+    Handler handler;
+    const RedirectServer server(urlOf("[::ffff:127.0.0.1]", port), handler);
+    EXPECT_NE(RawPeer(port, v4).exchange(get), "");
+}
+
+TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
+    resolverHangs = true;
+    EXPECT_THAT(failure("http://slow.invalid:8080/"), testing::HasSubstr("not resolved within"));
+    resolverHangs = false;
+}
+
+// Each write ends in the next field's name, so that no field but the last one is waiting.
+TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
+    constexpr std::size_t limit = 64U << 10U;
+    constexpr std::size_t write = 512;
+    accepted = -1;
+    Handler handler;
+    const auto port = freePort();
+    const RedirectServer server(urlOf("127.0.0.1", port), handler);
+    RawPeer peer(port);
+    ASSERT_TRUE(test::eventually([] { return accepted >= 0; }));
+
+    const std::string field = ": " + std::string(write - 5, 'x') + "\r\na";
+    std::size_t sent = 0;
+    for (std::string piece = "GET /" + std::string(write - 17, 'x') + " HTTP/1.1\r\na";
+         !peer.has(POLLIN) && sent < 4 * limit; piece = field) {
+        ASSERT_EQ(piece.size(), write);
+        peer.send(piece);
+        sent += write;
+        int unread = 0;
+        ASSERT_TRUE(test::eventually(
+            [&] { return ::ioctl(accepted, FIONREAD, &unread) == 0 && unread == 0; }));
+    }
+    EXPECT_LE(sent, limit + write);
+}
+
+TEST(RedirectServer, HearsTheNextPeerWhateverBecameOfOne) {
+    for (const int error : {EMFILE, ENOMEM}) {
+        Handler handler;
+        const auto port = freePort();
+        std::optional<RedirectServer> server(std::in_place, urlOf("127.0.0.1", port), handler);
+        acceptFailure = error;
+        RawPeer(port).receive();
+        auto next = std::async(std::launch::async, [port] { return RawPeer(port).exchange(get); });
+        EXPECT_EQ(next.wait_for(test::patience), std::future_status::ready) << error;
+        server.reset();
+        EXPECT_THAT(next.get(), testing::StartsWith("HTTP/1.1 200")) << error;
     }
 }
 
@@ -141,6 +205,20 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerThatNobodyTakes) {
     EXPECT_EQ(ended, 1);
 }
 
+TEST(RedirectServer, TellsOfTheEndOfAnAnswerBeforeItWaitsForThePeerToLeave) {
+    std::optional<RawPeer> peer;
+    std::promise<bool> isShutDown;
+    Handler handler([&] {
+        return RedirectAnswer{200, "text/plain", "!",
+                              [&] { isShutDown.set_value(peer->has(POLLRDHUP)); }};
+    });
+    const auto port = freePort();
+    const RedirectServer server(urlOf("localhost", port), handler);
+    peer.emplace(port).send(get);
+    EXPECT_FALSE(isShutDown.get_future().get());
+    EXPECT_THAT(peer->receive(), testing::EndsWith("!"));
+}
+
 TEST(RedirectServer, LeavesNothingBehind) {
     const auto round = [port = freePort()] {
         Handler handler;
@@ -161,3 +239,36 @@ TEST(RedirectServer, LeavesNothingBehind) {
 }
 
 }  // namespace
+
+// The linker leads the server here.
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as it names them
+int __real_accept4(int door, sockaddr* address, socklen_t* size, int flags);
+int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
+                       addrinfo** found);
+
+int __wrap_accept4(int door, sockaddr* address, socklen_t* size, int flags) {
+    const int peer = __real_accept4(door, address, size, flags);
+    const int failure = acceptFailure.exchange(0);
+    if (failure == 0) {
+        accepted = peer >= 0 ? peer : accepted.load();
+        return peer;
+    }
+    ::close(peer);
+    if (failure == ENOMEM) {
+        throw std::bad_alloc();
+    }
+    errno = failure;
+    return -1;
+}
+
+int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
+                       addrinfo** found) {
+    if (resolverHangs && (hints->ai_flags & AI_NUMERICHOST) == 0) {
+        test::eventually([] { return !resolverHangs; }, 2 * test::patience);
+    }
+    return __real_getaddrinfo(host, service, hints, found);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+}

@@ -49,8 +49,11 @@ tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp& protocol
 
 tcp::socket acceptFrom(tcp::acceptor& acceptor, error_code& error) {
     tcp::socket socket(acceptor.get_executor());
-    adopt(socket, acceptor.local_endpoint().protocol(),
-          ::accept4(acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC), error);
+    const tcp::endpoint here = acceptor.local_endpoint(error);
+    if (!error) {
+        adopt(socket, here.protocol(),
+              ::accept4(acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC), error);
+    }
     return socket;
 }
 

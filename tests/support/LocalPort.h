@@ -28,13 +28,13 @@ private:
 
 /// A redirect URL on which nobody listens. Its port is none of those that the system usually
 /// chooses: there a connection of another test could take it before the listener does.
-inline std::string freeRedirectUrl() {
+inline std::string freeRedirectUrl(const std::string& path = "/callback") {
     constexpr unsigned first = 10'000;
     constexpr unsigned number = 20'000;
     for (;;) {
         try {
             const auto port = first + std::random_device()() % number;
-            return TakenPort(static_cast<unsigned short>(port)).url();
+            return TakenPort(static_cast<unsigned short>(port)).url(path);
         } catch (const boost::system::system_error& error) {
             if (error.code() != boost::asio::error::address_in_use) {
                 throw;

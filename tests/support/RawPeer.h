@@ -6,6 +6,7 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
+#include <poll.h>
 
 #include <string>
 
@@ -37,6 +38,12 @@ public:
         std::string bytes;
         boost::asio::read_until(m_socket, boost::asio::dynamic_buffer(bytes), end);
         return bytes;
+    }
+
+    /// Whether poll() tells of this event now.
+    bool has(short event) {
+        pollfd peer{m_socket.native_handle(), event, 0};
+        return ::poll(&peer, 1, 0) == 1;
     }
 
     std::string exchange(const std::string& bytes) {
