@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -89,10 +90,10 @@ std::filesystem::path RecordOptions::file() const {
 std::unique_ptr<RecordStore> RecordOptions::makeStore() const {
     const auto path = file();  // looked up for the keyring too: it tells whether all is given
     if (keyring) {
-        return std::make_unique<standalone::KeyringTokenStore<auth::COIDCToken>>(
+        return std::make_unique<RecordIn<standalone::SecretKeyring>>(
             standalone::KeyringEntry{configUrl, clientId, "OIDCAuth token of " + clientId});
     }
-    return std::make_unique<standalone::FileTokenStore<auth::COIDCToken>>(path);
+    return std::make_unique<RecordIn<standalone::SecretFile>>(path);
 }
 
 std::unique_ptr<RecordStore> RecordOptions::openStore() const {
@@ -106,9 +107,9 @@ std::string RecordOptions::storeName() const {
     return keyring ? "the desktop's keyring" : file().string();
 }
 
-std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit() const {
+std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit(std::function<void()> prepare) const {
     return std::make_shared<WaitingPermit>(
-        standalone::FilePermit::make(standalone::lockFileOf(file())));
+        standalone::FilePermit::make(standalone::lockFileOf(file())), std::move(prepare));
 }
 
 void RequestOptions::addTo(CLI::App& command) {
