@@ -23,10 +23,11 @@ using LoggingUtilities::ELogLevel;
 
 namespace {
 
+/// What was given stays out of the message: it may be a secret in the wrong place, or hold one.
 void checkUrl(const std::string& option, const std::string& url,
               const std::vector<utility::string_t>& schemes, const std::string& schemesText) {
     const auto refuse = [&](const std::string& reason) {
-        throw UsageError(option + ' ' + url + ": " + reason);
+        throw UsageError(option + ": " + reason);
     };
     const auto text = utility::conversions::to_string_t(url);
     if (!web::uri::validate(text)) {
