@@ -1,8 +1,8 @@
 #include "host/standalone/LogSinks.h"
 #include "tool/Commands.h"
+#include "tool/Descriptors.h"
 #include "tool/ExitCode.h"
 #include "tool/Output.h"
-#include "tool/Terminal.h"
 
 #include <CLI/CLI.hpp>
 
@@ -115,6 +115,7 @@ ExitCode run(int argc, char** argv) {
             tool::flushOutput();  // help, or the version
             return ExitCode::Success;
         }
+        tool::requireDescriptors();
         command();
         return ExitCode::Success;
     } catch (...) {

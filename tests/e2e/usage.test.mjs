@@ -50,18 +50,39 @@ for (const { command = 'service-token', args = [], env, says } of [
 for (const { name, args, to, code } of [
     { name: 'help that cannot be written', args: ['--help'], to: '>/dev/full', code: 1 },
     { name: 'a version that nobody takes', args: ['--version'], to: '>&-', code: 1 },
-    { name: 'a message that nobody takes', args: ['token'], to: '2>&-', code: 3 },
+    { name: 'a log that nobody takes', args: ['token', '-vv'], to: '>&- 2>&-', code: 3 },
     { name: 'no standard stream at all', args: ['token'], to: '<&- >&- 2>&-', code: 3 },
 ]) {
     test(`${name} does harm to nothing else`, async (t) => {
         const { environment } = new Service(t, configUrl);
         const command = new Command(t, environment);
         const launcher = ['/bin/sh', '-c', `exec "$@" ${to}`, 'sh'];
-        const ended = await command.run([...args], { launcher, env: { XDG_STATE_HOME: command.home } });
+        const ended = await command.run(args, { launcher, env: { XDG_STATE_HOME: command.home } });
         assert.equal(ended.code, code, ended.stderr);
-        assert.match(ended.stderr, to.startsWith('>') ? /^oidcauth: cannot write the output: / : /^$/);
+        assert.match(ended.stderr, code === 1 ? /^oidcauth: cannot write the output: / : /^$/);
         for (const file of code === 3 ? readdirSync(command.path('oidcauth')) : []) {
             assert.equal(readFileSync(command.path('oidcauth', file), 'utf8'), '', file);
         }
+    });
+}
+
+// As root no process counts as one too many.
+const nobody = process.getuid?.() === 0 ? ['setpriv', '--reuid', '65534', '--clear-groups'] : [];
+const fewFiles = (count) => ({ name: `${count} files`, launcher: ['prlimit', `--nofile=${count}`] });
+
+for (const { name, launcher, command = 'token', says = /ulimit -n/ } of [
+    ...[4, 5, 8, 12, 20, 34].map(fewFiles),
+    {
+        name: 'few threads',
+        launcher: [...nobody, 'prlimit', '--nproc=20'],
+        command: 'provider', // which needs no file, and so no user who may write
+        says: /ulimit -u/,
+    },
+]) {
+    test(`${name} do not suffice, which is not the provider's fault`, async (t) => {
+        const { environment } = new Service(t, configUrl);
+        const { code, stderr } = await new Command(t, environment).run([command], { launcher });
+        assert.equal(code, 1, stderr);
+        assert.match(stderr, says);
     });
 }
