@@ -179,6 +179,32 @@ TEST_F(FileTokenStoreTest, RefusesForeignOwners) {
     }
 }
 
+TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
+    SecretFile other(m_file);
+    other.write(recordOf(1));
+    {
+        SecretFile secret(m_file);
+        secret.prepareWrite();
+        EXPECT_EQ(entries(), 2);
+        other.write(recordOf(2));  // takes away only what nobody is about to write
+        EXPECT_EQ(entries(), 2);
+        ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0);
+        EXPECT_THAT(errorOf([&] { secret.write(recordOf(3)); }), HasSubstr("open to other users"));
+        EXPECT_THAT(errorOf([&] { secret.prepareWrite(); }), HasSubstr("open to other users"));
+        ASSERT_EQ(::chmod(m_file.c_str(), 0600), 0);
+        for (const auto& bytes : {recordOf(4), Bytes(SecretFile::maxSize), Bytes{}}) {
+            secret.prepareWrite();
+            secret.prepareWrite();
+            EXPECT_EQ(entries(), 2);
+            secret.write(bytes);
+            EXPECT_EQ(entries(), 1);
+            EXPECT_EQ(other.read(true), bytes);
+        }
+        secret.prepareWrite();
+    }
+    EXPECT_EQ(entries(), 1) << "what was prepared for nothing is gone";
+}
+
 TEST_F(FileTokenStoreTest, RemembersUntilRereadOrFailure) {
     SecretFile here(m_file);
     SecretFile there(m_file);

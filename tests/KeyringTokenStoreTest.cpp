@@ -109,6 +109,7 @@ TEST_F(KeyringTokenStoreTest, KeepsBytesAndForgetsThem) {
 
     for (const auto& secret : {Bytes{0, 255, '\n', 0}, Bytes(100000, 200), Bytes{}, Bytes{7, 8}}) {
         store.write(secret);
+        SecretKeyring(m_entry).prepareWrite();
         standalone::KeyringTokenStore<int>(m_entry).read(bytes, false);
         EXPECT_EQ(bytes, secret);
     }
@@ -118,6 +119,10 @@ TEST_F(KeyringTokenStoreTest, KeepsBytesAndForgetsThem) {
 
     ::setenv("ENTRY", "application oidcauth provider https://provider/config client client", 1);
     EXPECT_EQ(std::system("test $(secret-tool lookup $ENTRY) = Bwg="), 0);
+    EXPECT_EQ(std::system("test $(secret-tool search --all application oidcauth 2>&1 "
+                          "| grep -c '^label = Token of a test') = 2"),
+              0)
+        << "what was prepared for is gone";
     EXPECT_EQ(std::system("printf 'Bwg?' | secret-tool store --label=x $ENTRY"), 0);
     EXPECT_THAT(errorOf([&] { store.read(bytes, true); }), HasSubstr("was not written by"));
     EXPECT_TRUE(bytes.empty());
@@ -133,6 +138,7 @@ TEST_F(KeyringTokenStoreTest, SaysWhyItFails) {
     const std::vector<std::function<void(SecretKeyring&)>> uses{
         [](SecretKeyring& keyring) { keyring.read(true); },
         [](SecretKeyring& keyring) { keyring.write({2}); },
+        [](SecretKeyring& keyring) { keyring.prepareWrite(); },
         [](SecretKeyring& keyring) { keyring.clear(); },
     };
     struct Case {

@@ -81,8 +81,8 @@ TEST(LogSinks, EscapesWhatControlsATerminal) {
     expectRedacted({
         {"a\nb\r\tc\x1b[31m\x7f\0d"sv, R"(a\nb\x0d\x09c\x1b[31m\x7f\x00d)"},
         // NOLINTNEXTLINE(misc-misleading-bidirectional): what misleads is what this is about
-        {"\u009b31m \u0085 \u2028 \u202e \u2066 \u200f",
-         R"(\u009b31m \u0085 \u2028 \u202e \u2066 \u200f)"},
+        {"\u009b31m \u0085 \u2028 \u202e \u2066 \u200f \u061c",
+         R"(\u009b31m \u0085 \u2028 \u202e \u2066 \u200f \u061c)"},
         {"\x9b\xc3 \xed\xa0\x80 \xf0\x9f", R"(\x9b\xc3 \xed\xa0\x80 \xf0\x9f)"},
         {"Zoë \U0001F600 \\n", "Zoë \U0001F600 \\n"},
         {"rtoken = \nabcdef.", "rtoken = \\nabc…."},

@@ -13,6 +13,17 @@ namespace tool {
 /// An error of the HTTP library that says whose it is: by itself it names neither host nor URL.
 web::http::http_exception named(const web::http::http_exception& error, const std::string& url);
 
+/// Waits for a request whose outcome does not count any more: it still uses what its caller is
+/// about to give up.
+template <class Task>
+void endUnheard(const Concurrency::cancellation_token_source& source, const Task& request) {
+    source.cancel();
+    try {
+        request.wait();
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+    }
+}
+
 /// The outcome of a request to the provider with this configuration URL, which Ctrl-C cancels.
 /// `start` gives its task for a cancellation token.
 template <class Start>
@@ -23,7 +34,12 @@ auto ask(const std::string& configUrl, Start start) {
         // What comes from the store is there at once, and not kept waiting for threads to start.
         std::optional<Interrupt> interrupt;
         if (!answer.is_done()) {
-            interrupt.emplace(source);
+            try {
+                interrupt.emplace(source);
+            } catch (...) {
+                endUnheard(source, answer);
+                throw;
+            }
         }
         return answer.get();
     } catch (const web::http::http_exception& error) {

@@ -5,6 +5,7 @@
 #include "host/standalone/TokenStoreError.h"
 #include "platform/Tasks.h"
 
+#include <boost/system/system_error.hpp>
 #include <cpprest/http_msg.h>
 
 #include <algorithm>
@@ -56,6 +57,29 @@ bool isOfSystem(const std::error_code& code) {
     return code.category() == std::generic_category() || code.category() == std::system_category();
 }
 
+Outcome ofSystem(const std::error_code& code, const std::string& text) {
+    const bool isThreads = code == std::errc::resource_unavailable_try_again;
+    return {ExitCode::Unexpected,
+            text + (isThreads ? " (no more threads can be had; see ulimit -u)" : "")};
+}
+
+/// What the HTTP library could not do for want of something on this machine.
+bool isShortage(const std::error_code& code) {
+    constexpr std::array shortages{std::errc::too_many_files_open,
+                                   std::errc::too_many_files_open_in_system,
+                                   std::errc::not_enough_memory, std::errc::no_buffer_space};
+    return std::find(shortages.begin(), shortages.end(), code) != shortages.end();
+}
+
+ExitCode codeOf(const web::http::http_exception& error) {
+    // The HTTP library gives a system's error code where the exchange failed, and none where the
+    // answer was understood and is wrong.
+    if (!error.error_code()) {
+        return ExitCode::ProviderRefused;
+    }
+    return isShortage(error.error_code()) ? ExitCode::Unexpected : ExitCode::Network;
+}
+
 }  // namespace
 
 Outcome outcomeOf(const std::exception_ptr& failure) {
@@ -72,14 +96,15 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const standalone::TokenStoreError& error) {
         return {ExitCode::TokenStore, error.what()};
     } catch (const web::http::http_exception& error) {
-        // The HTTP library gives a system's error code where the exchange failed, and none where
-        // the answer was understood and is wrong.
-        return {error.error_code() ? ExitCode::Network : ExitCode::ProviderRefused, error.what()};
+        return {codeOf(error), error.what()};
     } catch (const std::bad_alloc&) {
         return {ExitCode::Unexpected, "out of memory"};
+    } catch (const boost::system::system_error& error) {
+        // Of Boost's network library, which is used for nothing that a provider answers.
+        return ofSystem({error.code().value(), std::generic_category()}, error.what());
     } catch (const std::system_error& error) {
-        return {isOfSystem(error.code()) ? ExitCode::Unexpected : ExitCode::ProviderRefused,
-                error.what()};
+        return isOfSystem(error.code()) ? ofSystem(error.code(), error.what())
+                                        : Outcome{ExitCode::ProviderRefused, error.what()};
     } catch (const std::exception& error) {
         return explained(error.what());
     } catch (...) {

@@ -9,9 +9,9 @@
 namespace tool {
 
 /// Gets a JSON document as the library would: through the host's proxy, without following
-/// redirects, of at most 1 MiB and within 30 s. `otherType` is a content type that passes for
-/// JSON, or empty. Throws http_exception, named after the URL, with a system's error code where the
-/// document was not received; json_exception for what is no JSON; and task_canceled.
+/// redirects, and within the same limits of size and time. `otherType` is a content type that
+/// passes for JSON, or empty. Throws http_exception, named after the URL, with a system's error
+/// code where the document was not received; json_exception for what is no JSON; and task_canceled.
 web::json::value fetchJson(const std::string& url, const utility::string_t& otherType,
                            const Concurrency::cancellation_token& token);
 

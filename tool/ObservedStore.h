@@ -14,7 +14,7 @@ namespace tool {
 
 /// Passes everything on to another store and remembers the record that came through last: the whole
 /// of the token that a request answered with, even if the file is replaced meanwhile.
-class ObservedStore final : public RecordStore {
+class ObservedStore final : public PlainStore {
 public:
     /// Shared with the caller, who asks afterwards.
     class Record {
@@ -45,7 +45,7 @@ public:
         bool m_written = false;
     };
 
-    ObservedStore(std::unique_ptr<RecordStore> store, std::shared_ptr<Record> record)
+    ObservedStore(std::shared_ptr<PlainStore> store, std::shared_ptr<Record> record)
         : m_store(std::move(store)), m_record(std::move(record)) {}
 
     void clear() override { m_store->clear(); }
@@ -61,7 +61,7 @@ public:
     }
 
 private:
-    std::unique_ptr<RecordStore> m_store;
+    std::shared_ptr<PlainStore> m_store;
     std::shared_ptr<Record> m_record;
 };
 

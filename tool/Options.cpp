@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -22,10 +23,11 @@ using LoggingUtilities::ELogLevel;
 
 namespace {
 
+/// What was given stays out of the message: it may be a secret in the wrong place, or hold one.
 void checkUrl(const std::string& option, const std::string& url,
               const std::vector<utility::string_t>& schemes, const std::string& schemesText) {
     const auto refuse = [&](const std::string& reason) {
-        throw UsageError(option + ' ' + url + ": " + reason);
+        throw UsageError(option + ": " + reason);
     };
     const auto text = utility::conversions::to_string_t(url);
     if (!web::uri::validate(text)) {
@@ -89,10 +91,10 @@ std::filesystem::path RecordOptions::file() const {
 std::unique_ptr<RecordStore> RecordOptions::makeStore() const {
     const auto path = file();  // looked up for the keyring too: it tells whether all is given
     if (keyring) {
-        return std::make_unique<standalone::KeyringTokenStore<auth::COIDCToken>>(
+        return std::make_unique<RecordIn<standalone::SecretKeyring>>(
             standalone::KeyringEntry{configUrl, clientId, "OIDCAuth token of " + clientId});
     }
-    return std::make_unique<standalone::FileTokenStore<auth::COIDCToken>>(path);
+    return std::make_unique<RecordIn<standalone::SecretFile>>(path);
 }
 
 std::unique_ptr<RecordStore> RecordOptions::openStore() const {
@@ -106,9 +108,9 @@ std::string RecordOptions::storeName() const {
     return keyring ? "the desktop's keyring" : file().string();
 }
 
-std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit() const {
+std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit(std::function<void()> prepare) const {
     return std::make_shared<WaitingPermit>(
-        standalone::FilePermit::make(standalone::lockFileOf(file())));
+        standalone::FilePermit::make(standalone::lockFileOf(file())), std::move(prepare));
 }
 
 void RequestOptions::addTo(CLI::App& command) {

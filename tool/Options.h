@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -37,7 +38,8 @@ struct RecordOptions {
     /// For people.
     std::string storeName() const;
     /// By it those who get the token take turns, in all processes; whoever waits is told.
-    std::shared_ptr<auth::IExclusivePermit> permit() const;
+    /// `prepare` is called before a lock of it is tried for the first time.
+    std::shared_ptr<auth::IExclusivePermit> permit(std::function<void()> prepare = {}) const;
 
 private:
     /// That of the keyring's record is only locked.

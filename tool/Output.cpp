@@ -1,5 +1,7 @@
 #include "tool/Output.h"
 
+#include "host/standalone/detail/UnsafeText.h"
+
 #include <fmt/chrono.h>
 
 #include <cerrno>
@@ -12,14 +14,23 @@
 namespace tool {
 
 void print(const std::string& text) {
-    std::cout << text << '\n' << std::flush;
-    if (!std::cout) {
-        throw std::system_error(errno, std::generic_category(), "cannot write the output");
-    }
+    std::cout << text << '\n';
+    flushOutput();
 }
 
 void print(const web::json::value& json) {
-    print(utility::conversions::to_utf8string(json.serialize()));
+    const auto escaped = [](char32_t point) {
+        return fmt::format("\\u{:04x}", static_cast<unsigned>(point));
+    };
+    const auto replacement = [](unsigned char) { return std::string("\\ufffd"); };
+    print(standalone::detail::replaceUnsafe(utility::conversions::to_utf8string(json.serialize()),
+                                            escaped, replacement));
+}
+
+void flushOutput() {
+    if (!std::cout.flush()) {
+        throw std::system_error(errno, std::generic_category(), "cannot write the output");
+    }
 }
 
 web::json::value jsonText(const std::string& utf8) {

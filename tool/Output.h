@@ -11,7 +11,11 @@ namespace tool {
 
 /// Writes the text and a line end to standard output. Throws when that takes no more.
 void print(const std::string& text);
+/// What could do harm to a terminal is escaped in its texts.
 void print(const web::json::value& json);
+
+/// Sends off what was written to standard output otherwise. Throws when that took not all of it.
+void flushOutput();
 
 web::json::value jsonText(const std::string& utf8);
 /// Of a text with spaces between its items.

@@ -56,15 +56,6 @@ Texts words(const std::string& text) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-bool isHttp(const std::string& url) {
-    const auto parsed = to_string_t(url);
-    if (!web::uri::validate(parsed)) {
-        return false;
-    }
-    const auto scheme = web::uri(parsed).scheme();
-    return scheme == _XPLATSTR("https") || scheme == _XPLATSTR("http");
-}
-
 /// Whether what goes there can be read on the way.
 bool isExposed(const std::string& url) {
     if (!isHttp(url)) {
@@ -163,6 +154,16 @@ bool isNamed(const Json& key) {
 }
 
 }  // namespace
+
+bool isHttp(const std::string& url) {
+    const auto parsed = to_string_t(url);
+    if (!web::uri::validate(parsed)) {
+        return false;
+    }
+    const web::uri uri(parsed);
+    return !uri.host().empty() &&
+           (uri.scheme() == _XPLATSTR("https") || uri.scheme() == _XPLATSTR("http"));
+}
 
 std::vector<Check> checkConfiguration(const Json& configuration, const std::string& configUrl,
                                       const std::string& scopes) {

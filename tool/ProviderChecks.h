@@ -21,6 +21,9 @@ struct Check {
     std::string found;
 };
 
+/// Whether it is the URL of something that a program or a browser can ask for.
+bool isHttp(const std::string& url);
+
 /// What the library asks of a configuration document before it uses the provider, and what it would
 /// come to need later. `scopes` are those that a client will ask for, or empty.
 std::vector<Check> checkConfiguration(const web::json::value& configuration,

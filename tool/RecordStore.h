@@ -3,9 +3,37 @@
 #include "auth/COIDCToken.h"
 #include "host/ISecretStore.h"
 
+#include <cstdint>
+#include <vector>
+
 namespace tool {
 
+using PlainStore = ISecretStore<auth::COIDCToken>;
+
 /// Where the token of one client at one provider is kept.
-using RecordStore = ISecretStore<auth::COIDCToken>;
+class RecordStore : public PlainStore {
+public:
+    /// Makes sure that a write can follow. Throws what that write would.
+    virtual void prepareWrite() = 0;
+};
+
+/// Keeps it in a SecretFile or a SecretKeyring.
+template <class Secret>
+class RecordIn final : public RecordStore {
+public:
+    template <class Place>
+    explicit RecordIn(const Place& place) : m_secret(place) {}
+
+    void clear() override { m_secret.clear(); }
+    void read(std::vector<std::uint8_t>& bytes, bool reread) override {
+        bytes.clear();  // also when reading fails
+        bytes = m_secret.read(reread);
+    }
+    void write(const std::vector<std::uint8_t>& bytes) override { m_secret.write(bytes); }
+    void prepareWrite() override { m_secret.prepareWrite(); }
+
+private:
+    Secret m_secret;
+};
 
 }  // namespace tool

@@ -8,6 +8,7 @@
 
 #include <iostream>
 #include <memory>
+#include <utility>
 
 namespace tool {
 
@@ -22,15 +23,20 @@ void runServiceToken(const ServiceTokenOptions& options) {
     const RequestOptions& request = options.request;
     request.check();
     const CString secret = readClientSecret(options.secret, std::cin);
+    const std::shared_ptr<RecordStore> store = request.record.openStore();
     const auto record = std::make_shared<ObservedStore::Record>();
-    auth::COIDCHelper helper(std::make_unique<ObservedStore>(request.record.openStore(), record),
+    auth::COIDCHelper helper(std::make_unique<ObservedStore>(store, record),
                              auth::COIDCHelper::makeExclusivePermit(), request.logger());
     ask(request.record.configUrl, [&](const auto& cancellation) {
         return helper.getAccessTokenClientCredentialsAsync(
             request.record.configUrl, request.record.clientId, secret, request.scopes,
             request.minValidity, cancellation);
     });
-    printToken(record->token(), TokenKind::access, request.json);
+    auth::COIDCToken token = record->token();
+    if (!isBearerToken(token.accessToken().toUtf8())) {
+        store->clear();  // the next one may be better, and can be had at any time
+    }
+    printToken(std::move(token), TokenKind::access, request.json);
 }
 
 }  // namespace

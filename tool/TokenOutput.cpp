@@ -5,11 +5,24 @@
 
 #include <cpprest/json.h>
 
+#include <stdexcept>
+
 namespace tool {
+
+bool isBearerToken(const std::string& token) {
+    const auto end = token.find_first_not_of(
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~+/");
+    return end != 0 && !token.empty() &&
+           (end == std::string::npos || token.find_first_not_of('=', end) == std::string::npos);
+}
 
 void printToken(auth::COIDCToken token, TokenKind kind, bool json) {
     const bool isAccess = kind == TokenKind::access;
     const std::string text = (isAccess ? token.accessToken() : token.idToken()).toUtf8();
+    if (!isBearerToken(text)) {
+        throw std::runtime_error(
+            "the token is empty, or holds characters that no bearer token can hold");
+    }
     if (!json) {
         print(text);
         return;

@@ -5,6 +5,7 @@
 #include "tool/Asking.h"
 #include "tool/Countdown.h"
 #include "tool/ObservedStore.h"
+#include "tool/ProviderChecks.h"
 #include "tool/UnreadStore.h"
 
 #include <atomic>
@@ -12,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace tool {
@@ -27,6 +29,10 @@ public:
     explicit Prompt(bool opensBrowser) : m_opensBrowser(opensBrowser) {}
 
     void show(const CString& url) {
+        if (!isHttp(url.toUtf8())) {
+            throw std::runtime_error(
+                "the provider's authorization_endpoint is no http or https URL");
+        }
         m_shown = true;
         std::cerr << "To sign in, open this page:\n" << url << std::endl;
         if (m_opensBrowser && !auth::COIDCHelper::openBrowser(url)) {
@@ -67,14 +73,17 @@ UserToken getUserToken(const RequestOptions& request, const SignInOptions& optio
     for (const std::string& url : options.redirectUrls) {
         checkRedirectUrl(url);
     }
-    std::unique_ptr<RecordStore> store = request.record.openStore();
+    const std::shared_ptr<RecordStore> kept = request.record.openStore();
+    std::shared_ptr<PlainStore> store = kept;
     if (signIn == SignIn::always) {
-        store = std::make_unique<UnreadStore>(std::move(store));
+        store = std::make_shared<UnreadStore>(kept);
     }
     const auto record = std::make_shared<ObservedStore::Record>();
     Prompt prompt(!options.noBrowser);
+    // A provider that rotates refresh tokens takes the old one for used as soon as it has seen it.
+    const auto prepare = [kept] { kept->prepareWrite(); };
     auth::COIDCHelper helper(std::make_unique<ObservedStore>(std::move(store), record),
-                             request.record.permit(), request.logger());
+                             request.record.permit(prepare), request.logger());
     helper.setBrowserOpener([&prompt](const CString& url) {
         prompt.show(url);
         return true;  // also without a browser: the user has the URL

@@ -4,6 +4,7 @@
 #include "tool/Countdown.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -11,24 +12,31 @@
 namespace tool {
 
 /// Passes on another permit, and shows the user that it is waited for while somebody else has it.
+/// A lock prepares before it is tried first: nobody gets a token from the provider, and nobody
+/// waits for it, before what is then needed is there. What `prepare` throws ends the request.
 class WaitingPermit final : public auth::IExclusivePermit {
 public:
     /// No longer than that of the library.
     static constexpr std::chrono::seconds limit{25};
 
-    explicit WaitingPermit(std::shared_ptr<auth::IExclusivePermit> permit)
-        : m_permit(std::move(permit)) {}
+    WaitingPermit(std::shared_ptr<auth::IExclusivePermit> permit, std::function<void()> prepare)
+        : m_permit(std::move(permit)), m_prepare(std::move(prepare)) {}
 
     std::unique_ptr<auth::IPermitLock> createLock() override {
-        return std::make_unique<Lock>(m_permit->createLock());
+        return std::make_unique<Lock>(m_permit->createLock(), m_prepare);
     }
 
 private:
     class Lock final : public auth::IPermitLock {
     public:
-        explicit Lock(std::unique_ptr<auth::IPermitLock> lock) : m_lock(std::move(lock)) {}
+        Lock(std::unique_ptr<auth::IPermitLock> lock, std::function<void()> prepare)
+            : m_lock(std::move(lock)), m_prepare(std::move(prepare)) {}
 
         bool tryLock() override {
+            if (m_prepare) {
+                m_prepare();
+                m_prepare = nullptr;
+            }
             const bool isHeld = m_lock->tryLock();
             if (isHeld) {
                 m_countdown.reset();
@@ -40,10 +48,12 @@ private:
 
     private:
         std::unique_ptr<auth::IPermitLock> m_lock;
+        std::function<void()> m_prepare;
         std::optional<Countdown> m_countdown;
     };
 
     std::shared_ptr<auth::IExclusivePermit> m_permit;
+    const std::function<void()> m_prepare;
 };
 
 }  // namespace tool

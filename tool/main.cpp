@@ -1,6 +1,8 @@
 #include "host/standalone/LogSinks.h"
 #include "tool/Commands.h"
+#include "tool/Descriptors.h"
 #include "tool/ExitCode.h"
+#include "tool/Output.h"
 
 #include <CLI/CLI.hpp>
 
@@ -41,21 +43,51 @@ ExitCode report(const std::exception_ptr& failure) {
     return outcome.code;
 }
 
-/// What was not understood may be a secret whose option was misremembered: only the names of
-/// options are shown, since standard error often ends up in a log.
+// What was not understood may be a secret whose option was misremembered: only the names of options
+// are shown, since standard error often ends up in a log.
+
 std::string unexpected(const std::vector<std::string>& arguments) {
     std::string text = "unexpected:";
     for (const std::string& argument : arguments) {
+        // Whatever else stands in one argument with a name is not part of it.
+        const auto end = argument.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-");
         const bool isOption = argument.rfind("--", 0) == 0;
-        text += ' ' + (isOption ? argument.substr(0, argument.find('=')) : "(a value)");
+        text += ' ' + (isOption ? argument.substr(0, end) : "(a value)");
     }
     return text;
 }
 
+template <class T>
+bool is(const CLI::Error& error) {
+    return dynamic_cast<const T*>(&error) != nullptr;
+}
+
+std::string textOf(const CLI::App* app, const CLI::Error& error) {
+    if (is<CLI::ExtrasError>(error)) {
+        return unexpected(app->remaining(true));
+    }
+    if (is<CLI::ValidationError>(error)) {
+        const std::string text = error.what();  // the option, a colon, and the value
+        return text.substr(0, text.find(':')) + ": that value is not allowed";
+    }
+    if (is<CLI::ConversionError>(error)) {
+        return "a value is not understood";
+    }
+    return error.what();  // of the names of options
+}
+
 std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
-    const bool isExtras = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
-    return "oidcauth: " + (isExtras ? unexpected(app->remaining(true)) : error.what()) +
-           "\nRun with --help for more information.\n";
+    return "oidcauth: " + textOf(app, error) + "\nRun with --help for more information.\n";
+}
+
+/// A flag takes no value, as in `--json=yes`: the parser would show it.
+void refuseFlagValues(CLI::App& app) {
+    for (CLI::Option* const option : app.get_options()) {
+        option->disable_flag_override();
+    }
+    for (CLI::App* const part : app.get_subcommands({})) {
+        refuseFlagValues(*part);
+    }
 }
 
 ExitCode run(int argc, char** argv) {
@@ -72,12 +104,18 @@ ExitCode run(int argc, char** argv) {
     tool::addLogout(app, command);
     tool::addServiceToken(app, command);
     tool::addProvider(app, command);
+    refuseFlagValues(app);
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitCode::Success : ExitCode::Usage;
-    }
-    try {
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            if (app.exit(error) != 0) {
+                return ExitCode::Usage;
+            }
+            tool::flushOutput();  // help, or the version
+            return ExitCode::Success;
+        }
+        tool::requireDescriptors();
         command();
         return ExitCode::Success;
     } catch (...) {
@@ -88,6 +126,9 @@ ExitCode run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!tool::reserveStandardStreams()) {
+        return static_cast<int>(ExitCode::Unexpected);  // there may be nowhere to say why
+    }
     const ExitCode code = run(argc, argv);
     if (code == ExitCode::Interrupted) {
         // At once: a request that was left alone may still wait for the network.

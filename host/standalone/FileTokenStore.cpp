@@ -82,12 +82,14 @@ bool isTemporaryName(std::string_view name, const fs::path& file) {
            name.substr(name.size() - temporaryEnding.size()) == temporaryEnding;
 }
 
+}  // namespace
+
 /// The new content before it takes the record's place. Its lock tells removeAbandoned that its
 /// writer lives; the system releases the lock when the writer dies, however it dies.
-class TemporaryFile {
+class detail::TemporaryFile {
 public:
-    TemporaryFile(const Descriptor& folder, fs::path file)
-        : m_folder(folder), m_file(std::move(file)) {
+    TemporaryFile(Descriptor folder, fs::path file)
+        : m_folder(std::move(folder)), m_file(std::move(file)) {
         // Between creation and lock, another process may take the file for abandoned: try again.
         constexpr int attempts = 16;
         for (int attempt = 0; attempt < attempts; ++attempt) {
@@ -110,6 +112,19 @@ public:
         }
     }
 
+    const Descriptor& folder() const { return m_folder; }
+
+    void reserve(std::size_t size) {
+        int error = EINTR;
+        while (error == EINTR) {
+            error = ::posix_fallocate(m_descriptor.get(), 0, static_cast<off_t>(size));
+        }
+        // There are file systems that reserve nothing.
+        if (error != 0 && error != EINVAL && error != EOPNOTSUPP) {
+            failSystem(m_file, "cannot be written", error);
+        }
+    }
+
     void write(const Bytes& bytes) {
         std::size_t done = 0;
         while (done < bytes.size()) {
@@ -120,6 +135,10 @@ public:
                 failSystem(m_file, "cannot be written");
             }
             done += static_cast<std::size_t>(count);
+        }
+        // What is left of a reservation is no part of the record.
+        if (::ftruncate(m_descriptor.get(), static_cast<off_t>(bytes.size())) != 0) {
+            failSystem(m_file, "cannot be written");
         }
         synchronize(m_descriptor, m_file);
     }
@@ -141,11 +160,13 @@ private:
         return ::fstat(m_descriptor.get(), &status) == 0 && status.st_nlink > 0;
     }
 
-    const Descriptor& m_folder;
+    Descriptor m_folder;
     fs::path m_file;
     std::string m_name;
     Descriptor m_descriptor;
 };
+
+namespace {
 
 /// Removes what killed writers left: it holds secrets. Best effort, and never waits.
 void removeAbandoned(const Descriptor& folder, const fs::path& file) {
@@ -172,6 +193,8 @@ void removeAbandoned(const Descriptor& folder, const fs::path& file) {
 
 SecretFile::SecretFile(const fs::path& file)
     : m_file(absoluteFile(file)), m_folder(m_file.parent_path()) {}
+
+SecretFile::~SecretFile() = default;
 
 void SecretFile::clear() {
     const std::lock_guard lock(m_mutex);
@@ -210,14 +233,29 @@ void SecretFile::write(const Bytes& bytes) {
     if (bytes.size() > maxSize) {
         refuse(m_file, "is not written: the secret is too large for a token");
     }
-    const auto folder = openOrMakeFolder(m_folder);
-    openRecord(folder, m_file);  // what may not be read is not replaced either
-    removeAbandoned(folder, m_file);
-    TemporaryFile temporary(folder, m_file);
-    temporary.write(bytes);
-    temporary.replaceRecord();
-    synchronize(folder, m_folder);
+    const auto temporary = m_prepared ? std::move(m_prepared) : makeTemporary();
+    openRecord(temporary->folder(), m_file);  // what may not be read is not replaced either
+    temporary->write(bytes);
+    temporary->replaceRecord();
+    synchronize(temporary->folder(), m_folder);
     m_cache = bytes;
+}
+
+void SecretFile::prepareWrite() {
+    // What takes the place of a record is about as large; the first one is a few kilobytes.
+    constexpr std::size_t smallest = std::size_t{64} * 1024;
+    const std::lock_guard lock(m_mutex);
+    m_prepared.reset();
+    auto temporary = makeTemporary();
+    const auto present = openRecord(temporary->folder(), m_file).size;
+    temporary->reserve(std::max(smallest, 2 * present));
+    m_prepared = std::move(temporary);
+}
+
+std::unique_ptr<TemporaryFile> SecretFile::makeTemporary() const {
+    auto folder = openOrMakeFolder(m_folder);
+    removeAbandoned(folder, m_file);
+    return std::make_unique<TemporaryFile>(std::move(folder), m_file);
 }
 
 }  // namespace standalone

@@ -7,11 +7,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
 
 namespace standalone {
+
+namespace detail {
+class TemporaryFile;
+}
 
 /// The bytes of one secret in a file that only its user can read.
 ///
@@ -29,6 +34,9 @@ public:
 
     /// A relative path is taken from the current folder of now.
     explicit SecretFile(const std::filesystem::path& file);
+    ~SecretFile();
+    SecretFile(const SecretFile&) = delete;
+    SecretFile& operator=(const SecretFile&) = delete;
 
     /// Removes the file, and what killed writers left of it.
     void clear();
@@ -39,10 +47,17 @@ public:
 
     void write(const std::vector<std::uint8_t>& bytes);
 
+    /// Makes the new file of the next write and reserves space on the disk for it: for who asks for
+    /// a secret that can be had only once. Given back with this object where no write follows.
+    void prepareWrite();
+
 private:
-    std::mutex m_mutex;  // guards the cache; writers of other processes need no lock
+    std::unique_ptr<detail::TemporaryFile> makeTemporary() const;
+
+    std::mutex m_mutex;  // guards the rest; writers of other processes need no lock
     std::filesystem::path m_file;
     std::filesystem::path m_folder;
+    std::unique_ptr<detail::TemporaryFile> m_prepared;
     std::optional<std::vector<std::uint8_t>> m_cache;
 };
 

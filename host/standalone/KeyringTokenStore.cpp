@@ -81,4 +81,12 @@ void SecretKeyring::write(const Bytes& bytes) {
     m_cache = bytes;
 }
 
+void SecretKeyring::prepareWrite() {
+    constexpr std::size_t size = std::size_t{16} * 1024;  // of a record: a few kilobytes
+    const std::lock_guard lock(m_mutex);
+    const KeyringEntry beside{m_entry.provider, m_entry.client + " (trial)", m_entry.label};
+    keyring().write(beside, std::string(size, '='), m_limit);
+    keyring().clear(beside, m_limit);
+}
+
 }  // namespace standalone

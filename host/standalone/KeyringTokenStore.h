@@ -50,6 +50,10 @@ public:
 
     void write(const std::vector<std::uint8_t>& bytes);
 
+    /// Finds out whether a write can succeed, by an entry beside this one that holds no secret and
+    /// is removed at once: for who asks for a secret that can be had only once.
+    void prepareWrite();
+
 private:
     std::mutex m_mutex;  // guards the cache
     KeyringEntry m_entry;

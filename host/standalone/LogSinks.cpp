@@ -1,7 +1,8 @@
 #include "host/standalone/LogSinks.h"
 
+#include "host/standalone/detail/UnsafeText.h"
+
 #include <boost/locale/encoding_utf.hpp>
-#include <boost/locale/utf.hpp>
 #include <fmt/format.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
@@ -213,15 +214,6 @@ std::string withoutSecrets(std::string_view line) {
            (value.empty() ? "" : abbreviated(value, true)) + (dot ? "." : "");
 }
 
-bool isUnsafe(char32_t point) {
-    const auto within = [point](char32_t first, char32_t last) {
-        return point >= first && point <= last;
-    };
-    return within(0, 0x1F) || within(0x7F, 0x9F) ||             // controls
-           within(0x2028, 0x202E) || within(0x2066, 0x2069) ||  // line ends, directions of writing
-           within(0x200E, 0x200F);
-}
-
 std::string escaped(char32_t point) {
     if (point == U'\n') {
         return "\\n";
@@ -230,21 +222,8 @@ std::string escaped(char32_t point) {
 }
 
 std::string withoutControls(std::string_view text) {
-    namespace utf = boost::locale::utf;
-    std::string safe;
-    for (const auto* at = text.begin(); at != text.end();) {
-        const auto* const start = at;
-        const auto point = utf::utf_traits<char>::decode(at, text.end());
-        if (point == utf::illegal || point == utf::incomplete) {
-            at = start + 1;
-            safe += fmt::format("\\x{:02x}", static_cast<unsigned char>(*start));
-        } else if (isUnsafe(point)) {
-            safe += escaped(point);
-        } else {
-            safe.append(start, at);
-        }
-    }
-    return safe;
+    return detail::replaceUnsafe(text, escaped,
+                                 [](unsigned char byte) { return fmt::format("\\x{:02x}", byte); });
 }
 
 struct Level {

@@ -1,11 +1,11 @@
 import assert from 'node:assert/strict';
 import { once } from 'node:events';
-import { createServer as createHttpServer } from 'node:http';
 import { createServer as createTcpServer } from 'node:net';
 import test from 'node:test';
 
 import { makeCertificate } from './support/certificate.mjs';
 import { Service } from './support/command.mjs';
+import { fakeProvider } from './support/fake.mjs';
 import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
@@ -55,23 +55,7 @@ function silentServer() {
 
 /// ... or the request for a token, after discovery.
 function halfSilentServer() {
-    const server = createHttpServer((request, response) => {
-        if (request.method === 'POST') {
-            server.emit('hangs');
-            return;
-        }
-        const issuer = `http://${request.headers.host}`;
-        response.setHeader('Content-Type', 'application/json');
-        response.end(
-            JSON.stringify({
-                issuer,
-                authorization_endpoint: `${issuer}/auth`,
-                token_endpoint: `${issuer}/token`,
-                grant_types_supported: ['client_credentials'],
-                scopes_supported: ['api:read'],
-            }),
-        );
-    });
+    const server = fakeProvider(() => server.emit('hangs'));
     return server;
 }
 

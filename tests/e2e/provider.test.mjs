@@ -1,8 +1,13 @@
 import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
 import { createServer } from 'node:http';
+import { createServer as createTcpServer } from 'node:net';
+import { Readable } from 'node:stream';
+import { createServer as createTlsServer } from 'node:tls';
 import test from 'node:test';
 
-import { Command } from './support/command.mjs';
+import { makeCertificate } from './support/certificate.mjs';
+import { App, Command } from './support/command.mjs';
 import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
@@ -161,3 +166,66 @@ test('a provider that is not reached is a network error', async (t) => {
     assert.deepEqual([code, stdout], [5, '']);
     assert.match(stderr, /^oidcauth: 127\.0\.0\.1:1: /);
 });
+
+const head = 'HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n';
+const chunked = `${head}Transfer-Encoding: chunked\r\n\r\n`;
+
+for (const { what, first, again, tls = false, proxied = false } of [
+    { what: 'header', first: `${head}X: `, again: 'x' },
+    { what: 'head', first: head, again: 'X: y\r\n' },
+    { what: 'chunk', first: `${chunked}fffffffff\r\n`, again: ' ' },
+    { what: 'chunk extension', first: `${chunked}1;`, again: 'x' },
+    { what: 'head over TLS', first: head, again: 'X: y\r\n', tls: true },
+    { what: 'head from a proxy', first: head, again: 'X: y\r\n', proxied: true },
+]) {
+    test(`an endless ${what} is not taken in`, async (t) => {
+        const { cert, key } = tls ? makeCertificate(t, 'IP:127.0.0.1') : {};
+        const files = tls && { cert: readFileSync(cert), key: readFileSync(key) };
+        let taken = 0;
+        const answer = (socket) => {
+            const piece = Buffer.from(again.repeat(16384));
+            const bytes = function* () {
+                yield Buffer.from(first);
+                for (;;) {
+                    taken += piece.length;
+                    yield piece;
+                }
+            };
+            socket.on('error', () => {});
+            socket.once('data', () => Readable.from(bytes(), { highWaterMark: 1 }).pipe(socket));
+        };
+        const server = tls ? createTlsServer(files, answer) : createTcpServer(answer);
+        const address = await listen(t, server);
+        const env = { SSL_CERT_FILE: cert, http_proxy: proxied ? `http://${address}` : undefined };
+        const origin = proxied ? 'http://id.example' : `${tls ? 'https' : 'http'}://${address}`;
+        const args = ['provider', '--config-url', `${origin}/`];
+        const { code, stderr } = await new Command(t, env).run(args);
+        assert.equal(code, 4, stderr);
+        // With what the system keeps on the way, far below what the command would take in a second.
+        assert.ok(taken < 32 * 1024 * 1024, `took ${taken} bytes`);
+    });
+}
+
+test('what a provider says cannot control a terminal', async (t) => {
+    const issuer = 'a\x7f\u009b31m\u061c\u200e\u200f\u2028\u2029\u202a\u202e\u2066\u2069b\u00a0\u{1f600}';
+    const configUrl = await startBroken(t, { configuration: { issuer } });
+    const [json, plain] = await Promise.all([examine(t, configUrl, '--json'), examine(t, configUrl)]);
+    const found = JSON.parse(json.stdout).checks.find(({ check }) => check === 'issuer');
+    assert.equal(found.found, issuer);
+    for (const { stdout } of [json, plain]) {
+        assert.match(stdout, /\\u202e/);
+        assert.doesNotMatch(stdout, /[\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]/);
+        assert.match(stdout, /b\u00a0\u{1f600}/u);
+    }
+});
+
+for (const authorization_endpoint of ['javascript:alert(1)', 'file:///etc/passwd', 'https:///auth']) {
+    test(`nobody is sent to ${authorization_endpoint}`, async (t) => {
+        const configUrl = await startBroken(t, { configuration: { authorization_endpoint } });
+        const app = await App.make(t, configUrl);
+        const { code, stdout, stderr } = await app.run(['login', '--no-browser']);
+        assert.deepEqual([code, stdout], [4, ''], stderr);
+        assert.match(stderr, /authorization_endpoint/);
+        assert.ok(!stderr.includes(authorization_endpoint), stderr);
+    });
+}

@@ -46,6 +46,21 @@ test('eight processes refresh an expired token once', async (t) => {
     assert.notEqual(await app.succeed(['token']), token);
 });
 
+test('a refresh token is not sent where its successor could not be kept', async (t) => {
+    const app = await withExpiredToken(t);
+    // A file size limit of nothing fails like a full disk; its signal would end the process.
+    const launcher = ['/bin/sh', '-c', 'trap "" XFSZ; ulimit -f 0; exec "$@"', 'sh'];
+    for (const command of ['token', 'login']) {
+        const { code, stdout, stderr } = await app.run([command, ...asLongAsValid], { launcher });
+        assert.deepEqual([code, stdout], [6, ''], stderr);
+        assert.match(stderr, /^oidcauth: token store .*: cannot be written: /m);
+    }
+    assert.deepEqual(provider.requests(), []);
+    await refreshOnce(app, 1);
+    const left = readdirSync(app.path('.local/state/oidcauth'));
+    assert.deepEqual(left.filter((name) => name.endsWith('.tmp')), []);
+});
+
 test('a process that is killed while it refreshes leaves the token to the others', async (t) => {
     const app = await withExpiredToken(t);
     const folder = app.path('.local/state/oidcauth');

@@ -2,6 +2,8 @@ import assert from 'node:assert/strict';
 import test from 'node:test';
 
 import { secret, Service } from './support/command.mjs';
+import { fakeProvider } from './support/fake.mjs';
+import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
 const provider = await startProvider(test, '--access-token-ttl', '3600');
@@ -101,4 +103,25 @@ test('the log goes to standard error and holds no secret', async (t) => {
             assert.ok(!hidden || !ended.stderr.includes(hidden), `"${hidden}" is in the log`);
         }
     }
+});
+
+test('what no bearer token can hold is neither printed nor kept', async (t) => {
+    const tokens = ['', '=', 'a b', 'a\n', 'a\nX-Admin: 1', 'a\x1b[31m', 'a\0b', 'a=b', '\u00e9', '-._~+/09azAZ=='];
+    const asked = [];
+    const server = fakeProvider((_, response) => {
+        const [access_token] = tokens;
+        asked.push(access_token);
+        response.end(JSON.stringify({ access_token, token_type: 'Bearer', expires_in: 3600 }));
+    });
+    const service = new Service(t, `http://${await listen(t, server)}/`);
+    for (; tokens.length > 1; tokens.shift()) {
+        for (const args of [[], ['--json']]) {
+            const { code, stdout, stderr } = await service.run(args);
+            assert.deepEqual([code, stdout], [4, ''], `${JSON.stringify(tokens[0])}: ${stderr}`);
+            assert.equal(asked.pop(), tokens[0]);
+        }
+    }
+    assert.equal(await service.succeed(), `${tokens[0]}\n`);
+    assert.equal(await service.succeed(), `${tokens[0]}\n`);
+    assert.equal(asked.length, 1);
 });

@@ -1,4 +1,5 @@
 import assert from 'node:assert/strict';
+import { readdirSync, readFileSync } from 'node:fs';
 import test from 'node:test';
 
 import { Command, secret, Service } from './support/command.mjs';
@@ -9,20 +10,25 @@ const configUrl = 'http://127.0.0.1:1/';
 for (const { command = 'service-token', args = [], env, says } of [
     { args: ['--client-secret', secret], says: /--client-secret\b/ },
     { args: [`--client-secret=${secret}`], says: /--client-secret\b/ },
+    { args: [`--client-secret ${secret}`], says: /unexpected: --client-secret\n/ },
+    { args: [`--client-secret-stdin=${secret}`], says: /client-secret-stdin/ },
+    { args: [`--json=${secret}`], says: /json/ },
+    { args: ['--no\x1b[31m'], says: /unexpected: --no\n/ },
     { args: [secret], says: /unexpected/ },
     { args: ['--client-secret-file', secret], says: /--client-secret-file/ },
     { args: ['--client-secret-env', secret], says: /--client-secret-env/ },
     { args: ['--client-secret-stdin', '--client-secret-file', 'f'], says: /at most 1/i },
     { args: ['--min-validity', '-1'], says: /--min-validity/ },
+    { args: ['--min-validity', secret], says: /--min-validity/ },
     { args: ['--min-validity', '4294967296'], says: /--min-validity/ },
     { args: ['--client-id'], says: /--client-id/ },
     { env: { OIDCAUTH_SCOPES: undefined }, says: /--scopes is required/ },
     { args: ['--scopes', ' '], says: /--scopes/ },
     { env: { OIDCAUTH_CONFIG_URL: undefined }, says: /--config-url is required/ },
-    { args: ['--config-url', 'id.example'], says: /--config-url id\.example: .*https/ },
-    { args: ['--config-url', 'ftp://id.example/'], says: /--config-url ftp:.*https/ },
-    { args: ['--config-url', 'https:///path'], says: /--config-url https:.*host/ },
-    { args: ['--config-url', 'http://a b/'], says: /--config-url http:.*URL/ },
+    { args: ['--config-url', 'id.example'], says: /--config-url: .*https/ },
+    { args: ['--config-url', 'ftp://id.example/'], says: /--config-url: .*https/ },
+    { args: ['--config-url', 'https:///path'], says: /--config-url: .*host/ },
+    { args: ['--config-url', `http://${secret}/`], says: /--config-url: .*URL/ },
     { env: { http_proxy: 'socks5://127.0.0.1:1080' }, says: /http_proxy.*socks5/ },
     { env: { HOME: undefined }, says: /--store/ },
     { command: 'login', args: ['--redirect-url', 'https://127.0.0.1/'], says: /--redirect-url.*http,/ },
@@ -38,5 +44,45 @@ for (const { command = 'service-token', args = [], env, says } of [
         assert.match(stderr, says);
         assert.match(stderr, /^oidcauth: /);
         assert.ok(!stderr.includes(secret), 'who reads the log learns the secret');
+    });
+}
+
+for (const { name, args, to, code } of [
+    { name: 'help that cannot be written', args: ['--help'], to: '>/dev/full', code: 1 },
+    { name: 'a version that nobody takes', args: ['--version'], to: '>&-', code: 1 },
+    { name: 'a log that nobody takes', args: ['token', '-vv'], to: '>&- 2>&-', code: 3 },
+    { name: 'no standard stream at all', args: ['token'], to: '<&- >&- 2>&-', code: 3 },
+]) {
+    test(`${name} does harm to nothing else`, async (t) => {
+        const { environment } = new Service(t, configUrl);
+        const command = new Command(t, environment);
+        const launcher = ['/bin/sh', '-c', `exec "$@" ${to}`, 'sh'];
+        const ended = await command.run(args, { launcher, env: { XDG_STATE_HOME: command.home } });
+        assert.equal(ended.code, code, ended.stderr);
+        assert.match(ended.stderr, code === 1 ? /^oidcauth: cannot write the output: / : /^$/);
+        for (const file of code === 3 ? readdirSync(command.path('oidcauth')) : []) {
+            assert.equal(readFileSync(command.path('oidcauth', file), 'utf8'), '', file);
+        }
+    });
+}
+
+// As root no process counts as one too many.
+const nobody = process.getuid?.() === 0 ? ['setpriv', '--reuid', '65534', '--clear-groups'] : [];
+const fewFiles = (count) => ({ name: `${count} files`, launcher: ['prlimit', `--nofile=${count}`] });
+
+for (const { name, launcher, command = 'token', says = /ulimit -n/ } of [
+    ...[4, 5, 8, 12, 20, 34].map(fewFiles),
+    {
+        name: 'few threads',
+        launcher: [...nobody, 'prlimit', '--nproc=20'],
+        command: 'provider', // which needs no file, and so no user who may write
+        says: /ulimit -u/,
+    },
+]) {
+    test(`${name} do not suffice, which is not the provider's fault`, async (t) => {
+        const { environment } = new Service(t, configUrl);
+        const { code, stderr } = await new Command(t, environment).run([command], { launcher });
+        assert.equal(code, 1, stderr);
+        assert.match(stderr, says);
     });
 }

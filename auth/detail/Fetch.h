@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/Tasks.h"
+
+#include <cpprest/http_msg.h>
+
+#include <functional>
+
+namespace auth::detail {
+
+/// Gets a document as the library gets its own, with the limits of HttpExchange: the command must
+/// not take in more, or wait longer, than the library does. Not installed. `checkHead` sees the
+/// answer before its body is waited for, and ends the exchange by an exception.
+OIDCAUTH_API Concurrency::task<web::http::http_response> fetch(
+    const web::uri& url, const Concurrency::cancellation_token& token,
+    std::function<void(const web::http::http_response&)> checkHead);
+
+}  // namespace auth::detail
