@@ -4,6 +4,7 @@
 #include "auth/detail/Error.h"
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Text.h"
+#include "auth/detail/Waiting.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
 
@@ -150,7 +151,7 @@ Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::ge
     // Each test stands alone, and the first outcome counts: this order decides between them.
     const auto check = [outcome, token, received = m_received->task(), start = detail::steadyNow(),
                         limit = std::chrono::seconds(timeoutSeconds)] {
-        if (token.is_canceled()) {
+        if (detail::isInterrupted(token)) {
             outcome->fail(std::make_exception_ptr(Concurrency::task_canceled()));
         }
         if (detail::steadyNow() - start >= limit) {
@@ -166,16 +167,11 @@ Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::ge
         }
     };
     auto timer = std::make_shared<platform::RepeatingTimer>(tickPeriod, check);
-    std::optional<Concurrency::cancellation_token_registration> registration;
-    if (token.is_cancelable()) {
-        registration = token.register_callback(check);
-    }
+    auto interruption = std::make_shared<detail::Interruption>(token, check);
     return detail::observed(outcome->task().then(
-        [timer, registration, token](const Concurrency::task<OIDCAuthCode>& ended) mutable {
+        [timer, interruption](const Concurrency::task<OIDCAuthCode>& ended) mutable {
             timer.reset();
-            if (registration) {
-                detail::deregister(token, *registration);
-            }
+            interruption.reset();
             return ended.get();
         },
         platform::inlined()));
