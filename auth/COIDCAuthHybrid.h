@@ -48,7 +48,8 @@ public:
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none(),
         OpenBrowser openBrowser = {});
 
-    // The requests. This object must outlive their tasks.
+    // The requests. This object must outlive their tasks, which have every failure: nothing is
+    // thrown.
 
     /// Lets the user sign in and redeems the code that comes of it. The first of the redirect URLs
     /// on which a listener can be opened receives the provider's answer, for `timeoutSeconds`.

@@ -2,6 +2,8 @@
 
 #include "platform/TaskScheduler.h"
 
+#include <exception>
+
 namespace auth::detail {
 
 /// Takes a callback back. The task library would let go twice of one that was registered at the
@@ -10,6 +12,17 @@ inline void deregister(const Concurrency::cancellation_token& token,
                        const Concurrency::cancellation_token_registration& registration) {
     if (!token.is_canceled()) {
         token.deregister_callback(registration);
+    }
+}
+
+/// The task that `begin` gives; what it throws is the failure of the task.
+template <class Begin>
+auto orFailed(const Begin& begin) -> decltype(begin()) {
+    try {
+        return begin();
+    } catch (...) {
+        using Result = typename decltype(begin())::result_type;
+        return Concurrency::task_from_exception<Result>(std::current_exception());
     }
 }
 
