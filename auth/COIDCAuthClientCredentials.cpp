@@ -14,8 +14,8 @@ COIDCAuthClientCredentials::COIDCAuthClientCredentials(const CString& configUrl,
                                                        const CString& grantType,
                                                        const Concurrency::cancellation_token& token)
     : m_grantType(grantType), m_logger(logger) {
-    loadConfiguration(detail::receiveConfiguration(m_http, configUrl, m_logger,
-                                                   "unable to retrieve configuration", token));
+    loadConfiguration(*detail::receiveConfiguration(m_http, configUrl, m_logger,
+                                                    "unable to retrieve configuration", token));
     detail::log(m_logger, ELogLevel::Detail,
                 L"OIDC configuration received and validated successfully.");
 }
@@ -47,8 +47,8 @@ Concurrency::task<COIDCToken> COIDCAuthClientCredentials::requestTokenAsync(
                    detail::expectOk(
                        m_logger, "unable to retrieve token",
                        L"Unable to request token. Unexpected response (%d) is received."))
-            .then([this, clientId, scope](const web::json::value& answer) {
-                return extractClientCredentialsToken(answer, clientId, scope);
+            .then([this, clientId, scope](const detail::JsonAnswer& answer) {
+                return extractClientCredentialsToken(*answer, clientId, scope);
             });
     });
 }

@@ -75,10 +75,10 @@ COIDCToken asRefresh(const Concurrency::task<COIDCToken>& refreshed) {
 
 /// Many providers send their keys as RFC 7517 names them, which the HTTP library does not take for
 /// JSON.
-Concurrency::task<web::json::value> checkJwksResponse(const http_response& response) {
+detail::JsonAnswer checkJwksResponse(const http_response& response) {
     const bool isKeySet = response.headers().content_type().find(
                               _XPLATSTR("application/jwk-set+json")) != utility::string_t::npos;
-    return response.extract_json(isKeySet);
+    return detail::extractJson(response, isKeySet ? detail::JsonType::Any : detail::JsonType::Json);
 }
 
 bool isCurrent(const DecodedJwt& token) {
@@ -92,16 +92,14 @@ COIDCAuthHybrid::COIDCAuthHybrid(const CString& configUrl, const detail::LoggerP
                                  const Concurrency::cancellation_token& token,
                                  OpenBrowser openBrowser)
     : m_settings(settings), m_logger(logger), m_openBrowser(std::move(openBrowser)) {
-    loadConfiguration(
-        detail::receiveConfiguration(m_http, configUrl, m_logger,
-                                     "unable to retrieve server configuration", token),
-        token);
+    loadConfiguration(*detail::receiveConfiguration(
+        m_http, configUrl, m_logger, "unable to retrieve server configuration", token));
+    fetchSigningKeys(token);
     detail::log(m_logger, ELogLevel::Detail,
                 L"OIDC configuration received and validated successfully.");
 }
 
-void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration,
-                                        const Concurrency::cancellation_token& token) {
+void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration) {
     m_issuer = detail::textMember(configuration, _XPLATSTR("issuer"));
     m_authorizationEndpoint =
         detail::textMember(configuration, _XPLATSTR("authorization_endpoint"));
@@ -129,7 +127,6 @@ void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration,
         detail::fail(m_logger, "requested token signature type is not supported",
                      L"Requested signature type is not supported.");
     }
-    fetchSigningKeys(token);
 }
 
 void COIDCAuthHybrid::fetchSigningKeys(const Concurrency::cancellation_token& token) {
@@ -137,15 +134,17 @@ void COIDCAuthHybrid::fetchSigningKeys(const Concurrency::cancellation_token& to
     auto checkStatus =
         detail::expectOk(m_logger, "unable to retrieve information from jwks endpoint",
                          L"Unable to retrieve information from jwks endpoint.");
-    loadSigningKeys(
+    const detail::JsonAnswer jwks =
         m_http.send({detail::toHttpText(m_jwksUri), {}, {}}, token, std::move(checkStatus))
             .then(checkJwksResponse)
-            .get());
+            .get();
+    loadSigningKeys(std::move(*jwks));
 }
 
-void COIDCAuthHybrid::loadSigningKeys(const web::json::value& jwks) {
-    const web::json::array& keys = jwks.at(_XPLATSTR("keys")).as_array();
-    std::copy_if(keys.begin(), keys.end(), std::back_inserter(m_signingKeys), isAcceptable);
+void COIDCAuthHybrid::loadSigningKeys(web::json::value jwks) {
+    web::json::array& keys = jwks.at(_XPLATSTR("keys")).as_array();
+    std::copy_if(std::make_move_iterator(keys.begin()), std::make_move_iterator(keys.end()),
+                 std::back_inserter(m_signingKeys), isAcceptable);
     if (m_signingKeys.empty()) {
         detail::fail(m_logger, "unable to get proper keys from jwks endpoint",
                      L"No acceptable jwks signature found.");
@@ -274,8 +273,8 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::requestToken(
     detail::HttpRequest request = detail::formRequest(m_tokenEndpoint, form);
     request.headers.add(web::http::header_names::accept, _XPLATSTR("application/json"));
     return detail::sendForJson(m_http, request, token, std::move(checkHead))
-        .then([this, clientId, scope, successLine](const web::json::value& answer) {
-            COIDCToken received = extractToken(answer, clientId, scope);
+        .then([this, clientId, scope, successLine](const detail::JsonAnswer& answer) {
+            COIDCToken received = extractToken(*answer, clientId, scope);
             detail::log(m_logger, ELogLevel::Flow, successLine);
             return received;
         });

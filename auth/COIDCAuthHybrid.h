@@ -99,10 +99,9 @@ private:
         std::unique_ptr<COIDCAuthCodeListener> listener;
     };
 
-    void loadConfiguration(const web::json::value& configuration,
-                           const Concurrency::cancellation_token& token);
+    void loadConfiguration(const web::json::value& configuration);
     void fetchSigningKeys(const Concurrency::cancellation_token& token);
-    void loadSigningKeys(const web::json::value& jwks);
+    void loadSigningKeys(web::json::value jwks);
     SigningKeys::const_iterator findSigningKey(const detail::DecodedJwt& token) const;
     const jwt::algorithm::rs256* publicKey(SigningKeys::const_iterator key) const;
     bool refuse(const wchar_t* line) const;

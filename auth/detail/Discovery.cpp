@@ -1,15 +1,14 @@
 #include "auth/detail/Discovery.h"
 
-#include "auth/detail/Json.h"
 #include "auth/detail/Text.h"
 
 #include <algorithm>
 
 namespace auth::detail {
 
-web::json::value receiveConfiguration(HttpExchange& http, const CString& configUrl,
-                                      const LoggerPtr& logger, const char* refusal,
-                                      const Concurrency::cancellation_token& token) {
+JsonAnswer receiveConfiguration(HttpExchange& http, const CString& configUrl,
+                                const LoggerPtr& logger, const char* refusal,
+                                const Concurrency::cancellation_token& token) {
     log(logger, ELogLevel::Detail, L"Receiving and validating OIDC configuration...");
     return sendForJson(
                http, {toHttpText(configUrl), {}, {}}, token,

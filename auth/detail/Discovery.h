@@ -1,6 +1,7 @@
 #pragma once
 
 #include "auth/detail/HttpExchange.h"
+#include "auth/detail/Json.h"
 #include "auth/detail/Log.h"
 #include "host/CString.h"
 
@@ -13,9 +14,9 @@ namespace auth::detail {
 /// Fetches a provider's configuration (OpenID Connect Discovery 1.0). Blocks until it is there or
 /// the token is cancelled; an exception of either comes out. `refusal` is the text of the exception
 /// for an answer other than 200.
-web::json::value receiveConfiguration(HttpExchange& http, const CString& configUrl,
-                                      const LoggerPtr& logger, const char* refusal,
-                                      const Concurrency::cancellation_token& token);
+JsonAnswer receiveConfiguration(HttpExchange& http, const CString& configUrl,
+                                const LoggerPtr& logger, const char* refusal,
+                                const Concurrency::cancellation_token& token);
 
 // Members of a configuration; as for textMember().
 

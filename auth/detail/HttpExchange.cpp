@@ -149,16 +149,20 @@ void Exchange::attempt(bool mayRepeat) {
                 *sent = true;
             }
         });
+    // The rest of the chain runs inline, too: a task inherits how the one before it is scheduled.
     m_client.request(message, m_stop.get_token())
-        .then([self](const http_response& response) {
-            if (!self->m_outcome.isDecided()) {
-                self->m_checkHead(response);
-            }
-            checkSize(response.headers().content_length(), self->m_request.largestAnswer);
-            return response.content_ready();
-        })
+        .then(
+            [self](const http_response& response) {
+                if (!self->m_outcome.isDecided()) {
+                    self->m_checkHead(response);
+                }
+                checkSize(response.headers().content_length(), self->m_request.largestAnswer);
+                return response.content_ready();
+            },
+            platform::inlined())
         .then([letGo](const http_response& response) {
-            return Concurrency::create_task(letGo).then([response] { return response; });
+            return Concurrency::create_task(letGo).then([response] { return response; },
+                                                        platform::inlined());
         })
         .then([self, sent, mayRepeat](const Concurrency::task<http_response>& finished) {
             // The peer cannot have acted on half a request.
@@ -240,7 +244,7 @@ HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     auto config = get_http_proxy_config(target);
     config.set_max_redirects(0);
     const auto given = config.timeout<std::chrono::milliseconds>();
-    const bool isBounded = given > given.zero() && given < longestExchange;
+    const bool isBounded = given > std::chrono::milliseconds::zero() && given < longestExchange;
     const auto limit = isBounded ? given : longestExchange;
     // The client's own time-out starts anew with every piece of an answer. Ours comes first.
     config.set_timeout(2 * limit);

@@ -7,13 +7,19 @@
 
 namespace auth::detail {
 
-Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRequest& request,
-                                                const Concurrency::cancellation_token& token,
-                                                HttpExchange::CheckHead checkHead) {
+JsonAnswer extractJson(const web::http::http_response& answer, JsonType type) {
+    // What the HTTP library's extract_json() calls on another thread, with a copy of the result.
+    return std::make_shared<web::json::value>(
+        answer._get_impl()->_extract_json(type == JsonType::Any));
+}
+
+Concurrency::task<JsonAnswer> sendForJson(HttpExchange& http, const HttpRequest& request,
+                                          const Concurrency::cancellation_token& token,
+                                          HttpExchange::CheckHead checkHead) {
     return orFailed([&] {
         return http.send(request, token, std::move(checkHead))
-            .then([](const web::http::http_response& response) {
-                return response.extract_json(false);
+            .then([](const web::http::http_response& answer) {
+                return extractJson(answer, JsonType::Json);
             });
     });
 }
