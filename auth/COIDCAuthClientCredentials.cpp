@@ -1,10 +1,9 @@
 #include "auth/COIDCAuthClientCredentials.h"
 
 #include "auth/detail/Discovery.h"
-#include "auth/detail/Text.h"
+#include "auth/detail/Json.h"
 #include "auth/detail/TokenEndpoint.h"
-
-#include <utility>
+#include "auth/detail/Waiting.h"
 
 namespace auth {
 
@@ -15,9 +14,10 @@ COIDCAuthClientCredentials::COIDCAuthClientCredentials(const CString& configUrl,
                                                        const CString& grantType,
                                                        const Concurrency::cancellation_token& token)
     : m_grantType(grantType), m_logger(logger) {
-    detail::receiveConfiguration(
-        m_http, configUrl, m_logger, "unable to retrieve configuration", token,
-        [this](const web::json::value& configuration) { loadConfiguration(configuration); });
+    loadConfiguration(*detail::receiveConfiguration(m_http, configUrl, m_logger,
+                                                    "unable to retrieve configuration", token));
+    detail::log(m_logger, ELogLevel::Detail,
+                L"OIDC configuration received and validated successfully.");
 }
 
 void COIDCAuthClientCredentials::loadConfiguration(const web::json::value& configuration) {
@@ -35,20 +35,22 @@ void COIDCAuthClientCredentials::loadConfiguration(const web::json::value& confi
 Concurrency::task<COIDCToken> COIDCAuthClientCredentials::requestTokenAsync(
     const CString& clientId, const CString& clientSecret, const CString& scope,
     const Concurrency::cancellation_token& token) {
-    detail::FormBody form;
-    form.add(_XPLATSTR("grant_type"), m_grantType)
-        .add(_XPLATSTR("client_id"), clientId)
-        .add(_XPLATSTR("client_secret"), clientSecret)
-        .add(_XPLATSTR("scope"), scope);
-    detail::log(m_logger, ELogLevel::Detail, L"Requesting token...");
-    auto checkResponse =
-        detail::expectOk(m_logger, "unable to retrieve token",
-                         L"Unable to request token. Unexpected response (%d) is received.");
-    return detail::sendForJson(m_http, detail::formRequest(m_tokenEndpoint, form), token,
-                               std::move(checkResponse))
-        .then([this, clientId, scope](const web::json::value& answer) {
-            return extractClientCredentialsToken(answer, clientId, scope);
-        });
+    return detail::started([&] {
+        detail::FormBody form;
+        form.add(_XPLATSTR("grant_type"), m_grantType)
+            .add(_XPLATSTR("client_id"), clientId)
+            .add(_XPLATSTR("client_secret"), clientSecret)
+            .add(_XPLATSTR("scope"), scope);
+        detail::log(m_logger, ELogLevel::Detail, L"Requesting token...");
+        return detail::sendForJson(
+                   m_http, detail::formRequest(m_tokenEndpoint, form), token,
+                   detail::expectOk(
+                       m_logger, "unable to retrieve token",
+                       L"Unable to request token. Unexpected response (%d) is received."))
+            .then([this, clientId, scope](const detail::JsonAnswer& answer) {
+                return extractClientCredentialsToken(*answer, clientId, scope);
+            });
+    });
 }
 
 COIDCToken COIDCAuthClientCredentials::extractClientCredentialsToken(const web::json::value& answer,

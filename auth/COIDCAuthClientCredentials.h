@@ -22,7 +22,8 @@ public:
         const CString& configUrl, const detail::LoggerPtr& logger, const CString& grantType,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
 
-    /// Asks for a token; `scope` is sent as it stands. This object must outlive the task.
+    /// Asks for a token; `scope` is sent as it stands. This object must outlive the task, which has
+    /// every failure: nothing is thrown.
     Concurrency::task<COIDCToken> requestTokenAsync(const CString& clientId,
                                                     const CString& clientSecret,
                                                     const CString& scope,

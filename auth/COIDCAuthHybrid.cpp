@@ -4,9 +4,11 @@
 #include "auth/detail/Clock.h"
 #include "auth/detail/Discovery.h"
 #include "auth/detail/FormBody.h"
+#include "auth/detail/Json.h"
 #include "auth/detail/Pkce.h"
 #include "auth/detail/Text.h"
 #include "auth/detail/TokenEndpoint.h"
+#include "auth/detail/Waiting.h"
 #include "platform/TaskScheduler.h"
 
 #include <cpprest/uri_builder.h>
@@ -17,6 +19,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 namespace auth {
@@ -47,12 +50,35 @@ public:
     using Error::Error;
 };
 
+detail::HttpExchange::CheckHead refuseRefresh(const detail::LoggerPtr& logger) {
+    return [logger](const http_response& response) {
+        if (response.status_code() != web::http::status_codes::OK) {
+            detail::log(logger, ELogLevel::Error,
+                        L"Unable to refresh token, unexpected response (%d) received.",
+                        response.status_code());
+            throw RefreshRefused("unable to receive access token by refresh token");
+        }
+    };
+}
+
+/// A pointer is how a refusal is told. Made last, where nothing can come between it and who waits
+/// for the task.
+COIDCToken asRefresh(const Concurrency::task<COIDCToken>& refreshed) {
+    try {
+        return refreshed.get();
+    } catch (const RefreshRefused& refusal) {
+        std::exception* const owned = new detail::Error(refusal);
+        // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
+        throw owned;
+    }
+}
+
 /// Many providers send their keys as RFC 7517 names them, which the HTTP library does not take for
 /// JSON.
-Concurrency::task<web::json::value> checkJwksResponse(const http_response& response) {
+detail::JsonAnswer checkJwksResponse(const http_response& response) {
     const bool isKeySet = response.headers().content_type().find(
                               _XPLATSTR("application/jwk-set+json")) != utility::string_t::npos;
-    return response.extract_json(isKeySet);
+    return detail::extractJson(response, isKeySet ? detail::JsonType::Any : detail::JsonType::Json);
 }
 
 bool isCurrent(const DecodedJwt& token) {
@@ -66,13 +92,14 @@ COIDCAuthHybrid::COIDCAuthHybrid(const CString& configUrl, const detail::LoggerP
                                  const Concurrency::cancellation_token& token,
                                  OpenBrowser openBrowser)
     : m_settings(settings), m_logger(logger), m_openBrowser(std::move(openBrowser)) {
-    detail::receiveConfiguration(
-        m_http, configUrl, m_logger, "unable to retrieve server configuration", token,
-        [&](const web::json::value& configuration) { loadConfiguration(configuration, token); });
+    loadConfiguration(*detail::receiveConfiguration(
+        m_http, configUrl, m_logger, "unable to retrieve server configuration", token));
+    fetchSigningKeys(token);
+    detail::log(m_logger, ELogLevel::Detail,
+                L"OIDC configuration received and validated successfully.");
 }
 
-void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration,
-                                        const Concurrency::cancellation_token& token) {
+void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration) {
     m_issuer = detail::textMember(configuration, _XPLATSTR("issuer"));
     m_authorizationEndpoint =
         detail::textMember(configuration, _XPLATSTR("authorization_endpoint"));
@@ -100,21 +127,24 @@ void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration,
         detail::fail(m_logger, "requested token signature type is not supported",
                      L"Requested signature type is not supported.");
     }
-    fetchSigningKeys(token);
 }
 
 void COIDCAuthHybrid::fetchSigningKeys(const Concurrency::cancellation_token& token) {
     detail::log(m_logger, ELogLevel::Detail, L"Receiving signatures...");
-    auto expectOk = detail::expectOk(m_logger, "unable to retrieve information from jwks endpoint",
-                                     L"Unable to retrieve information from jwks endpoint.");
-    loadSigningKeys(m_http.send({detail::toHttpText(m_jwksUri), {}, {}}, token, std::move(expectOk))
-                        .then(checkJwksResponse)
-                        .get());
+    auto checkStatus =
+        detail::expectOk(m_logger, "unable to retrieve information from jwks endpoint",
+                         L"Unable to retrieve information from jwks endpoint.");
+    const detail::JsonAnswer jwks =
+        m_http.send({detail::toHttpText(m_jwksUri), {}, {}}, token, std::move(checkStatus))
+            .then(checkJwksResponse)
+            .get();
+    loadSigningKeys(std::move(*jwks));
 }
 
-void COIDCAuthHybrid::loadSigningKeys(const web::json::value& jwks) {
-    const web::json::array& keys = jwks.at(_XPLATSTR("keys")).as_array();
-    std::copy_if(keys.begin(), keys.end(), std::back_inserter(m_signingKeys), isAcceptable);
+void COIDCAuthHybrid::loadSigningKeys(web::json::value jwks) {
+    web::json::array& keys = jwks.at(_XPLATSTR("keys")).as_array();
+    std::copy_if(std::make_move_iterator(keys.begin()), std::make_move_iterator(keys.end()),
+                 std::back_inserter(m_signingKeys), isAcceptable);
     if (m_signingKeys.empty()) {
         detail::fail(m_logger, "unable to get proper keys from jwks endpoint",
                      L"No acceptable jwks signature found.");
@@ -125,8 +155,10 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenHybridFlowAsync(
     const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
     const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds) {
     const HybridFlowRequest request{clientId, scope, redirectUrls, timeoutSeconds, token};
-    return Concurrency::create_task([this, request] { return runHybridFlow(request); },
-                                    platform::blocking(token));
+    return detail::started([&] {
+        return Concurrency::create_task([this, request] { return runHybridFlow(request); },
+                                        platform::blocking(token));
+    });
 }
 
 COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
@@ -202,48 +234,36 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenByAuthCodeAsync(
     const CString& clientId, const CString& scope, const CString& redirectUri,
     const utility::string_t& codeVerifier, const utility::string_t& code,
     const Concurrency::cancellation_token& token) {
-    detail::FormBody form;
-    form.add(_XPLATSTR("grant_type"), m_settings.grantType)
-        .add(_XPLATSTR("code"), code)
-        .addAllEncoded(_XPLATSTR("redirect_uri"), redirectUri)
-        .add(_XPLATSTR("code_verifier"), codeVerifier)
-        .add(_XPLATSTR("client_id"), clientId);
-    detail::log(m_logger, ELogLevel::Flow, L"Requesting token using received auth code.");
-    return requestToken(form, clientId, scope,
-                        detail::expectOk(m_logger, "unable to receive access token by auth code",
-                                         L"Unable to request token using received auth code. "
-                                         L"Unexpected response (%d) received."),
-                        L"Token has been successfully requested using received auth code.", token);
+    return detail::started([&] {
+        detail::FormBody form;
+        form.add(_XPLATSTR("grant_type"), m_settings.grantType)
+            .add(_XPLATSTR("code"), code)
+            .addAllEncoded(_XPLATSTR("redirect_uri"), redirectUri)
+            .add(_XPLATSTR("code_verifier"), codeVerifier)
+            .add(_XPLATSTR("client_id"), clientId);
+        detail::log(m_logger, ELogLevel::Flow, L"Requesting token using received auth code.");
+        return requestToken(
+            form, clientId, scope,
+            detail::expectOk(m_logger, "unable to receive access token by auth code",
+                             L"Unable to request token using received auth code. "
+                             L"Unexpected response (%d) received."),
+            L"Token has been successfully requested using received auth code.", token);
+    });
 }
 
 Concurrency::task<COIDCToken> COIDCAuthHybrid::refreshTokenAsync(
     const CString& clientId, const CString& scope, const CString& refreshToken,
     const Concurrency::cancellation_token& token) {
-    detail::FormBody form;
-    form.add(_XPLATSTR("grant_type"), m_settings.refreshGrantType)
-        .add(_XPLATSTR("refresh_token"), refreshToken)
-        .add(_XPLATSTR("client_id"), clientId);
-    detail::log(m_logger, ELogLevel::Flow, L"Refreshing token...");
-    const auto checkStatus = [logger = m_logger](const http_response& response) {
-        if (response.status_code() != web::http::status_codes::OK) {
-            detail::log(logger, ELogLevel::Error,
-                        L"Unable to refresh token, unexpected response (%d) received.",
-                        response.status_code());
-            throw RefreshRefused("unable to receive access token by refresh token");
-        }
-    };
-    return requestToken(form, clientId, scope, checkStatus, L"Token refreshed successfully.", token)
-        .then([](const Concurrency::task<COIDCToken>& refreshed) {
-            try {
-                return refreshed.get();
-            } catch (const RefreshRefused& refusal) {
-                // A pointer is how a refusal is told. Made last, where nothing can come between it
-                // and who waits for the task.
-                std::exception* const owned = new detail::Error(refusal);
-                // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
-                throw owned;
-            }
-        });
+    return detail::started([&] {
+        detail::FormBody form;
+        form.add(_XPLATSTR("grant_type"), m_settings.refreshGrantType)
+            .add(_XPLATSTR("refresh_token"), refreshToken)
+            .add(_XPLATSTR("client_id"), clientId);
+        detail::log(m_logger, ELogLevel::Flow, L"Refreshing token...");
+        return requestToken(form, clientId, scope, refuseRefresh(m_logger),
+                            L"Token refreshed successfully.", token)
+            .then(asRefresh);
+    });
 }
 
 Concurrency::task<COIDCToken> COIDCAuthHybrid::requestToken(
@@ -252,11 +272,9 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::requestToken(
     const Concurrency::cancellation_token& token) {
     detail::HttpRequest request = detail::formRequest(m_tokenEndpoint, form);
     request.headers.add(web::http::header_names::accept, _XPLATSTR("application/json"));
-    // Providers take a code or a rotating refresh token that comes twice for stolen.
-    request.atMostOnce = true;
     return detail::sendForJson(m_http, request, token, std::move(checkHead))
-        .then([this, clientId, scope, successLine](const web::json::value& answer) {
-            COIDCToken received = extractToken(answer, clientId, scope);
+        .then([this, clientId, scope, successLine](const detail::JsonAnswer& answer) {
+            COIDCToken received = extractToken(*answer, clientId, scope);
             detail::log(m_logger, ELogLevel::Flow, successLine);
             return received;
         });
@@ -343,7 +361,11 @@ bool COIDCAuthHybrid::refuse(const wchar_t* line) const {
 }
 
 bool COIDCAuthHybrid::hasIssuer(const DecodedJwt& token) const {
-    return token.has_issuer() && token.get_issuer() == m_issuer.toUtf8();
+    try {
+        return token.has_issuer() && token.get_issuer() == m_issuer.toUtf8();
+    } catch (const std::bad_cast&) {  // it is no text
+        return false;
+    }
 }
 
 bool COIDCAuthHybrid::validateIdTokenClaims(const DecodedJwt& token, const CString& clientId,

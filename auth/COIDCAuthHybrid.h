@@ -48,7 +48,8 @@ public:
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none(),
         OpenBrowser openBrowser = {});
 
-    // The requests. This object must outlive their tasks.
+    // The requests. This object must outlive their tasks, which have every failure: nothing is
+    // thrown.
 
     /// Lets the user sign in and redeems the code that comes of it. The first of the redirect URLs
     /// on which a listener can be opened receives the provider's answer, for `timeoutSeconds`.
@@ -98,10 +99,9 @@ private:
         std::unique_ptr<COIDCAuthCodeListener> listener;
     };
 
-    void loadConfiguration(const web::json::value& configuration,
-                           const Concurrency::cancellation_token& token);
+    void loadConfiguration(const web::json::value& configuration);
     void fetchSigningKeys(const Concurrency::cancellation_token& token);
-    void loadSigningKeys(const web::json::value& jwks);
+    void loadSigningKeys(web::json::value jwks);
     SigningKeys::const_iterator findSigningKey(const detail::DecodedJwt& token) const;
     const jwt::algorithm::rs256* publicKey(SigningKeys::const_iterator key) const;
     bool refuse(const wchar_t* line) const;

@@ -60,7 +60,7 @@ CString COIDCHelper::getAccessTokenClientCredentials(const CString& configUrl,
 Concurrency::task<CString> COIDCHelper::getAccessTokenClientCredentialsAsync(
     const CString& configUrl, const CString& clientId, const CString& clientSecret,
     const CString& scopes, unsigned int minValidity, const cancellation_token& token) {
-    return detail::started<CString>([&] {
+    return detail::started([&] {
         detail::log(m_logger, ELogLevel::Flow,
                     L"Obtaining oidc token using config url = %s, client id = %s, scopes = %s",
                     configUrl, clientId, scopes);

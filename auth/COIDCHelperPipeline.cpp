@@ -130,7 +130,7 @@ Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const 
                                                 unsigned int minValidity,
                                                 const cancellation_token& token, bool authRequested,
                                                 Part part) {
-    return detail::started<T>([&] {
+    return detail::started([&] {
         detail::log(m_logger, ELogLevel::Flow,
                     L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect "
                     L"url = %s",

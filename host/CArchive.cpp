@@ -149,6 +149,10 @@ CArchive& CArchive::operator>>(CString& text) {
     for (std::size_t i = 0; i < length.units; ++i) {
         units[i] = static_cast<CString::XCHAR>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
     }
-    text = CString(std::move(units));
+    CString loaded(std::move(units));
+    if (!loaded.isWellFormed()) {
+        throw CArchiveException(CArchiveException::badSchema);
+    }
+    text = std::move(loaded);
     return *this;
 }

@@ -19,9 +19,26 @@ constexpr bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
+bool pairsItsSurrogates(CString::View text) {
+    for (auto unit = text.begin(); unit != text.end(); ++unit) {
+        if (isLowSurrogate(*unit) ||
+            (isHighSurrogate(*unit) && (++unit == text.end() || !isLowSurrogate(*unit)))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The HTTP library's conversions let pass what is no UTF-8: surrogates, forms that are too long,
+/// points beyond the last one. None of them comes back as it was, but for low surrogates.
 CString::String unitsOfUtf8(std::string_view utf8) {
-    const auto units = utility::conversions::utf8_to_utf16(std::string(utf8));
-    return {units.begin(), units.end()};
+    using namespace utility::conversions;
+    const auto converted = utf8_to_utf16(std::string(utf8));
+    CString::String units(converted.begin(), converted.end());
+    if (!pairsItsSurrogates(units) || utf16_to_utf8(converted) != utf8) {
+        throw std::range_error("UTF-8 string has invalid Unicode code point");
+    }
+    return units;
 }
 
 CString::String unitsOfWide(std::wstring_view text) {
@@ -113,7 +130,14 @@ CString& CString::operator+=(const CString& tail) {
     return *this;
 }
 
+bool CString::isWellFormed() const noexcept {
+    return pairsItsSurrogates(view());
+}
+
 std::string CString::toUtf8() const {
+    if (!isWellFormed()) {
+        throw std::range_error("UTF-16 string has a surrogate without its partner");
+    }
     return utility::conversions::utf16_to_utf8({view().begin(), view().end()});
 }
 

@@ -54,7 +54,9 @@ public:
 
     CString& operator+=(const CString& tail);
 
-    /// Throws std::range_error on a surrogate without its partner.
+    /// Whether each surrogate has its partner.
+    bool isWellFormed() const noexcept;
+    /// Throws std::range_error on text that is not well formed.
     std::string toUtf8() const;
     /// For messages: a surrogate without its partner becomes U+FFFD.
     std::wstring toWide() const;

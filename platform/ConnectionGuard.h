@@ -11,7 +11,8 @@ namespace platform {
 /// Lets a busy connection of an HTTP client be closed. Where the HTTP library closes it on the
 /// thread that cancels, while another may be reading from it, the process can crash: with this one
 /// comes after the other. And bounds what a peer can make that library keep in memory, which reads
-/// a head or a chunk to its end. A copy guards the same connections.
+/// a head or a chunk to its end. And makes a request fail before anything of it leaves, where it
+/// would go over a kept connection that the peer has closed. A copy guards the same connections.
 ///
 /// Not every connection can be had before it is open: those to a further address of a host whose
 /// first one does not answer, and any but the first tunnel through a proxy, stay as the library
@@ -23,6 +24,9 @@ public:
     /// exceeds them is closed.
     ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config,
                     std::uint64_t limit);
+
+    /// False for tunnels through a proxy: of them nobody can tell whether the peer closed one.
+    bool noticesClosedOnes() const;
 
     /// Calls `cancel` when nothing else happens on these connections: before it returns or soon
     /// afterwards, on any thread.

@@ -89,6 +89,8 @@ TEST(Archive, NamesTheCauseOfAFailure) {
               CArchiveException::endOfFile);
     const Bytes wideTwice{0xFF, 0xFE, 0xFF, 0xFF, 0xFE, 0xFF, 0x00};
     EXPECT_EQ(causeOf([&] { CArchive(wideTwice) >> text; }), CArchiveException::badSchema);
+    const Bytes halfPair{0xFF, 0xFE, 0xFF, 0x01, 0x00, 0xD8};
+    EXPECT_EQ(causeOf([&] { CArchive(halfPair) >> text; }), CArchiveException::badSchema);
 }
 
 TEST(MemoryArchive, FindsItsSections) {

@@ -19,12 +19,17 @@ TEST(CString, ConvertsEveryWidthAlike) {
 }
 
 TEST(CString, RefusesTextThatIsNone) {
-    for (const char* const bytes : {"\xFF", "\xC3", "\xE2\x82", "a\x80"}) {
+    for (const char* const bytes :
+         {"\xFF", "\xC3", "\xE2\x82", "a\x80", "\xC1\x81", "\xE0\x81\x81", "\xED\xA0\x80",
+          "\xED\xB0\x80", "\xED\xA0\xBD\xED\xB4\x91", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80"}) {
         EXPECT_THROW(CString{bytes}, std::range_error) << bytes;
     }
-    const CString halfPair(CString::String(1, CString::XCHAR{0xD83D}));
-    EXPECT_THROW(halfPair.toUtf8(), std::range_error);
-    EXPECT_EQ(halfPair.toWide(), L"\uFFFD");
+    for (const CString::String& units :
+         {CString::String{0xD83D}, {0xDD11}, {'a', 0xDD11, 0xD83D}, {0xD83D, 0xD83D, 0xDD11}}) {
+        EXPECT_FALSE(CString(units).isWellFormed());
+        EXPECT_THROW(CString(units).toUtf8(), std::range_error);
+        EXPECT_NE(CString(units).toWide().find(L'\uFFFD'), std::wstring::npos);
+    }
     EXPECT_TRUE(CString(static_cast<const char*>(nullptr)).IsEmpty());
 }
 

@@ -12,12 +12,14 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
 using auth::testing::Endpoint;
+using auth::testing::Framing;
 using auth::testing::TestProvider;
 using test::LogLine;
 using ::testing::HasSubstr;
@@ -27,7 +29,9 @@ const auto noToken = Concurrency::cancellation_token::none();
 auth::COIDCToken request(const TestProvider& provider, const auth::detail::LoggerPtr& logger,
                          const char* secret = "secret", const char* scope = "a b") {
     auth::COIDCAuthClientCredentials flow(provider.configUrl(), logger, "client_credentials");
-    return flow.requestTokenAsync("client", secret, scope, noToken).get();
+    Concurrency::task<auth::COIDCToken> answer;
+    EXPECT_NO_THROW(answer = flow.requestTokenAsync("client", secret, scope, noToken));
+    return answer.get();
 }
 
 const std::string userAgent = "cpprestsdk/" + std::to_string(CPPREST_VERSION_MAJOR) + '.' +
@@ -199,6 +203,20 @@ TEST(ClientCredentials, RefusesAndAsksNothingFurther) {
             }
             EXPECT_EQ(provider.requests().size() - before, 1 + row.tokenRequests) << row.name;
             EXPECT_EQ(log->textAt(4), logged ? row.logged : "") << row.name;
+        }
+    }
+}
+
+TEST(ClientCredentials, TakesAnswersUpToTheirLimits) {
+    TestProvider provider;
+    for (const auto& [endpoint, limit] :
+         {std::pair{Endpoint::Discovery, 512U * 1024U}, {Endpoint::Token, 256U * 1024U}}) {
+        for (const auto framing : {Framing::ContentLength, Framing::Chunked}) {
+            provider.reset();
+            provider.hugeBody(endpoint, limit, framing);
+            EXPECT_FALSE(request(provider, nullptr).accessToken().IsEmpty());
+            provider.hugeBody(endpoint, limit + 1, framing);
+            EXPECT_THROW(request(provider, nullptr), auth::detail::Error) << limit;
         }
     }
 }

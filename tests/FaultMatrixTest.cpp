@@ -63,9 +63,6 @@ struct Asked {
     const char* refusal;     // what is said when the status is not 200
     const char* nulRefusal;  // and when a text of the answer has a NUL, which JSON allows
 
-    bool atMostOnce() const {
-        return operation != Operation::Service && endpoint == Endpoint::Token;
-    }
     friend std::ostream& operator<<(std::ostream& out, const Asked& asked) {
         return out << asked.name;
     }
@@ -317,7 +314,9 @@ TEST_P(FaultMatrix, EndsEachFault) {
         };
     };
     const Outcome handshake = network("Error in SSL handshake");
-    const Outcome noHead = network("Failed to read HTTP status line");
+    // A token request is not sent again on the connection that follows the kept one.
+    const Outcome noHead = network(at == Endpoint::Token ? "cannot rewind input stream"
+                                                         : "Failed to read HTTP status line");
     const Outcome noBody = network("Failed to read response body");
     const Outcome late = network("no complete response in time");
     const Outcome badChunk = network("Invalid chunked response header");
@@ -378,7 +377,7 @@ TEST_P(FaultMatrix, EndsEachFault) {
         {"cut JSON", document(R"({"issuer": [1, )"), notJson},
         {"a list", document("[1]"), otherJson},
         {"null", document("null"), otherJson},
-        {"deep nesting", document(std::string(1'000'000, '[')), json("Nesting too deep")},
+        {"deep nesting", document(std::string(200'000, '[')), json("Nesting too deep")},
         {"raw NUL", document("{\"\0\": 1}"s), notJson},
         {"NUL", text(R"("a\u0000b")"), refused(nulRefusal)},
         {"half a surrogate", text(R"("\ud800")"), notJson},
@@ -402,7 +401,7 @@ TEST_P(FaultMatrix, EndsEachFault) {
         const auto before = provider.requests(at).size();
         const std::string end = endWithoutTrace(asked.operation);
         const auto received = provider.requests(at).size() - before;
-        const bool once = asked.atMostOnce() || fault.outcome.text == refusal;
+        const bool once = at == Endpoint::Token || fault.outcome.text == refusal;
         EXPECT_GE(received, isDiverted ? 0U : 1U);
         EXPECT_LE(received, once ? 1U : 2U);
         const std::string expected = fault.outcome.text == refusal      ? asked.refusal

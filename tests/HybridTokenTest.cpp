@@ -148,6 +148,10 @@ struct Refusal {
 std::vector<Refusal> answerRefusals() {
     const auto id = TokenKind::Id;
     const auto access = TokenKind::Access;
+    const auto halfPair = [](const char* name) {
+        return [=](auto& p) { p.setMember(Endpoint::Token, name, "\"\xED\xA0\x80\""); };
+    };
+    const std::string notUtf8 = "invalid Unicode code point";
     const std::string noId = "Unable to validate id token.";
     const std::string noAccess = "Unable to validate access token.";
     const std::string idText = "id token validation failed";
@@ -161,6 +165,9 @@ std::vector<Refusal> answerRefusals() {
          "invalid token type", "Token type is not 'Bearer'."},
         {"no access token", remove("access_token"), "Key not found", ""},
         {"no id token", remove("id_token"), "Key not found", ""},
+        {"half a surrogate in the access token", halfPair("access_token"), notUtf8, ""},
+        {"half a surrogate in the id token", halfPair("id_token"), notUtf8, ""},
+        {"half a surrogate in the refresh token", halfPair("refresh_token"), notUtf8, ""},
         {"no expiry", remove("expires_in"), "Key not found", ""},
         {"no expiry, found before the id token is looked at",
          [=](auto& p) {
@@ -221,6 +228,27 @@ TEST(HybridToken, RefusesAnswers) {
             }
         }
     }
+}
+
+TEST(HybridToken, FailsInItsTaskWhenNothingCanBeSent) {
+    TestProvider provider;
+    const CString halfPair(CString::String{0xD800});
+    const auto requests = [&](const CString& text) {
+        const auto flow = test::hybridFlow(provider);
+        Concurrency::task<COIDCToken> refreshed;
+        Concurrency::task<COIDCToken> redeemed;
+        EXPECT_NO_THROW(refreshed = flow->refreshTokenAsync("client", "", text, noToken));
+        EXPECT_NO_THROW(redeemed = flow->requestTokenByAuthCodeAsync("client", "", text, verifier,
+                                                                     "code", noToken));
+        EXPECT_THROW(refreshed.get(), std::exception);
+        EXPECT_THROW(redeemed.get(), std::exception);
+    };
+    requests(halfPair);
+    for (const char* const url : {R"("not a url")", R"("ftp://127.0.0.1/")", R"("/path")"}) {
+        provider.setMember(Endpoint::Discovery, "token_endpoint", url);
+        requests("text");
+    }
+    EXPECT_TRUE(provider.requests(Endpoint::Token).empty());
 }
 
 TEST(HybridToken, RefusesEveryStatusButOne) {

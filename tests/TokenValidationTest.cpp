@@ -67,6 +67,7 @@ protected:
     std::unique_ptr<auth::COIDCAuthHybrid> flow;
 };
 
+#ifdef OIDCAUTH_OWN_JWT
 std::string nested(int levels) {
     std::string text;
     for (int level = 0; level < levels; ++level) {
@@ -74,6 +75,7 @@ std::string nested(int levels) {
     }
     return text + '0' + std::string(static_cast<std::size_t>(levels), '}');
 }
+#endif
 
 const std::string wrongSignature = "failed to verify signature: VerifyFinal failed";
 const std::string badAlgorithm = "4 Algorithm is invalid/not supported.";
@@ -144,7 +146,9 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
         {"key is a number", header("kid", "1"), "std::bad_cast", ""},
         {"critical extension, which is not looked at", header("crit", R"(["exp"])"), "accepted",
          ""},
+#ifdef OIDCAUTH_OWN_JWT  // jwt-cpp itself lets objects nest without a limit
         {"nested deeply", claim("x", nested(9'000)), "invalid json", ""},
+#endif
     };
     for (const Row& row : rows) {
         TestToken changed = token();
@@ -312,7 +316,8 @@ TEST_F(TokenValidation, ChecksClaims) {
         {id, "iss", "", "refused", idIssuer},
         {id, "iss", '"' + issuer + "/\"", "refused", idIssuer},
         {id, "iss", "\"HTTP" + issuer.substr(4) + '"', "refused", idIssuer},
-        {id, "iss", "1", "std::bad_cast", ""},
+        {id, "iss", "1", "refused", idIssuer},
+        {id, "iss", "null", "refused", idIssuer},
         {id, "aud", "", "refused", "4 Unable to find audience claim in id token."},
         {id, "aud", R"("other")", "refused", idClient},
         {id, "aud", R"("Client")", "refused", idClient},
@@ -331,6 +336,7 @@ TEST_F(TokenValidation, ChecksClaims) {
         {id, "nonce", "7", "std::bad_cast", ""},
         {access, "iss", "", "refused", accessIssuer},
         {access, "iss", R"("https://other.example")", "refused", accessIssuer},
+        {access, "iss", "[\"" + issuer + "\"]", "refused", accessIssuer},
         {access, "client_id", "", "refused", accessClient},
         {access, "client_id", R"("other")", "refused", accessClient},
         {access, "client_id", R"(["client"])", "std::bad_cast", ""},

@@ -14,24 +14,24 @@
 
 namespace auth::detail {
 
-/// What is sent. Without a body it is a GET, else a POST.
+/// What is sent. Without a body it is a GET, else a POST, which goes out once at most: that the
+/// peer acts on it twice would do harm, as with a code that is redeemed.
 struct HttpRequest {
     web::uri target;  ///< its fragment is not sent
     web::http::http_headers headers;
     std::string body;  ///< UTF-8
-    /// That the peer acts on it twice would do harm, as with a code that is redeemed: it goes over
-    /// a connection of its own. On a kept one that fails while the answer is awaited nobody could
-    /// tell whether the peer had closed it before, and the HTTP library sends the request again.
-    bool atMostOnce = false;
+    /// An answer with a larger body fails. Configurations and key sets are a few kilobytes.
+    utility::size64_t largestAnswer = utility::size64_t{512} * 1024;
 };
 
 /// Makes every HTTP exchange of one protocol object, and keeps one client per origin for it: a
 /// client made anew costs a connection, and under TLS the loading of the authorities.
 ///
 /// No redirect is followed. The host's time-out bounds the whole exchange, from the connection to
-/// the last byte of the answer, however slowly the peer sends; an answer above 1 MiB fails, and so
-/// does an endless head, but for the connections that platform::ConnectionGuard cannot have. A kept
-/// connection that the peer has closed meanwhile is no failure.
+/// the last byte of the answer, however slowly the peer sends; a host that gives none, or more than
+/// a day, gets a day. An answer above its limit fails, and so does an endless head, but for the
+/// connections that platform::ConnectionGuard cannot have. A kept connection that the peer closed
+/// before the request is no failure.
 class HttpExchange {
 public:
     using CheckHead = std::function<void(const web::http::http_response&)>;
@@ -40,6 +40,8 @@ public:
     /// before the body is waited for, and ends the exchange by an exception. The task ends with
     /// task_canceled as soon as `token` is cancelled. What the HTTP library still does then can
     /// outlive this object, and so must what `checkHead` refers to.
+    ///
+    /// Never throws: a request that cannot even be made is a failed task, too.
     Concurrency::task<web::http::http_response> send(const HttpRequest& request,
                                                      const Concurrency::cancellation_token& token,
                                                      CheckHead checkHead);
@@ -49,11 +51,13 @@ private:
         web::http::client::http_client client;
         platform::ConnectionGuard connections;
         std::chrono::milliseconds limit;  ///< for a whole exchange
-        bool used;
+        std::chrono::steady_clock::time_point lastUse;
+        bool used;  ///< it may keep a connection
     };
 
-    Client clientFor(const web::uri& target);
+    Client clientFor(const HttpRequest& request);
     static Client makeClient(const web::uri& target);
+    static bool serves(const Client& known, const HttpRequest& request);
 
     std::mutex m_mutex;
     std::map<utility::string_t, Client> m_clients;

@@ -4,11 +4,15 @@
 #include "auth/detail/Text.h"
 
 #include <limits>
-#include <utility>
 
 namespace auth::detail {
 
-using web::http::http_response;
+namespace {
+
+// Three tokens and a few numbers: what is larger is no answer to such a request.
+constexpr utility::size64_t largestTokenAnswer = utility::size64_t{256} * 1024;
+
+}  // namespace
 
 HttpRequest formRequest(const CString& tokenEndpoint, const FormBody& form) {
     const web::uri endpoint(toHttpText(tokenEndpoint));
@@ -16,15 +20,8 @@ HttpRequest formRequest(const CString& tokenEndpoint, const FormBody& form) {
     request.target = web::uri_builder(endpoint.authority()).set_path(endpoint.path()).to_uri();
     request.headers.set_content_type(_XPLATSTR("application/x-www-form-urlencoded"));
     request.body = form.text();
+    request.largestAnswer = largestTokenAnswer;
     return request;
-}
-
-Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRequest& request,
-                                                const Concurrency::cancellation_token& token,
-                                                HttpExchange::CheckHead checkHead) {
-    return http.send(request, token, std::move(checkHead)).then([](const http_response& response) {
-        return response.extract_json(false);
-    });
 }
 
 void requireBearer(const web::json::value& answer, const LoggerPtr& logger) {

@@ -13,11 +13,6 @@ namespace auth::detail {
 /// called: a query or fragment is left out.
 HttpRequest formRequest(const CString& tokenEndpoint, const FormBody& form);
 
-/// Sends the request and gives the JSON answer. `checkHead` as for HttpExchange.
-Concurrency::task<web::json::value> sendForJson(HttpExchange& http, const HttpRequest& request,
-                                                const Concurrency::cancellation_token& token,
-                                                HttpExchange::CheckHead checkHead);
-
 /// Throws unless the answer's token type is "Bearer", in just this case.
 void requireBearer(const web::json::value& answer, const LoggerPtr& logger);
 

@@ -81,12 +81,13 @@ Concurrency::task<T> observed(Concurrency::task<T> task) {
 
 /// The task that `start` gives. What `start` throws is the task's failure: operations that return a
 /// task do not throw.
-template <class T, class Start>
-Concurrency::task<T> started(const Start& start) {
+template <class Start>
+auto started(const Start& start) -> decltype(start()) {
     try {
         return start();
     } catch (...) {
-        return observed(Concurrency::task_from_exception<T>(std::current_exception()));
+        using Result = typename decltype(start())::result_type;
+        return observed(Concurrency::task_from_exception<Result>(std::current_exception()));
     }
 }
 

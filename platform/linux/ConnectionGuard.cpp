@@ -1,7 +1,7 @@
 #include "platform/ConnectionGuard.h"
 
 #include "platform/HttpPool.h"
-#include "platform/linux/ReceivedBytes.h"
+#include "platform/linux/TcpState.h"
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
@@ -42,8 +42,11 @@ public:
         if (!m_socket.is_open()) {
             return;
         }
-        const std::uint64_t received = receivedBytes(m_socket.native_handle());
-        m_intake->bytes += received - std::exchange(m_received, received);
+        const auto state = tcpState(m_socket.native_handle());
+        if (!state) {
+            return;
+        }
+        m_intake->bytes += state->receivedBytes - std::exchange(m_received, state->receivedBytes);
         if (m_intake->bytes > m_intake->limit) {
             boost::system::error_code ignored;
             m_socket.close(ignored);
@@ -103,22 +106,31 @@ private:
 struct ConnectionGuard::Impl {
     using Strand = net::strand<net::io_context::executor_type>;
 
-    explicit Impl(std::uint64_t limit) : intake(std::make_shared<Intake>(limit)) {}
+    Impl(std::uint64_t limit, bool tunnels)
+        : makesTunnels(tunnels), intake(std::make_shared<Intake>(limit)) {}
 
     /// A connection that is not open yet is put on the strand; it stays there when it is kept.
     void adopt(tcp::socket& socket) const {
         if (!socket.is_open()) {
             socket = tcp::socket(Watched<Strand>(strand, std::make_shared<Watch>(socket, intake)));
+            return;
+        }
+        const auto state = tcpState(socket.native_handle());
+        if (!state || !state->isEstablished) {
+            boost::system::error_code ignored;
+            socket.shutdown(tcp::socket::shutdown_both, ignored);
         }
     }
 
+    const bool makesTunnels;
     Strand strand{httpPool().get_executor()};
     const std::shared_ptr<Intake> intake;
 };
 
 ConnectionGuard::ConnectionGuard(const web::uri& origin,
                                  web::http::client::http_client_config& config, std::uint64_t limit)
-    : m_impl(std::make_shared<Impl>(limit)) {
+    : m_impl(std::make_shared<Impl>(
+          limit, origin.scheme() == _XPLATSTR("https") && config.proxy().is_specified())) {
     using Native = web::http::client::native_handle;
     const auto plain = [impl = m_impl, host = config](Native socket) {
         impl->adopt(*static_cast<tcp::socket*>(socket));
@@ -126,7 +138,7 @@ ConnectionGuard::ConnectionGuard(const web::uri& origin,
     };
     if (origin.scheme() != _XPLATSTR("https")) {
         config.set_nativehandle_options(plain);
-    } else if (!config.proxy().is_specified()) {
+    } else if (!m_impl->makesTunnels) {
         config.set_nativehandle_options([impl = m_impl, host = config](Native stream) {
             impl->adopt(static_cast<net::ssl::stream<tcp::socket&>*>(stream)->next_layer());
             host.invoke_nativehandle_options(stream);
@@ -139,6 +151,10 @@ ConnectionGuard::ConnectionGuard(const web::uri& origin,
                 first->exchange(false) ? plain(handle) : host.invoke_nativehandle_options(handle);
             });
     }
+}
+
+bool ConnectionGuard::noticesClosedOnes() const {
+    return !m_impl->makesTunnels;
 }
 
 void ConnectionGuard::close(std::function<void()> cancel) const {
