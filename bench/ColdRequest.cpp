@@ -4,6 +4,7 @@
 
 #include "auth/COIDCHelper.h"
 #include "bench/MemoryStore.h"
+#include "bench/TokenRecord.h"
 #include "testing/TestProvider.h"
 
 #include <benchmark/benchmark.h>
@@ -43,19 +44,6 @@ void eachOnOneConnection(benchmark::State& state, const Request& request) {
     }
 }
 
-void coldRequest(benchmark::State& state) {
-    const CString configUrl(provider().configUrl());
-    const CString clientId("service");
-    const CString secret("secret");
-    const CString scopes("api:read api:write");
-    eachOnOneConnection(state, [&] {
-        auth::COIDCHelper helper(std::make_unique<bench::MemoryStore>(),
-                                 auth::COIDCHelper::makeExclusivePermit(), nullptr);
-        benchmark::DoNotOptimize(
-            helper.getAccessTokenClientCredentials(configUrl, clientId, secret, scopes, 5));
-    });
-}
-
 std::size_t append(const char* bytes, std::size_t size, std::size_t count, void* text) {
     static_cast<std::string*>(text)->append(bytes, size * count);
     return size * count;
@@ -72,26 +60,81 @@ void perform(CURL* handle, std::string& answer) {
     answer.clear();
 }
 
+/// A client of libcurl, which sends each request over the connection that it has.
+class Floor {
+public:
+    Floor() {
+        curl_easy_setopt(m_handle.get(), CURLOPT_CAINFO, provider().authorityFile().c_str());
+        curl_easy_setopt(m_handle.get(), CURLOPT_WRITEFUNCTION, &append);
+        curl_easy_setopt(m_handle.get(), CURLOPT_WRITEDATA, &m_answer);
+    }
+
+    void get(const std::string& url) {
+        curl_easy_setopt(m_handle.get(), CURLOPT_URL, url.c_str());
+        perform(m_handle.get(), m_answer);
+    }
+    void post(const std::string& url, const std::string& form) {
+        curl_easy_setopt(m_handle.get(), CURLOPT_POSTFIELDS, form.c_str());
+        get(url);
+    }
+
+private:
+    std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_handle{curl_easy_init(),
+                                                                 &curl_easy_cleanup};
+    std::string m_answer;
+};
+
+void coldRequest(benchmark::State& state) {
+    const CString configUrl(provider().configUrl());
+    const CString clientId("service");
+    const CString secret("secret");
+    const CString scopes("api:read api:write");
+    eachOnOneConnection(state, [&] {
+        auth::COIDCHelper helper(std::make_unique<bench::MemoryStore>(),
+                                 auth::COIDCHelper::makeExclusivePermit(), nullptr);
+        benchmark::DoNotOptimize(
+            helper.getAccessTokenClientCredentials(configUrl, clientId, secret, scopes, 5));
+    });
+}
+
 /// The same two exchanges, whose answers nobody reads.
 void coldRequestFloor(benchmark::State& state) {
     const std::string configUrl = provider().configUrl();
     const std::string tokenEndpoint = provider().tokenEndpoint();
-    const std::string authority = provider().authorityFile();
     eachOnOneConnection(state, [&] {
-        const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> owner(curl_easy_init(),
-                                                                        &curl_easy_cleanup);
-        CURL* const handle = owner.get();
-        std::string answer;
-        curl_easy_setopt(handle, CURLOPT_CAINFO, authority.c_str());
-        curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &append);
-        curl_easy_setopt(handle, CURLOPT_WRITEDATA, &answer);
-        curl_easy_setopt(handle, CURLOPT_URL, configUrl.c_str());
-        perform(handle, answer);
-        curl_easy_setopt(handle, CURLOPT_URL, tokenEndpoint.c_str());
-        curl_easy_setopt(handle, CURLOPT_POSTFIELDS,
-                         "grant_type=client_credentials&client_id=service&client_secret=secret"
-                         "&scope=api%3Aread%20api%3Awrite");
-        perform(handle, answer);
+        Floor client;
+        client.get(configUrl);
+        client.post(tokenEndpoint,
+                    "grant_type=client_credentials&client_id=service&client_secret=secret"
+                    "&scope=api%3Aread%20api%3Awrite");
+    });
+}
+
+void refresh(benchmark::State& state) {
+    constexpr unsigned int longerThanAnyToken = 1'000'000;  // minutes
+    const CString configUrl(provider().configUrl());
+    const std::string first = provider().issueRefreshToken("desktop");
+    // Each refresh puts the next record in its place.
+    auth::COIDCHelper helper(std::make_unique<bench::MemoryStore>(
+                                 bench::tokenRecord("access", first, {}, "desktop", {"openid"})),
+                             auth::COIDCHelper::makeExclusivePermit(), nullptr);
+    eachOnOneConnection(state, [&] {
+        benchmark::DoNotOptimize(helper.getAccessTokenHybrid(configUrl, "desktop", "openid", {},
+                                                             longerThanAnyToken, false));
+    });
+}
+
+/// The same three exchanges.
+void refreshFloor(benchmark::State& state) {
+    const std::string configUrl = provider().configUrl();
+    const std::string keysUrl = provider().url(auth::testing::Endpoint::Keys);
+    const std::string tokenEndpoint = provider().tokenEndpoint();
+    eachOnOneConnection(state, [&] {
+        Floor client;
+        client.get(configUrl);
+        client.get(keysUrl);
+        client.post(tokenEndpoint, "grant_type=refresh_token&client_id=desktop&refresh_token=" +
+                                       provider().issueRefreshToken("desktop"));
     });
 }
 
@@ -99,3 +142,5 @@ void coldRequestFloor(benchmark::State& state) {
 
 BENCHMARK(coldRequest)->Name("cold request")->UseRealTime();
 BENCHMARK(coldRequestFloor)->Name("cold request: floor")->UseRealTime();
+BENCHMARK(refresh)->Name("refresh")->UseRealTime();
+BENCHMARK(refreshFloor)->Name("refresh: floor")->UseRealTime();

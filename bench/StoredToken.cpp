@@ -1,6 +1,6 @@
 #include "auth/COIDCHelper.h"
 #include "bench/MemoryStore.h"
-#include "host/CMemoryArchive.h"
+#include "bench/TokenRecord.h"
 #include "host/standalone/FileTokenStore.h"
 
 #include <benchmark/benchmark.h>
@@ -37,15 +37,8 @@ std::string accessToken() {
 Bytes tokenRecord() {
     using Ticks = auth::COIDCToken::TimePoint::duration;
     const auto expiry = std::chrono::system_clock::now() + std::chrono::hours(24);
-    CMemoryArchive record;
-    record.startSection("OIDCToken", true);
-    CArchive& fields = record.archive();
-    fields << CString(accessToken()) << CString();
-    fields << std::int64_t{std::chrono::duration_cast<Ticks>(expiry.time_since_epoch()).count()};
-    fields << CString("service") << std::int32_t{3} << CString("api:read") << CString("api:write")
-           << CString("openid") << CString();
-    record.Close();
-    return record.detachCompressedData();
+    return bench::tokenRecord(accessToken(), {}, std::chrono::time_point_cast<Ticks>(expiry),
+                              "service", {"api:read", "api:write", "openid"});
 }
 
 fs::path folder() {
