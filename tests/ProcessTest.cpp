@@ -19,6 +19,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -107,6 +108,30 @@ TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
     };
     // And that of the scheduler; a sanitizer may have one.
     EXPECT_EXIT(std::exit(threads() <= 3 ? 0 : threads()), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Process, EndsWithoutWaitingForOthers) {
+    const auto end = [] {
+        ::alarm(20);
+        TestProvider provider;
+        const Requests signingIn(provider.configUrl());
+        std::promise<void> asked;
+        signingIn.helper->setBrowserOpener([&](const CString&) {
+            asked.set_value();
+            return true;  // and nobody there
+        });
+        signingIn.ofAUser(true);
+        asked.get_future().wait();
+        const Requests waiting(provider.configUrl());
+        waiting.ofAUser(true);
+        TestProvider silent;
+        silent.neverAnswer(Endpoint::Discovery);
+        const Requests service(silent.configUrl());
+        service.ofAService();
+        silent.waitForRequests(Endpoint::Discovery, 1, test::patience);
+        std::exit(0);
+    };
+    EXPECT_EXIT(end(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Process, TellsAfterAForkThatItsThreadsAreGone) {

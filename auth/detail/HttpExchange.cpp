@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -236,6 +237,9 @@ bool HttpExchange::serves(const Client& known, const HttpRequest& request) {
 }
 
 HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
+    if (target.port() > std::numeric_limits<std::uint16_t>::max()) {
+        throw Error("port is not within 1 and 65535");  // it would be cut to another one
+    }
     auto config = get_http_proxy_config(target);
     config.set_max_redirects(0);
     const auto given = config.timeout<std::chrono::milliseconds>();
