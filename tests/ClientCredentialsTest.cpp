@@ -231,11 +231,16 @@ TEST(ClientCredentials, TakesScopesOnce) {
 }
 
 TEST(ClientCredentials, RefusesAnAddressThatIsNone) {
-    for (const char* const url : {"", "no url", "ftp://127.0.0.1/", "http://", "/path"}) {
+    TestProvider provider;
+    const std::string beyond = "http://127.0.0.1:" + std::to_string(provider.port() + 65'536) + "/";
+    for (const std::string& url :
+         {std::string(), std::string("no url"), std::string("ftp://127.0.0.1/"),
+          std::string("http://"), std::string("/path"), beyond}) {
         EXPECT_THROW(auth::COIDCAuthClientCredentials(url, nullptr, "client_credentials"),
                      std::exception)
             << url;
     }
+    EXPECT_TRUE(provider.requests().empty());
 }
 
 }  // namespace
