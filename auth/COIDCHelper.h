@@ -48,9 +48,10 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// while it will not expire within them.
 ///
 /// What the process has to know:
-/// - Continuations of a returned task run on the HTTP library's 40 threads unless they say
-///   otherwise. No blocking form may be called there, nor anything that waits for a token: 40 of
-///   them at a time leave no thread for the answers that they wait for.
+/// - Continuations of a returned task run on threads of this library unless they say otherwise, and
+///   may block. Tasks of the program's own run on the HTTP library's 40 threads: there, no blocking
+///   form may be called, nor anything that waits for a token. 40 such tasks at a time leave no
+///   thread for the answers that they wait for.
 /// - At the end of the process, with exit() or the end of main(), waiting ends: requests under way
 ///   end with task_canceled, and the process waits until they have. A program that wants their
 ///   outcome waits for it before; one that destroys its helper cancels its requests and waits.

@@ -22,10 +22,19 @@ public:
     void schedule(Concurrency::TaskProc_t body, void* parameter) override { body(parameter); }
 };
 
+thread_local bool handsOver = false;
+
 struct ProcessScheduler {
     GrowingScheduler scheduler{keptWarm};
     Concurrency::cancellation_token_source end;
     const ProcessMark home;
+
+    GrowingScheduler& here() {
+        if (!home.isHere()) {
+            throw std::runtime_error("tokens were asked for before this process was forked");
+        }
+        return scheduler;
+    }
 
     void stop() {
         if (home.isHere()) {
@@ -43,6 +52,17 @@ ProcessScheduler& processScheduler() {
     }();
     return instance;
 }
+
+class HandoverScheduler final : public Concurrency::scheduler_interface {
+public:
+    void schedule(Concurrency::TaskProc_t body, void* parameter) override {
+        if (!std::exchange(handsOver, false)) {
+            return processScheduler().here().schedule(body, parameter);
+        }
+        body(parameter);
+        handsOver = true;
+    }
+};
 
 }  // namespace
 
@@ -172,11 +192,7 @@ void GrowingScheduler::join(Threads threads) {
 }
 
 Concurrency::task_options blocking() {
-    ProcessScheduler& process = processScheduler();
-    if (!process.home.isHere()) {
-        throw std::runtime_error("tokens were asked for before this process was forked");
-    }
-    return {static_cast<Concurrency::scheduler_interface&>(process.scheduler)};
+    return {static_cast<Concurrency::scheduler_interface&>(processScheduler().here())};
 }
 
 Concurrency::task_options blocking(const Concurrency::cancellation_token& token) {
@@ -188,6 +204,19 @@ Concurrency::task_options blocking(const Concurrency::cancellation_token& token)
 Concurrency::task_options inlined() {
     static InlineScheduler scheduler;
     return {static_cast<Concurrency::scheduler_interface&>(scheduler)};
+}
+
+Concurrency::task_options handedOver() {
+    static HandoverScheduler scheduler;
+    return {static_cast<Concurrency::scheduler_interface&>(scheduler)};
+}
+
+Handover::Handover() {
+    handsOver = true;
+}
+
+Handover::~Handover() {
+    handsOver = false;
 }
 
 Concurrency::cancellation_token processEnd() {

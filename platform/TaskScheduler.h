@@ -77,6 +77,18 @@ Concurrency::task_options blocking(const Concurrency::cancellation_token& token)
 /// once if it has ended, and need no thread.
 Concurrency::task_options inlined();
 
+/// For the task by which an outcome is handed over: it runs inline while a Handover lives on its
+/// thread, so that it needs no other. What continues it, and inherits these options, does not: that
+/// is a caller's, and runs as in blocking().
+Concurrency::task_options handedOver();
+class Handover {
+public:
+    Handover();
+    ~Handover();
+    Handover(const Handover&) = delete;
+    Handover& operator=(const Handover&) = delete;
+};
+
 /// Is cancelled when this process begins to end. The end waits for what runs in blocking(), so that
 /// nothing there may go on waiting for others then.
 Concurrency::cancellation_token processEnd();

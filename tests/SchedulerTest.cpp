@@ -1,3 +1,4 @@
+#include "auth/detail/FirstOutcome.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
 
@@ -75,6 +76,23 @@ TEST(GrowingScheduler, LetsABodyEndTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(Concurrency::create_task([] { std::exit(3); }, platform::blocking()).get(),
                 ::testing::ExitedWithCode(3), "");
+}
+
+TEST(FirstOutcome, IsThereAtOnceAndContinuedElsewhere) {
+    using auth::detail::FirstOutcome;
+    const auto thread = [](int) { return std::this_thread::get_id(); };
+    FirstOutcome<int> outcome;
+    const auto twice = outcome.taskOf([](int value) { return 2 * value; });
+    const auto before = outcome.task().then(thread);
+    const auto beforeTwice = twice.then(thread);
+    EXPECT_TRUE(outcome.set(1));
+    EXPECT_TRUE(twice.is_done());
+    EXPECT_EQ(twice.get(), 2);
+    for (const auto& continued : {before, beforeTwice, twice.then(thread)}) {
+        EXPECT_NE(continued.get(), std::this_thread::get_id());
+    }
+    EXPECT_FALSE(outcome.fail(std::make_exception_ptr(1)));
+    EXPECT_EQ(outcome.task().get(), 1);
 }
 
 TEST(OneShotTimer, FiresOnceOrNotAtAll) {

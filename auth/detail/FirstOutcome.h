@@ -40,7 +40,7 @@ public:
                 }
                 return map(*outcome.value);
             },
-            platform::inlined());
+            platform::handedOver());
         m_unread.push_back([task] { readForNobody(task); });
         return task;
     }
@@ -54,7 +54,10 @@ private:
     bool end(const Outcome& outcome) {
         const bool isFirst = !m_decided.exchange(true);
         if (isFirst) {
-            m_event.set(outcome);
+            {
+                const platform::Handover handover;
+                m_event.set(outcome);
+            }
             for (const auto& read : m_unread) {
                 read();
             }
