@@ -143,8 +143,8 @@ void COIDCAuthHybrid::loadSigningKeys(web::json::value jwks) {
 Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenHybridFlowAsync(
     const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
     const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds) {
-    const HybridFlowRequest request{clientId, scope, redirectUrls, timeoutSeconds, token};
     return detail::started([&] {
+        const HybridFlowRequest request{clientId, scope, redirectUrls, timeoutSeconds, token};
         return Concurrency::create_task([this, request] { return runHybridFlow(request); },
                                         platform::blocking(token));
     });
@@ -156,16 +156,16 @@ COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
     const utility::string_t nonce = utility::nonce_generator(nonceLength).generate();
     const utility::string_t state = utility::nonce_generator(nonceLength).generate();
     const utility::string_t codeVerifier = detail::makeCodeVerifier(verifierSize);
-    const OpenListener open = openListener(request.redirectUrls);
+    const OpenListener opened = openListener(request.redirectUrls, request.token);
 
     detail::log(m_logger, ELogLevel::Flow, L"Requesting auth code...");
-    if (!requestAuthCode(request.clientId, request.scope, open.redirectUrl, nonce, state,
+    if (!requestAuthCode(request.clientId, request.scope, opened.redirectUrl, nonce, state,
                          codeVerifier)) {
         detail::fail(m_logger, "unable to request authentication through the browser",
                      L"Unable to request auth code through the browser.");
     }
     const auto received =
-        open.listener->getAuthCodeAsync(request.timeoutSeconds, request.token).get();
+        opened.listener->getAuthCodeAsync(request.timeoutSeconds, request.token).get();
     if (received.state != state) {
         detail::fail(m_logger, "request state does not match",
                      L"Unable to receive auto code or state does not match.");
@@ -178,14 +178,18 @@ COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
         detail::fail(m_logger, "auth code response validation failed", L"Invalid auth code.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Auth code validated successfully.");
-    return requestTokenByAuthCodeAsync(request.clientId, request.scope, open.redirectUrl,
+    return requestTokenByAuthCodeAsync(request.clientId, request.scope, opened.redirectUrl,
                                        codeVerifier, received.code, request.token)
         .get();
 }
 
 COIDCAuthHybrid::OpenListener COIDCAuthHybrid::openListener(
-    const std::vector<CString>& redirectUrls) const {
+    const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token) const {
     for (const CString& url : redirectUrls) {
+        // Before the browser opens, and between hosts that take long to be resolved.
+        if (detail::isInterrupted(token)) {
+            throw Concurrency::task_canceled();
+        }
         try {
             return {url, std::make_unique<COIDCAuthCodeListener>(url)};
         } catch (const std::exception& error) {

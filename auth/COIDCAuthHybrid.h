@@ -107,7 +107,8 @@ private:
     bool refuse(const wchar_t* line) const;
     bool hasIssuer(const detail::DecodedJwt& token) const;
     COIDCToken runHybridFlow(const HybridFlowRequest& request);
-    OpenListener openListener(const std::vector<CString>& redirectUrls) const;
+    OpenListener openListener(const std::vector<CString>& redirectUrls,
+                              const Concurrency::cancellation_token& token) const;
     bool requestAuthCode(const CString& clientId, const CString& scope, const CString& redirectUrl,
                          const utility::string_t& nonce, const utility::string_t& state,
                          const utility::string_t& codeVerifier) const;

@@ -124,6 +124,7 @@ COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexce
     StoredRecord record;
     try {
         m_tokenStore->read(record.bytes, reread);
+        record.isRead = true;
         if (!record.bytes.empty()) {
             CMemoryArchive archive(record.bytes);
             record.token.Serialize(archive);

@@ -39,9 +39,10 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// Operations may be called from any thread. Those named ...Async return a task at once and never
 /// throw, the others block until that task has ended. The helper must outlive every task that it
 /// returned. A failure is an exception in the task: std::exception with a short text for what the
-/// provider refused or answered wrongly, the exceptions of the HTTP and JSON libraries as they are,
-/// what the token store threw when it was written, std::system_error where the system gives no
-/// thread, and task_canceled after cancellation. Nobody need read a task's outcome.
+/// provider refused or answered wrongly, the exceptions of the HTTP, JSON and JWT libraries as they
+/// are, std::range_error for a text that is not Unicode, what the token store threw when it was
+/// written, std::system_error where the system gives no thread, and task_canceled after
+/// cancellation. Nobody need read a task's outcome.
 ///
 /// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
 /// Scopes are one text, separated by spaces. `minValidity` is in minutes: a stored token serves
@@ -52,12 +53,13 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///   may block. Tasks of the program's own run on the HTTP library's 40 threads: there, no blocking
 ///   form may be called, nor anything that waits for a token. 40 such tasks at a time leave no
 ///   thread for the answers that they wait for.
-/// - At the end of the process, with exit() or the end of main(), waiting ends: requests under way
-///   end with task_canceled, and the process waits until they have. A program that wants their
-///   outcome waits for it before; one that destroys its helper cancels its requests and waits.
+/// - At the end of the process, with exit() or the end of main(), waiting ends: requests that wait
+///   for the provider or the user end with task_canceled, and the process waits until they have. A
+///   program that wants their outcome waits for it before; one that destroys its helper cancels its
+///   requests and waits.
 /// - A process that was forked has none of these threads. Where its parent had asked for a token
-///   before, it gets a stored token and else std::runtime_error, and has to end with _exit(): the
-///   HTTP library would wait for its threads. Fork first, or start a program.
+///   before, it gets a user's stored token and else std::runtime_error, and has to end with
+///   _exit(): the HTTP library would wait for its threads. Fork first, or start a program.
 /// - The host reads the environment (proxies, authorities, the browser) on our threads: it may not
 ///   be changed while requests are under way.
 class OIDCAUTH_API COIDCHelper {
@@ -90,7 +92,8 @@ public:
     //
     // Requests that come together cause one refresh or one sign-in: in this process by its permit,
     // and among all who have this helper's permit by that one, for which a request waits no longer
-    // than 25 s. On the calling thread the store is read and the permits are tried, no more.
+    // than 25 s. On the calling thread the store is read and the permits are tried; the first
+    // request that needs them starts the HTTP library's threads there, some milliseconds, once.
     Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
         const CString& configUrl, const CString& clientId, const CString& scopes,
         const std::vector<CString>& redirectUrls, unsigned int minValidity,
@@ -127,9 +130,10 @@ private:
 
     /// What the store had at one moment.
     struct StoredRecord {
+        bool isRead = false;
         std::vector<std::uint8_t> bytes;
-        COIDCToken token;  // empty unless it is loaded
         bool isLoaded = false;
+        COIDCToken token;  // empty unless it is loaded
     };
 
     StoredRecord loadStoredToken(bool reread) const noexcept;
@@ -160,10 +164,10 @@ private:
     Concurrency::task<Made> scheduleRetryhMakeToken(std::chrono::milliseconds delay,
                                                     const TaskData& data,
                                                     const Concurrency::cancellation_token& token);
-    Concurrency::task<Made> decide(const TaskData& data, const StoredRecord& stored,
-                                   const Concurrency::cancellation_token& token);
+    struct Assessment;
+    static Assessment assess(const TokenTaskData& data, const StoredRecord& stored);
+    Concurrency::task<Made> useStored(const StoredRecord& stored) const;
     bool takePermits(TokenTaskData& data) const;
-    static bool pausesAfterRefresh(const TokenTaskData& data, const CString& refreshToken);
     Concurrency::task<Made> refreshToken(const TaskData& data, COIDCToken stored,
                                          const Concurrency::cancellation_token& token);
     Concurrency::task<Made> refreshOutcome(const Concurrency::task<COIDCToken>& refreshed,

@@ -2,9 +2,9 @@
 
 #include "auth/COIDCAuthHybrid.h"
 #include "auth/COIDCHelper.h"
-#include "auth/detail/Clock.h"
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Log.h"
+#include "auth/detail/TokenTaskData.h"
 #include "platform/HttpPool.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
@@ -45,17 +45,6 @@ std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& per
     return lock;
 }
 
-/// The beginning of a wait. By the system's clock, which somebody may set back, or by the steady
-/// one it is over, whichever is first.
-struct Moment {
-    COIDCToken::TimePoint system = detail::now();
-    std::chrono::steady_clock::time_point steady = detail::steadyNow();
-
-    bool isOver(std::chrono::seconds limit) const {
-        return detail::now() >= system + limit || detail::steadyNow() >= steady + limit;
-    }
-};
-
 /// For a continuation that ends what was begun: although it takes a value, the token that cancels
 /// the task before it does not cancel it.
 Concurrency::task_options inAnyCase() {
@@ -95,32 +84,6 @@ void logFailedRefresh(const detail::LoggerPtr& logger) {
 }
 
 }  // namespace
-
-/// A hybrid request under way. Its steps come one after the other, on different threads.
-struct COIDCHelper::TokenTaskData {
-    CString configUrl;
-    CString clientId;
-    CString scopes;
-    std::vector<CString> redirectUrls;
-    unsigned int minValidity;
-    bool authRequested;
-    std::unique_ptr<IPermitLock> processLock;
-    std::unique_ptr<IPermitLock> helperLock;
-    int permitsHeld = 0;
-    CString lastRefreshToken = {};  // which failed
-    bool reread = false;
-    Moment startTime = {};
-    Moment lastRefreshTime = {};
-    std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =
-        std::make_shared<detail::FirstOutcome<COIDCToken>>();
-
-    /// Before the outcome is there: who has it may ask again at once, and who waits for a permit
-    /// must not depend on a thread to be had.
-    void releasePermits() {
-        processLock.reset();
-        helperLock.reset();
-    }
-};
 
 /// Gives what `part` makes of the token that a request leads to.
 template <class T, class Part>
@@ -198,52 +161,77 @@ Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
     return data->resultEvent->task();
 }
 
-Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& data,
-                                                               const cancellation_token& token) {
-    return decide(data, loadStoredToken(data->reread), token);
+/// What a stored record is good for.
+struct COIDCHelper::Assessment {
+    bool isValid;
+    bool isExpired;
+    bool mayRefresh;  // as far as its refresh token was not tried before
+    bool refreshes;
+    bool pauses;
+
+    bool serves() const { return isValid && !isExpired; }
+};
+
+COIDCHelper::Assessment COIDCHelper::assess(const TokenTaskData& data, const StoredRecord& stored) {
+    const CString& storedRefreshToken = stored.token.refreshToken();
+    const bool isValid = stored.isLoaded && stored.token.validateScopes(data.scopes) &&
+                         stored.token.validateClientID(data.clientId);
+    const bool isExpired = isValid && stored.token.willBeExpiredAfter(data.minValidity);
+    const bool mayRefresh = isExpired && storedRefreshToken != data.lastRefreshToken;
+    // After a failed refresh another one, outside the permits, may be about to store its token.
+    const bool pauses = !data.lastRefreshToken.IsEmpty() &&
+                        data.lastRefreshToken == storedRefreshToken &&
+                        !data.lastRefreshTime.isOver(failedRefreshPause);
+    return {isValid, isExpired, mayRefresh, mayRefresh && !storedRefreshToken.IsEmpty(), pauses};
 }
 
-Concurrency::task<COIDCHelper::Made> COIDCHelper::decide(const TaskData& data,
-                                                         const StoredRecord& stored,
-                                                         const cancellation_token& token) {
-    const bool isValid = stored.isLoaded && stored.token.validateScopes(data->scopes) &&
-                         stored.token.validateClientID(data->clientId);
-    const bool isExpired = isValid && stored.token.willBeExpiredAfter(data->minValidity);
-    if (isValid && !isExpired) {
-        detail::log(m_logger, ELogLevel::Flow, L"Using stored token.");
-        return Concurrency::task_from_result(Made{true, stored.token});
+Concurrency::task<COIDCHelper::Made> COIDCHelper::useStored(const StoredRecord& stored) const {
+    detail::log(m_logger, ELogLevel::Flow, L"Using stored token.");
+    return Concurrency::task_from_result(Made{true, stored.token});
+}
+
+Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& data,
+                                                               const cancellation_token& token) {
+    StoredRecord stored = loadStoredToken(data->reread);
+    Assessment assessed = assess(*data, stored);
+    if (assessed.serves()) {
+        return useStored(stored);
     }
     if (!data->reread) {
         data->reread = true;
         return TryMakeToken(data, token);
     }
 
-    const CString& storedRefreshToken = stored.token.refreshToken();
     const int heldBefore = data->permitsHeld;
-    if (!takePermits(*data) || pausesAfterRefresh(*data, storedRefreshToken)) {
+    if (!takePermits(*data)) {
         return scheduleRetryhMakeToken(retryDelay, data, token);
     }
-    const bool mayRefresh = isExpired && storedRefreshToken != data->lastRefreshToken;
-    const bool refreshes = mayRefresh && !storedRefreshToken.IsEmpty();
-    if (data->permitsHeld > heldBefore && (refreshes || data->authRequested)) {
+    if (data->permitsHeld > heldBefore && (assessed.refreshes || data->authRequested)) {
         // Whoever had the permit may have stored a token between the read and this moment: the
         // refresh token that was read is used up then, and the user need not be asked.
-        const StoredRecord latest = loadStoredToken(data->reread);
-        if (latest.bytes != stored.bytes) {
-            return decide(data, latest, token);
+        StoredRecord latest = loadStoredToken(data->reread);
+        if (latest.isRead && latest.bytes != stored.bytes) {
+            stored = std::move(latest);
+            assessed = assess(*data, stored);
+        }
+        if (assessed.serves()) {
+            return useStored(stored);
         }
     }
+    if (assessed.pauses) {
+        return scheduleRetryhMakeToken(retryDelay, data, token);
+    }
 
-    if (!isValid) {
+    if (!assessed.isValid) {
         detail::log(m_logger, ELogLevel::Detail, L"Stored token is invalid or does not exists.");
     }
-    if (mayRefresh) {
+    if (assessed.mayRefresh) {
         detail::log(m_logger, ELogLevel::Detail, L"Stored token is expired.");
     }
-    if (refreshes || data->authRequested) {
+    if (assessed.refreshes || data->authRequested) {
         platform::httpPool();  // without its threads, the tasks of a request could not even fail
     }
-    if (refreshes) {
+    if (assessed.refreshes) {
         return refreshToken(data, stored.token, token);
     }
     if (data->authRequested) {
@@ -255,7 +243,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::decide(const TaskData& data,
                 },
                 inAnyCase());
     }
-    if (isExpired) {
+    if (assessed.isExpired) {
         detail::log(m_logger, ELogLevel::Warning,
                     L"Stored token is expired and auth was not requested.");
         throw RequiresUserAuthException("unable to refresh token");
@@ -283,12 +271,6 @@ bool COIDCHelper::takePermits(TokenTaskData& data) const {
     return true;
 }
 
-/// After a failed refresh another one, outside the permits, may be about to store its token.
-bool COIDCHelper::pausesAfterRefresh(const TokenTaskData& data, const CString& refreshToken) {
-    return !data.lastRefreshToken.IsEmpty() && data.lastRefreshToken == refreshToken &&
-           !data.lastRefreshTime.isOver(failedRefreshPause);
-}
-
 void COIDCHelper::TryCatchMakeToken(const Concurrency::task<Made>& step, const TaskData& data) {
     try {
         const Made made = step.get();
@@ -305,12 +287,14 @@ void COIDCHelper::TryCatchMakeToken(const Concurrency::task<Made>& step, const T
 Concurrency::task<COIDCHelper::Made> COIDCHelper::scheduleRetryhMakeToken(
     std::chrono::milliseconds delay, const TaskData& data, const cancellation_token& token) {
     const Concurrency::task_completion_event<void> due;
-    const auto timer = std::make_shared<platform::OneShotTimer>(delay, [due] { due.set(); });
+    const auto wake = [due] { due.set(); };
+    const auto timer = std::make_shared<platform::OneShotTimer>(delay, wake);
+    const auto interruption = std::make_shared<detail::Interruption>(token, wake);
     // The token is asked by the step itself: a continuation that carried it could end the request
     // while the next step, already scheduled, goes on with it.
     Concurrency::create_task(due)
         .then(
-            [this, timer, data, token] {
+            [this, timer, interruption, data, token] {
                 if (detail::isInterrupted(token)) {
                     throw Concurrency::task_canceled();
                 }
@@ -355,7 +339,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
     } catch (...) {
         logFailedRefresh(m_logger);
         data->lastRefreshToken = sentRefreshToken;
-        data->lastRefreshTime = {};
+        data->lastRefreshTime = detail::Moment();
         return scheduleRetryhMakeToken(retryDelay, data, token);
     }
     saveToken(received);

@@ -43,6 +43,9 @@ struct Pool {
 }  // namespace
 
 boost::asio::io_service& httpPool() {
+    if (processEnd().is_canceled()) {
+        throw Concurrency::task_canceled();  // they end, or are gone
+    }
     static const Pool pool;
     if (!pool.home.isHere()) {
         throw std::runtime_error("the HTTP library was used before this process was forked");

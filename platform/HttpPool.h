@@ -9,7 +9,8 @@ namespace platform {
 /// the end of the process, when these threads end and give back what they hold of it. What runs in
 /// blocking() has ended before them, since it waits for them.
 ///
-/// Throws std::runtime_error in a process that was forked from one that had them.
+/// Throws std::runtime_error in a process that was forked from one that had them, and task_canceled
+/// at the end of the process.
 boost::asio::io_service& httpPool();
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #include "platform/TaskScheduler.h"
 
 #include "platform/ProcessMark.h"
+#include "platform/Watch.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,8 +15,6 @@ namespace {
 
 // Long enough to keep a thread warm between the requests of a busy program.
 constexpr std::chrono::seconds keptWarm{10};
-// About as long as it takes to put a thread to sleep and to wake it.
-constexpr std::chrono::microseconds watchLimit{50};
 
 class InlineScheduler final : public Concurrency::scheduler_interface {
 public:
@@ -174,10 +173,7 @@ void GrowingScheduler::awaitWork(std::unique_lock<std::mutex>& lock) {
     if (m_work.empty() && !m_stopping && !m_isWatched) {
         m_isWatched = true;
         lock.unlock();
-        const auto end = std::chrono::steady_clock::now() + watchLimit;
-        while (m_pending == 0 && std::chrono::steady_clock::now() < end) {
-            std::this_thread::yield();
-        }
+        lookOut([this] { return m_pending != 0; });
         lock.lock();
         m_isWatched = false;
     }

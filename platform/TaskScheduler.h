@@ -73,8 +73,9 @@ private:
 Concurrency::task_options blocking();
 Concurrency::task_options blocking(const Concurrency::cancellation_token& token);
 
-/// For continuations that only pass something on: they run where the task before them ended, at
-/// once if it has ended, and need no thread.
+/// For continuations that only pass something on: they run where the task before them ended, and at
+/// once if it has ended. One that waits for a task which then fails runs on the HTTP library's pool
+/// all the same.
 Concurrency::task_options inlined();
 
 /// For the task by which an outcome is handed over: it runs inline while a Handover lives on its

@@ -22,6 +22,7 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -113,6 +114,10 @@ TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
 TEST_F(Process, EndsWithoutWaitingForOthers) {
     const auto end = [] {
         ::alarm(20);
+        static struct Awaited {
+            std::thread thread;
+            ~Awaited() { thread.join(); }
+        } awaited;
         TestProvider provider;
         const Requests signingIn(provider.configUrl());
         std::promise<void> asked;
@@ -122,8 +127,10 @@ TEST_F(Process, EndsWithoutWaitingForOthers) {
         });
         signingIn.ofAUser(true);
         asked.get_future().wait();
+        // Of a thread that is awaited behind all that the library does at the end.
         const Requests waiting(provider.configUrl());
-        waiting.ofAUser(true);
+        const auto request = waiting.ofAUser(true);
+        awaited.thread = std::thread([request] { failureOf(request); });
         TestProvider silent;
         silent.neverAnswer(Endpoint::Discovery);
         const Requests service(silent.configUrl());

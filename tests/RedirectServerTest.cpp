@@ -243,12 +243,14 @@ TEST(RedirectServer, LeavesNothingBehind) {
 // The linker leads the server here.
 extern "C" {
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as it names them
+// Visible, since a sanitizer's library refers to these functions, too.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as the linker names them
 int __real_accept4(int door, sockaddr* address, socklen_t* size, int flags);
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
                        addrinfo** found);
 
-int __wrap_accept4(int door, sockaddr* address, socklen_t* size, int flags) {
+[[gnu::visibility("default")]] int __wrap_accept4(int door, sockaddr* address, socklen_t* size,
+                                                  int flags) {
     const int peer = __real_accept4(door, address, size, flags);
     const int failure = acceptFailure.exchange(0);
     if (failure == 0) {
@@ -263,8 +265,8 @@ int __wrap_accept4(int door, sockaddr* address, socklen_t* size, int flags) {
     return -1;
 }
 
-int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
-                       addrinfo** found) {
+[[gnu::visibility("default")]] int __wrap_getaddrinfo(const char* host, const char* service,
+                                                      const addrinfo* hints, addrinfo** found) {
     if (resolverHangs && (hints->ai_flags & AI_NUMERICHOST) == 0) {
         test::eventually([] { return !resolverHangs; }, 2 * test::patience);
     }

@@ -2,44 +2,64 @@
 
 #include "tool/ExitCode.h"
 
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
-#include <pplx/threadpool.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <list>
+#include <thread>
 
 namespace tool {
 
-struct Interrupt::Signals : std::enable_shared_from_this<Signals> {
-    Signals() : set(crossplat::threadpool::shared_instance().service(), SIGINT) {}
+/// Has threads of its own: those of the HTTP library are there only once a request needs them. Two,
+/// since cancelling may take its time, and a second Ctrl-C must be heard meanwhile.
+class Interrupt::Signals {
+public:
+    explicit Signals(const Concurrency::cancellation_token_source& source) {
+        m_signals.async_wait([this, source](const boost::system::error_code& error, int) {
+            if (!error) {
+                awaitSecond();
+                source.cancel();
+            }
+        });
+        try {
+            for (int i = 0; i < 2; ++i) {
+                m_threads.emplace_back([this] { m_context.run(); });
+            }
+        } catch (...) {
+            end();
+            throw;
+        }
+    }
+    ~Signals() { end(); }
+    Signals(const Signals&) = delete;
+    Signals& operator=(const Signals&) = delete;
 
-    template <class Handler>
-    void next(Handler handler) {
-        set.async_wait(
-            [self = shared_from_this(), handler](const boost::system::error_code& error, int) {
-                if (!error) {
-                    handler(self);
-                }
-            });
+private:
+    void awaitSecond() {
+        m_signals.async_wait([](const boost::system::error_code& error, int) {
+            if (!error) {
+                std::_Exit(static_cast<int>(ExitCode::Interrupted));
+            }
+        });
     }
 
-    boost::asio::signal_set set;
+    void end() {
+        m_context.stop();
+        for (std::thread& thread : m_threads) {
+            thread.join();
+        }
+    }
+
+    boost::asio::io_context m_context;
+    boost::asio::signal_set m_signals{m_context, SIGINT};
+    std::list<std::thread> m_threads;
 };
 
 Interrupt::Interrupt(const Concurrency::cancellation_token_source& source)
-    : m_signals(std::make_shared<Signals>()) {
-    m_signals->next([source](const std::shared_ptr<Signals>& signals) {
-        // Listening again comes first: cancelling may take its time.
-        signals->next([](const std::shared_ptr<Signals>&) {
-            std::_Exit(static_cast<int>(ExitCode::Interrupted));
-        });
-        source.cancel();
-    });
-}
+    : m_signals(std::make_unique<Signals>(source)) {}
 
-Interrupt::~Interrupt() {
-    boost::system::error_code ignored;
-    m_signals->set.cancel(ignored);
-}
+Interrupt::~Interrupt() = default;
 
 }  // namespace tool

@@ -15,9 +15,9 @@ public:
     Interrupt& operator=(const Interrupt&) = delete;
 
 private:
-    struct Signals;
+    class Signals;
 
-    std::shared_ptr<Signals> m_signals;
+    std::unique_ptr<Signals> m_signals;
 };
 
 }  // namespace tool

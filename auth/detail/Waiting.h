@@ -1,12 +1,11 @@
 #pragma once
 
 #include "platform/TaskScheduler.h"
+#include "platform/Watch.h"
 
 #include <array>
-#include <chrono>
 #include <exception>
 #include <functional>
-#include <thread>
 
 namespace auth::detail {
 
@@ -87,19 +86,15 @@ auto started(const Start& start) -> decltype(start()) {
         return start();
     } catch (...) {
         using Result = typename decltype(start())::result_type;
-        return observed(Concurrency::task_from_exception<Result>(std::current_exception()));
+        return observed(Concurrency::task_from_exception<Result>(std::current_exception(),
+                                                                 platform::handedOver()));
     }
 }
 
-/// Waits for a task's outcome. Many are there in a moment: it looks out for so long before it lets
-/// this thread sleep, which costs about as much.
+/// Waits for a task's outcome. Many are there in a moment.
 template <class T>
 T awaited(const Concurrency::task<T>& task) {
-    constexpr std::chrono::microseconds moment{50};
-    const auto end = std::chrono::steady_clock::now() + moment;
-    while (!task.is_done() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::yield();
-    }
+    platform::lookOut([&task] { return task.is_done(); });
     return task.get();
 }
 
