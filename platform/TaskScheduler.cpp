@@ -1,7 +1,6 @@
 #include "platform/TaskScheduler.h"
 
 #include "platform/ProcessMark.h"
-#include "platform/Watch.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -170,10 +169,10 @@ void GrowingScheduler::run(Threads::iterator self) {
 /// other closely: one thread looks out for a moment before it sleeps, so that it need not be woken.
 void GrowingScheduler::awaitWork(std::unique_lock<std::mutex>& lock) {
     ++m_idle;
-    if (m_work.empty() && !m_stopping && !m_isWatched) {
+    if (m_work.empty() && !m_stopping && !m_isWatched && m_canWatch) {
         m_isWatched = true;
         lock.unlock();
-        lookOut([this] { return m_pending != 0; });
+        m_lookout.look([this] { return m_pending != 0; });
         lock.lock();
         m_isWatched = false;
     }

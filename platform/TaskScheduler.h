@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Lookout.h"
 #include "platform/Tasks.h"
 
 #include <atomic>
@@ -49,6 +50,8 @@ private:
     static void join(Threads threads);
 
     const std::chrono::milliseconds m_idleLimit;
+    const bool m_canWatch = hasSeveralProcessors();
+    Lookout m_lookout;
     std::atomic<std::size_t> m_calls{0};    // of schedule() that have not returned
     std::atomic<std::size_t> m_pending{0};  // the size of m_work, for whoever only looks
     mutable std::mutex m_mutex;             // guards the rest

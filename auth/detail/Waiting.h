@@ -1,11 +1,12 @@
 #pragma once
 
+#include "platform/Lookout.h"
 #include "platform/TaskScheduler.h"
-#include "platform/Watch.h"
 
 #include <array>
 #include <exception>
 #include <functional>
+#include <thread>
 
 namespace auth::detail {
 
@@ -91,10 +92,16 @@ auto started(const Start& start) -> decltype(start()) {
     }
 }
 
-/// Waits for a task's outcome. Many are there in a moment.
+/// Waits for a task's outcome. Many are there in a moment, before this thread would sleep.
 template <class T>
 T awaited(const Concurrency::task<T>& task) {
-    platform::lookOut([&task] { return task.is_done(); });
+    static const bool runsMeanwhile = platform::hasSeveralProcessors();
+    static platform::Lookout lookout;
+    if (runsMeanwhile) {
+        lookout.look([&task] { return task.is_done(); });
+    } else {
+        std::this_thread::yield();  // to the one who was just told of the task
+    }
     return task.get();
 }
 
