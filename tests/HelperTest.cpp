@@ -193,22 +193,6 @@ TEST_F(Helper, AsksOnceFor200RequestsAtOnce) {
     EXPECT_EQ(tokenRequests(), 1U);
 }
 
-TEST_F(Helper, Serves200HelpersAtOnce) {
-    std::vector<std::unique_ptr<COIDCHelper>> helpers;
-    std::vector<Concurrency::task<CString>> tasks;
-    auto hold = provider.hold(Endpoint::Token);
-    for (int i = 0; i < 200; ++i) {
-        content = std::make_shared<test::StoreContent>();
-        helpers.push_back(makeHelper());
-        tasks.push_back(ask(*helpers.back()));
-    }
-    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 200, 60s));
-    hold.release();
-    for (const auto& task : tasks) {
-        EXPECT_FALSE(test::get(task).IsEmpty());
-    }
-}
-
 TEST_F(Helper, EndsAtOnceWhenCancelled) {
     for (const Endpoint waitsAt : {Endpoint::Discovery, Endpoint::Token}) {
         const auto hold = provider.hold(waitsAt);
