@@ -325,7 +325,7 @@ TEST(AuthCodeListener, EndsTheWaitWhenThePeerOrTheListenerLeaves) {
 
     SignIn closed;
     closed.listener.reset();
-    EXPECT_THROW(closed.received.get(), auth::detail::Error);
+    EXPECT_THROW(test::get(closed.received), auth::detail::Error);
 }
 
 TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {
