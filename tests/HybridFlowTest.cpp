@@ -4,13 +4,10 @@
 #include "tests/support/HybridFlow.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/NearMiss.h"
-#include "tests/support/TestClock.h"
 #include "tests/support/User.h"
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -20,7 +17,6 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using auth::COIDCAuthHybrid;
 using auth::COIDCToken;
 using auth::testing::Endpoint;
@@ -240,21 +236,7 @@ TEST_F(HybridFlow, ListensOnTheFirstUrlThatOpens) {
     EXPECT_EQ(user.urls().size(), 1U);
 }
 
-TEST_F(HybridFlow, EndsWhenTheUserDoesNotComeBack) {
-    {
-        test::TestClock clock;
-        std::atomic<bool> ended{false};
-        // Again and again: the time counts from a moment soon after the browser is opened.
-        test::User absent([&](const std::string&) {
-            EXPECT_TRUE(test::eventually([&] {
-                clock.advance(90s);
-                return ended.load();
-            }));
-        });
-        EXPECT_EQ(failure(absent.opener(), {redirectUrl}),
-                  "unable to get auth code within specified timeframe");
-        ended = true;
-    }
+TEST_F(HybridFlow, EndsWhenItIsCancelled) {
     const Concurrency::cancellation_token_source source;
     EXPECT_THROW(signIn(
                      [&source](const CString&) {
