@@ -110,7 +110,7 @@ Result noCode(const std::string& reason) {
 
 std::string outcome(const Task& task) {
     try {
-        const auth::COIDCAuthCodeListener::OIDCAuthCode value = task.get();
+        const auth::COIDCAuthCodeListener::OIDCAuthCode value = test::get(task);
         return value.code + ' ' + value.idToken + ' ' + value.state;
     } catch (const Concurrency::task_canceled&) {
         return "cancelled";
@@ -181,9 +181,14 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
         {post("code=1&state=3"), noCode("no id_token in auth code response")},
         {post("code=1&id_token=2"), noCode("no state in auth code response")},
         {post("%=&&=&code"), noCode("no code in auth code response")},
+        {post("code=%FF&id_token=\xC3(&state=%00"), {accepted.answer, "%FF \xC3\x83( %00"}},
         // As the HTTP library takes them.
         {typed("Application/X-WWW-Form-URLencoded; Charset=\"UTF-8\""), accepted},
         {typed("text/plain"), accepted},
+        {typed("text/plain; charset=utf-16"), noCode("no code in auth code response")},
+        {typed("text/plain; charset=x"),
+         noCode("Charset must be iso-8859-1, utf-8, utf-16, utf-16le, or utf-16be to be "
+                "extracted.")},
         {typed("text/plain\r\nContent-Type: application/octet-stream"), accepted},
         {post(form, ""), noCode("no code in auth code response")},
         {typed("application/octet-stream"),
@@ -274,6 +279,7 @@ TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
     expectant.send("POST /callback HTTP/1.1\r\nEXPECT: 100-Continue\r\nContent-Length: 36\r\n" +
                    formType + "\r\n");
     EXPECT_EQ(expectant.receiveUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    RawPeer(signIn.port).send("POST /call");  // and leaves
     idle(50);
     EXPECT_EQ(expectant.exchange(form), accepted.answer);
     EXPECT_EQ(outcome(signIn.received), accepted.outcome);
@@ -319,7 +325,7 @@ TEST(AuthCodeListener, EndsTheWaitWhenThePeerOrTheListenerLeaves) {
 
     SignIn closed;
     closed.listener.reset();
-    EXPECT_THROW(closed.received.get(), auth::detail::Error);
+    EXPECT_THROW(test::get(closed.received), auth::detail::Error);
 }
 
 TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,6 +27,8 @@ using testing::HasSubstr;
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+std::vector<std::string> calls;  // of the system, in order, as far as they decide what is durable
 
 /// A record that shows when it holds parts of two: every byte tells the number, so does the size.
 Bytes recordOf(std::size_t number, std::size_t scale = 512) {
@@ -205,6 +208,22 @@ TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
     EXPECT_EQ(entries(), 1) << "what was prepared for nothing is gone";
 }
 
+TEST_F(FileTokenStoreTest, IsOnTheDiskBeforeItIsTheRecord) {
+    SecretFile secret(m_file);
+    secret.write({});
+    for (const bool prepared : {false, true}) {
+        if (prepared) {
+            secret.prepareWrite();
+        }
+        calls.clear();
+        secret.write({1});
+        EXPECT_THAT(calls, testing::ElementsAre("fsync file", "rename", "fsync folder"));
+    }
+    calls.clear();
+    secret.clear();
+    EXPECT_THAT(calls, testing::ElementsAre("unlink", "fsync folder"));
+}
+
 TEST_F(FileTokenStoreTest, RemembersUntilRereadOrFailure) {
     SecretFile here(m_file);
     SecretFile there(m_file);
@@ -288,3 +307,26 @@ TEST_F(FileTokenStoreTest, ServesSeveralProcesses) {
 }
 
 }  // namespace
+
+// The store finds these before the system's own.
+extern "C" {
+
+__attribute__((visibility("default"))) int fsync(int file) {
+    struct stat status {};
+    ::fstat(file, &status);
+    calls.emplace_back(S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file");
+    return static_cast<int>(::syscall(SYS_fsync, file));
+}
+
+__attribute__((visibility("default"))) int renameat(int from, const char* name, int to,
+                                                    const char* other) noexcept {
+    calls.emplace_back("rename");
+    return static_cast<int>(::syscall(SYS_renameat2, from, name, to, other, 0));
+}
+
+__attribute__((visibility("default"))) int unlinkat(int folder, const char* name,
+                                                    int flags) noexcept {
+    calls.emplace_back("unlink");
+    return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
+}
+}

@@ -4,6 +4,7 @@
 #include "tests/support/Eventually.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/MemoryStore.h"
+#include "tests/support/NearMiss.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TokenRecord.h"
 #include "tests/support/User.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -22,6 +24,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using auth::COIDCHelper;
 using auth::COIDCToken;
 using auth::IExclusivePermit;
@@ -76,9 +79,10 @@ protected:
     }
 
     /// The text of a request's exception, and of which kind it is.
-    static std::string failureOf(const task<COIDCToken>& request) {
+    template <class T>
+    static std::string failureOf(const task<T>& request) {
         try {
-            request.get();
+            test::get(request);
             return "";
         } catch (const RequiresUserAuthException& failure) {
             return std::string("user: ") + failure.what();
@@ -116,9 +120,12 @@ protected:
         return content->rereadFlags.size();
     }
 
+    /// Whether it looks again and again, but not all the time.
     bool waitsOn() {
         const auto before = reads();
-        return test::eventually([&] { return reads() >= before + 3; });
+        const auto from = std::chrono::steady_clock::now();
+        return test::eventually([&] { return reads() >= before + 3; }) &&
+               std::chrono::steady_clock::now() - from > 90ms;
     }
 
     bool logged(const std::string& text) {
@@ -152,7 +159,7 @@ TEST_F(HybridHelper, UsesAStoredTokenWithoutAnyPermit) {
     const auto helperLock = permit->createLock();
     ASSERT_TRUE(processLock->tryLock() && helperLock->tryLock());
     store(freshRecord());
-    EXPECT_EQ(ask().get().accessToken(), CString("of another"));
+    EXPECT_EQ(test::get(ask()).accessToken(), CString("of another"));
     EXPECT_EQ(content->rereadFlags, std::vector<bool>{false});
     EXPECT_THAT(
         log->lines(),
@@ -161,13 +168,88 @@ TEST_F(HybridHelper, UsesAStoredTokenWithoutAnyPermit) {
                                    "= " +
                                    redirectUrl.toUtf8()},
                     LogLine{1, "Using stored token."}));
-    EXPECT_EQ(helper
-                  ->getIdTokenHybridAsync(provider.configUrl(), "client", "more", {}, 0,
-                                          cancellation_token::none(), false)
-                  .get(),
-              CString("id"));
-    EXPECT_EQ(helper->getAccessTokenHybrid(provider.configUrl(), "client", "more", {}, 0, false),
-              CString("of another"));
+}
+
+/// Every argument of every form, and what it gives.
+TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
+    struct Arguments {
+        CString configUrl;
+        std::vector<CString> redirectUrls;
+        CString clientId = "client";
+        CString scopes = "openid more";
+        unsigned int minValidity = 9;
+        cancellation_token token = cancellation_token::none();
+        bool authRequested = false;
+    };
+    struct Form {
+        const char* name;
+        std::function<task<CString>(const Arguments&)> ask;
+        CString stored;
+    };
+    const auto by = [this](auto form) {
+        return [this, form](const Arguments& a) {
+            return (*helper.*form)(a.configUrl, a.clientId, a.scopes, a.redirectUrls, a.minValidity,
+                                   a.token, a.authRequested);
+        };
+    };
+    const std::vector<Form> forms = {
+        {"access token", by(&COIDCHelper::getAccessTokenHybridAsync), "access"},
+        {"ID token", by(&COIDCHelper::getIdTokenHybridAsync), "id"},
+        {"whole token",
+         [&](const Arguments& a) {
+             return by(&COIDCHelper::getOIDCTokenHybridAsync)(a).then(
+                 [](const COIDCToken& token) { return token.clientId(); });
+         },
+         "client"},
+        {"access token, blocking",
+         [&](const Arguments& a) {
+             return Concurrency::create_task([this, a] {
+                 return helper->getAccessTokenHybrid(a.configUrl, a.clientId, a.scopes,
+                                                     a.redirectUrls, a.minValidity,
+                                                     a.authRequested);
+             });
+         },
+         "access"},
+    };
+    test::TestClock clock;
+    clock.freezeAt(start);
+    test::TokenRecord record;
+    record.scopes = {"more", "openid"};
+    record.refreshToken = "";
+    record.expiresAt = start + 10min;
+    const Arguments usual{provider.configUrl(), {redirectUrl}};
+    for (const Form& form : forms) {
+        SCOPED_TRACE(form.name);
+        const auto end = [&](const std::function<void(Arguments&)>& change) {
+            Arguments changed = usual;
+            change(changed);
+            return failureOf(form.ask(changed));
+        };
+        store(record);
+        EXPECT_EQ(test::get(form.ask(usual)), form.stored);
+        EXPECT_EQ(end([](auto& a) { a.minValidity = 10; }), "user: unable to refresh token");
+
+        content->bytes.clear();
+        EXPECT_EQ(end([](auto& a) {
+                      a.authRequested = true;
+                      a.redirectUrls.clear();
+                  }),
+                  "cannot construct listener");
+        const cancellation_token_source source;
+        source.cancel();
+        if (form.name != forms.back().name) {
+            EXPECT_EQ(end([&](auto& a) {
+                          a.authRequested = true;
+                          a.token = source.get_token();
+                      }),
+                      "cancelled");
+        }
+        EXPECT_EQ(end([](auto& a) { a.authRequested = true; }), "");
+        const auto asked = provider.requests(Endpoint::Authorization).back();
+        EXPECT_EQ(asked.parameter("client_id"), "client");
+        EXPECT_EQ(asked.parameter("scope"), "openid more");
+        EXPECT_EQ(asked.parameter("redirect_uri"), redirectUrl.toUtf8());
+    }
 }
 
 TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
@@ -215,19 +297,46 @@ TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
 
 TEST_F(HybridHelper, RefreshesAnExpiredToken) {
     store(expiredRecord());
-    COIDCToken refreshed = ask().get();
+    const COIDCToken old = test::load(content->bytes);
+    COIDCToken refreshed = test::get(ask());
     EXPECT_EQ(refreshed.scopes(), CString("more openid")) << "those it had, not those asked for";
-    EXPECT_EQ(test::load(content->bytes).accessToken(), refreshed.accessToken());
+    EXPECT_EQ(content->bytes, test::store(refreshed));
+    EXPECT_FALSE(refreshed.refreshToken().IsEmpty());
+    EXPECT_NE(refreshed.refreshToken(), old.refreshToken());
     EXPECT_TRUE(logged("Token has been successfully refreshed."));
-    EXPECT_EQ(ask().get().accessToken(), refreshed.accessToken());
+    EXPECT_EQ(test::get(ask()).accessToken(), refreshed.accessToken());
     EXPECT_EQ(tokenRequests(), 1U);
     EXPECT_TRUE(user.urls().empty());
 }
 
+/// What was received and paid for is kept, whoever gives up meanwhile.
+TEST_F(HybridHelper, KeepsWhatItReceivedThoughItIsCancelled) {
+    for (const bool refreshes : {true, false}) {
+        for (const std::string& moment :
+             {"Extracting token..."s, "Access token extracted successfully."s,
+              refreshes ? "Token refreshed successfully."s
+                        : "Hybrid authentication performed successfully, token received."s}) {
+            store(refreshes ? expiredRecord() : test::TokenRecord());
+            const auto before = content->bytes;
+            const cancellation_token_source source;
+            log->onLine([&](const std::string& line) {
+                if (line == moment) {
+                    source.cancel();
+                }
+            });
+            failureOf(ask(true, source.get_token()));  // a token or not, in time
+            log->onLine({});
+            EXPECT_NE(content->bytes, before) << moment;
+            EXPECT_EQ(test::load(content->bytes).refreshToken().IsEmpty(), false) << moment;
+            EXPECT_TRUE(permitsAreFree()) << moment;
+        }
+    }
+}
+
 TEST_F(HybridHelper, SignsInAndKeepsTheToken) {
-    const COIDCToken token = ask(true).get();
-    EXPECT_EQ(test::load(content->bytes).idToken(), token.idToken());
-    EXPECT_EQ(ask(true).get().accessToken(), token.accessToken());
+    const COIDCToken token = test::get(ask(true));
+    EXPECT_EQ(content->bytes, test::store(token));
+    EXPECT_EQ(test::get(ask(true)).accessToken(), token.accessToken());
     EXPECT_EQ(user.urls().size(), 1U);
     EXPECT_TRUE(logged("Hybrid authentication performed successfully, token received."));
     EXPECT_TRUE(permitsAreFree());
@@ -279,10 +388,27 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
     auto request = ask();
     ASSERT_TRUE(logged("Failed to refresh token."));
     store(freshRecord());
-    EXPECT_EQ(request.get().accessToken(), CString("of another"));
+    EXPECT_EQ(test::get(request).accessToken(), CString("of another"));
     content->rereadFlags.resize(3);
     EXPECT_THAT(content->rereadFlags, ElementsAre(false, true, true));
     provider.reset();
+
+    // While it pauses, an expired one whose refresh token only resembles the one that failed.
+    auto record = expiredRecord();
+    for (const auto& [name, edit] : test::nearMisses()) {
+        const std::string good = provider.issueRefreshToken("client");
+        record.refreshToken = edit(good);
+        if (record.refreshToken.empty()) {
+            continue;
+        }
+        store(record);
+        log->takeLines();
+        request = ask();
+        ASSERT_TRUE(logged("Failed to refresh token.")) << name;
+        record.refreshToken = good;
+        store(record);
+        EXPECT_EQ(failureOf(request), "") << name;
+    }
 
     // While it waits for either permit.
     for (const auto& held : {COIDCHelper::getProcessExclusivePermit(), permit}) {
@@ -293,7 +419,7 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
         request = ask(true);
         EXPECT_TRUE(waitsOn());
         store(freshRecord());
-        EXPECT_EQ(request.get().accessToken(), CString("of another"));
+        EXPECT_EQ(test::get(request).accessToken(), CString("of another"));
         EXPECT_EQ(tokenRequests(), before);
     }
 }
@@ -312,7 +438,7 @@ TEST_F(HybridHelper, LooksOnceMoreWhenItHasThePermit) {
             store(expiredRecord());
         }
         content->rereadFlags.clear();
-        EXPECT_EQ(ask(authRequested).get().accessToken(), CString("of another"));
+        EXPECT_EQ(test::get(ask(authRequested)).accessToken(), CString("of another"));
         EXPECT_THAT(content->rereadFlags, ElementsAre(false, true, true));
     }
     EXPECT_EQ(tokenRequests(), 0U);
@@ -363,6 +489,33 @@ TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
         EXPECT_TRUE(logged(givingUp));
     }
     EXPECT_TRUE(permitsAreFree());
+}
+
+TEST_F(HybridHelper, GivesTheUser90Seconds) {
+    for (const bool comesBack : {true, false}) {
+        test::TestClock clock;
+        clock.freezeAt(start);
+        std::promise<void> opened;
+        test::User slow([&](const std::string& url) {
+            const auto form = auth::testing::openPage(url);
+            if (comesBack) {
+                clock.freezeAt(start + 90s - 1ms);
+                auth::testing::submit(form);
+            }
+            opened.set_value();
+        });
+        helper->setBrowserOpener(slow.opener());
+        content->bytes.clear();
+        const auto request = ask(true);
+        opened.get_future().wait();
+        // Perhaps the wait begins only now.
+        for (int round = 1; !comesBack && !request.is_done() && round < 5; ++round) {
+            clock.freezeAt(start + round * 90s);
+            test::eventually([&] { return request.is_done(); }, 1s);
+        }
+        EXPECT_EQ(failureOf(request),
+                  comesBack ? "" : "unable to get auth code within specified timeframe");
+    }
 }
 
 TEST_F(HybridHelper, FreesThePermitsWhateverFails) {
@@ -444,12 +597,16 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
         }
         const cancellation_token_source source;
         const auto before = provider.requests(row.waitsAt).size();
-        const auto hold = provider.hold(row.waitsAt);
+        provider.neverAnswer(row.waitsAt);
         const auto request = ask(true, source.get_token());
         ASSERT_TRUE(provider.waitForRequests(row.waitsAt, before + 1, 10s)) << row.name;
         source.cancel();
         EXPECT_EQ(failureOf(request), "cancelled") << row.name;
         EXPECT_TRUE(permitsAreFree()) << row.name;
+        log->takeLines();
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), 10s)) << row.name;
+        EXPECT_TRUE(log->lines().empty()) << row.name << " goes on";
+        provider.reset();
     }
 
     content->bytes.clear();
@@ -466,22 +623,6 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
     EXPECT_TRUE(permitsAreFree());
 }
 
-TEST_F(HybridHelper, LeavesNothingRunningWhenCancelled) {
-    for (const Endpoint silent : {Endpoint::Discovery, Endpoint::Keys}) {
-        provider.neverAnswer(silent);
-        const cancellation_token_source source;
-        const auto before = provider.requests(silent).size();
-        const auto request = ask(true, source.get_token());
-        ASSERT_TRUE(provider.waitForRequests(silent, before + 1, 10s));
-        source.cancel();
-        EXPECT_EQ(failureOf(request), "cancelled");
-        log->takeLines();
-        EXPECT_TRUE(provider.waitForClosed(provider.connections(), 10s));
-        EXPECT_TRUE(log->lines().empty());
-        provider.reset();
-    }
-}
-
 TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
     store(expiredRecord());
     auto second = makeHelper(permit);
@@ -494,9 +635,9 @@ TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
     }
     ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, 10s));
     hold.release();
-    const COIDCToken first = requests.front().get();
+    const COIDCToken first = test::get(requests.front());
     for (const auto& request : requests) {
-        EXPECT_EQ(request.get().accessToken(), first.accessToken());
+        EXPECT_EQ(test::get(request).accessToken(), first.accessToken());
     }
     EXPECT_EQ(tokenRequests(), 1U);
     EXPECT_TRUE(permitsAreFree());

@@ -199,7 +199,7 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerThatNobodyTakes) {
     std::optional<RedirectServer> server(std::in_place, urlOf("localhost", port), handler);
     RawPeer peer(port);
     peer.send(get);
-    answered.get_future().wait();
+    ASSERT_EQ(answered.get_future().wait_for(test::patience), std::future_status::ready);
     EXPECT_EQ(ended, 0);
     server.reset();
     EXPECT_EQ(ended, 1);
@@ -215,7 +215,9 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerBeforeItWaitsForThePeerToLeave) {
     const auto port = freePort();
     const RedirectServer server(urlOf("localhost", port), handler);
     peer.emplace(port).send(get);
-    EXPECT_FALSE(isShutDown.get_future().get());
+    auto told = isShutDown.get_future();
+    ASSERT_EQ(told.wait_for(test::patience), std::future_status::ready);
+    EXPECT_FALSE(told.get());
     EXPECT_THAT(peer->receive(), testing::EndsWith("!"));
 }
 

@@ -1,6 +1,7 @@
 #include "auth/detail/FirstOutcome.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
+#include "tests/support/Eventually.h"
 
 #include <gtest/gtest.h>
 
@@ -31,16 +32,14 @@ TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
                 if (++running == bodies) {
                     allRun.set_value();
                 }
-                all.wait();  // ends only when every body has a thread
+                all.wait_for(test::patience);  // ends at once when every body has a thread
             },
             Concurrency::task_options(scheduler)));
     }
     for (const auto& task : tasks) {
-        task.get();
+        test::get(task);
     }
-    while (scheduler.threadCount() != 0) {
-        std::this_thread::yield();
-    }
+    EXPECT_TRUE(test::eventually([&] { return scheduler.threadCount() == 0; }));
 }
 
 TEST(GrowingScheduler, ReusesAnIdleThread) {
@@ -98,7 +97,7 @@ TEST(FirstOutcome, IsThereAtOnceAndContinuedElsewhere) {
 TEST(OneShotTimer, FiresOnceOrNotAtAll) {
     std::promise<void> fired;
     const platform::OneShotTimer timer(1ms, [&fired] { fired.set_value(); });
-    fired.get_future().wait();
+    EXPECT_EQ(fired.get_future().wait_for(10s), std::future_status::ready);
 
     std::atomic<int> calls{0};
     std::promise<void> letGo;

@@ -1,11 +1,9 @@
 #include "testing/TestBrowser.h"
 #include "testing/TestProvider.h"
-#include "testing/detail/OpenSsl.h"
 #include "tests/support/JwtPayload.h"
 
 #include <cpprest/http_client.h>
 #include <gmock/gmock.h>
-#include <openssl/pem.h>
 
 #include <stdexcept>
 #include <string>
@@ -71,41 +69,6 @@ std::string refresh(const TestProvider& provider, const std::string& client,
 std::string refreshToken(const std::string& answer) {
     const auto json = web::json::value::parse(answer);
     return json.has_field("refresh_token") ? json.at("refresh_token").as_string() : "";
-}
-
-const unsigned char* bytes(const std::string& text) {
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-std::string asDer(const std::string& sideBySide) {
-    const detail::EcdsaSignature pair(ECDSA_SIG_new());
-    ECDSA_SIG_set0(pair.get(), BN_bin2bn(bytes(sideBySide), 32, nullptr),
-                   BN_bin2bn(bytes(sideBySide) + 32, 32, nullptr));
-    std::string der(static_cast<std::size_t>(i2d_ECDSA_SIG(pair.get(), nullptr)), '\0');
-    auto* at = reinterpret_cast<unsigned char*>(der.data());
-    i2d_ECDSA_SIG(pair.get(), &at);
-    return der;
-}
-
-TEST(TestProvider, SignsWhatItsPublicKeysVerify) {
-    const std::string data = "data";
-    for (const std::string algorithm : {"RS256", "RS384", "ES256"}) {
-        const bool ec = algorithm == "ES256";
-        const auto key = ec ? SigningKey::ec("key") : SigningKey::rsa("key", 1024);
-        const auto signature = ec ? asDer(key.sign(algorithm, data)) : key.sign(algorithm, data);
-        const auto pem = key.publicPem();
-        const detail::Bio memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-        const detail::Key publicKey(PEM_read_bio_PUBKEY(memory.get(), nullptr, nullptr, nullptr));
-        const detail::DigestContext context(EVP_MD_CTX_new());
-        const auto* const digest = algorithm == "RS384" ? EVP_sha384() : EVP_sha256();
-        ASSERT_EQ(EVP_DigestVerifyInit(context.get(), nullptr, digest, nullptr, publicKey.get()),
-                  1);
-        EXPECT_EQ(EVP_DigestVerify(context.get(), bytes(signature), signature.size(), bytes(data),
-                                   data.size()),
-                  1)
-            << algorithm;
-        EXPECT_THROW(static_cast<void>(key.sign("HS256", data)), std::invalid_argument);
-    }
 }
 
 TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {

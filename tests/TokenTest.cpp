@@ -1,3 +1,4 @@
+#include "tests/support/NearMiss.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TokenRecord.h"
 
@@ -64,9 +65,10 @@ TEST(Token, JoinsScopesInOrdinalOrder) {
 TEST(Token, ChecksTheClientExactly) {
     const auto token = TokenRecord().token();
     EXPECT_TRUE(token.validateClientID("client"));
-    EXPECT_FALSE(token.validateClientID("Client"));
-    EXPECT_FALSE(token.validateClientID("client "));
-    EXPECT_FALSE(token.validateClientID(""));
+    for (const auto& [name, edit] : test::nearMisses()) {
+        EXPECT_FALSE(token.validateClientID(edit("client").c_str())) << name;
+        EXPECT_EQ(recordWith({edit("openid")}).token().validateScopes("openid"), false) << name;
+    }
 }
 
 TEST(Token, ExpiresWithALeadOfMinutes) {
@@ -98,21 +100,35 @@ TEST(Token, ExpiresWithALeadOfMinutes) {
     }
 }
 
-TEST(Token, MovesItsScopesAndSharesItsTexts) {
-    auto source = recordWith({"a"}).token();
-    auto target = std::move(source);
+TEST(Token, KeepsEveryMemberOnEveryWay) {
+    TokenRecord record = recordWith({"a", "b"});
+    record.expiresAt = std::chrono::system_clock::time_point(1'700'000'000s);
+    const auto whole = record.bytes();
+    record.scopes.clear();
+    const auto withoutScopes = record.bytes();
+
+    auto source = test::load(whole);
+    const auto copy = source;
+    auto assigned = recordWith({"other"}).token();
+    assigned = source;
+    EXPECT_EQ(test::store(source), whole);
+    EXPECT_EQ(test::store(copy), whole);
+    EXPECT_EQ(test::store(assigned), whole);
+    EXPECT_EQ(copy.accessToken() + "|" + copy.refreshToken() + "|" + copy.idToken() + "|" +
+                  copy.clientId(),
+              CString("access|refresh|id|client"));
     // NOLINTBEGIN(bugprone-use-after-move): what is left is promised
-    EXPECT_EQ(source.accessToken(), target.accessToken());
-    EXPECT_EQ(source.clientId(), CString("client"));
-    EXPECT_TRUE(source.scopes().IsEmpty());
-    source = std::move(target);
-    EXPECT_EQ(source.scopes(), CString("a"));
-    EXPECT_TRUE(target.scopes().IsEmpty());
-    EXPECT_EQ(target.idToken(), CString("id"));
+    auto target = std::move(source);
+    EXPECT_EQ(test::store(target), whole);
+    EXPECT_EQ(test::store(source), withoutScopes);
+    assigned = auth::COIDCToken();
+    assigned = std::move(target);
+    EXPECT_EQ(test::store(assigned), whole);
+    EXPECT_EQ(test::store(target), withoutScopes);
     // NOLINTEND(bugprone-use-after-move)
-    auto& same = source;
-    source = std::move(same);
-    EXPECT_EQ(source.scopes(), CString("a"));
+    auto& same = assigned;
+    assigned = std::move(same);
+    EXPECT_EQ(test::store(assigned), whole);
 }
 
 TEST(TokenRecord, RoundTrips) {

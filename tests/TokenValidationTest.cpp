@@ -2,6 +2,7 @@
 #include "testing/TestToken.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/HybridFlow.h"
+#include "tests/support/NearMiss.h"
 #include "tests/support/TestClock.h"
 
 #include <gtest/gtest.h>
@@ -82,15 +83,6 @@ const std::string badAlgorithm = "4 Algorithm is invalid/not supported.";
 const std::string unknownKey = "4 Unable to recognize key id.";
 const std::string wrongType = "claim type does not match expected type";
 
-TEST_F(TokenValidation, LogsItsSteps) {
-    configure();
-    log->takeLines();
-    EXPECT_EQ(validate(token()), "accepted");
-    EXPECT_EQ(log->takeLines(), (std::vector<test::LogLine>{{1, "Validating JWT..."},
-                                                            {1, "Checking signature..."},
-                                                            {1, "JWT validated successfully."}}));
-}
-
 TEST_F(TokenValidation, ChecksHeaderAndTimes) {
     configure();
     struct Row {
@@ -102,10 +94,10 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
     const auto claim = [](const char* name, const std::string& json) {
         return [=](TestToken& t) { t.setClaim(name, json); };
     };
-    const auto header = [](const char* name, const char* json) {
+    const auto header = [](const char* name, const std::string& json) {
         return [=](TestToken& t) { t.setHeader(name, json); };
     };
-    const std::vector<Row> rows = {
+    std::vector<Row> rows = {
         {"as issued", [](auto&) {}, "accepted", ""},
         {"no time of issue", [](auto& t) { t.removeClaim("iat"); }, "accepted", ""},
         {"no time at all",
@@ -132,7 +124,6 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
         {"begins later", claim("nbf", at(1s)), "token expired", ""},
         {"unsecured", header("alg", R"("none")"), "refused", badAlgorithm},
         {"other hash", header("alg", R"("RS384")"), "refused", badAlgorithm},
-        {"algorithm in lower case", header("alg", R"("rs256")"), "refused", badAlgorithm},
         {"no algorithm", [](auto& t) { t.removeHeader("alg"); }, "claim not found", ""},
         {"algorithm is a number", header("alg", "256"), "std::bad_cast", ""},
         {"algorithm before key",
@@ -141,7 +132,6 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
              header("kid", "1")(t);
          },
          "refused", badAlgorithm},
-        {"unknown key", header("kid", R"("other")"), "refused", unknownKey},
         {"no key", [](auto& t) { t.removeHeader("kid"); }, "claim not found", ""},
         {"key is a number", header("kid", "1"), "std::bad_cast", ""},
         {"critical extension, which is not looked at", header("crit", R"(["exp"])"), "accepted",
@@ -150,6 +140,12 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
         {"nested deeply", claim("x", nested(9'000)), "invalid json", ""},
 #endif
     };
+    for (const auto& [name, edit] : test::nearMisses()) {
+        const std::string kid = '"' + edit(provider.signingKey().kid()) + '"';
+        const std::string algorithm = '"' + edit("RS256") + '"';
+        rows.push_back({name, header("kid", kid), "refused", unknownKey});
+        rows.push_back({name, header("alg", algorithm), "refused", badAlgorithm});
+    }
     for (const Row& row : rows) {
         TestToken changed = token();
         row.change(changed);
@@ -280,6 +276,22 @@ TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
     }
 }
 
+TEST_F(TokenValidation, KeepsTheKeysApart) {
+    const std::vector<SigningKey> keys = {provider.signingKey(), SigningKey::rsa("other")};
+    provider.setSigningKeys(keys);
+    configure();
+    for (int round = 0; round < 2; ++round) {
+        for (const SigningKey& named : keys) {
+            const TestToken unsignedToken = token().setHeader("kid", '"' + named.kid() + '"');
+            for (const SigningKey& key : keys) {
+                EXPECT_EQ(validate(unsignedToken.signedBy(key)),
+                          key.kid() == named.kid() ? "accepted" : wrongSignature)
+                    << named.kid() << " by " << key.kid();
+            }
+        }
+    }
+}
+
 TEST_F(TokenValidation, ServesSeveralThreads) {
     configure();
     const std::string text = token().signedBy(provider.signingKey());
@@ -312,15 +324,11 @@ TEST_F(TokenValidation, ChecksClaims) {
         std::string outcome;
         std::string complaint;
     };
-    const std::vector<Row> rows = {
+    std::vector<Row> rows = {
         {id, "iss", "", "refused", idIssuer},
-        {id, "iss", '"' + issuer + "/\"", "refused", idIssuer},
-        {id, "iss", "\"HTTP" + issuer.substr(4) + '"', "refused", idIssuer},
         {id, "iss", "1", "refused", idIssuer},
         {id, "iss", "null", "refused", idIssuer},
         {id, "aud", "", "refused", "4 Unable to find audience claim in id token."},
-        {id, "aud", R"("other")", "refused", idClient},
-        {id, "aud", R"("Client")", "refused", idClient},
         {id, "aud", "[]", "refused", idClient},
         {id, "aud", R"(["other", "client"])", "accepted", ""},
         {id, "aud", R"(["client", 1])", "std::bad_cast", ""},
@@ -332,19 +340,26 @@ TEST_F(TokenValidation, ChecksClaims) {
         {id, "exp", R"("never")", "std::bad_cast", ""},
         {id, "nonce", "", "accepted", ""},
         {id, "nonce", R"("abc")", "accepted", ""},
-        {id, "nonce", R"("abd")", "refused", idNonce},
         {id, "nonce", "7", "std::bad_cast", ""},
         {access, "iss", "", "refused", accessIssuer},
-        {access, "iss", R"("https://other.example")", "refused", accessIssuer},
         {access, "iss", "[\"" + issuer + "\"]", "refused", accessIssuer},
         {access, "client_id", "", "refused", accessClient},
-        {access, "client_id", R"("other")", "refused", accessClient},
         {access, "client_id", R"(["client"])", "std::bad_cast", ""},
         {access, "aud", "", "accepted", ""},
         {access, "exp", "", "refused", accessExpiry},
         {access, "exp", at(-1s), "refused", accessExpiry},
         {access, "nonce", R"("abd")", "accepted", ""},
     };
+    for (const Row& row : std::vector<Row>{{id, "iss", issuer, "", idIssuer},
+                                           {id, "aud", "client", "", idClient},
+                                           {id, "nonce", "abc", "", idNonce},
+                                           {access, "iss", issuer, "", accessIssuer},
+                                           {access, "client_id", "client", "", accessClient}}) {
+        for (const auto& [name, edit] : test::nearMisses()) {
+            rows.push_back(
+                {row.kind, row.claim, '"' + edit(row.json) + '"', "refused", row.complaint});
+        }
+    }
     for (const Row& row : rows) {
         TestToken changed = token(row.kind);
         row.json.empty() ? changed.removeClaim(row.claim) : changed.setClaim(row.claim, row.json);

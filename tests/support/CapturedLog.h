@@ -2,6 +2,7 @@
 
 #include "host/CLogger.h"
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <ostream>
@@ -27,8 +28,19 @@ struct LogLine {
 class CapturedLog final : public LoggingUtilities::ILoggerImpl {
 public:
     void write(LoggingUtilities::ELogLevel level, const CString& line) override {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        std::unique_lock<std::mutex> lock(m_mutex);
         m_lines.push_back({static_cast<int>(level), line.toUtf8()});
+        const auto call = m_onLine;
+        lock.unlock();
+        if (call) {
+            call(line.toUtf8());
+        }
+    }
+
+    /// Called with each line from now on.
+    void onLine(std::function<void(const std::string&)> call) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_onLine = std::move(call);
     }
 
     std::vector<LogLine> lines() const {
@@ -59,6 +71,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     std::vector<LogLine> m_lines;
+    std::function<void(const std::string&)> m_onLine;
 };
 
 }  // namespace test

@@ -22,6 +22,7 @@ public:
         m_process = ::fork();
         if (m_process == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // also when the test itself crashes
+            ::alarm(60);                         // and when it hangs
             int result = EXIT_FAILURE;
             try {
                 result = body(*this);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 namespace test {
@@ -19,6 +20,15 @@ bool eventually(Condition condition, std::chrono::seconds limit = patience) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+/// What becomes of a task that ends soon. One that does not fails the test, and does not stop it.
+template <class Task>
+auto get(const Task& task) {
+    if (!eventually([&task] { return task.is_done(); })) {
+        throw std::runtime_error("this has not ended");
+    }
+    return task.get();
 }
 
 }  // namespace test

@@ -1,13 +1,15 @@
 #pragma once
 
+#include "tests/support/Eventually.h"
+
 #include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/read.hpp>
-#include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
 #include <poll.h>
 
+#include <array>
+#include <chrono>
 #include <string>
 
 namespace test {
@@ -27,23 +29,27 @@ public:
     }
     void finish() { m_socket.shutdown(boost::asio::ip::tcp::socket::shutdown_send); }
 
-    /// What comes until the other side ends the connection, and whether it does that by a reset.
-    std::string receive() {
-        std::string bytes;
-        boost::system::error_code error;
-        boost::asio::read(m_socket, boost::asio::dynamic_buffer(bytes), error);
-        return error == boost::asio::error::eof ? bytes : bytes + error.message();
-    }
+    /// What comes until the other side ends the connection, and whether it does that by a reset, or
+    /// not in time.
+    std::string receive() { return receiveUntil(""); }
     std::string receiveUntil(const std::string& end) {
         std::string bytes;
-        boost::asio::read_until(m_socket, boost::asio::dynamic_buffer(bytes), end);
-        return bytes;
+        boost::system::error_code error;
+        while (!error && (end.empty() || bytes.find(end) == std::string::npos)) {
+            if (!has(POLLIN, patience)) {
+                return bytes + "and then nothing";
+            }
+            std::array<char, 4096> piece{};
+            const auto size = m_socket.read_some(boost::asio::buffer(piece), error);
+            bytes.append(piece.data(), size);
+        }
+        return error == boost::asio::error::eof ? bytes : bytes + (error ? error.message() : "");
     }
 
-    /// Whether poll() tells of this event now.
-    bool has(short event) {
+    /// Whether poll() tells of this event now, or within that time.
+    bool has(short event, std::chrono::milliseconds limit = {}) {
         pollfd peer{m_socket.native_handle(), event, 0};
-        return ::poll(&peer, 1, 0) == 1;
+        return ::poll(&peer, 1, static_cast<int>(limit.count())) == 1;
     }
 
     std::string exchange(const std::string& bytes) {
