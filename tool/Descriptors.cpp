@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <initializer_list>
 #include <system_error>
@@ -19,6 +20,8 @@ namespace tool {
 bool reserveStandardStreams() {
     return true;
 }
+
+void surviveFailedWrites() {}
 
 void requireDescriptors() {}
 
@@ -33,6 +36,12 @@ bool reserveStandardStreams() {
         }
     }
     return true;
+}
+
+void surviveFailedWrites() {
+    for (const int number : {SIGPIPE, SIGXFSZ}) {
+        (void)std::signal(number, SIG_IGN);
+    }
 }
 
 void requireDescriptors() {

@@ -7,6 +7,10 @@ namespace tool {
 /// go on failing as at a closed one. Whether that succeeded.
 bool reserveStandardStreams();
 
+/// A write to a pipe that nobody reads, or beyond the largest file, fails and does not end the
+/// process: a token could be lost that can be had only once.
+void surviveFailedWrites();
+
 /// Throws std::system_error where the process may not open as many files and connections as a
 /// request can come to need. Those who run out of them on the way, other libraries among them, do
 /// not all find a way back; and a token could be lost that can be had only once.

@@ -53,7 +53,7 @@ private:
     }
 
     boost::asio::io_context m_context;
-    boost::asio::signal_set m_signals{m_context, SIGINT};
+    boost::asio::signal_set m_signals{m_context, SIGINT, SIGTERM};
     std::list<std::thread> m_threads;
 };
 

@@ -6,7 +6,8 @@
 
 namespace tool {
 
-/// Turns Ctrl-C into the cancellation of `source` while it lives. A second Ctrl-C ends the process.
+/// Turns Ctrl-C, and the request to terminate, into the cancellation of `source` while it lives.
+/// The second one ends the process.
 class Interrupt {
 public:
     explicit Interrupt(const Concurrency::cancellation_token_source& source);

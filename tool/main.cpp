@@ -129,6 +129,7 @@ int main(int argc, char** argv) {
     if (!tool::reserveStandardStreams()) {
         return static_cast<int>(ExitCode::Unexpected);  // there may be nowhere to say why
     }
+    tool::surviveFailedWrites();
     const ExitCode code = run(argc, argv);
     if (code == ExitCode::Interrupted) {
         // At once: a request that was left alone may still wait for the network.

@@ -47,8 +47,10 @@ for (const { command = 'service-token', args = [], env, says } of [
     });
 }
 
-for (const { name, args, to, code } of [
+for (const { name, args, before = '', to, code } of [
     { name: 'help that cannot be written', args: ['--help'], to: '>/dev/full', code: 1 },
+    // The pipe's reader is gone before the command begins.
+    { name: 'help into a closed pipe', args: ['--help'], before: 'exec 3> >(:); wait $!;', to: '>&3', code: 1 },
     { name: 'a version that nobody takes', args: ['--version'], to: '>&-', code: 1 },
     { name: 'a log that nobody takes', args: ['token', '-vv'], to: '>&- 2>&-', code: 3 },
     { name: 'no standard stream at all', args: ['token'], to: '<&- >&- 2>&-', code: 3 },
@@ -56,7 +58,7 @@ for (const { name, args, to, code } of [
     test(`${name} does harm to nothing else`, async (t) => {
         const { environment } = new Service(t, configUrl);
         const command = new Command(t, environment);
-        const launcher = ['/bin/sh', '-c', `exec "$@" ${to}`, 'sh'];
+        const launcher = ['/bin/bash', '-c', `${before} exec "$@" ${to}`, 'bash'];
         const ended = await command.run(args, { launcher, env: { XDG_STATE_HOME: command.home } });
         assert.equal(ended.code, code, ended.stderr);
         assert.match(ended.stderr, code === 1 ? /^oidcauth: cannot write the output: / : /^$/);
