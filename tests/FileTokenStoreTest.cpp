@@ -270,7 +270,8 @@ TEST_F(FileTokenStoreTest, LeavesOtherFilesAlone) {
     const std::string abandoned = ".token." + std::string(32, 'a') + ".tmp";
     put(m_folder / abandoned, 1);
     put(m_folder / (".token.a" + abandoned.substr(7)), 1);
-    std::ptrdiff_t others = 1;
+    put(m_folder / (abandoned.substr(0, abandoned.size() - 1) + 'q'), 1);
+    std::ptrdiff_t others = 2;
     for (const auto& [name, edit] : test::nearMisses()) {
         if (!edit(abandoned).empty()) {
             put(m_folder / edit(abandoned), 1);

@@ -132,7 +132,7 @@ test::User::Acts posting(const auth::testing::TestProvider& provider,
         edit(posted);
         form.body.clear();
         for (const auto& [name, value] : fields) {
-            form.body += name + '=' + value + '&';
+            form.body.append(name).append("=").append(value).append("&");
         }
         auth::testing::submit(form);
     };
@@ -181,7 +181,7 @@ TEST_F(HybridFlow, TakesNoOtherAnswerThanItsOwn) {
         {"text in place of a number", claim("exp", R"("soon")"), "std::bad_cast", ""},
     };
     for (const auto& [name, edit] : test::nearMisses()) {
-        rows.push_back({name, [edit](Posted& by) { by.state = edit(by.state); },
+        rows.push_back({name, [edit = edit](Posted& by) { by.state = edit(by.state); },
                         "request state does not match", noMatch});
     }
     struct SignIn {
