@@ -359,6 +359,7 @@ TEST(AuthCodeListener, LetsGoOfALongLivedToken) {
     signIn.exchange(post(form));
     const auto waitOften = [&] {
         std::vector<Task> waits;
+        waits.reserve(2000);
         for (int i = 0; i < 2000; ++i) {
             waits.push_back(signIn.receive(600));
         }
