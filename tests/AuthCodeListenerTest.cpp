@@ -4,6 +4,7 @@
 #include "tests/support/LocalPort.h"
 #include "tests/support/RawPeer.h"
 #include "tests/support/TestClock.h"
+#include "tests/support/Usage.h"
 
 #include <cpprest/asyncrt_utils.h>
 #include <cpprest/base_uri.h>
@@ -351,6 +352,25 @@ TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {
     EXPECT_EQ(outcome(cancelled.receive(0)), "cancelled");
     EXPECT_EQ(outcome(inTime.receive(0)), timeIsOver);
     EXPECT_EQ(outcome(inTime.receive(1)), accepted.outcome);
+}
+
+TEST(AuthCodeListener, LetsGoOfALongLivedToken) {
+    const SignIn signIn;
+    signIn.exchange(post(form));
+    const auto waitOften = [&] {
+        std::vector<Task> waits;
+        waits.reserve(2000);
+        for (int i = 0; i < 2000; ++i) {
+            waits.push_back(signIn.receive(600));
+        }
+        for (const Task& wait : waits) {
+            ASSERT_EQ(outcome(wait), accepted.outcome);
+        }
+    };
+    waitOften();
+    const auto before = test::usage().heapKiB;
+    waitOften();
+    EXPECT_TRUE(test::eventually([&] { return test::usage().heapKiB <= before + 100; }));
 }
 
 TEST(AuthCodeListener, IsCancelledAtOnce) {

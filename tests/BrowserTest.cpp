@@ -89,6 +89,9 @@ TEST_F(BrowserTest, StartsWhatTheUserChose) {
         {"mine", "", none},
         {"mine", "--version", none},
         {"mine", "file:///etc/passwd", none},
+        {"mine", "http:", none},
+        {"mine", "httpss://h", none},
+        {"mine", "xhttp://h", none},
         {"mine", std::string("https://h/\0rest", 15), none},
     };
     for (const auto& each : cases) {

@@ -1,5 +1,6 @@
 #include "host/standalone/FileTokenStore.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/NearMiss.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -261,6 +262,25 @@ TEST_F(FileTokenStoreTest, RemovesWhatDeadWritersLeft) {
         byWriting ? secret.write({1}) : secret.clear();
         EXPECT_EQ(entries(), byWriting ? 1 : 0);
     }
+}
+
+TEST_F(FileTokenStoreTest, LeavesOtherFilesAlone) {
+    SecretFile secret(m_file);
+    secret.write({1});
+    const std::string abandoned = ".token." + std::string(32, 'a') + ".tmp";
+    put(m_folder / abandoned, 1);
+    put(m_folder / (".token.a" + abandoned.substr(7)), 1);
+    put(m_folder / (abandoned.substr(0, abandoned.size() - 1) + 'q'), 1);
+    std::ptrdiff_t others = 2;
+    for (const auto& [name, edit] : test::nearMisses()) {
+        if (!edit(abandoned).empty()) {
+            put(m_folder / edit(abandoned), 1);
+            ++others;
+        }
+    }
+    secret.write({2});
+    EXPECT_EQ(entries(), 1 + others);
+    EXPECT_FALSE(fs::exists(m_folder / abandoned));
 }
 
 TEST_F(FileTokenStoreTest, SurvivesKilledWriters) {

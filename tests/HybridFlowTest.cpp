@@ -25,6 +25,7 @@ using auth::testing::TestToken;
 using auth::testing::TokenKind;
 using Concurrency::cancellation_token;
 using test::LogLine;
+using ::testing::EndsWith;
 using ::testing::MatchesRegex;
 
 constexpr std::uint32_t timeLimit = 90;
@@ -33,13 +34,12 @@ constexpr std::uint32_t timeLimit = 90;
 class HybridFlow : public ::testing::Test {
 protected:
     COIDCToken signIn(const COIDCAuthHybrid::OpenBrowser& openBrowser,
-                      const std::vector<CString>& redirectUrls,
-                      const cancellation_token& token = cancellation_token::none()) {
+                      const std::vector<CString>& redirectUrls) {
         COIDCAuthHybrid flow(provider.configUrl(), test::CapturedLog::loggerTo(log),
-                             test::flowSettings(), token, openBrowser);
+                             test::flowSettings(), cancellation_token::none(), openBrowser);
         log->takeLines();
-        return test::get(
-            flow.requestTokenHybridFlowAsync("client", "openid b", redirectUrls, token, timeLimit));
+        return test::get(flow.requestTokenHybridFlowAsync("client", "openid b", redirectUrls,
+                                                          cancellation_token::none(), timeLimit));
     }
 
     std::string failure(const COIDCAuthHybrid::OpenBrowser& openBrowser,
@@ -78,8 +78,11 @@ TEST_F(HybridFlow, SignsInAndRedeemsTheCode) {
 TEST_F(HybridFlow, OpensExactlyThisUrl) {
     provider.setMember(Endpoint::Discovery, "authorization_endpoint",
                        R"("https://id.test/sign%20in?tenant=a%26b")");
+    provider.setMember(Endpoint::Discovery, "jwks_uri",
+                       '"' + provider.url(Endpoint::Keys) + "?tenant=a%26b\"");
     std::string opened;
-    COIDCAuthHybrid flow(provider.configUrl(), nullptr, test::flowSettings(),
+    const std::string query = "?tenant=a%26b";
+    COIDCAuthHybrid flow((provider.configUrl() + query).c_str(), nullptr, test::flowSettings(),
                          cancellation_token::none(), [&opened](const CString& url) {
                              opened = url.toUtf8();
                              return false;
@@ -92,6 +95,8 @@ TEST_F(HybridFlow, OpensExactlyThisUrl) {
                   return true;
               }),
               "unable to request authentication through the browser");
+    EXPECT_THAT(provider.requests(Endpoint::Discovery).back().target, EndsWith(query));
+    EXPECT_THAT(provider.requests(Endpoint::Keys).back().target, EndsWith(query));
     const std::string port = std::to_string(web::uri(redirectUrl.toUtf8()).port());
     EXPECT_THAT(opened, MatchesRegex("https://id\\.test/sign%20in\\?tenant=a%26b"
                                      "&response_type=code%20id_token"
@@ -127,7 +132,7 @@ test::User::Acts posting(const auth::testing::TestProvider& provider,
         edit(posted);
         form.body.clear();
         for (const auto& [name, value] : fields) {
-            form.body += name + '=' + value + '&';
+            form.body.append(name).append("=").append(value).append("&");
         }
         auth::testing::submit(form);
     };
@@ -176,7 +181,7 @@ TEST_F(HybridFlow, TakesNoOtherAnswerThanItsOwn) {
         {"text in place of a number", claim("exp", R"("soon")"), "std::bad_cast", ""},
     };
     for (const auto& [name, edit] : test::nearMisses()) {
-        rows.push_back({name, [edit](Posted& by) { by.state = edit(by.state); },
+        rows.push_back({name, [edit = edit](Posted& by) { by.state = edit(by.state); },
                         "request state does not match", noMatch});
     }
     struct SignIn {
@@ -210,10 +215,6 @@ TEST_F(HybridFlow, NeedsABrowserThatOpens) {
     EXPECT_EQ(failure([](const CString&) { return false; }, {redirectUrl}), text);
     EXPECT_EQ(log->textAt(4), line);
     EXPECT_EQ(failure({}, {redirectUrl}), text);
-    EXPECT_EQ(failure([](const CString&) -> bool { throw std::runtime_error("no display"); },
-                      {redirectUrl}),
-              "no display");
-    EXPECT_THROW(signIn([](const CString&) -> bool { throw 1; }, {redirectUrl}), int);
 }
 
 TEST_F(HybridFlow, ListensOnTheFirstUrlThatOpens) {
@@ -234,19 +235,6 @@ TEST_F(HybridFlow, ListensOnTheFirstUrlThatOpens) {
     EXPECT_EQ(failure(user.opener(), {}), "cannot construct listener");
     EXPECT_EQ(log->textAt(4), "");
     EXPECT_EQ(user.urls().size(), 1U);
-}
-
-TEST_F(HybridFlow, EndsWhenItIsCancelled) {
-    const Concurrency::cancellation_token_source source;
-    EXPECT_THROW(signIn(
-                     [&source](const CString&) {
-                         source.cancel();
-                         return true;
-                     },
-                     {redirectUrl}, source.get_token()),
-                 Concurrency::task_canceled);
-    test::User user;
-    EXPECT_EQ(failure(user.opener(), {redirectUrl}), "accepted") << "the port is free again";
 }
 
 TEST(Pkce, MakesVerifiersAndChallenges) {

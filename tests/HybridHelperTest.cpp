@@ -418,6 +418,7 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
         const auto before = tokenRequests();
         request = ask(true);
         EXPECT_TRUE(waitsOn());
+        EXPECT_NE(isFree(*permit), held == permit) << "the process's comes first";
         store(freshRecord());
         EXPECT_EQ(test::get(request).accessToken(), CString("of another"));
         EXPECT_EQ(tokenRequests(), before);

@@ -30,10 +30,7 @@ void expectRedacted(std::initializer_list<Case> cases) {
 TEST(LogSinks, HidesSecrets) {
     expectRedacted({
         // The rest of the line, whatever it holds.
-        {
-            "Refreshing, rtoken = 1//0abc.",
-            "Refreshing, rtoken = 1//0….",
-        },
+        {"Refreshing, rtoken = 1//0abc.", "Refreshing, rtoken = 1//0…."},
         {"rtoken = a,b c.d. e=f..", "rtoken = a,b …."},
         {"rtoken = abcd.", "rtoken = …."},
         {"rtoken = abcde", "rtoken = abcd…"},

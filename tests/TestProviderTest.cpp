@@ -94,17 +94,6 @@ TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
     EXPECT_EQ(refresh(provider, "app", refreshToken(second)), refused) << "the code was replayed";
 }
 
-TEST(TestProvider, RevokesEveryRefreshTokenWhenAnOldOneIsUsed) {
-    TestProvider provider;
-    const auto old = provider.issueRefreshToken("app");
-    const auto untouched = provider.issueRefreshToken("app");
-    const auto newest = refreshToken(refresh(provider, "app", old));
-    ASSERT_NE(newest, "");
-    EXPECT_EQ(refreshToken(refresh(provider, "app", old)), "");
-    EXPECT_EQ(refreshToken(refresh(provider, "app", newest)), "");
-    EXPECT_NE(refreshToken(refresh(provider, "app", untouched)), "");
-}
-
 TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
     TestProvider provider(overTls());
     TestProvider application;  // records what is posted to the redirect URL
@@ -137,19 +126,8 @@ TEST(TestProvider, SaysWhatAnAuthorizationRequestLacks) {
                     ThrowsMessage<std::runtime_error>(HasSubstr("no form, status 400: " + text)));
     };
     const auto request = signInRequest("http://127.0.0.1:1/", "state");
-    const Fields wrong{{"response_type", "code"},
-                       {"response_mode", "query"},
-                       {"client_id", ""},
-                       {"redirect_uri", "app:/back"},
-                       {"scope", "openids"},
-                       {"nonce", ""},
-                       {"state", ""},
-                       {"code_challenge", "plain-text"},
-                       {"code_challenge_method", "plain"}};
     for (std::size_t i = 0; i < request.size(); ++i) {
         auto changed = request;
-        changed.at(i) = wrong.at(i);
-        complains(changed, "wrong parameter " + request.at(i).first);
         changed.at(i) = {"other", ""};
         complains(changed, "missing parameter " + request.at(i).first);
         changed.insert(changed.end(), 2, request.at(i));

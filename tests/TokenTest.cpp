@@ -121,14 +121,14 @@ TEST(Token, KeepsEveryMemberOnEveryWay) {
     auto target = std::move(source);
     EXPECT_EQ(test::store(target), whole);
     EXPECT_EQ(test::store(source), withoutScopes);
-    assigned = auth::COIDCToken();
-    assigned = std::move(target);
-    EXPECT_EQ(test::store(assigned), whole);
+    auth::COIDCToken last;
+    last = std::move(target);
+    EXPECT_EQ(test::store(last), whole);
     EXPECT_EQ(test::store(target), withoutScopes);
     // NOLINTEND(bugprone-use-after-move)
-    auto& same = assigned;
-    assigned = std::move(same);
-    EXPECT_EQ(test::store(assigned), whole);
+    auto& same = last;
+    last = std::move(same);
+    EXPECT_EQ(test::store(last), whole);
 }
 
 TEST(TokenRecord, RoundTrips) {
@@ -147,8 +147,6 @@ TEST(TokenRecord, OfAnEarlierVersionHasNoIdToken) {
     auto token = record.token();
     EXPECT_EQ(token.refreshToken(), CString("refresh"));
     EXPECT_TRUE(token.idToken().IsEmpty());
-    record.fileVersion = 458;
-    EXPECT_EQ(test::load(test::store(record.token())).idToken(), CString("id"));
 }
 
 std::vector<std::uint8_t> bytesWith(std::int64_t expiry, std::int32_t scopeCount) {

@@ -276,11 +276,11 @@ TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
     }
 }
 
-TEST_F(TokenValidation, KeepsTheKeysApart) {
+TEST_F(TokenValidation, KeepsTheKeysApartForSeveralThreads) {
     const std::vector<SigningKey> keys = {provider.signingKey(), SigningKey::rsa("other")};
     provider.setSigningKeys(keys);
     configure();
-    for (int round = 0; round < 2; ++round) {
+    const auto round = [&] {
         for (const SigningKey& named : keys) {
             const TestToken unsignedToken = token().setHeader("kid", '"' + named.kid() + '"');
             for (const SigningKey& key : keys) {
@@ -289,15 +289,10 @@ TEST_F(TokenValidation, KeepsTheKeysApart) {
                     << named.kid() << " by " << key.kid();
             }
         }
-    }
-}
-
-TEST_F(TokenValidation, ServesSeveralThreads) {
-    configure();
-    const std::string text = token().signedBy(provider.signingKey());
+    };
     std::vector<std::thread> threads(4);
     for (std::thread& thread : threads) {
-        thread = std::thread([&] { EXPECT_EQ(validate(text), "accepted"); });
+        thread = std::thread(round);
     }
     for (std::thread& thread : threads) {
         thread.join();
