@@ -5,6 +5,7 @@
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Log.h"
 #include "auth/detail/Text.h"
+#include "auth/detail/Turns.h"
 #include "auth/detail/Waiting.h"
 #include "host/CMemoryArchive.h"
 #include "platform/Browser.h"
@@ -31,7 +32,10 @@ const char* RequiresUserAuthException::what() const noexcept {
 COIDCHelper::COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                          std::shared_ptr<IExclusivePermit> permit,
                          const std::shared_ptr<LoggingUtilities::CLogger>& logger)
-    : m_tokenStore(std::move(tokenStore)), m_logger(logger), m_permit(std::move(permit)) {
+    : m_tokenStore(std::move(tokenStore)),
+      m_turns(std::make_unique<detail::Turns>()),
+      m_logger(logger),
+      m_permit(std::move(permit)) {
     if (!m_tokenStore) {
         detail::fail(m_logger, "token store should be specified",
                      L"Unable to create authenticator helper. Token store not specified.");
@@ -76,10 +80,7 @@ CString COIDCHelper::serveClientCredentials(const CString& configUrl, const CStr
                                             const CString& clientSecret, const CString& scopes,
                                             unsigned int minValidity,
                                             const cancellation_token& token) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (detail::isInterrupted(token)) {
-        throw Concurrency::task_canceled();
-    }
+    const detail::Turns::Turn turn = m_turns->take(token);
     const StoredRecord stored = loadStoredToken(false);
     if (stored.isLoaded && stored.token.validateScopes(scopes) &&
         stored.token.validateClientID(clientId) && !stored.token.willBeExpiredAfter(minValidity)) {
@@ -100,7 +101,7 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
         configUrl, clientId, scopes);
     // All of it on this thread: when the system gives no more threads, one for the rest might never
-    // come, since the others wait for the mutex.
+    // come, since the others wait for their turn.
     COIDCToken received;
     {
         COIDCAuthClientCredentials client(configUrl, m_logger, "client_credentials", token);

@@ -13,12 +13,15 @@
 #include <exception>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace auth {
+
+namespace detail {
+class Turns;
+}
 
 /// Only the user could provide a token by signing in, and the caller did not allow to ask.
 class OIDCAUTH_API RequiresUserAuthException : public std::exception {
@@ -178,7 +181,7 @@ private:
         const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token);
 
     std::unique_ptr<ISecretStore<COIDCToken>> m_tokenStore;
-    std::mutex m_mutex;  // held for the whole of a client-credentials request
+    const std::unique_ptr<detail::Turns> m_turns;  // one for the whole of a service's request
     std::shared_ptr<LoggingUtilities::CLogger> m_logger;
     std::shared_ptr<IExclusivePermit> m_permit;
     BrowserOpener m_openBrowser = &COIDCHelper::openBrowser;

@@ -184,19 +184,22 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
         const auto hold = provider.hold(waitsAt);
         const auto before = provider.requests(waitsAt).size();
         const cancellation_token_source source;
+        const cancellation_token_source others;
         const auto first = ask(*helper, 0, source.get_token());
         ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, test::patience));
         std::vector<Concurrency::task<CString>> queued;
         queued.reserve(20);
         for (int i = 0; i < 20; ++i) {
-            queued.push_back(ask(*helper, 0, source.get_token()));
+            queued.push_back(ask(*helper, 0, others.get_token()));
         }
         const auto received = provider.requests().size();
-        source.cancel();  // the provider still holds its answer
-        EXPECT_THROW(test::get(first), Concurrency::task_canceled);
+        others.cancel();  // the first one goes on, and the provider still holds its answer
         for (const auto& task : queued) {
             EXPECT_THROW(test::get(task), Concurrency::task_canceled);
         }
+        EXPECT_FALSE(first.is_done());
+        source.cancel();
+        EXPECT_THROW(test::get(first), Concurrency::task_canceled);
         EXPECT_EQ(provider.requests().size(), received) << "the queued ones asked nothing";
         EXPECT_EQ(content->writes, 0);
     }
