@@ -29,7 +29,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-std::vector<std::string> calls;  // of the system, in order, as far as they decide what is durable
+std::vector<std::string>* watcher = nullptr;  // gets the calls that decide what is durable
+
+void tell(const char* call) {
+    if (watcher != nullptr) {
+        watcher->emplace_back(call);
+    }
+}
 
 /// A record that shows when it holds parts of two: every byte tells the number, so does the size.
 Bytes recordOf(std::size_t number, std::size_t scale = 512) {
@@ -212,6 +218,8 @@ TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
 TEST_F(FileTokenStoreTest, IsOnTheDiskBeforeItIsTheRecord) {
     SecretFile secret(m_file);
     secret.write({});
+    std::vector<std::string> calls;
+    watcher = &calls;
     for (const bool prepared : {false, true}) {
         if (prepared) {
             secret.prepareWrite();
@@ -222,6 +230,7 @@ TEST_F(FileTokenStoreTest, IsOnTheDiskBeforeItIsTheRecord) {
     }
     calls.clear();
     secret.clear();
+    watcher = nullptr;
     EXPECT_THAT(calls, testing::ElementsAre("unlink", "fsync folder"));
 }
 
@@ -334,19 +343,19 @@ extern "C" {
 __attribute__((visibility("default"))) int fsync(int file) {
     struct stat status {};
     ::fstat(file, &status);
-    calls.emplace_back(S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file");
+    tell(S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file");
     return static_cast<int>(::syscall(SYS_fsync, file));
 }
 
 __attribute__((visibility("default"))) int renameat(int from, const char* name, int to,
                                                     const char* other) noexcept {
-    calls.emplace_back("rename");
+    tell("rename");
     return static_cast<int>(::syscall(SYS_renameat2, from, name, to, other, 0));
 }
 
 __attribute__((visibility("default"))) int unlinkat(int folder, const char* name,
                                                     int flags) noexcept {
-    calls.emplace_back("unlink");
+    tell("unlink");
     return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
 }
 }

@@ -19,15 +19,6 @@ TokenRecord recordWith(std::vector<std::string> scopes) {
     return record;
 }
 
-TEST(Token, StartsEmptyAndExpired) {
-    auth::COIDCToken token;
-    EXPECT_TRUE(token.accessToken().IsEmpty());
-    EXPECT_TRUE(token.scopes().IsEmpty());
-    EXPECT_TRUE(token.validateClientID(""));
-    EXPECT_TRUE(token.validateScopes(""));
-    EXPECT_TRUE(token.willBeExpiredAfter(0));
-}
-
 TEST(Token, ChecksScopes) {
     struct Case {
         std::vector<std::string> granted;
@@ -43,7 +34,6 @@ TEST(Token, ChecksScopes) {
         {{"openid"}, "openid openid ", true},
         {{"openid"}, "openid  ", false},  // the empty scope that two spaces at the end leave
         {{"", "openid"}, "openid  ", true},
-        {{"Read"}, "read", false},
         {{"a\tb"}, "a b", false},
         {{"a\tb"}, "a\tb", true},
         {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x91", true},
@@ -59,7 +49,6 @@ TEST(Token, JoinsScopesInOrdinalOrder) {
     EXPECT_EQ(recordWith({"profile", "openid"}).token().scopes(), CString("openid profile"));
     EXPECT_EQ(recordWith({"a", "A", "a"}).token().scopes(), CString("A a"));
     EXPECT_EQ(recordWith({"openid", ""}).token().scopes(), CString(" openid"));
-    EXPECT_EQ(recordWith({}).token().scopes(), CString());
 }
 
 TEST(Token, ChecksTheClientExactly) {
@@ -122,6 +111,8 @@ TEST(Token, KeepsEveryMemberOnEveryWay) {
     EXPECT_EQ(test::store(target), whole);
     EXPECT_EQ(test::store(source), withoutScopes);
     auth::COIDCToken last;
+    EXPECT_EQ(test::store(last), (TokenRecord{"", "", {}, "", {}, ""}.bytes()));
+    EXPECT_TRUE(last.willBeExpiredAfter(0));
     last = std::move(target);
     EXPECT_EQ(test::store(last), whole);
     EXPECT_EQ(test::store(target), withoutScopes);
@@ -167,8 +158,7 @@ TEST(TokenRecord, MayHoldAnyExpiry) {
     }
 }
 
-TEST(TokenRecord, LoadsDuplicateAndMissingScopes) {
-    EXPECT_EQ(recordWith({"b", "a", "a"}).token().scopes(), CString("a b"));
+TEST(TokenRecord, MayHoldNoScopes) {
     for (const std::int32_t count : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
         auto token = test::load(bytesWith(0, count));
         EXPECT_TRUE(token.scopes().IsEmpty());
