@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <functional>
@@ -90,6 +91,14 @@ void refuseFlagValues(CLI::App& app) {
     }
 }
 
+/// As of a variable that is not set, in quotes. The parser can go on for ever over one, and no
+/// option has a use for it.
+void refuseEmptyArguments(int argc, char** argv) {
+    if (std::any_of(argv, argv + argc, [](const char* argument) { return *argument == '\0'; })) {
+        throw CLI::ArgumentMismatch("an argument is empty");
+    }
+}
+
 ExitCode run(int argc, char** argv) {
     CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
     app.formatter(std::make_shared<Formatter>());
@@ -107,6 +116,7 @@ ExitCode run(int argc, char** argv) {
     refuseFlagValues(app);
     try {
         try {
+            refuseEmptyArguments(argc, argv);
             app.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
             if (app.exit(error) != 0) {
