@@ -14,7 +14,8 @@
 namespace auth {
 
 /// Receives the answer of one sign-in: the form that the user's browser posts to the redirect URL
-/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; all get a page.
+/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; the others get
+/// their page, too.
 class COIDCAuthCodeListener final : private platform::RedirectHandler {
 public:
     /// What the provider sends with the user's browser, exactly as it stood in the form: nothing is
