@@ -59,7 +59,8 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// - At the end of the process, with exit() or the end of main(), waiting ends: requests that wait
 ///   for the provider or the user end with task_canceled, and the process waits until they have. A
 ///   program that wants their outcome waits for it before; one that destroys its helper cancels its
-///   requests and waits.
+///   requests and waits. A continuation may call exit(), but not the store, a permit, the logger or
+///   the browser's opener: the end would wait for them.
 /// - A process that was forked has none of these threads. Where its parent had asked for a token
 ///   before, it gets a user's stored token and else std::runtime_error, and has to end with
 ///   _exit(): the HTTP library would wait for its threads. Fork first, or start a program.

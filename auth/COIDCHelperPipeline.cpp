@@ -101,7 +101,7 @@ Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const 
         const auto data = std::make_shared<TokenTaskData>(
             TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
                           lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
-        const auto result = data->resultEvent->taskOf(part);
+        auto result = data->resultEvent->taskOf(part);
         getTokenTask(data, token);
         return result;
     });

@@ -33,7 +33,7 @@ public:
     /// The task of what `map` makes of the value. To be called before an outcome is given.
     template <class Map>
     auto taskOf(Map map) {
-        const auto task = m_ended.then(
+        auto task = m_ended.then(
             [map = std::move(map)](const Outcome& outcome) {
                 if (outcome.failure) {
                     std::rethrow_exception(outcome.failure);

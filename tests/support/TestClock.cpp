@@ -8,9 +8,9 @@ namespace {
 
 using Ticks = auth::COIDCToken::TimePoint::duration;
 
-std::atomic<Ticks::rep> passed{0};
-std::atomic<Ticks::rep> set{0};
-std::atomic<Ticks::rep> frozen{0};
+std::atomic<Ticks::rep> timePassed{0};
+std::atomic<Ticks::rep> timeSet{0};
+std::atomic<Ticks::rep> timeFrozen{0};
 // How far the steady clock is from the other while nobody sets that.
 const Ticks apart =
     std::chrono::duration_cast<Ticks>(std::chrono::steady_clock::now().time_since_epoch() -
@@ -25,18 +25,18 @@ Ticks::rep ticks(std::chrono::system_clock::duration time) {
 namespace auth::detail {
 
 COIDCToken::TimePoint now() {
-    if (frozen != 0) {
-        return COIDCToken::TimePoint(Ticks(frozen) + Ticks(set));
+    if (timeFrozen != 0) {
+        return COIDCToken::TimePoint(Ticks(timeFrozen) + Ticks(timeSet));
     }
-    return std::chrono::time_point_cast<Ticks>(std::chrono::system_clock::now()) + Ticks(passed) +
-           Ticks(set);
+    return std::chrono::time_point_cast<Ticks>(std::chrono::system_clock::now()) +
+           Ticks(timePassed) + Ticks(timeSet);
 }
 
 std::chrono::steady_clock::time_point steadyNow() {
-    if (frozen != 0) {
-        return std::chrono::steady_clock::time_point(Ticks(frozen) + apart);
+    if (timeFrozen != 0) {
+        return std::chrono::steady_clock::time_point(Ticks(timeFrozen) + apart);
     }
-    return std::chrono::steady_clock::now() + Ticks(passed);
+    return std::chrono::steady_clock::now() + Ticks(timePassed);
 }
 
 }  // namespace auth::detail
@@ -44,21 +44,21 @@ std::chrono::steady_clock::time_point steadyNow() {
 namespace test {
 
 TestClock::~TestClock() {
-    passed = 0;
-    set = 0;
-    frozen = 0;
+    timePassed = 0;
+    timeSet = 0;
+    timeFrozen = 0;
 }
 
 void TestClock::advance(std::chrono::system_clock::duration by) {
-    passed += ticks(by);
+    timePassed += ticks(by);
 }
 
 void TestClock::setSystemClock(std::chrono::system_clock::duration by) {
-    set += ticks(by);
+    timeSet += ticks(by);
 }
 
 void TestClock::freezeAt(std::chrono::system_clock::time_point time) {
-    frozen = ticks(time.time_since_epoch());
+    timeFrozen = ticks(time.time_since_epoch());
 }
 
 }  // namespace test
