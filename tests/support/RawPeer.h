@@ -8,7 +8,9 @@
 #include <boost/asio/write.hpp>
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <string>
 
@@ -46,10 +48,18 @@ public:
         return error == boost::asio::error::eof ? bytes : bytes + (error ? error.message() : "");
     }
 
-    /// Whether poll() tells of this event now, or within that time.
+    /// Whether poll() tells of this event now, or within that time. A signal ends no wait.
     bool has(short event, std::chrono::milliseconds limit = {}) {
-        pollfd peer{m_socket.native_handle(), event, 0};
-        return ::poll(&peer, 1, static_cast<int>(limit.count())) == 1;
+        using Clock = std::chrono::steady_clock;
+        const auto end = Clock::now() + limit;
+        for (;;) {
+            const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+            pollfd peer{m_socket.native_handle(), event, 0};
+            const int found = ::poll(&peer, 1, std::max(0, static_cast<int>(rest.count())));
+            if (found >= 0 || errno != EINTR) {
+                return found == 1;
+            }
+        }
     }
 
     std::string exchange(const std::string& bytes) {
