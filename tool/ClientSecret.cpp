@@ -2,9 +2,10 @@
 
 #include "tool/ExitCode.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <ios>
 #include <optional>
 #include <stdexcept>
 
@@ -18,9 +19,15 @@ constexpr const char* defaultVariable = "OIDCAUTH_CLIENT_SECRET";
 // option only.
 
 std::string readAll(std::istream& in, const std::string& option) {
-    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    constexpr std::size_t longest = std::size_t{64} * 1024;
+    std::string text(longest + 1, '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(in.gcount()));
     if (in.bad()) {
         throw UsageError(option + ": cannot read it");
+    }
+    if (text.size() > longest) {
+        throw UsageError(option + ": too long for a secret");
     }
     if (!text.empty() && text.back() == '\n') {
         text.pop_back();

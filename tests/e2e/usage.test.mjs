@@ -16,6 +16,7 @@ for (const { command = 'service-token', args = [], env, says } of [
     { args: ['--no\x1b[31m'], says: /unexpected: --no\n/ },
     { args: [secret], says: /unexpected/ },
     { args: ['--client-secret-file', secret], says: /--client-secret-file/ },
+    { args: ['--client-secret-file', '/dev/zero'], says: /--client-secret-file: too long/ },
     { args: ['--client-secret-env', secret], says: /--client-secret-env/ },
     { args: ['--client-secret-stdin', '--client-secret-file', 'f'], says: /at most 1/i },
     { args: ['--min-validity', '-1'], says: /--min-validity/ },
