@@ -18,6 +18,8 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <memory>
@@ -67,6 +69,21 @@ std::string failureOf(const Concurrency::task<T>& request) {
     } catch (const std::exception& failure) {
         return failure.what();
     }
+}
+
+/// Whether no other thread of this process is at work: a fork would copy the locks that it holds.
+bool othersRest() {
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(thread.path() / "stat");
+        std::string status;
+        std::getline(file, status);
+        const auto name = status.rfind(')');  // the state follows
+        const bool rests = name != std::string::npos && status.compare(name, 3, ") S") == 0;
+        if (!rests && thread.path().filename() != std::to_string(::gettid())) {
+            return false;
+        }
+    }
+    return true;
 }
 
 /// The wait status of a process that runs `body`; one that hangs is ended by a signal.
@@ -141,6 +158,7 @@ TEST_F(Process, TellsAfterAForkThatItsThreadsAreGone) {
     const TestProvider provider;
     const Requests requests(provider.configUrl());
     EXPECT_EQ(failureOf(requests.ofAService()), "");
+    EXPECT_TRUE(test::eventually(othersRest));
     const std::string ofTasks = "tokens were asked for before this process was forked";
     const std::string ofTimers = "the HTTP library was used before this process was forked";
     EXPECT_EQ(ends([&] {
