@@ -1,38 +1,108 @@
-# What an installed OIDCAuth consists of. A host application that brings its own OIDCAuthHost
-# installs that itself.
+# What an installed OIDCAuth consists of, in components: OIDCAuth (the library), OIDCAuth_Keyring,
+# OIDCAuth_Testing, OIDCAuth_Tool. A host application that brings its own OIDCAuthHost installs that itself.
 
 set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/oidcauth)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/OIDCAuth)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-set(targets OIDCAuth)
-get_target_property(host_dir OIDCAuthHost SOURCE_DIR)
-if(host_dir STREQUAL "${PROJECT_SOURCE_DIR}/host")
-    list(APPEND targets OIDCAuthHost)
-    install(TARGETS OIDCAuthKeyring LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Whoever debugs an installed library has built it as Debug; our own build tree keeps its symbols. A
+# project of which this one is a part decides for itself.
+if(PROJECT_IS_TOP_LEVEL)
+    install(CODE [[
+        if(NOT CMAKE_INSTALL_CONFIG_NAME STREQUAL "Debug")
+            set(CMAKE_INSTALL_DO_STRIP TRUE)
+        endif()]] ALL_COMPONENTS)
 endif()
-if(OIDCAUTH_BUILD_TESTING)
-    list(APPEND targets OIDCAuthTesting)
-    install(FILES
-            testing/RecordedRequest.h testing/SigningKey.h testing/TestBrowser.h
-            testing/TestProvider.h testing/TestToken.h
-            DESTINATION ${include_dir}/testing)
+# CMake leaves an archive as it is. oidcauth_strip_archive(COMPONENT FILE)
+function(oidcauth_strip_archive component file)
+    install(CODE "
+        if(CMAKE_INSTALL_DO_STRIP)
+            set(archive \"${CMAKE_INSTALL_LIBDIR}/${file}\")
+            cmake_path(ABSOLUTE_PATH archive BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+            execute_process(
+                COMMAND \"${CMAKE_STRIP}\" --strip-debug \"\$ENV{DESTDIR}\${archive}\"
+                COMMAND_ERROR_IS_FATAL ANY)
+        endif()" COMPONENT ${component})
+endfunction()
+# oidcauth_install(COMPONENT EXPORT TARGET...)
+function(oidcauth_install component export)
+    install(TARGETS ${ARGN} EXPORT ${export}
+        LIBRARY COMPONENT ${component} NAMELINK_COMPONENT ${component}
+        ARCHIVE COMPONENT ${component}
+        RUNTIME COMPONENT ${component})
+    foreach(target IN LISTS ARGN)
+        get_target_property(type ${target} TYPE)
+        if(type STREQUAL "STATIC_LIBRARY")
+            oidcauth_strip_archive(${component} "$<TARGET_FILE_NAME:${target}>")
+        endif()
+    endforeach()
+    install(EXPORT ${export} NAMESPACE OIDCAuth:: DESTINATION ${package_dir} COMPONENT ${component})
+endfunction()
+
+# ---- the library
+set(libraries OIDCAuth OIDCAuthHeaders)
+set(has_own_host ON)
+if(TARGET OIDCAuth::Host)
+    set(has_own_host OFF)
+    list(APPEND libraries OIDCAuthHost)
 endif()
-install(TARGETS ${targets} EXPORT OIDCAuthTargets)
+oidcauth_install(OIDCAuth OIDCAuthTargets ${libraries})
 install(FILES
     auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
-    DESTINATION ${include_dir}/auth)
-install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
-install(DIRECTORY host DESTINATION ${include_dir} FILES_MATCHING PATTERN "*.h"
-        PATTERN detail EXCLUDE)
+    DESTINATION ${include_dir}/auth COMPONENT OIDCAuth)
+install(FILES platform/Export.h platform/Tasks.h
+    DESTINATION ${include_dir}/platform COMPONENT OIDCAuth)
+if(NOT has_own_host)
+    install(DIRECTORY host/standalone DESTINATION ${include_dir}/host COMPONENT OIDCAuth
+        FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE)
+endif()
+install(DIRECTORY host DESTINATION ${include_dir} COMPONENT OIDCAuth
+    FILES_MATCHING PATTERN "*.h" PATTERN standalone EXCLUDE)
 
-install(EXPORT OIDCAuthTargets NAMESPACE OIDCAuth:: DESTINATION ${package_dir})
+# ---- its components
+if(TARGET OIDCAuthKeyring)
+    install(TARGETS OIDCAuthKeyring
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT OIDCAuth_Keyring)
+    file(WRITE "${PROJECT_BINARY_DIR}/OIDCAuthKeyring.cmake"
+        "# Says that the module is installed which KeyringTokenStore loads.\n")
+    install(FILES "${PROJECT_BINARY_DIR}/OIDCAuthKeyring.cmake"
+        DESTINATION ${package_dir} COMPONENT OIDCAuth_Keyring)
+endif()
+if(OIDCAUTH_BUILD_TESTING)
+    oidcauth_install(OIDCAuth_Testing OIDCAuthTestingTargets OIDCAuthTesting)
+    install(FILES
+        testing/RecordedRequest.h testing/SigningKey.h testing/TestBrowser.h
+        testing/TestProvider.h testing/TestToken.h
+        DESTINATION ${include_dir}/testing COMPONENT OIDCAuth_Testing)
+endif()
+if(OIDCAUTH_BUILD_TOOL)
+    install(TARGETS oidcauth
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT OIDCAuth_Tool)
+endif()
+
+# ---- how others find it
 configure_package_config_file(cmake/OIDCAuthConfig.cmake.in OIDCAuthConfig.cmake
     INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(OIDCAuthConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
     ${PROJECT_BINARY_DIR}/OIDCAuthConfig.cmake ${PROJECT_BINARY_DIR}/OIDCAuthConfigVersion.cmake
-    DESTINATION ${package_dir})
+    DESTINATION ${package_dir} COMPONENT OIDCAuth)
 # Relative, so that the tree can be moved.
-file(RELATIVE_PATH include_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/${include_dir}")
-configure_file(cmake/oidcauth.pc.in oidcauth.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/oidcauth.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH include_from_pc "/${pkgconfig_dir}" "/${include_dir}")
+set(static_cflags "")
+set(static_libs "")
+if(OIDCAUTH_LIBRARY_TYPE STREQUAL "STATIC")
+    set(static_cflags " -DOIDCAUTH_STATIC -DOIDCAUTH_HOST_STATIC")
+    set(static_libs "-lspdlog -lfmt -lssl -lcrypto -lz -ldl")
+endif()
+# An application's own host has names that are not known here.
+if(NOT has_own_host)
+    configure_file(cmake/oidcauth.pc.in oidcauth.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/oidcauth.pc
+        DESTINATION ${pkgconfig_dir} COMPONENT OIDCAuth)
+endif()
+if(OIDCAUTH_BUILD_TESTING)
+    configure_file(cmake/oidcauth-testing.pc.in oidcauth-testing.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/oidcauth-testing.pc
+        DESTINATION ${pkgconfig_dir} COMPONENT OIDCAuth_Testing)
+endif()

@@ -1,32 +1,37 @@
 # What every source of this project is compiled with.
 
-set(CMAKE_CXX_STANDARD 17)
+if(NOT DEFINED CMAKE_CXX_STANDARD)
+    set(CMAKE_CXX_STANDARD 17)
+endif()
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-if(PROJECT_IS_TOP_LEVEL)
-    set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
-    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
-endif()
 # Installed programs find the library beside them, wherever the tree was put.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-    set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
-endif()
-
-find_program(OIDCAUTH_CCACHE ccache)
-if(OIDCAUTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${OIDCAUTH_CCACHE}")
+# As a part of another project this one leaves to that one how and where to build.
+if(PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+    set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+    if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+        set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+    endif()
+    find_program(OIDCAUTH_CCACHE ccache)
+    if(OIDCAUTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+        set(CMAKE_CXX_COMPILER_LAUNCHER "${OIDCAUTH_CCACHE}")
+    endif()
 endif()
 
 # Warnings and instrumentation for our own code only; never part of the installed interface.
 add_library(oidcauth_options INTERFACE)
 target_compile_options(oidcauth_options INTERFACE
-    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror>)
+    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion>)
+if(OIDCAUTH_WERROR)
+    target_compile_options(oidcauth_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-Werror>)
+endif()
 # The HTTP library's macro U() does not go together with the headers of fmt and GoogleTest.
 target_compile_definitions(oidcauth_options INTERFACE _TURN_OFF_PLATFORM_STRING)
 if(CMAKE_UNITY_BUILD)
@@ -54,4 +59,14 @@ endif()
 # Links the warnings without making them part of what is installed.
 function(oidcauth_own_code target)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:oidcauth_options>)
+endfunction()
+
+# Lets a shared library give to others what exports.map beside its CMakeLists.txt says, and no more.
+function(oidcauth_exports target)
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY" AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+        set(map "${CMAKE_CURRENT_SOURCE_DIR}/exports.map")
+        target_link_options(${target} PRIVATE "LINKER:--version-script=${map}")
+        set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${map}")
+    endif()
 endfunction()

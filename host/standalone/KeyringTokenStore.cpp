@@ -7,6 +7,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -19,12 +20,15 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Lies beside this library, wherever that was put.
+/// Lies beside this library, wherever that was put, or else, with a program that this code is linked
+/// into, where the system looks for libraries.
 fs::path modulePath() {
     Dl_info library{};
     static const char here = 0;
     ::dladdr(&here, &library);
-    return fs::path(library.dli_fname).parent_path() / OIDCAUTH_KEYRING_MODULE;
+    const auto beside = fs::path(library.dli_fname).parent_path() / OIDCAUTH_KEYRING_MODULE;
+    std::error_code ignored;
+    return fs::exists(beside, ignored) ? beside : fs::path(OIDCAUTH_KEYRING_MODULE);
 }
 
 /// Never unloaded: the libraries beneath it have threads of their own.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/Export.h"
+#include "host/HttpTypes.h"
 
 #include <cpprest/uri.h>
 

@@ -1,0 +1,18 @@
+# The option OIDCAUTH_BUILD_KEYRING: on for whoever builds this project by itself where libsecret is
+# there. Whoever switches it on has to have libsecret.
+
+if(NOT DEFINED OIDCAUTH_BUILD_KEYRING OR OIDCAUTH_BUILD_KEYRING)
+    set(needed QUIET)
+    if(OIDCAUTH_BUILD_KEYRING)
+        set(needed REQUIRED)
+    endif()
+    find_package(PkgConfig ${needed})
+    if(PkgConfig_FOUND)
+        pkg_check_modules(LIBSECRET ${needed} IMPORTED_TARGET libsecret-1>=0.20)
+    endif()
+endif()
+set(default OFF)
+if(PROJECT_IS_TOP_LEVEL AND TARGET PkgConfig::LIBSECRET)
+    set(default ON)
+endif()
+option(OIDCAUTH_BUILD_KEYRING "Build the token store in the desktop's keyring (libsecret)" ${default})
