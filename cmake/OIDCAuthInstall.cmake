@@ -4,6 +4,7 @@
 set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/oidcauth)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/OIDCAuth)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME OIDCAuth)
 
 # Whoever debugs an installed library has built it as Debug; our own build tree keeps its symbols. A
 # project of which this one is a part decides for itself.
@@ -49,14 +50,13 @@ endif()
 oidcauth_install(OIDCAuth OIDCAuthTargets ${libraries})
 install(FILES
     auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
-    DESTINATION ${include_dir}/auth COMPONENT OIDCAuth)
-install(FILES platform/Export.h platform/Tasks.h
-    DESTINATION ${include_dir}/platform COMPONENT OIDCAuth)
+    DESTINATION ${include_dir}/auth)
+install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 if(NOT has_own_host)
-    install(DIRECTORY host/standalone DESTINATION ${include_dir}/host COMPONENT OIDCAuth
+    install(DIRECTORY host/standalone DESTINATION ${include_dir}/host
         FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE)
 endif()
-install(DIRECTORY host DESTINATION ${include_dir} COMPONENT OIDCAuth
+install(DIRECTORY host DESTINATION ${include_dir}
     FILES_MATCHING PATTERN "*.h" PATTERN standalone EXCLUDE)
 
 # ---- its components
@@ -86,7 +86,7 @@ configure_package_config_file(cmake/OIDCAuthConfig.cmake.in OIDCAuthConfig.cmake
 write_basic_package_version_file(OIDCAuthConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
     ${PROJECT_BINARY_DIR}/OIDCAuthConfig.cmake ${PROJECT_BINARY_DIR}/OIDCAuthConfigVersion.cmake
-    DESTINATION ${package_dir} COMPONENT OIDCAuth)
+    DESTINATION ${package_dir})
 # Relative, so that the tree can be moved.
 file(RELATIVE_PATH include_from_pc "/${pkgconfig_dir}" "/${include_dir}")
 set(static_cflags "")
@@ -98,8 +98,7 @@ endif()
 # An application's own host has names that are not known here.
 if(NOT has_own_host)
     configure_file(cmake/oidcauth.pc.in oidcauth.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/oidcauth.pc
-        DESTINATION ${pkgconfig_dir} COMPONENT OIDCAuth)
+    install(FILES ${PROJECT_BINARY_DIR}/oidcauth.pc DESTINATION ${pkgconfig_dir})
 endif()
 if(OIDCAUTH_BUILD_TESTING)
     configure_file(cmake/oidcauth-testing.pc.in oidcauth-testing.pc @ONLY)

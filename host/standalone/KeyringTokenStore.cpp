@@ -20,8 +20,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Lies beside this library, wherever that was put, or else, with a program that this code is linked
-/// into, where the system looks for libraries.
+/// Lies beside this library, wherever that was put, or else, with a program that this code is
+/// linked into, where the system looks for libraries.
 fs::path modulePath() {
     Dl_info library{};
     static const char here = 0;
