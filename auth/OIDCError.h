@@ -28,30 +28,31 @@ namespace auth {
 ///         throw;                            // a wrong answer is `Kind::wrongAnswer`
 ///     }
 ///
-/// | what failed | kind | type of the exception | can a retry help |
-/// | --- | --- | --- | --- |
-/// | the provider gave another status than 200, or posted an error | providerRefused | OIDCError |
-/// with a status of 429 or from 500, or the error `temporarily_unavailable` or `server_error` | |
-/// the user, or the provider for them, declined: the error `access_denied` | userDeclined |
-/// OIDCError | no | | configuration, keys, an answer or what came to the redirect URL is not what
-/// it should be | wrongAnswer | OIDCError | no | | the same, noticed by the HTTP, JSON or JWT
-/// library; also a text or URL given that is none | wrongAnswer | web::http::http_exception without
-/// error code, web::json::json_exception, web::uri_exception, std::logic_error, std::range_error,
-/// std::overflow_error, std::bad_cast, std::runtime_error ("Invalid input...", "invalid json") | no
-/// | | an ID or access token is not of this provider, for this client, now | tokenRefused |
-/// OIDCError | no, though a key may have been replaced just now | | its signature or its times are
-/// wrong | tokenRefused | std::system_error of a category of the JWT library | no | | the provider
-/// was not reached, or not in time; TLS failed | notReached | web::http::http_exception with an
-/// error code | yes | | nobody signed in in time, or no browser opened | nobodySignedIn | OIDCError
-/// | no: ask the user | | only a user can help, and may not be asked | signInNeeded |
-/// RequiresUserAuthException; nests why the refresh failed | where the refresh failed by what a
-/// retry can help with | | none of the redirect URLs can be listened on | cannotListen | OIDCError
-/// | no: give others | | there is no store, or it could not be written | store | OIDCError, or what
-/// the store threw, if it is an IStoreFailure | no | | the request was cancelled, or the process
-/// ends | cancelled | Concurrency::task_canceled | no | | no permit was given | other | OIDCError |
-/// no | | no threads, files or memory; this process was forked; a store, permit, logger, proxy
-/// setting or opener threw anything else | other | std::system_error, http_exception,
-/// std::bad_alloc, std::runtime_error; theirs | no |
+/// By kind, what comes as which type, and whether a retry can help:
+///
+///     providerRefused   OIDCError; with a status of 429 or from 500, and the errors
+///                       temporarily_unavailable and server_error: yes
+///     userDeclined      OIDCError; no
+///     wrongAnswer       OIDCError; what the HTTP library understood and refuses, an http_exception
+///                       without error code; json_exception; uri_exception; of the JWT library and
+///                       of text that is no UTF-8: std::logic_error, std::range_error,
+///                       std::overflow_error, std::bad_cast, std::runtime_error "Invalid input..."
+///                       and "invalid json". A text or URL of the caller that is none comes as one
+///                       of these, too; no
+///     tokenRefused      OIDCError; for signature and times std::system_error of a category of the
+///                       JWT library; no, though a key may have been replaced just now
+///     notReached        http_exception with an error code; yes
+///     nobodySignedIn    OIDCError; no, but the user may be asked again
+///     signInNeeded      RequiresUserAuthException, which nests the failure of a refresh; as for
+///                       that one, else no
+///     cannotListen      OIDCError; no
+///     store             OIDCError without a store; of a store's own exceptions those that are
+///                       an IStoreFailure, such as standalone::TokenStoreError; no
+///     cancelled         Concurrency::task_canceled; no
+///     other             OIDCError without a permit; std::system_error, std::bad_alloc and
+///                       http_exception for want of threads, memory or files; std::runtime_error
+///                       in a forked process; what store, permit, logger, proxy settings and the
+///                       browser's opener throw; no
 ///
 /// The provider's words are those of whoever sent the answer, and may repeat what was sent to it, a
 /// secret too. They are here only: what() and the log do not have them. They are free of characters
@@ -62,16 +63,16 @@ namespace auth {
 class OIDCAUTH_API OIDCError : public std::runtime_error {
 public:
     enum class Kind {
-        providerRefused,
-        userDeclined,
-        wrongAnswer,
-        tokenRefused,
-        notReached,
-        nobodySignedIn,
-        signInNeeded,
-        cannotListen,
-        store,
-        cancelled,
+        providerRefused,  ///< by another status than 200, or an error that it posted
+        userDeclined,     ///< or the provider for them: it posted `access_denied`
+        wrongAnswer,      ///< configuration, keys, an answer or form is not what it should be
+        tokenRefused,     ///< an ID or access token is not its provider's, for this client, now
+        notReached,       ///< the provider; or not in time, or not by TLS
+        nobodySignedIn,   ///< in time; or no browser opened
+        signInNeeded,     ///< and the user may not be asked
+        cannotListen,     ///< on any redirect URL
+        store,            ///< there is none, or it could not be written
+        cancelled,        ///< or the process ends
         other,
     };
 

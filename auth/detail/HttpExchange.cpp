@@ -211,8 +211,9 @@ void Exchange::deliver(const Concurrency::task<http_response>& finished, bool ma
     try {
         const http_response response = finished.get();
         if (const auto refused = refusal()) {
-            const auto words = wordsOfAnswer(response._get_impl()->_extract_vector());
-            abandon(std::make_exception_ptr(withWords(*refused, words)));
+            const auto body = response._get_impl()->_extract_vector();
+            checkSize(body.size(), largestRefusal);  // more may have come together with the head
+            abandon(std::make_exception_ptr(withWords(*refused, wordsOfAnswer(body))));
         } else {
             m_outcome.set(response);
         }
@@ -287,8 +288,8 @@ bool HttpExchange::serves(const Client& known, const HttpRequest& request) {
 
 HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     if (target.port() > std::numeric_limits<std::uint16_t>::max()) {
-        throw Error(Kind::wrongAnswer,
-                    "port is not within 1 and 65535");  // it would be cut to another one
+        // It would be cut to another one.
+        throw Error(Kind::wrongAnswer, "port is not within 1 and 65535");
     }
     auto config = get_http_proxy_config(target);
     config.set_max_redirects(0);
