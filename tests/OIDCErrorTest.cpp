@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -80,6 +81,7 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         bool canRetry = false;
         std::function<void()> fault = [] {};
     };
+    std::optional<test::HttpTimeout> limit;
     const auto fault = [&](const auto& act) { return [this, act] { act(provider); }; };
     const std::vector<Row> rows = {
         {401, R"({"error": "invalid_client"})", "invalid_client", ""},
@@ -127,6 +129,11 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
              p.closeConnection(Endpoint::Token, CloseAt::AfterHead, CloseBy::Reset);
          })},
         {503, said("d"), "", "", true, fault([](auto& p) { p.slowBody(Endpoint::Token, 1s); })},
+        {503, said("d"), "", "", true,
+         [&, this] {
+             limit.emplace(1s);
+             provider.slowBody(Endpoint::Token, 1s);
+         }},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.body.substr(0, 60));
