@@ -23,7 +23,7 @@ COIDCAuthClientCredentials::COIDCAuthClientCredentials(const CString& configUrl,
 void COIDCAuthClientCredentials::loadConfiguration(const web::json::value& configuration) {
     m_issuer = detail::textMember(configuration, _XPLATSTR("issuer"));
     if (!detail::listsValue(configuration, _XPLATSTR("grant_types_supported"), m_grantType)) {
-        detail::fail(m_logger, "requested grant type is not supported",
+        detail::fail(m_logger, {detail::Kind::wrongAnswer, "requested grant type is not supported"},
                      L"Requested grant type is not supported.");
     }
     m_authorizationEndpoint =

@@ -1,8 +1,8 @@
 #include "auth/COIDCAuthCodeListener.h"
 
 #include "auth/detail/Clock.h"
-#include "auth/detail/Error.h"
 #include "auth/detail/FirstOutcome.h"
+#include "auth/detail/ProviderWords.h"
 #include "auth/detail/Text.h"
 #include "auth/detail/Waiting.h"
 #include "platform/TaskScheduler.h"
@@ -18,10 +18,12 @@
 #include <cstddef>
 #include <exception>
 #include <map>
+#include <stdexcept>
 #include <utility>
 
 namespace auth {
 
+using detail::Kind;
 using platform::RedirectAnswer;
 using web::http::status_codes;
 
@@ -74,13 +76,34 @@ utility::string_t textOf(const platform::RedirectRequest& request) {
     return message._get_impl()->extract_string();
 }
 
+std::exception_ptr wrongRequest(const std::string& text) {
+    return std::make_exception_ptr(OIDCError(Kind::wrongAnswer, text));
+}
+
+using Fields = std::map<utility::string_t, utility::string_t>;
+
+COIDCAuthCodeListener::RefusedForm refusedForm(const Fields& fields, const char* text) {
+    const detail::ProviderWords words = detail::wordsOfForm(fields);
+    const Kind kind = words.error == "access_denied" ? Kind::userDeclined
+                      : words.error.empty()          ? Kind::wrongAnswer
+                                                     : Kind::providerRefused;
+    const auto state = fields.find(_XPLATSTR("state"));
+    return {detail::withWords({kind, text}, words),
+            state == fields.end() ? utility::string_t() : state->second};
+}
+
 }  // namespace
 
-COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl)
+COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl) try
     : m_path(pathOf(utility::conversions::to_utf8string(detail::toHttpText(redirectUrl)))
                  .value_or("")),
       m_received(std::make_unique<detail::FirstOutcome<OIDCAuthCode>>()),
-      m_server(detail::toHttpText(redirectUrl), *this) {}
+      m_server(detail::toHttpText(redirectUrl), *this) {
+} catch (const std::range_error&) {  // the URL is no text
+    throw;
+} catch (const std::runtime_error& error) {
+    throw OIDCError(Kind::cannotListen, error.what());
+}
 
 COIDCAuthCodeListener::~COIDCAuthCodeListener() = default;
 
@@ -88,10 +111,11 @@ std::optional<RedirectAnswer> COIDCAuthCodeListener::judgeHead(const std::string
                                                                const std::string& target) {
     if (method != "POST") {
         return reject(status_codes::BadRequest, _XPLATSTR("Invalid request."),
-                      "unexpexted listener request type");
+                      wrongRequest("unexpexted listener request type"));
     }
     if (pathOf(target) != m_path) {
-        return reject(status_codes::NotFound, _XPLATSTR("Not found."), "unexpexted listener uri");
+        return reject(status_codes::NotFound, _XPLATSTR("Not found."),
+                      wrongRequest("unexpexted listener uri"));
     }
     return std::nullopt;
 }
@@ -101,12 +125,18 @@ RedirectAnswer COIDCAuthCodeListener::handleListenerRequest(
     try {
         return {status_codes::OK, htmlType, closingPage,
                 [this, value = parseAuthCodeResponse(textOf(request))] { m_received->set(value); }};
+    } catch (const RefusedForm& refused) {
+        return rejectBody(std::make_exception_ptr(refused));
     } catch (const std::exception& error) {
         return answerLostBody(error.what());
     }
 }
 
 RedirectAnswer COIDCAuthCodeListener::answerLostBody(const std::string& reason) {
+    return rejectBody(wrongRequest(reason));
+}
+
+RedirectAnswer COIDCAuthCodeListener::rejectBody(const std::exception_ptr& reason) const {
     return reject(status_codes::BadRequest,
                   _XPLATSTR("Invalid reqeust. Unable to extract auth code."), reason);
 }
@@ -118,20 +148,18 @@ RedirectAnswer COIDCAuthCodeListener::answerNoRequest() {
 }
 
 RedirectAnswer COIDCAuthCodeListener::reject(unsigned status, const utility::char_t* message,
-                                             const std::string& reason) const {
+                                             const std::exception_ptr& reason) const {
     return {status, htmlType, utility::conversions::to_utf8string(makeMessagePage(message)),
-            [this, failure = std::make_exception_ptr(detail::Error(reason))] {
-                m_received->fail(failure);
-            }};
+            [this, reason] { m_received->fail(reason); }};
 }
 
 COIDCAuthCodeListener::OIDCAuthCode COIDCAuthCodeListener::parseAuthCodeResponse(
     const utility::string_t& body) {
-    const std::map<utility::string_t, utility::string_t> fields = web::uri::split_query(body);
+    const Fields fields = web::uri::split_query(body);
     const auto field = [&fields](const utility::char_t* name, const char* missing) {
         const auto found = fields.find(name);
         if (found == fields.end()) {
-            throw detail::Error(missing);
+            throw refusedForm(fields, missing);
         }
         return found->second;
     };
@@ -155,14 +183,16 @@ Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::ge
             outcome->fail(std::make_exception_ptr(Concurrency::task_canceled()));
         }
         if (detail::steadyNow() - start >= limit) {
-            outcome->fail(std::make_exception_ptr(
-                detail::Error("unable to get auth code within specified timeframe")));
+            outcome->fail(std::make_exception_ptr(OIDCError(
+                Kind::nobodySignedIn, "unable to get auth code within specified timeframe")));
         }
         if (received.is_done()) {
             try {
                 outcome->set(received.get());
-            } catch (const std::exception& error) {
-                outcome->fail(std::make_exception_ptr(detail::Error(error.what())));
+            } catch (const OIDCError&) {
+                outcome->fail(std::current_exception());
+            } catch (const std::exception& error) {  // the listener is gone
+                outcome->fail(std::make_exception_ptr(OIDCError(Kind::other, error.what())));
             }
         }
     };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "auth/detail/Error.h"
 #include "auth/detail/FirstOutcome.h"
 #include "host/CString.h"
 #include "platform/RedirectServer.h"
@@ -7,9 +8,11 @@
 
 #include <cpprest/details/basic_types.h>
 
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace auth {
 
@@ -24,6 +27,13 @@ public:
         utility::string_t code;
         utility::string_t idToken;
         utility::string_t state;
+    };
+
+    /// A form in which a field is missing, with what the provider says in place of it.
+    struct RefusedForm : OIDCError {
+        RefusedForm(const OIDCError& error, utility::string_t postedState)
+            : OIDCError(error), state(std::move(postedState)) {}
+        utility::string_t state;  ///< as in OIDCAuthCode
     };
 
     /// Listens from now on. Throws std::exception where that cannot be: the URL is not one to
@@ -43,7 +53,7 @@ public:
     Concurrency::task<OIDCAuthCode> getAuthCodeAsync(
         unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const;
 
-    /// Throws std::exception for a field that is missing. Of a field that comes twice the last one
+    /// Throws RefusedForm for a field that is missing. Of a field that comes twice the last one
     /// counts.
     static OIDCAuthCode parseAuthCodeResponse(const utility::string_t& body);
     /// An HTML page with this text, which is not escaped.
@@ -60,7 +70,8 @@ private:
 
     platform::RedirectAnswer handleListenerRequest(const platform::RedirectRequest& request);
     platform::RedirectAnswer reject(unsigned status, const utility::char_t* message,
-                                    const std::string& reason) const;
+                                    const std::exception_ptr& reason) const;
+    platform::RedirectAnswer rejectBody(const std::exception_ptr& reason) const;
 
     const std::string m_path;
     const std::unique_ptr<detail::FirstOutcome<OIDCAuthCode>> m_received;

@@ -22,6 +22,7 @@ namespace auth {
 
 using detail::DecodedJwt;
 using detail::ELogLevel;
+using detail::Kind;
 using web::http::http_response;
 
 namespace {
@@ -38,31 +39,31 @@ bool isAcceptable(const web::json::value& jwk) {
             (jwk.has_string_field(_XPLATSTR("e")) && jwk.has_string_field(_XPLATSTR("n"))));
 }
 
-class RefreshRefused : public detail::Error {
-public:
-    using Error::Error;
-};
-
-detail::HttpExchange::CheckHead refuseRefresh(const detail::LoggerPtr& logger) {
-    return [logger](const http_response& response) {
-        if (response.status_code() != web::http::status_codes::OK) {
-            detail::log(logger, ELogLevel::Error,
-                        L"Unable to refresh token, unexpected response (%d) received.",
-                        response.status_code());
-            throw RefreshRefused("unable to receive access token by refresh token");
-        }
-    };
-}
-
 /// A pointer is how a refusal is told. Made last, where nothing can come between it and who waits
 /// for the task.
 COIDCToken asRefresh(const Concurrency::task<COIDCToken>& refreshed) {
     try {
         return refreshed.get();
-    } catch (const RefreshRefused& refusal) {
-        std::exception* const owned = new detail::Error(refusal);
+    } catch (const OIDCError& failure) {
+        if (failure.kind() != OIDCError::Kind::providerRefused) {
+            throw;
+        }
+        auto* const owned = new OIDCError(failure);
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
         throw owned;
+    }
+}
+
+/// Any page can post to the listener: the provider's words are those that come with this state.
+COIDCAuthCodeListener::OIDCAuthCode receiveAuthCode(const COIDCAuthCodeListener& listener,
+                                                    unsigned timeoutSeconds,
+                                                    const Concurrency::cancellation_token& token,
+                                                    const utility::string_t& state) {
+    try {
+        return listener.getAuthCodeAsync(timeoutSeconds, token).get();
+    } catch (const COIDCAuthCodeListener::RefusedForm& refused) {
+        throw refused.state == state ? OIDCError(refused)
+                                     : OIDCError(Kind::wrongAnswer, refused.what());
     }
 }
 
@@ -100,20 +101,21 @@ void COIDCAuthHybrid::loadConfiguration(const web::json::value& configuration) {
         return detail::listsValue(configuration, member, value);
     };
     if (!lists(_XPLATSTR("response_types_supported"), m_settings.responseType)) {
-        detail::fail(m_logger, "requested response type is not supported",
+        detail::fail(m_logger, {Kind::wrongAnswer, "requested response type is not supported"},
                      L"Requested response type is not supported.");
     }
     if (!lists(_XPLATSTR("grant_types_supported"), m_settings.grantType) ||
         !lists(_XPLATSTR("grant_types_supported"), m_settings.refreshGrantType)) {
-        detail::fail(m_logger, "requested grant types are not supported",
+        detail::fail(m_logger, {Kind::wrongAnswer, "requested grant types are not supported"},
                      L"Requested grant type is not supported.");
     }
     if (!lists(_XPLATSTR("response_modes_supported"), m_settings.responseMode)) {
-        detail::fail(m_logger, "requested response mode is not supported",
+        detail::fail(m_logger, {Kind::wrongAnswer, "requested response mode is not supported"},
                      L"Requested response mode is not supported.");
     }
     if (!lists(_XPLATSTR("id_token_signing_alg_values_supported"), m_settings.signingAlgorithm)) {
-        detail::fail(m_logger, "requested token signature type is not supported",
+        detail::fail(m_logger,
+                     {Kind::wrongAnswer, "requested token signature type is not supported"},
                      L"Requested signature type is not supported.");
     }
 }
@@ -135,7 +137,7 @@ void COIDCAuthHybrid::loadSigningKeys(web::json::value jwks) {
     std::copy_if(std::make_move_iterator(keys.begin()), std::make_move_iterator(keys.end()),
                  std::back_inserter(m_signingKeys), isAcceptable);
     if (m_signingKeys.empty()) {
-        detail::fail(m_logger, "unable to get proper keys from jwks endpoint",
+        detail::fail(m_logger, {Kind::wrongAnswer, "unable to get proper keys from jwks endpoint"},
                      L"No acceptable jwks signature found.");
     }
 }
@@ -161,21 +163,26 @@ COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
     detail::log(m_logger, ELogLevel::Flow, L"Requesting auth code...");
     if (!requestAuthCode(request.clientId, request.scope, opened.redirectUrl, nonce, state,
                          codeVerifier)) {
-        detail::fail(m_logger, "unable to request authentication through the browser",
+        detail::fail(m_logger,
+                     {Kind::nobodySignedIn, "unable to request authentication through the browser"},
                      L"Unable to request auth code through the browser.");
     }
     const auto received =
-        opened.listener->getAuthCodeAsync(request.timeoutSeconds, request.token).get();
+        receiveAuthCode(*opened.listener, request.timeoutSeconds, request.token, state);
     if (received.state != state) {
-        detail::fail(m_logger, "request state does not match",
+        detail::fail(m_logger, {Kind::wrongAnswer, "request state does not match"},
                      L"Unable to receive auto code or state does not match.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Auth code requested successfully.");
 
     detail::log(m_logger, ELogLevel::Flow, L"Validating auth code...");
     const DecodedJwt idToken = detail::decodeJwt(detail::fromHttpText(received.idToken));
-    if (!validateJwt(idToken) || !validateIdTokenClaims(idToken, request.clientId, nonce)) {
-        detail::fail(m_logger, "auth code response validation failed", L"Invalid auth code.");
+    std::string missed;
+    if (!validateJwt(idToken, &missed) ||
+        !validateIdTokenClaims(idToken, request.clientId, nonce, &missed)) {
+        detail::fail(m_logger,
+                     detail::refusal("auth code response validation failed", idToken, missed),
+                     L"Invalid auth code.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Auth code validated successfully.");
     return requestTokenByAuthCodeAsync(request.clientId, request.scope, opened.redirectUrl,
@@ -200,7 +207,7 @@ COIDCAuthHybrid::OpenListener COIDCAuthHybrid::openListener(
             }
         }
     }
-    throw detail::Error("cannot construct listener");
+    throw OIDCError(Kind::cannotListen, "cannot construct listener");
 }
 
 bool COIDCAuthHybrid::requestAuthCode(const CString& clientId, const CString& scope,
@@ -253,8 +260,11 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::refreshTokenAsync(
             .add(_XPLATSTR("refresh_token"), refreshToken)
             .add(_XPLATSTR("client_id"), clientId);
         detail::log(m_logger, ELogLevel::Flow, L"Refreshing token...");
-        return requestToken(form, clientId, scope, refuseRefresh(m_logger),
-                            L"Token refreshed successfully.", token)
+        return requestToken(
+                   form, clientId, scope,
+                   detail::expectOk(m_logger, "unable to receive access token by refresh token",
+                                    L"Unable to refresh token, unexpected response (%d) received."),
+                   L"Token refreshed successfully.", token)
             .then(asRefresh);
     });
 }
@@ -285,13 +295,18 @@ COIDCToken COIDCAuthHybrid::extractToken(const web::json::value& answer, const C
     const int expiresIn = detail::expiresIn(answer);
 
     const DecodedJwt decodedIdToken = detail::decodeJwt(idToken);
-    if (!validateJwt(decodedIdToken) || !validateIdTokenClaims(decodedIdToken, clientId, {})) {
-        detail::fail(m_logger, "id token validation failed", L"Unable to validate id token.");
+    std::string missed;
+    if (!validateJwt(decodedIdToken, &missed) ||
+        !validateIdTokenClaims(decodedIdToken, clientId, {}, &missed)) {
+        detail::fail(m_logger,
+                     detail::refusal("id token validation failed", decodedIdToken, missed),
+                     L"Unable to validate id token.");
     }
     const DecodedJwt decodedAccessToken = detail::decodeJwt(accessToken);
-    if (!validateJwt(decodedAccessToken) ||
-        !validateAccessTokenClaims(decodedAccessToken, clientId)) {
-        detail::fail(m_logger, "access token validation failed",
+    if (!validateJwt(decodedAccessToken, &missed) ||
+        !validateAccessTokenClaims(decodedAccessToken, clientId, &missed)) {
+        detail::fail(m_logger,
+                     detail::refusal("access token validation failed", decodedAccessToken, missed),
                      L"Unable to validate access token.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Access token extracted successfully.");

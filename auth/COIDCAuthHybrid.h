@@ -17,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace auth {
@@ -63,8 +64,7 @@ public:
         const utility::string_t& codeVerifier, const utility::string_t& code,
         const Concurrency::cancellation_token& token);
 
-    /// An answer other than 200 ends the task with a `std::exception*` that whoever catches it
-    /// owns.
+    /// An answer other than 200 ends the task with an `OIDCError*` that whoever catches it owns.
     Concurrency::task<COIDCToken> refreshTokenAsync(const CString& clientId, const CString& scope,
                                                     const CString& refreshToken,
                                                     const Concurrency::cancellation_token& token);
@@ -74,15 +74,18 @@ public:
                             const CString& scope) const;
 
     // The checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). They
-    // log a refusal and return false; exceptions of the JWT library pass through.
+    // log a refusal, name in `missed` the claim or member of the header that it is about, and
+    // return false; exceptions of the JWT library pass through.
 
     /// Algorithm, key, signature, and the times of issue, beginning and expiry.
-    bool validateJwt(const detail::DecodedJwt& token) const;
+    bool validateJwt(const detail::DecodedJwt& token, std::string* missed = nullptr) const;
 
     /// With an empty `expectedNonce`, and for a token without one, the nonce is not compared.
     bool validateIdTokenClaims(const detail::DecodedJwt& token, const CString& clientId,
-                               const utility::string_t& expectedNonce) const;
-    bool validateAccessTokenClaims(const detail::DecodedJwt& token, const CString& clientId) const;
+                               const utility::string_t& expectedNonce,
+                               std::string* missed = nullptr) const;
+    bool validateAccessTokenClaims(const detail::DecodedJwt& token, const CString& clientId,
+                                   std::string* missed = nullptr) const;
 
 private:
     using SigningKeys = std::vector<web::json::value>;
@@ -104,7 +107,7 @@ private:
     void loadSigningKeys(web::json::value jwks);
     SigningKeys::const_iterator findSigningKey(const detail::DecodedJwt& token) const;
     const jwt::algorithm::rs256* publicKey(SigningKeys::const_iterator key) const;
-    bool refuse(const wchar_t* line) const;
+    bool refuse(std::string* missed, const char* claim, const wchar_t* line) const;
     bool hasIssuer(const detail::DecodedJwt& token) const;
     COIDCToken runHybridFlow(const HybridFlowRequest& request);
     OpenListener openListener(const std::vector<CString>& redirectUrls,

@@ -28,7 +28,7 @@ bool isCurrent(const DecodedJwt& token) {
 
 }  // namespace
 
-bool COIDCAuthHybrid::validateJwt(const DecodedJwt& token) const {
+bool COIDCAuthHybrid::validateJwt(const DecodedJwt& token, std::string* missed) const {
     detail::log(m_logger, ELogLevel::Flow, L"Validating JWT...");
     std::chrono::seconds issueSkew{0};
     const jwt::date now = detail::now();
@@ -36,15 +36,16 @@ bool COIDCAuthHybrid::validateJwt(const DecodedJwt& token) const {
         detail::log(m_logger, ELogLevel::Warning, L"Received 'issue time' is in future.");
         issueSkew = std::chrono::ceil<std::chrono::seconds>(token.get_issued_at() - now);
         if (issueSkew >= refusedIssueSkew) {
-            return refuse(L"Received 'issue time' is not within the specified bounds in future.");
+            return refuse(missed, "iat",
+                          L"Received 'issue time' is not within the specified bounds in future.");
         }
     }
     if (token.get_algorithm() != "RS256") {
-        return refuse(L"Algorithm is invalid/not supported.");
+        return refuse(missed, "alg", L"Algorithm is invalid/not supported.");
     }
     const auto key = findSigningKey(token);
     if (key == m_signingKeys.end()) {
-        return refuse(L"Unable to recognize key id.");
+        return refuse(missed, "kid", L"Unable to recognize key id.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Checking signature...");
     const jwt::algorithm::rs256* const algorithm = publicKey(key);
@@ -78,7 +79,10 @@ const jwt::algorithm::rs256* COIDCAuthHybrid::publicKey(SigningKeys::const_itera
     return text ? &m_publicKeys.emplace(position, *text).first->second : nullptr;
 }
 
-bool COIDCAuthHybrid::refuse(const wchar_t* line) const {
+bool COIDCAuthHybrid::refuse(std::string* missed, const char* claim, const wchar_t* line) const {
+    if (missed != nullptr) {
+        *missed = claim;
+    }
     detail::log(m_logger, ELogLevel::Error, line);
     return false;
 }
@@ -92,42 +96,44 @@ bool COIDCAuthHybrid::hasIssuer(const DecodedJwt& token) const {
 }
 
 bool COIDCAuthHybrid::validateIdTokenClaims(const DecodedJwt& token, const CString& clientId,
-                                            const utility::string_t& expectedNonce) const {
+                                            const utility::string_t& expectedNonce,
+                                            std::string* missed) const {
     detail::log(m_logger, ELogLevel::Flow, L"Validating id token claims...");
     if (!hasIssuer(token)) {
-        return refuse(L"Unable to find issuer claim in id token.");
+        return refuse(missed, "iss", L"Unable to find issuer claim in id token.");
     }
     if (!token.has_audience()) {
-        return refuse(L"Unable to find audience claim in id token.");
+        return refuse(missed, "aud", L"Unable to find audience claim in id token.");
     }
     if (token.get_audience().count(clientId.toUtf8()) == 0) {
-        return refuse(L"Unable to find client id in audience in id token.");
+        return refuse(missed, "aud", L"Unable to find client id in audience in id token.");
     }
     if (!isCurrent(token)) {
         return refuse(
+            missed, "exp",
             L"Unable to find expiration timestamp, or token is already expired in id token.");
     }
     if (!expectedNonce.empty() && token.has_payload_claim("nonce") &&
         token.get_payload_claim("nonce").as_string() !=
             utility::conversions::to_utf8string(expectedNonce)) {
-        return refuse(L"Unable to find nonce in id token.");
+        return refuse(missed, "nonce", L"Unable to find nonce in id token.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Id token claims validated successfully.");
     return true;
 }
 
-bool COIDCAuthHybrid::validateAccessTokenClaims(const DecodedJwt& token,
-                                                const CString& clientId) const {
+bool COIDCAuthHybrid::validateAccessTokenClaims(const DecodedJwt& token, const CString& clientId,
+                                                std::string* missed) const {
     detail::log(m_logger, ELogLevel::Flow, L"Validating access token claims...");
     if (!hasIssuer(token)) {
-        return refuse(L"Access token issuer is missing or incorrect.");
+        return refuse(missed, "iss", L"Access token issuer is missing or incorrect.");
     }
     if (!token.has_payload_claim("client_id") ||
         token.get_payload_claim("client_id").as_string() != clientId.toUtf8()) {
-        return refuse(L"Access token client id is missing or incorrect.");
+        return refuse(missed, "client_id", L"Access token client id is missing or incorrect.");
     }
     if (!isCurrent(token)) {
-        return refuse(L"Token has no expiration time or is already expired.");
+        return refuse(missed, "exp", L"Token has no expiration time or is already expired.");
     }
     detail::log(m_logger, ELogLevel::Flow, L"Access token claims validated successfully.");
     return true;

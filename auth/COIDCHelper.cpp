@@ -37,7 +37,7 @@ COIDCHelper::COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
       m_logger(logger),
       m_permit(std::move(permit)) {
     if (!m_tokenStore) {
-        detail::fail(m_logger, "token store should be specified",
+        detail::fail(m_logger, {detail::Kind::store, "token store should be specified"},
                      L"Unable to create authenticator helper. Token store not specified.");
     }
 }

@@ -23,7 +23,8 @@ namespace detail {
 class Turns;
 }
 
-/// Only the user could provide a token by signing in, and the caller did not allow to ask.
+/// Only the user could provide a token by signing in, and the caller did not allow to ask. Where a
+/// refresh failed before, that is nested (std::rethrow_if_nested, OIDCError::of).
 class OIDCAUTH_API RequiresUserAuthException : public std::exception {
 public:
     explicit RequiresUserAuthException(std::string text);
@@ -41,11 +42,11 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///
 /// Operations may be called from any thread. Those named ...Async return a task at once and never
 /// throw, the others block until that task has ended. The helper must outlive every task that it
-/// returned. A failure is an exception in the task: std::exception with a short text for what the
+/// returned. A failure is an exception in the task, with a short text: OIDCError for what the
 /// provider refused or answered wrongly, the exceptions of the HTTP, JSON and JWT libraries as they
 /// are, std::range_error for a text that is not Unicode, what the token store threw when it was
 /// written, std::system_error where the system gives no thread, and task_canceled after
-/// cancellation. Nobody need read a task's outcome.
+/// cancellation. OIDCError::of() sorts them all. Nobody need read a task's outcome.
 ///
 /// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
 /// Scopes are one text, separated by spaces. `minValidity` is in minutes: a stored token serves
@@ -68,7 +69,7 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///   be changed while requests are under way.
 class OIDCAUTH_API COIDCHelper {
 public:
-    /// Throws std::exception when the store is empty. The permit may be shared with other helpers;
+    /// Throws OIDCError when the store is empty. The permit may be shared with other helpers;
     /// the logger may be empty.
     COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                 std::shared_ptr<IExclusivePermit> permit,

@@ -36,11 +36,11 @@ CString firstOf(const std::vector<CString>& urls) {
 
 std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& permit) {
     if (!permit) {
-        throw detail::Error("exclusive permit should be specified");
+        throw detail::Error(detail::Kind::other, "exclusive permit should be specified");
     }
     auto lock = permit->createLock();
     if (!lock) {
-        throw detail::Error("exclusive permit gives no lock");
+        throw detail::Error(detail::Kind::other, "exclusive permit gives no lock");
     }
     return lock;
 }
@@ -66,20 +66,35 @@ Concurrency::task<Holder> constructAsync(const CString& configUrl, const detail:
         platform::blocking(token));
 }
 
-/// To be called while an exception is handled.
-void logFailedRefresh(const detail::LoggerPtr& logger) {
+/// To be called while an exception is handled. Gives what failed, if that is known.
+std::exception_ptr logFailedRefresh(const detail::LoggerPtr& logger) {
     try {
         throw;
     } catch (const std::exception& error) {
         detail::log(logger, ELogLevel::Warning, L"Failed to refresh token. Reason: %s.",
                     error.what());
+        return std::current_exception();
         // A refusal comes as a pointer.
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
-    } catch (const std::exception* refusal) {
-        const std::unique_ptr<const std::exception> owned(refusal);
+    } catch (const OIDCError* refusal) {
+        const std::unique_ptr<const OIDCError> owned(refusal);
         detail::log(logger, ELogLevel::Warning, L"Failed to refresh token.");
+        return std::make_exception_ptr(*owned);
     } catch (...) {
         detail::log(logger, ELogLevel::Warning, L"Failed to refresh token.");
+        return nullptr;
+    }
+}
+
+/// The failed refresh, if there was one, is nested: where it was the network, the user cannot help.
+[[noreturn]] void requireUser(const char* text, const std::exception_ptr& failedRefresh) {
+    if (!failedRefresh) {
+        throw RequiresUserAuthException(text);
+    }
+    try {
+        std::rethrow_exception(failedRefresh);
+    } catch (...) {
+        std::throw_with_nested(RequiresUserAuthException(text));
     }
 }
 
@@ -246,7 +261,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
     if (assessed.isExpired) {
         detail::log(m_logger, ELogLevel::Warning,
                     L"Stored token is expired and auth was not requested.");
-        throw RequiresUserAuthException("unable to refresh token");
+        requireUser("unable to refresh token", data->failedRefresh);
     }
     detail::log(m_logger, ELogLevel::Warning,
                 L"Stored token is invalid or does not exists and auth was not requested.");
@@ -337,7 +352,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
     try {
         received = refreshed.get();
     } catch (...) {
-        logFailedRefresh(m_logger);
+        data->failedRefresh = logFailedRefresh(m_logger);
         data->lastRefreshToken = sentRefreshToken;
         data->lastRefreshTime = detail::Moment();
         return scheduleRetryhMakeToken(retryDelay, data, token);

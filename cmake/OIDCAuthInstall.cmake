@@ -49,7 +49,8 @@ if(TARGET OIDCAuth::Host)
 endif()
 oidcauth_install(OIDCAuth OIDCAuthTargets ${libraries})
 install(FILES
-    auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
+    auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h auth/IStoreFailure.h
+    auth/OIDCError.h
     DESTINATION ${include_dir}/auth)
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 if(NOT has_own_host)

@@ -1,5 +1,6 @@
 #include "auth/detail/Clock.h"
 #include "auth/detail/Error.h"
+#include "auth/detail/ProviderWords.h"
 #include "fuzz/Documented.h"
 #include "fuzz/Flows.h"
 #include "fuzz/Provider.h"
@@ -20,7 +21,8 @@
 #include <utility>
 
 // The input is the answer of the token endpoint: a content type, a newline, a body. In the body,
-// <id> and <access> stand for tokens that the provider signs, which no mutation could make.
+// <id> and <access> stand for tokens that the provider signs, which no mutation could make. The
+// whole input is also what an answer other than 200 says.
 
 namespace {
 
@@ -157,6 +159,10 @@ bool areEqual(const COIDCToken& a, const COIDCToken& b) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static auto& credentialsFlow = fuzz::clientCredentials();
     static auto& hybridFlow = fuzz::hybridFlow();
+    const auto words = auth::detail::wordsOfAnswer({data, data + size});
+    for (const std::string& text : {words.error, words.description}) {
+        fuzz::require(auth::detail::showable(text) == text);
+    }
     Answer answer = fuzz::answerOf(std::string(reinterpret_cast<const char*>(data), size));
     replaceAll(answer.body, "<id>", idToken());
     replaceAll(answer.body, "<access>", accessToken());

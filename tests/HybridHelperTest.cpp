@@ -2,6 +2,7 @@
 #include "testing/TestProvider.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/HybridFlow.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/MemoryStore.h"
 #include "tests/support/NearMiss.h"
@@ -347,13 +348,25 @@ TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
         const char* name;
         std::function<void()> fault;
         std::string line;
+        std::string providerError;
+        bool canRetry;
     };
     const std::vector<Case> cases = {
-        {"refused", [this] { provider.setStatus(Endpoint::Token, 400); },
-         "Failed to refresh token."},
+        {"refused",
+         [this] {
+             provider.setStatus(Endpoint::Token, 400);
+             provider.setDocument(Endpoint::Token, R"({"error": "invalid_grant"})");
+         },
+         "Failed to refresh token.", "invalid_grant", false},
+        {"not now",
+         [this] {
+             provider.setStatus(Endpoint::Token, 503);
+             provider.setDocument(Endpoint::Token, "");
+         },
+         "Failed to refresh token.", "", true},
         {"no bearer token",
          [this] { provider.setMember(Endpoint::Token, "token_type", "\"mac\""); },
-         "Failed to refresh token. Reason: "},
+         "Failed to refresh token. Reason: ", "", false},
     };
     for (const bool authRequested : {false, true}) {
         for (const Case& row : cases) {
@@ -374,6 +387,12 @@ TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
             EXPECT_EQ(failureOf(request), authRequested ? "" : "user: unable to refresh token")
                 << row.name;
             EXPECT_EQ(tokenRequests() - before, authRequested ? 2U : 1U) << row.name;
+            if (!authRequested) {
+                const auto error = test::failure([&] { request.get(); });
+                EXPECT_EQ(error.kind(), auth::OIDCError::Kind::signInNeeded);
+                EXPECT_EQ(error.providerError(), row.providerError);
+                EXPECT_EQ(error.canRetry(), row.canRetry) << row.name;
+            }
         }
     }
     EXPECT_EQ(user.urls().size(), cases.size());

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -203,6 +204,32 @@ std::vector<Refusal> answerRefusals() {
         {"expired access token", [=](auto& p) { p.setClaim(access, "exp", "1"); }, "token expired",
          ""},
     };
+}
+
+TEST(HybridToken, NamesTheClaimsOfARefusedToken) {
+    TestProvider provider;
+    const auto flow = test::hybridFlow(provider);
+    const auto refused = [&](TokenKind kind, const std::string& name, const std::string& json) {
+        provider.reset();
+        provider.setClaim(kind, name, json);
+        return test::failure([&] { redeem(provider, *flow); });
+    };
+    for (const auto& [kind, name] : {std::pair{TokenKind::Id, "aud"}, {TokenKind::Access, "iss"}}) {
+        const auto error = refused(kind, name, R"("secret")");
+        EXPECT_EQ(error.kind(), auth::OIDCError::Kind::tokenRefused);
+        EXPECT_EQ(error.missedClaim(), name);
+        EXPECT_THAT(error.claims(), ::testing::IsSupersetOf({"aud", "exp", "iat", "iss", "sub"}));
+        EXPECT_THAT(error.claims(), ::testing::Not(::testing::Contains(HasSubstr("secret"))));
+    }
+    provider.setTokenHeader(TokenKind::Access, "kid", R"("other")");
+    for (int i = 0; i < 100; ++i) {
+        provider.setClaim(TokenKind::Access, "\u001b" + std::to_string(i), "1");
+    }
+    provider.removeClaim(TokenKind::Access, "iss");
+    const auto error = test::failure([&] { refresh(provider, *flow); });
+    EXPECT_EQ(error.missedClaim(), "kid");
+    ASSERT_EQ(error.claims().size(), 64U);
+    EXPECT_EQ(error.claims().front(), " 0");
 }
 
 TEST(HybridToken, RefusesAnswers) {

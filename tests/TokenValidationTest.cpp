@@ -360,12 +360,15 @@ TEST_F(TokenValidation, ChecksClaims) {
         row.json.empty() ? changed.removeClaim(row.claim) : changed.setClaim(row.claim, row.json);
         const auto decoded = auth::detail::decodeJwt(changed.signedBy(provider.signingKey()));
         complaints();
+        std::string missed;
         EXPECT_EQ(test::outcome([&] {
-                      return row.kind == id ? flow->validateIdTokenClaims(decoded, "client", "abc")
-                                            : flow->validateAccessTokenClaims(decoded, "client");
+                      return row.kind == id
+                                 ? flow->validateIdTokenClaims(decoded, "client", "abc", &missed)
+                                 : flow->validateAccessTokenClaims(decoded, "client", &missed);
                   }),
                   row.outcome)
             << row.claim << ' ' << row.json;
+        EXPECT_EQ(missed, row.outcome == "refused" ? row.claim : "");
         EXPECT_EQ(complaints(), row.complaint) << row.claim << ' ' << row.json;
     }
     TestToken other = token();

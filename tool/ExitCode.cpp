@@ -1,6 +1,7 @@
 #include "tool/ExitCode.h"
 
 #include "auth/COIDCHelper.h"
+#include "auth/OIDCError.h"
 #include "host/standalone/ProxySettings.h"
 #include "host/standalone/TokenStoreError.h"
 #include "platform/Tasks.h"
@@ -17,6 +18,8 @@
 namespace tool {
 
 namespace {
+
+using auth::OIDCError;
 
 struct Explanation {
     std::string_view beginning;  ///< of the library's text
@@ -38,7 +41,7 @@ constexpr std::array explanations{
                 "another one can be given by --redirect-url"},
 };
 
-Outcome explained(const std::string& text) {
+Outcome explained(const std::string& text, const std::string& reason) {
     if (text.empty()) {  // of the JWT library, whose only such exception this is
         return {ExitCode::ProviderRefused, "a number in a token is out of range"};
     }
@@ -47,9 +50,19 @@ Outcome explained(const std::string& text) {
             return text.compare(0, item.beginning.size(), item.beginning) == 0;
         });
     if (known == explanations.end()) {
-        return {ExitCode::ProviderRefused, text};
+        return {ExitCode::ProviderRefused, text + reason};
     }
-    return {known->code, text + " (" + known->advice + ')'};
+    return {known->code,
+            text + (reason.empty() ? " (" + std::string(known->advice) + ')' : reason)};
+}
+
+/// The provider's reason, or nothing.
+std::string saidBy(const OIDCError& failure) {
+    const std::string& error = failure.providerError();
+    const std::string& description = failure.providerErrorDescription();
+    return error.empty() ? ""
+                         : "; the provider says " + error +
+                               (description.empty() ? "" : " (" + description + ')');
 }
 
 /// Those of other libraries tell what is wrong with a provider's answer.
@@ -63,21 +76,16 @@ Outcome ofSystem(const std::error_code& code, const std::string& text) {
             text + (isThreads ? " (no more threads can be had; see ulimit -u)" : "")};
 }
 
-/// What the HTTP library could not do for want of something on this machine.
-bool isShortage(const std::error_code& code) {
-    constexpr std::array shortages{std::errc::too_many_files_open,
-                                   std::errc::too_many_files_open_in_system,
-                                   std::errc::not_enough_memory, std::errc::no_buffer_space};
-    return std::find(shortages.begin(), shortages.end(), code) != shortages.end();
-}
-
-ExitCode codeOf(const web::http::http_exception& error) {
-    // The HTTP library gives a system's error code where the exchange failed, and none where the
-    // answer was understood and is wrong.
-    if (!error.error_code()) {
-        return ExitCode::ProviderRefused;
+/// Of an exception of the HTTP library.
+ExitCode codeOf(OIDCError::Kind kind) {
+    switch (kind) {
+        case OIDCError::Kind::wrongAnswer:
+            return ExitCode::ProviderRefused;
+        case OIDCError::Kind::notReached:
+            return ExitCode::Network;
+        default:  // for want of something on this machine
+            return ExitCode::Unexpected;
     }
-    return isShortage(error.error_code()) ? ExitCode::Unexpected : ExitCode::Network;
 }
 
 }  // namespace
@@ -92,11 +100,12 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const standalone::ProxySettingsError& error) {
         return {ExitCode::Usage, error.what()};
     } catch (const auth::RequiresUserAuthException& error) {
-        return {ExitCode::SignInNeeded, error.what() + std::string("; run oidcauth login")};
+        return {ExitCode::SignInNeeded, error.what() + std::string("; run oidcauth login") +
+                                            saidBy(OIDCError::of(failure))};
     } catch (const standalone::TokenStoreError& error) {
         return {ExitCode::TokenStore, error.what()};
     } catch (const web::http::http_exception& error) {
-        return {codeOf(error), error.what()};
+        return {codeOf(OIDCError::of(failure).kind()), error.what()};
     } catch (const std::bad_alloc&) {
         return {ExitCode::Unexpected, "out of memory"};
     } catch (const boost::system::system_error& error) {
@@ -106,7 +115,7 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
         return isOfSystem(error.code()) ? ofSystem(error.code(), error.what())
                                         : Outcome{ExitCode::ProviderRefused, error.what()};
     } catch (const std::exception& error) {
-        return explained(error.what());
+        return explained(error.what(), saidBy(OIDCError::of(failure)));
     } catch (...) {
         return {ExitCode::Unexpected, "unknown failure"};
     }

@@ -3,6 +3,7 @@
 #include "auth/detail/Clock.h"
 #include "auth/detail/Error.h"
 #include "auth/detail/FirstOutcome.h"
+#include "auth/detail/ProviderWords.h"
 #include "auth/detail/Waiting.h"
 #include "host/HttpProxyConfig.h"
 #include "platform/TaskScheduler.h"
@@ -32,11 +33,17 @@ constexpr std::chrono::milliseconds longestExchange = std::chrono::hours(24);
 // moment at which the request is written. A POST cannot be sent again then.
 constexpr std::chrono::seconds longestRest{3};
 
-const char* const tooLarge = "response is too large";
+// Of an answer that is refused by its head: its body, and what there is to wait for it.
+constexpr utility::size64_t largestRefusal = utility::size64_t{8} * 1024;
+constexpr std::chrono::seconds longestRefusal{2};
+
+Error tooLarge() {
+    return {Kind::wrongAnswer, "response is too large"};
+}
 
 void checkSize(utility::size64_t bytes, utility::size64_t most) {
     if (bytes > most) {
-        throw Error(tooLarge);
+        throw tooLarge();
     }
 }
 
@@ -68,7 +75,9 @@ web::http::http_request makeMessage(const HttpRequest& request) {
 ///      │     └──── a failure before the whole request is written to a kept connection ─┐
 ///      └───────────────────── once, by a client without connections ◄──────────────────┘
 ///
-/// The end of time and cancellation come at once, whatever the HTTP library is waiting for.
+/// The end of time and cancellation come at once, whatever the HTTP library is waiting for. An
+/// answer whose head is refused is a failure; where the provider may say why, one that still waits
+/// for the body. Nothing but cancellation takes its place then.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     Exchange(const http_client& client, const platform::ConnectionGuard& connections,
@@ -84,11 +93,15 @@ public:
                                            bool mayRepeat);
 
 private:
+    struct Progress;
+
     void attempt(bool mayRepeat);
+    void examine(const http_response& response, Progress& progress);
     void deliver(const Concurrency::task<http_response>& finished, bool mayRepeat);
     void repeat();
     void abandon(const std::exception_ptr& reason);
     std::function<void()> abandonWith(std::exception_ptr reason);
+    std::shared_ptr<const Error> refusal() const { return std::atomic_load(&m_refusal); }
 
     http_client m_client;
     const platform::ConnectionGuard m_connections;
@@ -96,6 +109,7 @@ private:
     const HttpExchange::CheckHead m_checkHead;
     const Concurrency::cancellation_token_source m_stop;  // cancelled when all is abandoned
     FirstOutcome<http_response> m_outcome;
+    std::shared_ptr<const Error> m_refusal;  // by the answer's head; the timer reads it, too
 
     // Let go of with the outcome.
     std::optional<platform::OneShotTimer> m_timer;
@@ -106,9 +120,15 @@ Concurrency::task<http_response> Exchange::start(std::chrono::milliseconds limit
                                                  const Concurrency::cancellation_token& token,
                                                  bool mayRepeat) {
     m_connections.begin();
-    m_timer.emplace(
-        limit, abandonWith(std::make_exception_ptr(web::http::http_exception(
-                   std::make_error_code(std::errc::timed_out), "no complete response in time"))));
+    m_timer.emplace(limit, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            const auto refused = self->refusal();
+            self->abandon(refused ? std::make_exception_ptr(*refused)
+                                  : std::make_exception_ptr(web::http::http_exception(
+                                        std::make_error_code(std::errc::timed_out),
+                                        "no complete response in time")));
+        }
+    });
     m_interruption.emplace(token,
                            abandonWith(std::make_exception_ptr(Concurrency::task_canceled())));
     auto result = m_outcome.task().then(
@@ -128,31 +148,38 @@ Concurrency::task<http_response> Exchange::start(std::chrono::milliseconds limit
     return result;
 }
 
+struct Exchange::Progress {
+    std::atomic<bool> isSent{false};
+    std::atomic<utility::size64_t> largestAnswer;
+    std::optional<platform::OneShotTimer> refusalEnd;
+};
+
 void Exchange::attempt(bool mayRepeat) {
     // The HTTP library gives the connection back when it lets go of the request, a moment after the
     // answer is complete. Whoever asks again before that would need another connection.
     const Concurrency::task_completion_event<void> letGo;
     const std::shared_ptr<void> guard(nullptr, [letGo](void*) { letGo.set(); });
-    const auto sent = std::make_shared<std::atomic<bool>>(false);
+    const auto progress = std::make_shared<Progress>();
+    progress->largestAnswer = m_request.largestAnswer;
     const auto self = shared_from_this();
     web::http::http_request message = makeMessage(m_request);
     message.set_progress_handler(
-        [guard, sent, size = m_request.body.size(), most = m_request.largestAnswer](
+        [guard, progress, size = m_request.body.size()](
             web::http::message_direction::direction direction, utility::size64_t bytes) {
             if (direction == web::http::message_direction::download) {
-                checkSize(bytes, most);
+                checkSize(bytes, progress->largestAnswer);
             } else if (bytes >= size) {
-                *sent = true;
+                progress->isSent = true;
             }
         });
     // The rest of the chain runs inline, too: a task inherits how the one before it is scheduled.
     m_client.request(message, m_stop.get_token())
         .then(
-            [self](const http_response& response) {
+            [self, progress](const http_response& response) {
                 if (!self->m_outcome.isDecided()) {
-                    self->m_checkHead(response);
+                    self->examine(response, *progress);
                 }
-                checkSize(response.headers().content_length(), self->m_request.largestAnswer);
+                checkSize(response.headers().content_length(), progress->largestAnswer);
                 return response.content_ready();
             },
             platform::inlined())
@@ -160,18 +187,41 @@ void Exchange::attempt(bool mayRepeat) {
             return Concurrency::create_task(letGo).then([response] { return response; },
                                                         platform::inlined());
         })
-        .then([self, sent, mayRepeat](const Concurrency::task<http_response>& finished) {
+        .then([self, progress, mayRepeat](const Concurrency::task<http_response>& finished) {
+            progress->refusalEnd.reset();
             // The peer cannot have acted on half a request.
-            self->deliver(finished, mayRepeat && !*sent);
+            self->deliver(finished, mayRepeat && !progress->isSent);
         });
+}
+
+void Exchange::examine(const http_response& response, Progress& progress) {
+    try {
+        m_checkHead(response);
+    } catch (const Error& refusal) {
+        if (!m_request.hearsRefusal || !progress.isSent) {
+            throw;
+        }
+        std::atomic_store(&m_refusal, std::make_shared<const Error>(refusal));
+        progress.largestAnswer = largestRefusal;
+        progress.refusalEnd.emplace(longestRefusal, abandonWith(std::make_exception_ptr(refusal)));
+    }
 }
 
 void Exchange::deliver(const Concurrency::task<http_response>& finished, bool mayRepeat) {
     try {
-        m_outcome.set(finished.get());
+        const http_response response = finished.get();
+        if (const auto refused = refusal()) {
+            const auto body = response._get_impl()->_extract_vector();
+            checkSize(body.size(), largestRefusal);  // more may have come together with the head
+            abandon(std::make_exception_ptr(withWords(*refused, wordsOfAnswer(body))));
+        } else {
+            m_outcome.set(response);
+        }
     } catch (...) {
-        if (m_connections.isFlooded()) {
-            abandon(std::make_exception_ptr(Error(tooLarge)));
+        if (const auto refused = refusal()) {
+            abandon(std::make_exception_ptr(*refused));
+        } else if (m_connections.isFlooded()) {
+            abandon(std::make_exception_ptr(tooLarge()));
         } else if (mayRepeat && !m_outcome.isDecided()) {
             repeat();
         } else {
@@ -238,7 +288,8 @@ bool HttpExchange::serves(const Client& known, const HttpRequest& request) {
 
 HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     if (target.port() > std::numeric_limits<std::uint16_t>::max()) {
-        throw Error("port is not within 1 and 65535");  // it would be cut to another one
+        // It would be cut to another one.
+        throw Error(Kind::wrongAnswer, "port is not within 1 and 65535");
     }
     auto config = get_http_proxy_config(target);
     config.set_max_redirects(0);

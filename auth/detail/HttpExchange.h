@@ -22,6 +22,8 @@ struct HttpRequest {
     std::string body;  ///< UTF-8
     /// An answer with a larger body fails. Configurations and key sets are a few kilobytes.
     utility::size64_t largestAnswer = utility::size64_t{512} * 1024;
+    /// The body of an answer that is refused by its head is read for what the provider says.
+    bool hearsRefusal = false;
 };
 
 /// Makes every HTTP exchange of one protocol object, and keeps one client per origin for it: a
@@ -37,8 +39,9 @@ public:
     using CheckHead = std::function<void(const web::http::http_response&)>;
 
     /// Sends the request and gives the answer when its body is there. `checkHead` sees the answer
-    /// before the body is waited for, and ends the exchange by an exception. The task ends with
-    /// task_canceled as soon as `token` is cancelled. What the HTTP library still does then can
+    /// before the body is waited for, and ends the exchange by an exception; for what the provider
+    /// says in it, an Error waits for 8 KiB at most and 2 s. The task ends with task_canceled as
+    /// soon as `token` is cancelled. What the HTTP library still does then can
     /// outlive this object, and so must what `checkHead` refers to.
     ///
     /// Never throws: a request that cannot even be made is a failed task, too.
@@ -69,7 +72,9 @@ inline HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* tex
                                         const wchar_t* line) {
     return [logger, text, line](const web::http::http_response& response) {
         if (response.status_code() != web::http::status_codes::OK) {
-            fail(logger, text, line, response.status_code());
+            Error::Details details;
+            details.status = response.status_code();
+            fail(logger, {Kind::providerRefused, text, details}, line, response.status_code());
         }
     };
 }

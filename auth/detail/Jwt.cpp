@@ -1,6 +1,7 @@
 #include "auth/detail/Jwt.h"
 
 #include "auth/detail/Clock.h"
+#include "auth/detail/ProviderWords.h"
 
 #include <cpprest/asyncrt_utils.h>
 
@@ -13,6 +14,7 @@ namespace {
 using utility::conversions::to_utf8string;
 
 constexpr int longestToken = 65'536;
+constexpr std::size_t mostNames = 64;
 
 /// The library's clock as the JWT library asks for it.
 struct JwtClock {
@@ -61,6 +63,17 @@ void verifyJwt(const DecodedJwt& token, const jwt::algorithm::rs256& key,
         verifier.issued_at_leeway(static_cast<std::size_t>(issueLeeway.count()));
     }
     verifier.verify(token);
+}
+
+Error refusal(const char* text, const DecodedJwt& token, const std::string& missedClaim) {
+    Error::Details details;
+    details.missedClaim = missedClaim;
+    for (const auto& claim : token.get_payload_json()) {
+        if (details.claims.size() < mostNames) {
+            details.claims.push_back(showable(claim.first));
+        }
+    }
+    return {Kind::tokenRefused, text, details};
 }
 
 }  // namespace auth::detail

@@ -29,4 +29,7 @@ std::optional<std::string> publicKeyText(const web::json::value& jwk, const Logg
 void verifyJwt(const DecodedJwt& token, const jwt::algorithm::rs256& key,
                std::chrono::seconds issueLeeway);
 
+/// A token is refused because of that claim, or of that member of its header.
+Error refusal(const char* text, const DecodedJwt& token, const std::string& missedClaim);
+
 }  // namespace auth::detail

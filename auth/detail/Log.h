@@ -20,10 +20,10 @@ void log(const LoggerPtr& logger, ELogLevel level, const wchar_t* format, const 
 
 /// Ends a step that failed: the log line for whoever runs the program, the exception for its code.
 template <class... Args>
-[[noreturn]] void fail(const LoggerPtr& logger, const char* text, const wchar_t* format,
+[[noreturn]] void fail(const LoggerPtr& logger, const Error& error, const wchar_t* format,
                        const Args&... args) {
     log(logger, ELogLevel::Error, format, args...);
-    throw Error(text);
+    throw error;
 }
 
 }  // namespace auth::detail

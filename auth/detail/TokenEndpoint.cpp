@@ -21,12 +21,13 @@ HttpRequest formRequest(const CString& tokenEndpoint, const FormBody& form) {
     request.headers.set_content_type(_XPLATSTR("application/x-www-form-urlencoded"));
     request.body = form.text();
     request.largestAnswer = largestTokenAnswer;
+    request.hearsRefusal = true;
     return request;
 }
 
 void requireBearer(const web::json::value& answer, const LoggerPtr& logger) {
     if (answer.at(_XPLATSTR("token_type")).as_string() != _XPLATSTR("Bearer")) {
-        fail(logger, "invalid token type", L"Token type is not 'Bearer'.");
+        fail(logger, {Kind::wrongAnswer, "invalid token type"}, L"Token type is not 'Bearer'.");
     }
 }
 

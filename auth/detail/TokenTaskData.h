@@ -37,6 +37,7 @@ struct COIDCHelper::TokenTaskData {
     std::unique_ptr<IPermitLock> helperLock;
     int permitsHeld = 0;
     CString lastRefreshToken = {};  // which failed
+    std::exception_ptr failedRefresh = {};
     bool reread = false;
     detail::Moment startTime = {};
     detail::Moment lastRefreshTime = {};

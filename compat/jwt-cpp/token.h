@@ -229,6 +229,8 @@ public:
         return claim(member->second);
     }
 
+    const picojson::object& all() const noexcept { return m_members; }
+
 private:
     picojson::object m_members;
 };
@@ -260,6 +262,7 @@ public:
     claim get_header_claim(const std::string& name) const { return m_header.get(name); }
     bool has_payload_claim(const std::string& name) const noexcept { return m_payload.has(name); }
     claim get_payload_claim(const std::string& name) const { return m_payload.get(name); }
+    picojson::object get_payload_json() const { return m_payload.all(); }
 
     bool has_algorithm() const noexcept { return has_header_claim("alg"); }
     bool has_key_id() const noexcept { return has_header_claim("kid"); }

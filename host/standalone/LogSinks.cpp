@@ -1,6 +1,6 @@
 #include "host/standalone/LogSinks.h"
 
-#include "host/standalone/detail/UnsafeText.h"
+#include "auth/detail/UnsafeText.h"
 
 #include <boost/locale/encoding_utf.hpp>
 #include <fmt/format.h>
@@ -235,8 +235,8 @@ std::string escaped(char32_t point) {
 }
 
 std::string withoutControls(std::string_view text) {
-    return detail::replaceUnsafe(text, escaped,
-                                 [](unsigned char byte) { return fmt::format("\\x{:02x}", byte); });
+    return auth::detail::replaceUnsafe(
+        text, escaped, [](unsigned char byte) { return fmt::format("\\x{:02x}", byte); });
 }
 
 struct Level {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "auth/IStoreFailure.h"
 #include "host/Export.h"
 
 #include <stdexcept>
@@ -7,7 +8,7 @@
 namespace standalone {
 
 /// A secret could not be read or kept. The text names where it is kept and says what can be done.
-class OIDCAUTH_HOST_API TokenStoreError : public std::runtime_error {
+class OIDCAUTH_HOST_API TokenStoreError : public std::runtime_error, public auth::IStoreFailure {
 public:
     using std::runtime_error::runtime_error;
 };

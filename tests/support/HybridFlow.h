@@ -1,6 +1,7 @@
 #pragma once
 
 #include "auth/COIDCAuthHybrid.h"
+#include "auth/OIDCError.h"
 #include "testing/TestProvider.h"
 
 #include <exception>
@@ -17,6 +18,21 @@ inline auth::OIDCFlowSettings flowSettings() {
 inline std::unique_ptr<auth::COIDCAuthHybrid> hybridFlow(
     const auth::testing::TestProvider& provider, const auth::detail::LoggerPtr& logger = nullptr) {
     return std::make_unique<auth::COIDCAuthHybrid>(provider.configUrl(), logger, flowSettings());
+}
+
+/// How an action failed, as the program sees it.
+template <class Action>
+auth::OIDCError failure(Action action) {
+    try {
+        action();
+        // A refused refresh comes as a pointer.
+        // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
+    } catch (const auth::OIDCError* error) {
+        return *std::unique_ptr<const auth::OIDCError>(error);
+    } catch (...) {
+        return auth::OIDCError::of(std::current_exception());
+    }
+    return {auth::OIDCError::Kind::other, "accepted"};
 }
 
 /// What came of a check or a request: "accepted", "refused" or the text of the exception.
