@@ -2,10 +2,10 @@
 
 #include "auth/COIDCAuthHybrid.h"
 #include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Outcome.h"
 
-#include <exception>
 #include <memory>
-#include <string>
 
 namespace test {
 
@@ -17,21 +17,6 @@ inline auth::OIDCFlowSettings flowSettings() {
 inline std::unique_ptr<auth::COIDCAuthHybrid> hybridFlow(
     const auth::testing::TestProvider& provider, const auth::detail::LoggerPtr& logger = nullptr) {
     return std::make_unique<auth::COIDCAuthHybrid>(provider.configUrl(), logger, flowSettings());
-}
-
-/// What came of a check or a request: "accepted", "refused" or the text of the exception.
-template <class Action>
-std::string outcome(Action action) {
-    try {
-        return action() ? "accepted" : "refused";
-    } catch (const std::exception& error) {
-        return error.what();
-        // A refused refresh comes as a pointer.
-        // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
-    } catch (const std::exception* error) {
-        const std::unique_ptr<const std::exception> owned(error);
-        return std::string("pointer: ") + owned->what();
-    }
 }
 
 }  // namespace test
