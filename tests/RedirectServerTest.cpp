@@ -2,6 +2,7 @@
 #include "tests/support/LocalPort.h"
 #include "tests/support/RawPeer.h"
 #include "tests/support/Test.h"
+#include "tests/support/Usage.h"
 
 #include <cpprest/base_uri.h>
 #include <netdb.h>
@@ -119,6 +120,7 @@ TEST(RedirectServer, ListensOnEveryAddressOfItsHostOrOnNone) {
     const net::ip::address v6 = net::ip::address_v6::loopback();
     const auto port = freePort();
     net::io_context context;
+    const auto threads = test::usage().threads;
     for (const auto& [address, other] : {std::pair(v4, "[::1]"), std::pair(v6, "127.0.0.1")}) {
         Handler handler(answerAll);
         std::optional<RedirectServer> server(std::in_place, urlOf("LocalHost", port), handler);
@@ -128,6 +130,7 @@ TEST(RedirectServer, ListensOnEveryAddressOfItsHostOrOnNone) {
         EXPECT_NE(failure(urlOf("localhost", port)), "none");
         EXPECT_EQ(failure(urlOf(other, port)), "none");
     }
+    EXPECT_TRUE(test::eventually([&] { return test::usage().threads <= threads; }));
     const Served mapped(answerAll, "[::ffff:127.0.0.1]");
     EXPECT_NE(RawPeer(mapped.port, v4).exchange(get), "");
 }
