@@ -1,9 +1,9 @@
 #include "platform/Browser.h"
-#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
+#include "tests/support/Threads.h"
+#include "tests/support/Usage.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,21 +11,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::ptrdiff_t entries(const char* folder) {
-    return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
-}
 
 bool hasNoChild() {
     return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
@@ -120,8 +111,7 @@ TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
     ::sigaddset(&blocked, SIGTERM);
     ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
     auto* const interrupt = ::signal(SIGINT, SIG_IGN);
-    const auto descriptors = entries("/proc/self/fd");
-    const auto threads = entries("/proc/self/task");
+    const auto usage = test::usage();
 
     const auto collect = [](int) {
         const int error = errno;
@@ -143,8 +133,8 @@ TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
         EXPECT_EQ(rest,
                   "/dev/null\n/dev/null\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
     }
-    EXPECT_LE(entries("/proc/self/fd"), descriptors);
-    EXPECT_LE(entries("/proc/self/task"), threads);
+    EXPECT_LE(test::usage().descriptors, usage.descriptors);
+    EXPECT_LE(test::usage().threads, usage.threads);
     (void)::signal(SIGINT, interrupt);
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     ::close(ours);
@@ -152,17 +142,16 @@ TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
 
 TEST_F(BrowserTest, StartsFromABusyProcess) {
     ::setenv("BROWSER", "true", 1);
-    std::atomic<bool> done{false};
-    std::thread allocates([&] {
-        while (!done) {
+    std::atomic<int> opened{0};
+    test::onThreads(2, [&](int number) {
+        while (opened < 30) {
             std::vector<std::string> memory(100, std::string(100, 'x'));
+            if (number == 0) {
+                EXPECT_TRUE(platform::openBrowser("http://h"));
+                ++opened;
+            }
         }
     });
-    for (int time = 0; time < 30; ++time) {
-        EXPECT_TRUE(platform::openBrowser("http://h"));
-    }
-    done = true;
-    allocates.join();
     EXPECT_TRUE(hasNoChild());
 }
 

@@ -1,10 +1,5 @@
 #include "host/CString.h"
-
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <string>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
 

@@ -1,9 +1,5 @@
 #include "host/CCryptoUtilities.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
 

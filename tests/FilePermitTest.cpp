@@ -1,10 +1,9 @@
 #include "host/standalone/FilePermit.h"
-#include "host/standalone/TokenStoreError.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Permit.h"
+#include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,10 +16,7 @@
 namespace fs = std::filesystem;
 
 using standalone::FilePermit;
-using standalone::TokenStoreError;
 using test::ChildProcess;
-using testing::HasSubstr;
-using testing::ThrowsMessage;
 
 namespace {
 
@@ -37,17 +33,11 @@ protected:
 
 TEST_F(FilePermitTest, IsHeldByOneLockAtATime) {
     const std::shared_ptr<auth::IExclusivePermit> permit = FilePermit::make(m_file);
-    auto first = permit->createLock();
-    auto second = permit->createLock();
+    auto lock = permit->createLock();
     EXPECT_FALSE(fs::exists(m_file.parent_path())) << "nothing is made before it is needed";
-    EXPECT_TRUE(first->tryLock());
-    EXPECT_TRUE(first->tryLock());
-    EXPECT_FALSE(second->tryLock());
-    second.reset();  // never held it: the first one still does
-    EXPECT_FALSE(permit->createLock()->tryLock());
+    test::expectOneHolderAtATime(*permit);
+    EXPECT_TRUE(lock->tryLock());
     EXPECT_FALSE(isFree()) << "another permit of the same file";
-    first.reset();
-    EXPECT_TRUE(isFree());
 
     EXPECT_EQ(m_file.filename(), "token.lock");
     EXPECT_EQ(static_cast<unsigned>(fs::status(m_file).permissions()), 0600U);
@@ -115,14 +105,13 @@ TEST_F(FilePermitTest, ExcludesProcesses) {
 }
 
 TEST_F(FilePermitTest, RefusesLockFilesThatOthersCouldHold) {
-    EXPECT_THROW(FilePermit::make(m_folder.path() / ""), TokenStoreError);
+    EXPECT_THAT([&] { FilePermit::make(m_folder.path() / ""); }, test::fails());
     isFree();
     ASSERT_EQ(::chmod(m_file.c_str(), 0604), 0);
-    EXPECT_THAT([&] { isFree(); },
-                ThrowsMessage<TokenStoreError>(HasSubstr("set its mode to 0600")));
+    EXPECT_THAT([&] { isFree(); }, test::fails("set its mode to 0600"));
     fs::remove(m_file);
     fs::create_symlink(m_folder.path() / "missing", m_file);
-    EXPECT_THAT([&] { isFree(); }, ThrowsMessage<TokenStoreError>(HasSubstr("symbolic link")));
+    EXPECT_THAT([&] { isFree(); }, test::fails("symbolic link"));
     EXPECT_FALSE(fs::exists(m_folder.path() / "missing"));
 }
 

@@ -1,29 +1,21 @@
 #include "host/standalone/FileTokenStore.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/NearMiss.h"
+#include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
-#include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <list>
 
 namespace fs = std::filesystem;
 
 using standalone::SecretFile;
-using standalone::TokenStoreError;
-using testing::HasSubstr;
+using test::fails;
 
 namespace {
 
@@ -42,25 +34,6 @@ Bytes recordOf(std::size_t number, std::size_t scale = 512) {
     return Bytes((number % 64 + 1) * scale, static_cast<std::uint8_t>(number % 64));
 }
 
-bool isWhole(const Bytes& bytes, std::size_t scale = 512) {
-    return !bytes.empty() && bytes == recordOf(bytes.front(), scale);
-}
-
-constexpr auto* noError = "no error";
-
-std::string errorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const TokenStoreError& error) {
-        return error.what();
-    }
-    return noError;
-}
-
-int endOf(const std::function<int()>& body) {
-    return test::ChildProcess([&](const auto&) { return body(); }).end();
-}
-
 /// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
 /// in the middle of the write.
 int writeBeyondLimit(const fs::path& file, bool dies) {
@@ -71,10 +44,10 @@ int writeBeyondLimit(const fs::path& file, bool dies) {
     (void)::signal(SIGXFSZ, dies ? SIG_DFL : SIG_IGN);
     SecretFile secret(file);
     secret.read(true);
-    const auto error = errorOf([&] { secret.write(Bytes(10000, 1)); });
-    const bool tells = error.find(file.string()) != std::string::npos &&
-                       error.find("File too large") != std::string::npos;
-    return tells && secret.read(false) == recordOf(1) ? 0 : 1;
+    for (const std::string& reason : {file.string(), std::string("File too large")}) {
+        EXPECT_THAT([&] { secret.write(Bytes(10000, 1)); }, fails(reason));
+    }
+    return !testing::Test::HasFailure() && secret.read(false) == recordOf(1) ? 0 : 1;
 }
 
 class FileTokenStoreTest : public testing::Test {
@@ -165,13 +138,12 @@ TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
         ASSERT_EQ(::mkdir(m_base.c_str(), 0700) | ::mkdir(m_folder.c_str(), 0700), 0);
         each.prepare();
         SecretFile secret(m_file);
-        EXPECT_THAT(errorOf([&] { secret.read(false); }), HasSubstr(m_base.string() + each.text));
-        EXPECT_THAT(errorOf([&] { secret.write({1}); }), HasSubstr(m_base.string() + each.text));
+        EXPECT_THAT([&] { secret.read(false); }, fails(m_base.string() + each.text));
+        EXPECT_THAT([&] { secret.write({1}); }, fails(m_base.string() + each.text));
     }
-    EXPECT_THAT(errorOf([&] { SecretFile(m_base / "").read(true); }),
-                HasSubstr("not the path of a file"));
-    EXPECT_THAT(errorOf([&] { SecretFile(m_base / "t").write(Bytes(SecretFile::maxSize + 1)); }),
-                HasSubstr("too large"));
+    EXPECT_THAT([&] { SecretFile(m_base / "").read(true); }, fails("not the path of a file"));
+    EXPECT_THAT([&] { SecretFile(m_base / "t").write(Bytes(SecretFile::maxSize + 1)); },
+                fails("too large"));
 }
 
 TEST_F(FileTokenStoreTest, RefusesForeignOwners) {
@@ -183,8 +155,8 @@ TEST_F(FileTokenStoreTest, RefusesForeignOwners) {
         SecretFile secret(m_file);
         secret.write({1});
         ASSERT_EQ(::chown(path.c_str(), someone, 0), 0);
-        EXPECT_THAT(errorOf([&] { secret.read(true); }), HasSubstr("belongs to another user"));
-        EXPECT_THAT(errorOf([&] { secret.write({2}); }), HasSubstr("belongs to another user"));
+        EXPECT_THAT([&] { secret.read(true); }, fails("belongs to another user"));
+        EXPECT_THAT([&] { secret.write({2}); }, fails("belongs to another user"));
         ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
     }
 }
@@ -199,8 +171,8 @@ TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
         other.write(recordOf(2));  // takes away only what nobody is about to write
         EXPECT_EQ(entries(), 2);
         ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0);
-        EXPECT_THAT(errorOf([&] { secret.write(recordOf(3)); }), HasSubstr("open to other users"));
-        EXPECT_THAT(errorOf([&] { secret.prepareWrite(); }), HasSubstr("open to other users"));
+        EXPECT_THAT([&] { secret.write(recordOf(3)); }, fails("open to other users"));
+        EXPECT_THAT([&] { secret.prepareWrite(); }, fails("open to other users"));
         ASSERT_EQ(::chmod(m_file.c_str(), 0600), 0);
         for (const auto& bytes : {recordOf(4), Bytes(SecretFile::maxSize), Bytes{}}) {
             secret.prepareWrite();
@@ -248,27 +220,22 @@ TEST_F(FileTokenStoreTest, RemembersUntilRereadOrFailure) {
         here.read(true);
         ASSERT_EQ(::chmod(m_file.c_str(), 0644), 0);
         EXPECT_EQ(here.read(false), Bytes{2});
-        EXPECT_NE(errorOf([&] { byWriting ? here.write({3}) : void(here.read(true)); }), noError);
-        EXPECT_NE(errorOf([&] { here.read(false); }), noError) << "only the file counts now";
+        EXPECT_THAT([&] { byWriting ? here.write({3}) : void(here.read(true)); }, fails());
+        EXPECT_THAT([&] { here.read(false); }, fails()) << "only the file counts now";
     }
 }
 
 TEST_F(FileTokenStoreTest, KeepsTheOldRecordWhenAWriteFails) {
     SecretFile secret(m_file);
     secret.write(recordOf(1));
-    EXPECT_EQ(endOf([&] { return writeBeyondLimit(m_file, false); }), 0);
-    EXPECT_EQ(secret.read(true), recordOf(1));
+    EXPECT_EQ(test::endOf([&] { return writeBeyondLimit(m_file, false); }), 0);
     EXPECT_EQ(entries(), 1);
-}
-
-TEST_F(FileTokenStoreTest, RemovesWhatDeadWritersLeft) {
-    SecretFile secret(m_file);
     for (const bool byWriting : {true, false}) {
-        secret.write(recordOf(1));
-        ASSERT_TRUE(WIFSIGNALED(endOf([&] { return writeBeyondLimit(m_file, true); })));
-        ASSERT_EQ(entries(), 2) << "the writer left no file behind";
         EXPECT_EQ(secret.read(true), recordOf(1));
-        byWriting ? secret.write({1}) : secret.clear();
+        ASSERT_TRUE(WIFSIGNALED(test::endOf([&] { return writeBeyondLimit(m_file, true); })));
+        EXPECT_EQ(secret.read(true), recordOf(1));
+        ASSERT_EQ(entries(), 2) << "the dead writer left no file behind";
+        byWriting ? secret.write(recordOf(1)) : secret.clear();
         EXPECT_EQ(entries(), byWriting ? 1 : 0);
     }
 }
@@ -292,46 +259,38 @@ TEST_F(FileTokenStoreTest, LeavesOtherFilesAlone) {
     EXPECT_FALSE(fs::exists(m_folder / abandoned));
 }
 
-TEST_F(FileTokenStoreTest, SurvivesKilledWriters) {
+/// The first of three writers is killed in the middle, and so is the one that takes its place.
+TEST_F(FileTokenStoreTest, ServesSeveralProcessesAndSurvivesThem) {
     constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
-    for (std::size_t round = 0; round < 60; ++round) {
-        test::ChildProcess writer([&](const test::ChildProcess& self) -> int {
-            SecretFile secret(m_file);
-            for (std::size_t number = round;; ++number) {
-                secret.write(recordOf(number, scale));
-                self.tell();
-            }
-        });
-        for (std::size_t count = 0; count < round % 3 + 1; ++count) {
-            ASSERT_TRUE(writer.told());
+    const auto write = [this](const test::ChildProcess& self) -> int {
+        SecretFile own(m_file);
+        for (std::size_t number = 0; number < 40; ++number) {
+            own.write(recordOf(number, scale));
+            self.tell();
         }
-        writer.kill();
-        ASSERT_TRUE(isWhole(SecretFile(m_file).read(true), scale)) << "round " << round;
-    }
-    SecretFile(m_file).write({1});
-    EXPECT_EQ(entries(), 1);
-}
-
-TEST_F(FileTokenStoreTest, ServesSeveralProcesses) {
-    SecretFile secret(m_file);
-    secret.write(recordOf(0));
+        return 0;
+    };
+    const auto isWhole = [this] {
+        const Bytes bytes = SecretFile(m_file).read(true);
+        return !bytes.empty() && bytes == recordOf(bytes.front(), scale);
+    };
     std::list<test::ChildProcess> writers;
-    for (int count = 0; count < 3; ++count) {
-        writers.emplace_back([&](const test::ChildProcess& self) {
-            SecretFile own(m_file);
-            for (std::size_t number = 0; number < 150; ++number) {
-                own.write(recordOf(number));
-                self.tell();
-            }
-            return 0;
-        });
+    writers.emplace_back(write);
+    writers.emplace_back(write);
+    for (int round = 0; round < 20; ++round) {
+        test::ChildProcess killed(write);
+        for (int count = 0; count < round % 3 + 1; ++count) {
+            ASSERT_TRUE(killed.told());
+            ASSERT_TRUE(isWhole());
+        }
     }
     for (auto& writer : writers) {
         while (writer.told()) {
-            EXPECT_TRUE(isWhole(secret.read(true)));
+            EXPECT_TRUE(isWhole());
         }
         EXPECT_EQ(writer.end(), 0);
     }
+    SecretFile(m_file).write({1});
     EXPECT_EQ(entries(), 1);
 }
 

@@ -1,43 +1,28 @@
-#include "auth/COIDCHelper.h"
 #include "testing/TestProvider.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/HybridFlow.h"
-#include "tests/support/MemoryStore.h"
+#include "tests/support/Application.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Test.h"
 #include "tests/support/TestClock.h"
-#include "tests/support/TestHost.h"
 #include "tests/support/TokenRecord.h"
-
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
 using auth::COIDCHelper;
-using auth::testing::Endpoint;
-using auth::testing::TestProvider;
+using namespace auth::testing;
 using Concurrency::cancellation_token;
 using Concurrency::cancellation_token_source;
+using ::testing::ElementsAre;
 
-/// A helper with a store in memory, at a provider of its own.
-class Helper : public ::testing::Test {
+/// An application at a provider of its own.
+class Helper : public ::testing::Test, protected test::Application {
 protected:
-    std::unique_ptr<COIDCHelper> makeHelper() {
-        return std::make_unique<COIDCHelper>(std::make_unique<test::MemoryStore>(content),
-                                             COIDCHelper::makeExclusivePermit(),
-                                             test::CapturedLog::loggerTo(log));
-    }
+    void TearDown() override { helper.reset(); }
 
-    Concurrency::task<CString> ask(COIDCHelper& by, unsigned int minValidity = 0,
+    Concurrency::task<CString> ask(unsigned int minValidity = 0,
                                    const cancellation_token& token = cancellation_token::none()) {
-        return by.getAccessTokenClientCredentialsAsync(provider.configUrl(), "client", "secret",
-                                                       "a b", minValidity, token);
+        return helper->getAccessTokenClientCredentialsAsync(provider.configUrl(), "client",
+                                                            "secret", "a b", minValidity, token);
     }
 
     test::TokenRecord storedRecord() {
@@ -50,28 +35,21 @@ protected:
     std::size_t tokenRequests() const { return provider.requests(Endpoint::Token).size(); }
 
     TestProvider provider;
-    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
-    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
-    std::unique_ptr<COIDCHelper> helper = makeHelper();
 };
 
 TEST_F(Helper, NeedsATokenStore) {
     for (const auto& logger :
-         {test::CapturedLog::loggerTo(log), decltype(test::CapturedLog::loggerTo(log))()}) {
-        EXPECT_EQ(test::outcome([&] {
-                      const COIDCHelper none(nullptr, COIDCHelper::makeExclusivePermit(), logger);
-                      return true;
-                  }),
+         {test::CapturedLog::loggerTo(log), std::shared_ptr<LoggingUtilities::CLogger>()}) {
+        EXPECT_EQ(test::outcome([&] { const COIDCHelper none(nullptr, permit, logger); }),
                   "token store should be specified");
     }
-    EXPECT_EQ(log->lines(),
-              (std::vector<test::LogLine>{
-                  {4, "Unable to create authenticator helper. Token store not specified."}}));
+    EXPECT_THAT(log->lines(),
+                ElementsAre("4 Unable to create authenticator helper. Token store not specified."));
 }
 
 TEST_F(Helper, GetsStoresAndReusesAToken) {
     provider.requireClient("client", "secret");
-    const CString first = test::get(ask(*helper));
+    const CString first = test::get(ask());
     EXPECT_EQ(content->writes, 1);
     EXPECT_EQ(test::load(content->bytes).accessToken(), first);
     EXPECT_EQ(test::load(content->bytes).clientId(), CString("client"));
@@ -82,21 +60,18 @@ TEST_F(Helper, GetsStoresAndReusesAToken) {
     EXPECT_EQ(tokenRequests(), 1U);
     EXPECT_EQ(content->rereadFlags, (std::vector<bool>{false, false}));
     const std::string url = provider.configUrl();
-    EXPECT_EQ(log->lines(),
-              (std::vector<test::LogLine>{
-                  {1, "Obtaining oidc token using config url = " + url +
-                          ", client id = client, scopes = a b"},
-                  {2, "Stored token is invalid or expired or does not exists."},
-                  {2, "Requesting client authentication using config url = " + url +
-                          ", clientID = client, scopes = a b."},
-                  {2, "Receiving and validating OIDC configuration..."},
-                  {2, "OIDC configuration received and validated successfully."},
-                  {2, "Requesting token..."},
-                  {2, "Token requested successfully."},
-                  {2, "Client authentication performed successfully, token received."},
-                  {1, "Obtaining oidc token using config url = " + url +
-                          ", client id = client, scopes = b"},
-              }));
+    const std::string asked =
+        "1 Obtaining oidc token using config url = " + url + ", client id = client, scopes = ";
+    EXPECT_THAT(
+        log->lines(),
+        ElementsAre(asked + "a b", "2 Stored token is invalid or expired or does not exists.",
+                    "2 Requesting client authentication using config url = " + url +
+                        ", clientID = client, scopes = a b.",
+                    "2 Receiving and validating OIDC configuration...",
+                    "2 OIDC configuration received and validated successfully.",
+                    "2 Requesting token...", "2 Token requested successfully.",
+                    "2 Client authentication performed successfully, token received.",
+                    asked + "b"));
     EXPECT_NE(helper->getAccessTokenClientCredentials(url.c_str(), "client", "secret", "a c", 60),
               first);
     EXPECT_EQ(provider.requests(Endpoint::Token).back().field("scope"), "a c");
@@ -109,7 +84,7 @@ TEST_F(Helper, KeepsWhatItReceivedThoughItIsCancelled) {
             source.cancel();
         }
     });
-    const CString received = test::get(ask(*helper, 0, source.get_token()));
+    const CString received = test::get(ask(0, source.get_token()));
     EXPECT_EQ(test::load(content->bytes).accessToken(), received);
 }
 
@@ -133,8 +108,7 @@ TEST_F(Helper, ReusesOnlyWhatServes) {
         row.change(record);
         content->bytes = record.bytes();
         const auto before = tokenRequests();
-        EXPECT_EQ(test::get(ask(*helper, row.minValidity)) == CString("access"), row.reused)
-            << row.name;
+        EXPECT_EQ(test::get(ask(row.minValidity)) == CString("access"), row.reused) << row.name;
         EXPECT_EQ(tokenRequests() - before, row.reused ? 0U : 1U) << row.name;
     }
 }
@@ -142,26 +116,26 @@ TEST_F(Helper, ReusesOnlyWhatServes) {
 TEST_F(Helper, TakesAnUnreadableStoreForAnEmptyOne) {
     content->bytes = storedRecord().bytes();
     content->bytes.back() ^= 1;
-    EXPECT_NE(test::get(ask(*helper)), CString("access"));
+    EXPECT_NE(test::get(ask()), CString("access"));
     content->bytes = storedRecord().bytes();
     content->readFailure = std::make_exception_ptr(std::runtime_error("disk"));
-    EXPECT_NE(test::get(ask(*helper)), CString("access"));
+    EXPECT_NE(test::get(ask()), CString("access"));
     EXPECT_EQ(tokenRequests(), 2U);
 }
 
 TEST_F(Helper, PassesFailuresOfTheStoreOn) {
     content->writeFailure = std::make_exception_ptr(std::runtime_error("disk full"));
-    EXPECT_EQ(test::outcome([&] { return test::get(ask(*helper)), true; }), "disk full");
+    EXPECT_EQ(test::outcome(ask()), "disk full");
     content->writeFailure = nullptr;
-    EXPECT_NO_THROW(test::get(ask(*helper)));
+    EXPECT_NO_THROW(test::get(ask()));
 }
 
 TEST_F(Helper, NeedNotBeAskedForTheOutcome) {
     // An exception that nobody observes would end the process.
     provider.setStatus(Endpoint::Token, 500);
-    ask(*helper);
+    ask();
     ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, test::patience));
-    EXPECT_THROW(test::get(ask(*helper)), std::exception);  // after the first one: they queue
+    EXPECT_THROW(test::get(ask()), std::exception);  // after the first one: they queue
 }
 
 TEST_F(Helper, AsksOnceFor200RequestsAtOnce) {
@@ -169,7 +143,7 @@ TEST_F(Helper, AsksOnceFor200RequestsAtOnce) {
     std::vector<Concurrency::task<CString>> tasks;
     tasks.reserve(200);
     for (int i = 0; i < 200; ++i) {
-        tasks.push_back(ask(*helper));
+        tasks.push_back(ask());
     }
     hold.release();
     const CString first = test::get(tasks.front());
@@ -185,12 +159,12 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
         const auto before = provider.requests(waitsAt).size();
         const cancellation_token_source source;
         const cancellation_token_source others;
-        const auto first = ask(*helper, 0, source.get_token());
+        const auto first = ask(0, source.get_token());
         ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, test::patience));
         std::vector<Concurrency::task<CString>> queued;
         queued.reserve(20);
         for (int i = 0; i < 20; ++i) {
-            queued.push_back(ask(*helper, 0, others.get_token()));
+            queued.push_back(ask(0, others.get_token()));
         }
         const auto received = provider.requests().size();
         others.cancel();  // the first one goes on, and the provider still holds its answer
@@ -203,7 +177,7 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
         EXPECT_EQ(provider.requests().size(), received) << "the queued ones asked nothing";
         EXPECT_EQ(content->writes, 0);
     }
-    EXPECT_FALSE(test::get(ask(*helper)).IsEmpty()) << "the next request finds the mutex free";
+    EXPECT_FALSE(test::get(ask()).IsEmpty()) << "the next request finds the mutex free";
 }
 
 }  // namespace

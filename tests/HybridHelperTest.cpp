@@ -1,26 +1,15 @@
-#include "auth/COIDCHelper.h"
 #include "testing/TestProvider.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/Application.h"
 #include "tests/support/HybridFlow.h"
 #include "tests/support/LocalPort.h"
-#include "tests/support/MemoryStore.h"
-#include "tests/support/NearMiss.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Test.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TokenRecord.h"
 #include "tests/support/User.h"
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 
@@ -29,12 +18,11 @@ using namespace std::string_literals;
 using auth::COIDCHelper;
 using auth::COIDCToken;
 using auth::IExclusivePermit;
-using auth::RequiresUserAuthException;
 using auth::testing::Endpoint;
 using Concurrency::cancellation_token;
 using Concurrency::cancellation_token_source;
 using Concurrency::task;
-using test::LogLine;
+using test::outcome;
 using ::testing::ElementsAre;
 
 const std::string givingUp = "Giving up waiting for others to refresh the token.";
@@ -58,18 +46,15 @@ private:
     };
 };
 
-bool isFree(IExclusivePermit& permit) {
-    return permit.createLock()->tryLock();
-}
-
-/// Helpers with a store and a permit in common, at a provider of their own.
-class HybridHelper : public ::testing::Test {
+/// An application and its user, at a provider of their own.
+class HybridHelper : public ::testing::Test, protected test::Application {
 protected:
-    std::unique_ptr<COIDCHelper> makeHelper(std::shared_ptr<IExclusivePermit> by) {
-        auto made = std::make_unique<COIDCHelper>(std::make_unique<test::MemoryStore>(content),
-                                                  std::move(by), test::CapturedLog::loggerTo(log));
-        made->setBrowserOpener(user.opener());
-        return made;
+    HybridHelper() { useHelper(permit); }
+    void TearDown() override { helper.reset(); }
+
+    void useHelper(std::shared_ptr<IExclusivePermit> by) {
+        helper = makeHelper(std::move(by));
+        helper->setBrowserOpener(user.opener());
     }
 
     task<COIDCToken> ask(bool authRequested = false,
@@ -77,23 +62,6 @@ protected:
                          unsigned int minValidity = 0) {
         return helper->getOIDCTokenHybridAsync(provider.configUrl(), "client", "openid",
                                                {redirectUrl}, minValidity, token, authRequested);
-    }
-
-    /// The text of a request's exception, and of which kind it is.
-    template <class T>
-    static std::string failureOf(const task<T>& request) {
-        try {
-            test::get(request);
-            return "";
-        } catch (const RequiresUserAuthException& failure) {
-            return std::string("user: ") + failure.what();
-        } catch (const Concurrency::task_canceled&) {
-            return "cancelled";
-        } catch (const std::exception& failure) {
-            return failure.what();
-        } catch (...) {
-            return "something else";
-        }
     }
 
     test::TokenRecord expiredRecord() {
@@ -111,10 +79,7 @@ protected:
         return record;
     }
 
-    void store(const test::TokenRecord& record) {
-        const std::lock_guard<std::mutex> lock(content->mutex);
-        content->bytes = record.bytes();
-    }
+    void store(const test::TokenRecord& record) { content->put(record.bytes()); }
 
     std::size_t reads() {
         const std::lock_guard<std::mutex> lock(content->mutex);
@@ -132,27 +97,19 @@ protected:
     bool logged(const std::string& text) {
         return test::eventually([&] {
             const auto lines = log->lines();
-            return std::any_of(lines.begin(), lines.end(), [&](const LogLine& line) {
-                return line.text.find(text) != std::string::npos;
+            return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+                return line.find(text) != std::string::npos;
             });
         });
     }
 
     std::size_t tokenRequests() const { return provider.requests(Endpoint::Token).size(); }
 
-    bool permitsAreFree() {
-        return isFree(*COIDCHelper::getProcessExclusivePermit()) && isFree(*permit);
-    }
-
     /// For clocks that stand still: so far ahead of the provider's that no test catches up with it.
     const std::chrono::system_clock::time_point start = std::chrono::system_clock::now() + 10min;
     auth::testing::TestProvider provider;
     const CString redirectUrl = test::freeRedirectUrl();
-    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
-    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
-    std::shared_ptr<IExclusivePermit> permit = COIDCHelper::makeExclusivePermit();
     test::User user;
-    std::unique_ptr<COIDCHelper> helper = makeHelper(permit);
 };
 
 TEST_F(HybridHelper, UsesAStoredTokenWithoutAnyPermit) {
@@ -162,52 +119,42 @@ TEST_F(HybridHelper, UsesAStoredTokenWithoutAnyPermit) {
     store(freshRecord());
     EXPECT_EQ(test::get(ask()).accessToken(), CString("of another"));
     EXPECT_EQ(content->rereadFlags, std::vector<bool>{false});
-    EXPECT_THAT(
-        log->lines(),
-        ElementsAre(LogLine{1, "Obtaining token using config url = " + provider.configUrl() +
-                                   ", client id = client, scopes = openid, redirect url "
-                                   "= " +
-                                   redirectUrl.toUtf8()},
-                    LogLine{1, "Using stored token."}));
+    EXPECT_THAT(log->lines(),
+                ElementsAre("1 Obtaining token using config url = " + provider.configUrl() +
+                                ", client id = client, scopes = openid, redirect url = " +
+                                redirectUrl.toUtf8(),
+                            "1 Using stored token."));
 }
 
 /// Every argument of every form, and what it gives.
 TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
-    struct Arguments {
-        CString configUrl;
-        std::vector<CString> redirectUrls;
-        CString clientId = "client";
-        CString scopes = "openid more";
-        unsigned int minValidity = 9;
-        cancellation_token token = cancellation_token::none();
-        bool authRequested = false;
-    };
+    using Urls = std::vector<CString>;
     struct Form {
         const char* name;
-        std::function<task<CString>(const Arguments&)> ask;
+        std::function<task<CString>(const Urls&, unsigned int, cancellation_token, bool)> ask;
         CString stored;
     };
-    const auto by = [this](auto form) {
-        return [this, form](const Arguments& a) {
-            return (*helper.*form)(a.configUrl, a.clientId, a.scopes, a.redirectUrls, a.minValidity,
-                                   a.token, a.authRequested);
+    const CString configUrl = provider.configUrl();
+    const auto by = [&](auto form) {
+        return [&, form](const Urls& urls, unsigned int minValidity,
+                         const cancellation_token& token, bool authRequested) {
+            return (*helper.*form)(configUrl, "client", "openid more", urls, minValidity, token,
+                                   authRequested);
         };
     };
     const std::vector<Form> forms = {
         {"access token", by(&COIDCHelper::getAccessTokenHybridAsync), "access"},
         {"ID token", by(&COIDCHelper::getIdTokenHybridAsync), "id"},
         {"whole token",
-         [&](const Arguments& a) {
-             return by(&COIDCHelper::getOIDCTokenHybridAsync)(a).then(
-                 [](const COIDCToken& token) { return token.clientId(); });
+         [whole = by(&COIDCHelper::getOIDCTokenHybridAsync)](const auto&... arguments) {
+             return whole(arguments...).then([](const COIDCToken& t) { return t.clientId(); });
          },
          "client"},
         {"access token, blocking",
-         [&](const Arguments& a) {
-             return Concurrency::create_task([this, a] {
-                 return helper->getAccessTokenHybrid(a.configUrl, a.clientId, a.scopes,
-                                                     a.redirectUrls, a.minValidity,
-                                                     a.authRequested);
+         [&](const Urls& urls, unsigned int minValidity, const auto&, bool authRequested) {
+             return Concurrency::create_task([=] {
+                 return helper->getAccessTokenHybrid(configUrl, "client", "openid more", urls,
+                                                     minValidity, authRequested);
              });
          },
          "access"},
@@ -218,34 +165,22 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
     record.scopes = {"more", "openid"};
     record.refreshToken = "";
     record.expiresAt = start + 10min;
-    const Arguments usual{provider.configUrl(), {redirectUrl}};
+    const auto never = cancellation_token::none();
+    const cancellation_token_source cancelled;
+    cancelled.cancel();
     for (const Form& form : forms) {
         SCOPED_TRACE(form.name);
-        const auto end = [&](const std::function<void(Arguments&)>& change) {
-            Arguments changed = usual;
-            change(changed);
-            return failureOf(form.ask(changed));
-        };
         store(record);
-        EXPECT_EQ(test::get(form.ask(usual)), form.stored);
-        EXPECT_EQ(end([](auto& a) { a.minValidity = 10; }), "user: unable to refresh token");
-
+        EXPECT_EQ(test::get(form.ask({redirectUrl}, 9, never, false)), form.stored);
+        EXPECT_EQ(outcome(form.ask({redirectUrl}, 10, never, false)),
+                  "user: unable to refresh token");
         content->bytes.clear();
-        EXPECT_EQ(end([](auto& a) {
-                      a.authRequested = true;
-                      a.redirectUrls.clear();
-                  }),
-                  "cannot construct listener");
-        const cancellation_token_source source;
-        source.cancel();
+        EXPECT_EQ(outcome(form.ask({}, 9, never, true)), "cannot construct listener");
         if (form.name != forms.back().name) {
-            EXPECT_EQ(end([&](auto& a) {
-                          a.authRequested = true;
-                          a.token = source.get_token();
-                      }),
+            EXPECT_EQ(outcome(form.ask({redirectUrl}, 9, cancelled.get_token(), true)),
                       "cancelled");
         }
-        EXPECT_EQ(end([](auto& a) { a.authRequested = true; }), "");
+        EXPECT_EQ(outcome(form.ask({redirectUrl}, 9, never, true)), "accepted");
         const auto asked = provider.requests(Endpoint::Authorization).back();
         EXPECT_EQ(asked.parameter("client_id"), "client");
         EXPECT_EQ(asked.parameter("scope"), "openid more");
@@ -254,45 +189,38 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
 }
 
 TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
-    struct Case {
-        const char* name;
-        std::function<void(test::TokenRecord&)> change;
-        std::vector<std::string> lines;
-        std::string text;
-    };
-    const std::vector<std::string> absent = {
-        "2Stored token is invalid or does not exists.",
-        "3Stored token is invalid or does not exists and auth was not requested."};
+    const std::string absent =
+        "2 Stored token is invalid or does not exists."
+        "3 Stored token is invalid or does not exists and auth was not requested.";
     const std::string onlyTheUser = "user: unable to get token";
-    const std::vector<Case> cases = {
-        {"other client", [](auto& record) { record.clientId = "Client"; }, absent, onlyTheUser},
-        {"scope missing", [](auto& record) { record.scopes = {"more"}; }, absent, onlyTheUser},
-        {"expired, not to be refreshed",
-         [](auto& record) { record.refreshToken = ""; },
-         {"3Stored token is expired and auth was not requested."},
-         "user: unable to refresh token"},
-    };
-    for (const Case& row : cases) {
+    for (const auto& row : std::vector<test::Row<test::TokenRecord>>{
+             {"other client", [](auto& record) { record.clientId = "Client"; }, onlyTheUser,
+              absent},
+             {"scope missing", [](auto& record) { record.scopes = {"more"}; }, onlyTheUser, absent},
+             {"expired, not to be refreshed", [](auto& record) { record.refreshToken = ""; },
+              "user: unable to refresh token",
+              "3 Stored token is expired and auth was not requested."}}) {
         auto record = expiredRecord();
         row.change(record);
         store(record);
         content->rereadFlags.clear();
         log->takeLines();
-        EXPECT_EQ(failureOf(ask()), row.text) << row.name;
+        EXPECT_EQ(outcome(ask()), row.outcome) << row.name;
         EXPECT_THAT(content->rereadFlags, ElementsAre(false, true)) << row.name;
-        std::vector<std::string> lines;
-        for (const LogLine& line : log->takeLines()) {
-            lines.push_back(std::to_string(line.level) + line.text);
+        std::string lines;
+        for (const std::string& line : log->takeLines()) {
+            lines += line.front() == '1' ? "" : line;
         }
-        lines.erase(lines.begin());
-        EXPECT_EQ(lines, row.lines) << row.name;
+        EXPECT_EQ(lines, row.logged) << row.name;
         EXPECT_TRUE(permitsAreFree()) << row.name;
     }
     content->bytes.clear();
     COIDCHelper silent(std::make_unique<test::MemoryStore>(content), permit, nullptr);
-    EXPECT_THROW(
-        silent.getAccessTokenHybrid(provider.configUrl(), "client", "openid", {}, 0, false),
-        RequiresUserAuthException);
+    EXPECT_EQ(outcome([&] {
+                  silent.getAccessTokenHybrid(provider.configUrl(), "client", "openid", {}, 0,
+                                              false);
+              }),
+              onlyTheUser);
     EXPECT_TRUE(provider.requests().empty());
 }
 
@@ -325,7 +253,7 @@ TEST_F(HybridHelper, KeepsWhatItReceivedThoughItIsCancelled) {
                     source.cancel();
                 }
             });
-            failureOf(ask(true, source.get_token()));  // a token or not, in time
+            outcome(ask(true, source.get_token()));  // a token or not, in time
             log->onLine({});
             EXPECT_NE(content->bytes, before) << moment;
             EXPECT_EQ(test::load(content->bytes).refreshToken().IsEmpty(), false) << moment;
@@ -384,7 +312,8 @@ TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
             clock.freezeAt(start + 2s - 1ms);
             EXPECT_TRUE(waitsOn()) << row.name;
             clock.freezeAt(start + 2s);
-            EXPECT_EQ(failureOf(request), authRequested ? "" : "user: unable to refresh token")
+            EXPECT_EQ(outcome(request),
+                      authRequested ? "accepted" : "user: unable to refresh token")
                 << row.name;
             EXPECT_EQ(tokenRequests() - before, authRequested ? 2U : 1U) << row.name;
             if (!authRequested) {
@@ -426,7 +355,7 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
         ASSERT_TRUE(logged("Failed to refresh token.")) << name;
         record.refreshToken = good;
         store(record);
-        EXPECT_EQ(failureOf(request), "") << name;
+        EXPECT_EQ(outcome(request), "accepted") << name;
     }
 
     // While it waits for either permit.
@@ -451,7 +380,7 @@ TEST_F(HybridHelper, LooksOnceMoreWhenItHasThePermit) {
         store(freshRecord());
         return true;
     };
-    helper = makeHelper(handedOver);
+    useHelper(handedOver);
     for (const bool authRequested : {false, true}) {
         content->bytes.clear();
         if (!authRequested) {
@@ -480,11 +409,9 @@ TEST_F(HybridHelper, PausesForNoRecordThatDoesNotLoad) {
         cut.startSection("OIDCToken", true);
         cut.archive() << CString(record.accessToken) << CString(record.refreshToken);
         cut.Close();
-        const std::lock_guard<std::mutex> lock(content->mutex);
-        content->bytes = cut.detachCompressedData();
+        content->put(cut.detachCompressedData());
     }
-    ASSERT_TRUE(test::eventually([&] { return request.is_done(); }));
-    EXPECT_EQ(failureOf(request), "user: unable to get token");
+    EXPECT_EQ(outcome(request), "user: unable to get token");
 }
 
 TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
@@ -493,7 +420,7 @@ TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
         clock.freezeAt(start);
         store(expiredRecord());
         log->takeLines();
-        helper = makeHelper(given);
+        useHelper(given);
         const auto lock = permit->createLock();
         ASSERT_TRUE(lock->tryLock());
         const auto request = ask();
@@ -505,7 +432,7 @@ TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
             clock.setSystemClock(-30s);  // does not prolong the wait
         }
         clock.freezeAt(start + 25s);
-        EXPECT_EQ(failureOf(request), "");
+        EXPECT_EQ(outcome(request), "accepted");
         EXPECT_TRUE(logged(givingUp));
     }
     EXPECT_TRUE(permitsAreFree());
@@ -533,8 +460,8 @@ TEST_F(HybridHelper, GivesTheUser90Seconds) {
             clock.freezeAt(start + round * 90s);
             test::eventually([&] { return request.is_done(); }, 1s);
         }
-        EXPECT_EQ(failureOf(request),
-                  comesBack ? "" : "unable to get auth code within specified timeframe");
+        EXPECT_EQ(outcome(request),
+                  comesBack ? "accepted" : "unable to get auth code within specified timeframe");
     }
 }
 
@@ -542,90 +469,73 @@ TEST_F(HybridHelper, FreesThePermitsWhateverFails) {
     const auto thrown = [](auto failure) { return std::make_exception_ptr(failure); };
     const auto faulty = std::make_shared<FaultyPermit>();
     struct Case {
-        const char* name;
-        std::function<void()> fault;
         std::string text;
+        std::function<void()> fault;
     };
     std::vector<CString> urls = {redirectUrl};
     const std::vector<Case> cases = {
-        {"no permit", [&] { helper = makeHelper(nullptr); },
-         "exclusive permit should be specified"},
-        {"no lock", [&] { helper = makeHelper(faulty); }, "exclusive permit gives no lock"},
-        {"the permit throws",
+        {"exclusive permit should be specified", [&] { useHelper(nullptr); }},
+        {"exclusive permit gives no lock", [&] { useHelper(faulty); }},
+        {"lock file",
          [&] {
              faulty->onTry = []() -> bool { throw std::runtime_error("lock file"); };
-             helper = makeHelper(faulty);
-         },
-         "lock file"},
-        {"the permit throws later",
+             useHelper(faulty);
+         }},
+        {"lock file, later",
          [&] {
              faulty->onTry = [tries = 0]() mutable -> bool {
-                 return ++tries == 3 ? throw std::runtime_error("lock file") : false;
+                 return ++tries == 3 ? throw std::runtime_error("lock file, later") : false;
              };
-             helper = makeHelper(faulty);
-         },
-         "lock file"},
-        {"configuration", [&] { provider.setStatus(Endpoint::Discovery, 500); },
-         "unable to retrieve server configuration"},
-        {"keys", [&] { provider.setStatus(Endpoint::Keys, 500); },
-         "unable to retrieve information from jwks endpoint"},
-        {"no redirect URL", [&] { urls.clear(); }, "cannot construct listener"},
-        {"no browser", [&] { helper->setBrowserOpener([](const CString&) { return false; }); },
-         "unable to request authentication through the browser"},
-        {"the opener throws something",
-         [&] { helper->setBrowserOpener([](const CString&) -> bool { throw 1; }); },
-         "something else"},
-        {"redemption", [&] { provider.setStatus(Endpoint::Token, 400); },
-         "unable to receive access token by auth code"},
-        {"store", [&] { content->writeFailure = thrown(std::runtime_error("disk full")); },
-         "disk full"},
+             useHelper(faulty);
+         }},
+        {"cannot construct listener", [&] { urls.clear(); }},
+        {"unable to request authentication through the browser",
+         [&] { helper->setBrowserOpener([](const CString&) { return false; }); }},
+        {"something else",
+         [&] { helper->setBrowserOpener([](const CString&) -> bool { throw 1; }); }},
+        {"disk full", [&] { content->writeFailure = thrown(std::runtime_error("disk full")); }},
     };
     for (const Case& row : cases) {
         row.fault();
         EXPECT_EQ(
-            failureOf(helper->getOIDCTokenHybridAsync(provider.configUrl(), "client", "openid",
-                                                      urls, 0, cancellation_token::none(), true)),
-            row.text)
-            << row.name;
-        EXPECT_TRUE(permitsAreFree()) << row.name;
-        EXPECT_TRUE(content->bytes.empty()) << row.name;
+            outcome(helper->getOIDCTokenHybridAsync(provider.configUrl(), "client", "openid", urls,
+                                                    0, cancellation_token::none(), true)),
+            row.text);
+        EXPECT_TRUE(permitsAreFree()) << row.text;
+        EXPECT_TRUE(content->bytes.empty()) << row.text;
         provider.reset();
         content->writeFailure = nullptr;
         urls = {redirectUrl};
-        helper = makeHelper(permit);
+        useHelper(permit);
     }
     // The same where a token is refreshed: its loss is told, and not mended by asking the user.
     store(expiredRecord());
     content->writeFailure = thrown(std::runtime_error("disk full"));
-    EXPECT_EQ(failureOf(ask(true)), "disk full");
+    EXPECT_EQ(outcome(ask(true)), "disk full");
     EXPECT_TRUE(permitsAreFree());
 }
 
 TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
-    struct Case {
-        const char* name;
-        Endpoint waitsAt;
-        bool refreshes;
-    };
-    for (const Case& row : std::vector<Case>{{"configuration", Endpoint::Discovery, false},
-                                             {"keys", Endpoint::Keys, true},
-                                             {"refresh", Endpoint::Token, true},
-                                             {"redemption", Endpoint::Token, false}}) {
+    for (const auto& [waitsAt, refreshes] : {std::pair{Endpoint::Discovery, false},
+                                             {Endpoint::Keys, true},
+                                             {Endpoint::Token, true},
+                                             {Endpoint::Token, false}}) {
+        SCOPED_TRACE(testing::Message() << provider.url(waitsAt) << ' ' << refreshes);
         content->bytes.clear();
-        if (row.refreshes) {
+        if (refreshes) {
             store(expiredRecord());
         }
         const cancellation_token_source source;
-        const auto before = provider.requests(row.waitsAt).size();
-        provider.neverAnswer(row.waitsAt);
+        const auto before = provider.requests(waitsAt).size();
+        provider.neverAnswer(waitsAt);
         const auto request = ask(true, source.get_token());
-        ASSERT_TRUE(provider.waitForRequests(row.waitsAt, before + 1, 10s)) << row.name;
+        ASSERT_TRUE(provider.waitForRequests(waitsAt, before + 1, test::patience));
         source.cancel();
-        EXPECT_EQ(failureOf(request), "cancelled") << row.name;
-        EXPECT_TRUE(permitsAreFree()) << row.name;
+        EXPECT_EQ(outcome(request), "cancelled");
+        EXPECT_TRUE(permitsAreFree());
         log->takeLines();
-        EXPECT_TRUE(provider.waitForClosed(provider.connections(), 10s)) << row.name;
-        EXPECT_TRUE(log->lines().empty()) << row.name << " goes on";
+        EXPECT_TRUE(provider.waitForClosed(provider.connections(), test::patience));
+        EXPECT_TRUE(log->lines().empty()) << "goes on";
         provider.reset();
     }
 
@@ -637,9 +547,9 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
     const auto waiting = ask(true, source.get_token());
     EXPECT_TRUE(waitsOn());
     source.cancel();
-    EXPECT_EQ(failureOf(signingIn), "cancelled");
-    EXPECT_EQ(failureOf(waiting), "cancelled");
-    EXPECT_EQ(failureOf(ask(true, source.get_token())), "cancelled");
+    EXPECT_EQ(outcome(signingIn), "cancelled");
+    EXPECT_EQ(outcome(waiting), "cancelled");
+    EXPECT_EQ(outcome(ask(true, source.get_token())), "cancelled");
     EXPECT_TRUE(permitsAreFree());
 }
 
@@ -653,7 +563,7 @@ TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
         requests.push_back(ask());
         helper.swap(second);
     }
-    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, 10s));
+    ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, test::patience));
     hold.release();
     const COIDCToken first = test::get(requests.front());
     for (const auto& request : requests) {

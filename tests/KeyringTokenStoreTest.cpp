@@ -1,28 +1,17 @@
 #include "host/standalone/KeyringTokenStore.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
+#include "tests/support/Threads.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 using standalone::KeyringEntry;
 using standalone::SecretKeyring;
 using test::ChildProcess;
-using testing::HasSubstr;
+using test::fails;
 
 // GLib is not instrumented: ThreadSanitizer sees nothing of how its threads agree with each other.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -33,17 +22,6 @@ extern "C" __attribute__((visibility("default"))) const char* __tsan_default_opt
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr auto* noError = "no error";
-
-std::string errorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const standalone::TokenStoreError& error) {
-        return error.what();
-    }
-    return noError;
-}
 
 std::unique_ptr<ChildProcess> start(const std::string& command) {
     return std::make_unique<ChildProcess>([&](const ChildProcess&) {
@@ -87,8 +65,13 @@ protected:
         m_service = start("gnome-keyring-daemon --foreground --components=secrets " + option +
                           " <$HOME/password");
         SecretKeyring other({"https://other", "client", "other"});
-        EXPECT_TRUE(
-            test::eventually([&] { return errorOf([&] { other.read(true); }) == noError; }));
+        EXPECT_TRUE(test::eventually([&]() -> bool {
+            try {
+                return other.read(true).empty();
+            } catch (const standalone::TokenStoreError&) {
+                return false;
+            }
+        }));
     }
 
     const KeyringEntry m_entry{"https://provider/config", "client", "Token of a test"};
@@ -124,7 +107,7 @@ TEST_F(KeyringTokenStoreTest, KeepsBytesAndForgetsThem) {
               0)
         << "what was prepared for is gone";
     EXPECT_EQ(std::system("printf 'Bwg?' | secret-tool store --label=x $ENTRY"), 0);
-    EXPECT_THAT(errorOf([&] { store.read(bytes, true); }), HasSubstr("was not written by"));
+    EXPECT_THAT([&] { store.read(bytes, true); }, fails("was not written by"));
     EXPECT_TRUE(bytes.empty());
     store.clear();
     store.read(bytes, false);
@@ -155,37 +138,26 @@ TEST_F(KeyringTokenStoreTest, SaysWhyItFails) {
     for (const auto& each : cases) {
         each.prepare();
         for (const auto& use : uses) {
-            EXPECT_THAT(errorOf([&] { use(each.keyring); }), HasSubstr(each.text));
-            EXPECT_NE(errorOf([&] { each.keyring.read(false); }), noError)
-                << "only the keyring counts now";
+            EXPECT_THAT([&] { use(each.keyring); }, fails(each.text));
+            EXPECT_THAT([&] { each.keyring.read(false); }, fails()) << "only the keyring counts";
         }
     }
-    EXPECT_THAT(errorOf([&] { patient.write(Bytes(SecretKeyring::maxSize + 1)); }),
-                HasSubstr("too large"));
+    EXPECT_THAT([&] { patient.write(Bytes(SecretKeyring::maxSize + 1)); }, fails("too large"));
     SecretKeyring noText({"https://p", "\xff", "label"});
-    EXPECT_THAT(errorOf([&] { noText.read(true); }), HasSubstr("UTF-8"));
+    EXPECT_THAT([&] { noText.read(true); }, fails("UTF-8"));
 }
 
 TEST_F(KeyringTokenStoreTest, ServesSeveralThreads) {
     SecretKeyring shared(m_entry);
     shared.write({9});
-    std::vector<std::thread> threads;
-    for (std::uint8_t number = 0; number < 4; ++number) {
-        threads.emplace_back([&, number] {
-            SecretKeyring own({m_entry.provider, std::to_string(number), "own"});
-            for (std::uint8_t time = 0; time < 10; ++time) {
-                EXPECT_EQ(errorOf([&] {
-                              own.write({number, time});
-                              EXPECT_EQ(own.read(true), (Bytes{number, time}));
-                              EXPECT_EQ(shared.read(time % 2 == 0), Bytes{9});
-                          }),
-                          noError);
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    test::onThreads(4, [&](int number) {
+        SecretKeyring own({m_entry.provider, std::to_string(number), "own"});
+        for (std::uint8_t time = 0; time < 10; ++time) {
+            own.write({time});
+            EXPECT_EQ(own.read(true), Bytes{time});
+            EXPECT_EQ(shared.read(time % 2 == 0), Bytes{9});
+        }
+    });
 }
 
 }  // namespace

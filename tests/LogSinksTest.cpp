@@ -1,12 +1,8 @@
 #include "host/standalone/LogSinks.h"
+#include "tests/support/Test.h"
+#include "tests/support/Threads.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <sstream>
-#include <thread>
-#include <vector>
 
 using LoggingUtilities::ELogLevel;
 using standalone::redact;
@@ -110,18 +106,12 @@ TEST(LogSinks, WritesWholeLinesOfTheWantedLevels) {
         StandardErrorLog log(ELogLevel::Warning);
         log.write(ELogLevel::Flow, L"too low");
         log.write(ELogLevel::Detail, L"too low");
-        std::vector<std::thread> threads;
-        for (const auto level : {ELogLevel::Warning, ELogLevel::Error}) {
-            threads.emplace_back([&log, level] {
-                for (int i = 0; i < 100; ++i) {
-                    log.write(level,
-                              CString(CString::String{0xD800}) + L" {} %s\u00e4 password=x\n.");
-                }
-            });
-        }
-        for (auto& thread : threads) {
-            thread.join();
-        }
+        test::onThreads(2, [&log](int number) {
+            const auto level = number == 0 ? ELogLevel::Warning : ELogLevel::Error;
+            for (int i = 0; i < 100; ++i) {
+                log.write(level, CString(CString::String{0xD800}) + L" {} %s\u00e4 password=x\n.");
+            }
+        });
     }
     std::istringstream written(testing::internal::GetCapturedStderr());
     int lines = 0;

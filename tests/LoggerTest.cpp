@@ -1,10 +1,5 @@
 #include "tests/support/CapturedLog.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <stdexcept>
-#include <string>
+#include "tests/support/Test.h"
 
 namespace {
 
@@ -19,11 +14,9 @@ TEST(Logger, FormatsEveryKindOfArgument) {
     logger.Log(ELogLevel::Detail, L"%d %d %u %.1f %%", std::int64_t{-1}, std::uint16_t{404}, 7U,
                1.5);
     logger.Log(ELogLevel::Error, L"%s", std::string("not UTF-8: \xFF"));
-    EXPECT_EQ(log->lines(), (std::vector<test::LogLine>{
-                                {1, "\xF0\x9F\x94\x91 narrow string wide"},
-                                {2, "-1 404 7 1.5 %"},
-                                {4, "not UTF-8: \xEF\xBF\xBD"},
-                            }));
+    EXPECT_THAT(log->lines(),
+                ::testing::ElementsAre("1 \xF0\x9F\x94\x91 narrow string wide", "2 -1 404 7 1.5 %",
+                                       "4 not UTF-8: \xEF\xBF\xBD"));
 }
 
 class BrokenSink final : public LoggingUtilities::ILoggerImpl {

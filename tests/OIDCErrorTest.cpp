@@ -81,7 +81,7 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         bool canRetry = false;
         std::function<void()> fault = [] {};
     };
-    std::optional<test::HttpTimeout> limit;
+    std::optional<test::HostSettings> limit;
     const auto fault = [&](const auto& act) { return [this, act] { act(provider); }; };
     const std::vector<Row> rows = {
         {401, R"({"error": "invalid_client"})", "invalid_client", ""},

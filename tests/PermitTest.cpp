@@ -1,24 +1,10 @@
-#include "auth/COIDCHelper.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <thread>
-#include <vector>
+#include "tests/support/Permit.h"
+#include "tests/support/Threads.h"
 
 namespace {
 
 TEST(ExclusivePermit, IsHeldByOneLockAtATime) {
-    const auto permit = auth::COIDCHelper::makeExclusivePermit();
-    auto first = permit->createLock();
-    auto second = permit->createLock();
-    EXPECT_TRUE(first->tryLock());
-    EXPECT_TRUE(first->tryLock());
-    EXPECT_FALSE(second->tryLock());
-    second.reset();  // never held it: the first one still does
-    EXPECT_FALSE(permit->createLock()->tryLock());
-    first.reset();
-    EXPECT_TRUE(permit->createLock()->tryLock());
+    test::expectOneHolderAtATime(*auth::COIDCHelper::makeExclusivePermit());
 }
 
 TEST(ExclusivePermit, LivesAsLongAsItsLocks) {
@@ -37,22 +23,14 @@ TEST(ExclusivePermit, IsOneForTheProcess) {
 TEST(ExclusivePermit, ExcludesThreads) {
     const auto permit = auth::COIDCHelper::makeExclusivePermit();
     int guarded = 0;  // a data race here is what the sanitizer would find
-    std::vector<std::thread> threads;
-    threads.reserve(4);
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int taken = 0; taken < 500;) {
-                const auto lock = permit->createLock();
-                if (lock->tryLock()) {
-                    ++guarded;
-                    ++taken;
-                }
+    test::onThreads(4, [&](int) {
+        for (int taken = 0; taken < 500;) {
+            if (const auto lock = permit->createLock(); lock->tryLock()) {
+                ++guarded;
+                ++taken;
             }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+        }
+    });
     EXPECT_EQ(guarded, 2000);
 }
 

@@ -1,41 +1,33 @@
 // What the library does to its process, and the end of that to the library. Each test has a process
 // of its own, which ends with 0 when all is well.
 
-#include "auth/COIDCHelper.h"
-#include "platform/TaskScheduler.h"
 #include "testing/TestProvider.h"
-#include "tests/support/CapturedLog.h"
+#include "tests/support/Application.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/Eventually.h"
 #include "tests/support/LocalPort.h"
-#include "tests/support/MemoryStore.h"
 #include "tests/support/NoThreads.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Test.h"
 #include "tests/support/TokenRecord.h"
 #include "tests/support/Usage.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <future>
-#include <memory>
-#include <string>
 #include <thread>
 
 namespace {
 
 using namespace std::chrono_literals;
-using auth::COIDCHelper;
-using auth::testing::Endpoint;
-using auth::testing::TestProvider;
+using namespace auth::testing;
 using Concurrency::cancellation_token;
+using test::outcome;
 
-/// A helper for whatever process it is made in.
-struct Requests {
+/// Of whatever process it is made in.
+struct Requests : test::Application {
     explicit Requests(const std::string& provider) : configUrl(provider) {}
 
     void store(std::chrono::hours lifetime) const {
@@ -55,21 +47,7 @@ struct Requests {
     }
 
     const CString configUrl;
-    std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
-    std::shared_ptr<auth::IExclusivePermit> permit = COIDCHelper::makeExclusivePermit();
-    std::unique_ptr<COIDCHelper> helper = std::make_unique<COIDCHelper>(
-        std::make_unique<test::MemoryStore>(content), permit, nullptr);
 };
-
-template <class T>
-std::string failureOf(const Concurrency::task<T>& request) {
-    try {
-        test::get(request);
-        return "";
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
-}
 
 /// Whether no other thread of this process is at work: a fork would copy the locks that it holds.
 bool othersRest() {
@@ -86,11 +64,6 @@ bool othersRest() {
     return true;
 }
 
-/// The wait status of a process that runs `body`; one that hangs is ended by a signal.
-int ends(const std::function<int()>& body) {
-    return test::ChildProcess([&](const auto&) { return body(); }).end();
-}
-
 class Process : public ::testing::Test {
 protected:
     // Its tests begin in a process in which nothing has run.
@@ -103,11 +76,10 @@ TEST_F(Process, GivesPermitsBackAlthoughThereIsNoThread) {
     const auto isWell = [] {
         const Requests requests(nowhere);
         const test::NoThreads none;
-        const bool toldWhy = failureOf(requests.ofAUser()) == "unable to get token" &&
-                             !failureOf(requests.ofAUser(true)).empty() &&
-                             !failureOf(requests.ofAService()).empty();
-        return toldWhy && requests.permit->createLock()->tryLock() &&
-               COIDCHelper::getProcessExclusivePermit()->createLock()->tryLock();
+        const bool toldWhy = outcome(requests.ofAUser()) == "user: unable to get token" &&
+                             outcome(requests.ofAUser(true)) != "accepted" &&
+                             outcome(requests.ofAService()) != "accepted";
+        return toldWhy && requests.permitsAreFree();
     };
     EXPECT_EXIT(std::exit(isWell() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
@@ -116,8 +88,8 @@ TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
     const auto threads = [] {
         const Requests requests(nowhere);
         requests.store(1h);
-        requests.ofAService().get();
-        requests.ofAUser().get();
+        test::get(requests.ofAService());
+        test::get(requests.ofAUser());
         return static_cast<int>(test::usage().threads);
     };
     // And that of the scheduler; a sanitizer may have one.
@@ -143,7 +115,7 @@ TEST_F(Process, EndsWithoutWaitingForOthers) {
         // Of a thread that is awaited behind all that the library does at the end.
         const Requests waiting(provider.configUrl());
         const auto request = waiting.ofAUser(true);
-        awaited.thread = std::thread([request] { failureOf(request); });
+        awaited.thread = std::thread([request] { outcome(request); });
         TestProvider silent;
         silent.neverAnswer(Endpoint::Discovery);
         const Requests service(silent.configUrl());
@@ -157,18 +129,18 @@ TEST_F(Process, EndsWithoutWaitingForOthers) {
 TEST_F(Process, TellsAfterAForkThatItsThreadsAreGone) {
     const TestProvider provider;
     const Requests requests(provider.configUrl());
-    EXPECT_EQ(failureOf(requests.ofAService()), "");
+    EXPECT_EQ(outcome(requests.ofAService()), "accepted");
     EXPECT_TRUE(test::eventually(othersRest));
     const std::string ofTasks = "tokens were asked for before this process was forked";
     const std::string ofTimers = "the HTTP library was used before this process was forked";
-    EXPECT_EQ(ends([&] {
+    EXPECT_EQ(test::endOf([&] {
                   requests.store(-1h);
                   const auto lock = requests.permit->createLock();
                   const bool toldWhy = lock->tryLock() &&
-                                       failureOf(requests.ofAService()) == ofTasks &&
-                                       failureOf(requests.ofAUser()) == ofTimers;
+                                       outcome(requests.ofAService()) == ofTasks &&
+                                       outcome(requests.ofAUser()) == ofTimers;
                   requests.store(1h);
-                  return toldWhy && failureOf(requests.ofAUser()).empty() ? 0 : 1;
+                  return toldWhy && outcome(requests.ofAUser()) == "accepted" ? 0 : 1;
               }),
               0);
 }

@@ -1,17 +1,12 @@
 #include "auth/detail/FirstOutcome.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
-#include "tests/support/Eventually.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <future>
-#include <memory>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -45,7 +40,7 @@ TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
 TEST(GrowingScheduler, ReusesAnIdleThread) {
     GrowingScheduler scheduler(1h);
     for (int i = 0; i < 50; ++i) {
-        Concurrency::create_task([] {}, Concurrency::task_options(scheduler)).get();
+        test::get(Concurrency::create_task([] {}, Concurrency::task_options(scheduler)));
     }
     // Some find no idle thread: a task ends a moment before its thread is idle again.
     EXPECT_LT(scheduler.threadCount(), 50U);
@@ -65,9 +60,8 @@ TEST(GrowingScheduler, RunsWhatIsScheduledBeforeItEnds) {
 TEST(GrowingScheduler, RunsAtOnceWhatIsScheduledAfterItStopped) {
     GrowingScheduler scheduler(1h);
     scheduler.stop();
-    EXPECT_EQ(Concurrency::create_task([] { return std::this_thread::get_id(); },
-                                       Concurrency::task_options(scheduler))
-                  .get(),
+    EXPECT_EQ(test::get(Concurrency::create_task([] { return std::this_thread::get_id(); },
+                                                 Concurrency::task_options(scheduler))),
               std::this_thread::get_id());
 }
 
@@ -88,7 +82,7 @@ TEST(FirstOutcome, IsThereAtOnceAndContinuedElsewhere) {
     EXPECT_TRUE(twice.is_done());
     EXPECT_EQ(twice.get(), 2);
     for (const auto& continued : {before, beforeTwice, twice.then(thread)}) {
-        EXPECT_NE(continued.get(), std::this_thread::get_id());
+        EXPECT_NE(test::get(continued), std::this_thread::get_id());
     }
     EXPECT_FALSE(outcome.fail(std::make_exception_ptr(1)));
     EXPECT_EQ(outcome.task().get(), 1);
@@ -97,7 +91,7 @@ TEST(FirstOutcome, IsThereAtOnceAndContinuedElsewhere) {
 TEST(OneShotTimer, FiresOnceOrNotAtAll) {
     std::promise<void> fired;
     const platform::OneShotTimer timer(1ms, [&fired] { fired.set_value(); });
-    EXPECT_EQ(fired.get_future().wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(fired.get_future().wait_for(test::patience), std::future_status::ready);
 
     std::atomic<int> calls{0};
     std::promise<void> letGo;
@@ -106,7 +100,7 @@ TEST(OneShotTimer, FiresOnceOrNotAtAll) {
         const platform::OneShotTimer cancelled(1h, [&calls, held] { ++calls; });
     }
     held.reset();
-    EXPECT_EQ(letGo.get_future().wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(letGo.get_future().wait_for(test::patience), std::future_status::ready);
     EXPECT_EQ(calls, 0);
 }
 

@@ -1,12 +1,10 @@
+#include "tests/support/Test.h"
+
 #include "testing/TestBrowser.h"
 #include "testing/TestProvider.h"
 #include "tests/support/JwtPayload.h"
 
 #include <cpprest/http_client.h>
-#include <gmock/gmock.h>
-
-#include <stdexcept>
-#include <string>
 
 namespace {
 
@@ -18,21 +16,11 @@ using ::testing::ThrowsMessage;
 constexpr auto* verifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
 constexpr auto* challenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
 
-ProviderOptions overTls() {
-    ProviderOptions options;
-    options.tls = true;
-    return options;
-}
-
-std::string encoded(const std::string& text) {
-    return web::uri::encode_data_string(text);
-}
-
 std::string authorizationUrl(const TestProvider& provider, const Fields& parameters) {
     std::string url = provider.url(Endpoint::Authorization);
     for (const auto& [name, value] : parameters) {
-        url.append(url.find('?') == std::string::npos ? "?" : "&").append(name);
-        url.append("=").append(encoded(value));
+        url += (url.find('?') == std::string::npos ? "?" : "&") + name + '=' +
+               web::uri::encode_data_string(value);
     }
     return url;
 }
@@ -57,7 +45,7 @@ std::string answer(const TestProvider& provider, Endpoint endpoint, const std::s
     web::http::http_request request(form.empty() ? "GET" : "POST");
     request.set_body(form, "application/x-www-form-urlencoded");
     web::http::client::http_client client(provider.url(endpoint));
-    return client.request(request).get().extract_utf8string().get();
+    return test::get(test::get(client.request(request)).extract_utf8string());
 }
 
 std::string refresh(const TestProvider& provider, const std::string& client,
@@ -95,7 +83,7 @@ TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
 }
 
 TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
-    TestProvider provider(overTls());
+    TestProvider provider({true, ""});
     TestProvider application;  // records what is posted to the redirect URL
     const std::string state = "a b+c&d=%41\"<é>";
     const auto redirectUri = application.tokenEndpoint() + "?x=1&amp=%22";
@@ -115,7 +103,7 @@ TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
     EXPECT_EQ(id.at("aud").as_string(), "app");
 
     EXPECT_THROW(openPage(url), std::runtime_error) << "an unknown authority";
-    TestProvider other(overTls());
+    TestProvider other({true, ""});
     EXPECT_THROW(openPage(url, other.authorityFile()), std::runtime_error);
 }
 

@@ -1,12 +1,8 @@
-#include "tests/support/NearMiss.h"
+#include "tests/support/Test.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TokenRecord.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -43,9 +39,7 @@ TEST(Token, ChecksScopes) {
         EXPECT_EQ(recordWith(row.granted).token().validateScopes(row.requested), row.covered)
             << '\'' << row.requested << '\'';
     }
-}
-
-TEST(Token, JoinsScopesInOrdinalOrder) {
+    // In ordinal order.
     EXPECT_EQ(recordWith({"profile", "openid"}).token().scopes(), CString("openid profile"));
     EXPECT_EQ(recordWith({"a", "A", "a"}).token().scopes(), CString("A a"));
     EXPECT_EQ(recordWith({"openid", ""}).token().scopes(), CString(" openid"));
@@ -129,40 +123,30 @@ TEST(TokenRecord, RoundTrips) {
         record.expiresAt = std::chrono::system_clock::time_point(1'700'000'000s + 700ns);
         EXPECT_EQ(test::store(record.token()), record.bytes());
         EXPECT_EQ(record.token().expiresAt(), record.expiresAt);
+        record.fileVersion = 457;
+        EXPECT_EQ(record.token().refreshToken(), CString("refresh"));
+        EXPECT_TRUE(record.token().idToken().IsEmpty()) << "there was none in that version";
     }
 }
 
-TEST(TokenRecord, OfAnEarlierVersionHasNoIdToken) {
-    TokenRecord record;
-    record.fileVersion = 457;
-    auto token = record.token();
-    EXPECT_EQ(token.refreshToken(), CString("refresh"));
-    EXPECT_TRUE(token.idToken().IsEmpty());
-}
-
-std::vector<std::uint8_t> bytesWith(std::int64_t expiry, std::int32_t scopeCount) {
-    CMemoryArchive storing;
-    storing.startSection("OIDCToken", true);
-    storing << CString("access") << CString("refresh");
-    storing.archive() << expiry;
-    storing << CString("client") << scopeCount << CString("id");
-    storing.Close();
-    return storing.detachCompressedData();
-}
-
-TEST(TokenRecord, MayHoldAnyExpiry) {
-    using Limits = std::numeric_limits<std::int64_t>;
+TEST(TokenRecord, MayHoldAnyNumbers) {
+    using Expiry = std::numeric_limits<std::int64_t>;
+    const auto with = [](std::int64_t expiry, std::int32_t scopes) {
+        CMemoryArchive storing;
+        storing.startSection("OIDCToken", true);
+        storing << CString("access") << CString("refresh");
+        storing.archive() << expiry;
+        storing << CString("client") << scopes << CString("id");
+        storing.Close();
+        return test::load(storing.detachCompressedData());
+    };
     for (const unsigned int lead : {0U, 1U << 31U, (1U << 31U) - 1}) {
-        EXPECT_TRUE(test::load(bytesWith(Limits::min(), 0)).willBeExpiredAfter(lead));
-        EXPECT_FALSE(test::load(bytesWith(Limits::max(), 0)).willBeExpiredAfter(lead));
+        EXPECT_TRUE(with(Expiry::min(), 0).willBeExpiredAfter(lead));
+        EXPECT_FALSE(with(Expiry::max(), 0).willBeExpiredAfter(lead));
     }
-}
-
-TEST(TokenRecord, MayHoldNoScopes) {
     for (const std::int32_t count : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
-        auto token = test::load(bytesWith(0, count));
-        EXPECT_TRUE(token.scopes().IsEmpty());
-        EXPECT_EQ(token.idToken(), CString("id"));
+        EXPECT_TRUE(with(0, count).scopes().IsEmpty());
+        EXPECT_EQ(with(0, count).idToken(), CString("id"));
     }
 }
 
@@ -177,28 +161,24 @@ TEST(TokenRecord, OfAnotherKindLeavesTheTokenAlone) {
     EXPECT_EQ(token.accessToken(), CString("access"));
 }
 
-/// Loads the bytes; a refusal is fine, another token than the one that was stored is not.
-void expectEqualOrRefused(const std::vector<std::uint8_t>& bytes,
-                          const std::vector<std::uint8_t>& original, const std::string& what) {
-    try {
-        EXPECT_EQ(test::store(test::load(bytes)), original) << what;
-    } catch (const CArchiveException&) {
-        // Refused.
-    }
-}
-
+/// A refusal is fine, another token than the one that was stored is not.
 TEST(TokenRecord, IsRefusedWhenDamaged) {
     TokenRecord record = recordWith({"openid", "profile"});
     record.accessToken = "eyJhbGciOiJSUzI1NiIsImtpZCI6IjEifQ.eyJpc3MiOiJodHRwczovL2lkIn0.c2ln";
     const auto good = record.bytes();
+    const auto check = [&](const std::vector<std::uint8_t>& bytes, std::size_t place) {
+        try {
+            EXPECT_EQ(test::store(test::load(bytes)), good) << place;
+        } catch (const CArchiveException&) {  // NOLINT(bugprone-empty-catch): refused
+        }
+    };
     for (std::size_t length = 0; length < good.size(); ++length) {
-        expectEqualOrRefused({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)},
-                             good, "cut to " + std::to_string(length));
+        check({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)}, length);
     }
     for (std::size_t bit = 0; bit < good.size() * 8; ++bit) {
         auto damaged = good;
         damaged[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
-        expectEqualOrRefused(damaged, good, "bit " + std::to_string(bit));
+        check(damaged, bit);
     }
 }
 

@@ -7,11 +7,10 @@
 #include "tests/load/Site.h"
 #include "tests/support/JwtPayload.h"
 #include "tests/support/LocalPort.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/Usage.h"
 
 #include <cstdlib>
-#include <exception>
-#include <future>
 #include <iomanip>
 #include <iostream>
 #include <list>
@@ -46,19 +45,10 @@ std::string nameOf(Kind kind) {
 
 struct Helper {
     Account account;
-    std::shared_ptr<auth::IExclusivePermit> permit;
-    std::unique_ptr<auth::COIDCHelper> helper;
-};
-
-Helper makeHelper(Account account, std::shared_ptr<auth::IExclusivePermit> permit) {
-    auto helper = std::make_unique<auth::COIDCHelper>(
+    std::shared_ptr<auth::IExclusivePermit> permit = auth::COIDCHelper::makeExclusivePermit();
+    std::unique_ptr<auth::COIDCHelper> helper = std::make_unique<auth::COIDCHelper>(
         std::make_unique<test::MemoryStore>(account.content), permit, nullptr);
-    helper->setBrowserOpener([](const CString& url) {
-        auth::testing::signIn(url.toUtf8());
-        return true;
-    });
-    return {std::move(account), std::move(permit), std::move(helper)};
-}
+};
 
 struct Request {
     Kind kind;
@@ -68,63 +58,58 @@ struct Request {
     Clock::time_point begun = Clock::now();
     std::optional<Clock::time_point> cancelAt = {};
     Concurrency::cancellation_token_source source = {};
-    std::function<bool()> ended = {};
-    std::function<CString()> result = {};
+    Concurrency::task<CString> task = {};
 
-    void start(const std::vector<CString>& redirectUrls) {
+    void start(const std::vector<CString>& urls) {
         const auto token = cancelAt ? source.get_token() : Concurrency::cancellation_token::none();
-        const auto task =
-            kind == Kind::Service
-                ? helper.getAccessTokenClientCredentialsAsync(site->configUrl(), client, "secret",
-                                                              "a b", 0, token)
-                : helper.getAccessTokenHybridAsync(site->configUrl(), client, "openid",
-                                                   redirectUrls, 0, token, kind == Kind::SignIn);
-        ended = [task] { return task.is_done(); };
-        result = [task] { return task.get(); };
+        const CString config = site->configUrl();
+        task = kind == Kind::Service
+                   ? helper.getAccessTokenClientCredentialsAsync(config, client, "secret", "a b", 0,
+                                                                 token)
+                   : helper.getAccessTokenHybridAsync(config, client, "openid", urls, 0, token,
+                                                      kind == Kind::SignIn);
     }
 
-    /// On a thread of its own.
-    void startBlocking(const std::vector<CString>& redirectUrls) {
-        const auto pending = std::make_shared<std::future<CString>>(
-            std::async(std::launch::async, [this, redirectUrls] {
-                return kind == Kind::Service
-                           ? helper.getAccessTokenClientCredentials(site->configUrl(), client,
-                                                                    "secret", "a b", 0)
-                           : helper.getAccessTokenHybrid(site->configUrl(), client, "openid",
-                                                         redirectUrls, 0, kind == Kind::SignIn);
-            }));
-        ended = [pending] { return pending->wait_for(0s) == std::future_status::ready; };
-        result = [pending] { return pending->get(); };
+    void startBlocking(const std::vector<CString>& urls) {
+        const Concurrency::task_completion_event<CString> end;
+        task = Concurrency::create_task(end);
+        std::thread([this, urls, end, config = site->configUrl()] {
+            try {
+                end.set(
+                    kind == Kind::Service
+                        ? helper.getAccessTokenClientCredentials(config, client, "secret", "a b", 0)
+                        : helper.getAccessTokenHybrid(config, client, "openid", urls, 0,
+                                                      kind == Kind::SignIn));
+            } catch (...) {
+                end.set_exception(std::current_exception());
+            }
+        }).detach();
     }
 };
 
-bool isFor(const Request& request, const std::string& token) {
-    const std::string client = request.client.toUtf8();
-    return request.kind == Kind::Service
-               ? token.rfind("token-" + client + '-', 0) == 0
-               : test::payloadOf(token).find(R"("client_id":")" + client + '"') !=
-                     std::string::npos;
-}
-
 /// How the request ended, with "!" in front when it may not end so.
 std::string outcomeOf(const Request& request) {
-    try {
-        return isFor(request, request.result().toUtf8()) ? "token" : "! token of another client";
-    } catch (const Concurrency::task_canceled&) {
-        return request.cancelAt ? "cancelled" : "! cancelled by nobody";
-    } catch (const auth::RequiresUserAuthException& failure) {
-        return std::string(request.kind == Kind::User ? "" : "! ") + failure.what();
-    } catch (const std::system_error& failure) {
-        // The token library has such ones, too, with codes of its own.
-        const auto& category = failure.code().category();
-        const bool ofSystem =
-            category == std::system_category() || category == std::generic_category();
-        return std::string(ofSystem ? "! system: " : "") + failure.what();
-    } catch (const std::exception& failure) {
-        return failure.what();
-    } catch (...) {
-        return "! something else";
-    }
+    const std::string client = request.client.toUtf8();
+    const std::string end = test::outcome([&] {
+        try {
+            const std::string token = request.task.get().toUtf8();
+            return request.kind == Kind::Service
+                       ? token.rfind("token-" + client + '-', 0) == 0
+                       : test::payloadOf(token).find(R"("client_id":")" + client + '"') !=
+                             std::string::npos;
+        } catch (const std::system_error& failure) {
+            // The token library has such ones, too, with codes of its own.
+            const auto& of = failure.code().category();
+            throw std::runtime_error((of == std::system_category() || of == std::generic_category()
+                                          ? "! system: "
+                                          : "") +
+                                     std::string(failure.what()));
+        }
+    });
+    const bool isWrong = end == "refused" || end == "something else" ||
+                         (end == "cancelled" && !request.cancelAt) ||
+                         (end.rfind("user: ", 0) == 0 && request.kind != Kind::User);
+    return (isWrong ? "! " : "") + end;
 }
 
 /// Comes due once in a period.
@@ -149,17 +134,15 @@ private:
 class Load {
 public:
     Load() {
-        for (std::size_t i = 0; i < 25; ++i) {
-            m_services.push_back(makeHelper({"service-" + std::to_string(i)},
-                                            auth::COIDCHelper::makeExclusivePermit()));
+        for (int i = 0; i < 25; ++i) {
+            m_services.push_back({{"service-" + std::to_string(i)}});
             // Some have their account and their permit in common.
-            if (i % 5 == 4) {
-                m_users.push_back(makeHelper(m_userAccounts.back(), m_users.back().permit));
-                continue;
-            }
-            m_userAccounts.push_back({"user-" + std::to_string(i)});
-            m_users.push_back(
-                makeHelper(m_userAccounts.back(), auth::COIDCHelper::makeExclusivePermit()));
+            m_users.push_back(i % 5 == 4 ? Helper{m_users.back().account, m_users.back().permit}
+                                         : Helper{{"user-" + std::to_string(i)}});
+            m_users.back().helper->setBrowserOpener([](const CString& url) {
+                auth::testing::signIn(url.toUtf8());
+                return true;
+            });
         }
         openSites();
     }
@@ -174,8 +157,8 @@ public:
     }
 
     void burst(std::size_t requests) {
-        for (const auto& account : m_userAccounts) {
-            reseed(account);
+        for (const Helper& user : m_users) {
+            reseed(user.account);
         }
         for (std::size_t i = 0; i < requests; ++i) {
             begin();
@@ -197,7 +180,7 @@ public:
                 begin();
             }
             if (seed.due()) {
-                reseed(m_userAccounts.at(below(m_userAccounts.size(), m_random)));
+                reseed(m_users.at(below(m_users.size(), m_random)).account);
             }
             if (site.due()) {
                 openSites();
@@ -227,20 +210,19 @@ public:
 private:
     /// New providers, since they keep what they receive. All users have signed in there.
     void openSites() {
-        m_serviceSite = std::make_shared<Site>(m_grants);
-        m_userSite = std::make_shared<Site>(m_grants);
-        for (const auto& site : {m_serviceSite, m_userSite}) {
-            site->setTokenLifetime(tokenLife);
+        for (auto* const site : {&m_serviceSite, &m_userSite}) {
+            *site = std::make_shared<Site>(m_grants, tokenLife);
         }
-        for (const auto& account : m_userAccounts) {
-            m_userSite->seed(account, tokenLife);
+        for (const Helper& user : m_users) {
+            m_userSite->seed(user.account, tokenLife);
         }
     }
 
     /// As another program does: the user has a token that serves, one to be refreshed, or none.
     void reseed(const Account& account) {
         const std::size_t choice = below(20, m_random);
-        choice == 0 ? account.put({}) : m_userSite->seed(account, choice < 10 ? tokenLife : 0s);
+        choice == 0 ? account.content->put({})
+                    : m_userSite->seed(account, choice < 10 ? tokenLife : 0s);
     }
 
     void begin() {
@@ -268,7 +250,7 @@ private:
     void tick() {
         const auto now = Clock::now();
         for (auto request = m_running.begin(); request != m_running.end();) {
-            if (request->ended()) {
+            if (request->task.is_done()) {
                 count(*request);
                 request = m_running.erase(request);
                 continue;
@@ -286,7 +268,6 @@ private:
         if (m_faulty && m_serviceFault.due()) {
             m_serviceSite->changeFault(m_random);
         }
-        // All users wait while a failed refresh of one pauses.
         if (m_faulty && m_userFault.due()) {
             m_userSite->changeFault(m_random);
         }
@@ -301,7 +282,6 @@ private:
 
     load::Random m_random{std::random_device()()};
     std::vector<Helper> m_services;
-    std::vector<Account> m_userAccounts;
     std::vector<Helper> m_users;
     const std::vector<CString> m_redirectUrls{test::freeRedirectUrl(), test::freeRedirectUrl()};
     const std::shared_ptr<Site::Grants> m_grants = std::make_shared<Site::Grants>();
@@ -309,7 +289,7 @@ private:
     std::shared_ptr<Site> m_userSite;
     bool m_faulty = false;
     Pulse m_serviceFault{50ms};
-    Pulse m_userFault{1s};
+    Pulse m_userFault{1s};  // all users wait while a failed refresh of one pauses
     std::list<Request> m_running;
     std::map<std::string, std::size_t> m_outcomes;
     bool m_wrong = false;
@@ -324,27 +304,23 @@ bool isFlat(const std::vector<test::Usage>& samples, bool isLong) {
         std::size_t test::Usage::*figure;
         std::size_t slack;
     };
-    const auto median = [&](std::size_t test::Usage::*figure, std::size_t fifth) {
-        std::vector<std::size_t> values;
-        for (std::size_t i = fifth * samples.size() / 5; i < (fifth + 1) * samples.size() / 5;
-             ++i) {
-            values.push_back(samples.at(i).*figure);
-        }
-        const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-        std::nth_element(values.begin(), middle, values.end());
-        return *middle;
-    };
     bool flat = true;
-    for (const Row& row :
+    for (const auto& [name, figure, slack] :
          {Row{"resident KiB", &test::Usage::residentKiB, 4096},
           Row{"heap KiB", &test::Usage::heapKiB, 2048}, Row{"threads", &test::Usage::threads, 20},
           Row{"descriptors", &test::Usage::descriptors, 20}}) {
-        std::cout << std::setw(12) << row.name;
+        std::array<std::size_t, 5> medians{};
+        std::cout << std::setw(12) << name;
         for (std::size_t fifth = 0; fifth < 5; ++fifth) {
-            std::cout << std::setw(9) << median(row.figure, fifth);
+            std::vector<std::size_t> values;
+            for (auto i = fifth * samples.size() / 5; i < (fifth + 1) * samples.size() / 5; ++i) {
+                values.push_back(samples.at(i).*figure);
+            }
+            std::sort(values.begin(), values.end());
+            medians.at(fifth) = values.at(values.size() / 2);
+            std::cout << std::setw(9) << medians.at(fifth);
         }
-        const auto before = median(row.figure, 1);
-        const bool grew = isLong && median(row.figure, 4) > before + before / 10 + row.slack;
+        const bool grew = isLong && medians[4] > medians[1] + medians[1] / 10 + slack;
         std::cout << (grew ? "  WRONG: grows\n" : "\n");
         flat = flat && !grew;
     }

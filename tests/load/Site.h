@@ -19,6 +19,7 @@
 
 namespace load {
 
+using namespace auth::testing;
 using Random = std::mt19937_64;
 
 inline std::size_t below(std::size_t end, Random& random) {
@@ -29,12 +30,6 @@ inline std::size_t below(std::size_t end, Random& random) {
 struct Account {
     std::string client;
     std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
-
-    /// As another program of the user does.
-    void put(std::vector<std::uint8_t> bytes) const {
-        const std::lock_guard<std::mutex> lock(content->mutex);
-        content->bytes = std::move(bytes);
-    }
 };
 
 /// A provider. Its faults come and go at random, each for a few answers.
@@ -43,9 +38,11 @@ public:
     /// Requests that got an answer, by grant type.
     using Grants = std::map<std::string, std::size_t>;
 
-    explicit Site(std::shared_ptr<Grants> grants) : m_grants(std::move(grants)) {}
+    Site(std::shared_ptr<Grants> grants, std::chrono::seconds tokenLife)
+        : m_grants(std::move(grants)) {
+        m_provider.setTokenLifetime(tokenLife);
+    }
     ~Site() {
-        using auth::testing::Endpoint;
         for (const auto& request : m_provider.requests(Endpoint::Token)) {
             ++(*m_grants)[request.field("grant_type")];
         }
@@ -55,27 +52,20 @@ public:
 
     CString configUrl() const { return {m_provider.configUrl()}; }
 
-    void setTokenLifetime(std::chrono::seconds lifetime) { m_provider.setTokenLifetime(lifetime); }
-
     /// Gives the account a token of this provider that has yet to live for `life`.
     void seed(const Account& account, std::chrono::seconds life) {
         test::TokenRecord record;
         record.clientId = account.client;
         record.scopes = {"openid"};
-        record.accessToken = m_provider.token(auth::testing::TokenKind::Access, account.client)
-                                 .signedBy(m_provider.signingKey());
+        record.accessToken =
+            m_provider.token(TokenKind::Access, account.client).signedBy(m_provider.signingKey());
         record.refreshToken = m_provider.issueRefreshToken(account.client);
         record.expiresAt = std::chrono::system_clock::now() + life;
-        account.put(record.bytes());
+        account.content->put(record.bytes());
     }
 
     void changeFault(Random& random) {
-        using auth::testing::CloseAt;
-        using auth::testing::CloseBy;
-        using auth::testing::Endpoint;
-        using auth::testing::Framing;
-        using auth::testing::TokenKind;
-        using Fault = void (*)(auth::testing::TestProvider&, Endpoint);
+        using Fault = void (*)(TestProvider&, Endpoint);
         static const std::array<Fault, 18> faults{{
             [](auto& site, auto at) { site.reset(at); },
             [](auto& site, auto at) { site.setStatus(at, 503); },
@@ -108,10 +98,9 @@ public:
         faults.at(below(faults.size(), random))(m_provider, endpoint);
         m_provider.resetAfter(endpoint, static_cast<unsigned>(1 + below(3, random)));
     }
-    void calm() { m_provider.reset(); }
 
 private:
-    auth::testing::TestProvider m_provider;
+    TestProvider m_provider;
     const std::shared_ptr<Grants> m_grants;
 };
 

@@ -5,31 +5,18 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace test {
 
-struct LogLine {
-    int level;
-    std::string text;
-
-    friend bool operator==(const LogLine& a, const LogLine& b) {
-        return a.level == b.level && a.text == b.text;
-    }
-    friend std::ostream& operator<<(std::ostream& out, const LogLine& line) {
-        return out << line.level << ": " << line.text;
-    }
-};
-
-/// Keeps what is logged, in order.
+/// Keeps what is logged, in order: each line behind its level and a blank.
 class CapturedLog final : public LoggingUtilities::ILoggerImpl {
 public:
     void write(LoggingUtilities::ELogLevel level, const CString& line) override {
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_lines.push_back({static_cast<int>(level), line.toUtf8()});
+        m_lines.push_back(std::to_string(static_cast<int>(level)) + ' ' + line.toUtf8());
         const auto call = m_onLine;
         lock.unlock();
         if (call) {
@@ -43,13 +30,13 @@ public:
         m_onLine = std::move(call);
     }
 
-    std::vector<LogLine> lines() const {
+    std::vector<std::string> lines() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_lines;
     }
 
     /// The lines since the last call.
-    std::vector<LogLine> takeLines() {
+    std::vector<std::string> takeLines() {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return std::exchange(m_lines, {});
     }
@@ -57,8 +44,8 @@ public:
     /// All lines of a level, one behind the other.
     std::string textAt(int level) const {
         std::string text;
-        for (const LogLine& line : lines()) {
-            text += line.level == level ? line.text : "";
+        for (const std::string& line : lines()) {
+            text += line.rfind(std::to_string(level), 0) == 0 ? line.substr(2) : "";
         }
         return text;
     }
@@ -70,7 +57,7 @@ public:
 
 private:
     mutable std::mutex m_mutex;
-    std::vector<LogLine> m_lines;
+    std::vector<std::string> m_lines;
     std::function<void(const std::string&)> m_onLine;
 };
 

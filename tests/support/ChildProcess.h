@@ -68,4 +68,9 @@ private:
     pid_t m_process = 0;
 };
 
+/// The wait status of a process that runs `body`; one that hangs is ended by a signal.
+inline int endOf(const std::function<int()>& body) {
+    return ChildProcess([&](const auto&) { return body(); }).end();
+}
+
 }  // namespace test

@@ -3,10 +3,11 @@
 #include "auth/COIDCAuthHybrid.h"
 #include "auth/OIDCError.h"
 #include "testing/TestProvider.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Outcome.h"
 
 #include <exception>
 #include <memory>
-#include <string>
 
 namespace test {
 
@@ -33,21 +34,6 @@ auth::OIDCError failure(Action action) {
         return auth::OIDCError::of(std::current_exception());
     }
     return {auth::OIDCError::Kind::other, "accepted"};
-}
-
-/// What came of a check or a request: "accepted", "refused" or the text of the exception.
-template <class Action>
-std::string outcome(Action action) {
-    try {
-        return action() ? "accepted" : "refused";
-    } catch (const std::exception& error) {
-        return error.what();
-        // A refused refresh comes as a pointer.
-        // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
-    } catch (const std::exception* error) {
-        const std::unique_ptr<const std::exception> owned(error);
-        return std::string("pointer: ") + owned->what();
-    }
 }
 
 }  // namespace test

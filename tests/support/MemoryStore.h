@@ -15,6 +15,12 @@ namespace test {
 /// What a MemoryStore keeps, and what happened to it. Shared with the test, since the helper owns
 /// the store itself.
 struct StoreContent {
+    /// As another program of the user does.
+    void put(std::vector<std::uint8_t> record) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        bytes = std::move(record);
+    }
+
     std::mutex mutex;
     std::vector<std::uint8_t> bytes;
     std::vector<bool> rereadFlags;  // of each read, in order
@@ -28,7 +34,6 @@ public:
     explicit MemoryStore(std::shared_ptr<StoreContent> content) : m_content(std::move(content)) {}
 
     void clear() override {}
-
     void read(std::vector<std::uint8_t>& bytes, bool reread) override {
         const std::lock_guard<std::mutex> lock(m_content->mutex);
         m_content->rereadFlags.push_back(reread);

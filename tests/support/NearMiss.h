@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cctype>
 #include <functional>
 #include <string>
@@ -8,28 +9,26 @@
 
 namespace test {
 
-/// What a careless comparison takes for the same text; the text has a letter in front of others.
-inline const std::vector<std::pair<const char*, std::function<std::string(std::string)>>>&
-nearMisses() {
-    static const std::vector<std::pair<const char*, std::function<std::string(std::string)>>> all =
-        {
-            {"its beginning",
-             [](const std::string& text) { return text.substr(0, text.size() - 1); }},
-            {"its end", [](const std::string& text) { return text.substr(1); }},
-            {"one character more", [](const std::string& text) { return text + 'x'; }},
-            {"one character before", [](const std::string& text) { return 'x' + text; }},
-            {"nothing", [](const std::string&) { return std::string(); }},
-            {"other case",
-             [](std::string text) {
-                 for (char& each : text) {
-                     if (std::isalpha(static_cast<unsigned char>(each)) != 0) {
-                         each = static_cast<char>(each ^ 0x20);
-                         break;
-                     }
-                 }
-                 return text;
-             }},
-        };
+inline std::string inOtherCase(std::string text) {
+    const auto letter = std::find_if(text.begin(), text.end(), [](char each) {
+        return std::isalpha(static_cast<unsigned char>(each)) != 0;
+    });
+    *letter = static_cast<char>(*letter ^ 0x20);
+    return text;
+}
+
+using NearMiss = std::pair<const char*, std::function<std::string(const std::string&)>>;
+
+/// What a careless comparison takes for the same text, which has a letter.
+inline const std::vector<NearMiss>& nearMisses() {
+    static const std::vector<NearMiss> all = {
+        {"its beginning", [](const auto& text) { return text.substr(0, text.size() - 1); }},
+        {"its end", [](const auto& text) { return text.substr(1); }},
+        {"one character more", [](const auto& text) { return text + 'x'; }},
+        {"one character before", [](const auto& text) { return 'x' + text; }},
+        {"nothing", [](const auto&) { return std::string(); }},
+        {"other case", inOtherCase},
+    };
     return all;
 }
 

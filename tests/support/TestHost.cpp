@@ -4,26 +4,28 @@
 
 #include <boost/asio/ssl/context.hpp>
 
-#include <atomic>
 #include <mutex>
 #include <string>
 
 namespace {
 
-// Longer than any test has to wait for, unless it says so.
-constexpr std::chrono::milliseconds usual{60'000};
-std::atomic<std::chrono::milliseconds> timeout{usual};
-
-std::mutex authorityMutex;
+std::mutex settingsMutex;
+std::chrono::milliseconds timeout = test::usualTimeout;
 std::string authority;
+
+void set(std::chrono::milliseconds limit, const std::string& file) {
+    const std::lock_guard<std::mutex> lock(settingsMutex);
+    timeout = limit;
+    authority = file;
+}
 
 }  // namespace
 
 // The tests' own host: this definition stands before the standalone one.
 web::http::client::http_client_config get_http_proxy_config(const web::uri&) {
     web::http::client::http_client_config config;
-    config.set_timeout(timeout.load());
-    const std::lock_guard<std::mutex> lock(authorityMutex);
+    const std::lock_guard<std::mutex> lock(settingsMutex);
+    config.set_timeout(timeout);
     if (!authority.empty()) {
         config.set_ssl_context_callback([file = authority](boost::asio::ssl::context& context) {
             context.load_verify_file(file);
@@ -34,22 +36,12 @@ web::http::client::http_client_config get_http_proxy_config(const web::uri&) {
 
 namespace test {
 
-HttpTimeout::HttpTimeout(std::chrono::milliseconds limit) {
-    timeout = limit;
+HostSettings::HostSettings(std::chrono::milliseconds limit, const std::filesystem::path& file) {
+    set(limit, file.string());
 }
 
-HttpTimeout::~HttpTimeout() {
-    timeout = usual;
-}
-
-TrustedAuthority::TrustedAuthority(const std::filesystem::path& file) {
-    const std::lock_guard<std::mutex> lock(authorityMutex);
-    authority = file.string();
-}
-
-TrustedAuthority::~TrustedAuthority() {
-    const std::lock_guard<std::mutex> lock(authorityMutex);
-    authority.clear();
+HostSettings::~HostSettings() {
+    set(usualTimeout, {});
 }
 
 }  // namespace test

@@ -5,22 +5,18 @@
 
 namespace test {
 
-/// While it lives, the host gives this time-out for HTTP exchanges.
-class HttpTimeout {
-public:
-    explicit HttpTimeout(std::chrono::milliseconds limit);
-    ~HttpTimeout();
-    HttpTimeout(const HttpTimeout&) = delete;
-    HttpTimeout& operator=(const HttpTimeout&) = delete;
-};
+/// Longer than any test has to wait for, unless it says so.
+constexpr std::chrono::milliseconds usualTimeout{60'000};
 
-/// While it lives, the host trusts also the authority in this PEM file.
-class TrustedAuthority {
+/// What the host gives for HTTP exchanges while this lives: the time-out, and a PEM file with an
+/// authority that it trusts, too.
+class HostSettings {
 public:
-    explicit TrustedAuthority(const std::filesystem::path& file);
-    ~TrustedAuthority();
-    TrustedAuthority(const TrustedAuthority&) = delete;
-    TrustedAuthority& operator=(const TrustedAuthority&) = delete;
+    explicit HostSettings(std::chrono::milliseconds limit,
+                          const std::filesystem::path& authority = {});
+    ~HostSettings();
+    HostSettings(const HostSettings&) = delete;
+    HostSettings& operator=(const HostSettings&) = delete;
 };
 
 }  // namespace test

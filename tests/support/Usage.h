@@ -52,4 +52,18 @@ inline bool settles(const Usage& before, std::chrono::seconds limit) {
         limit);
 }
 
+/// Whether this grows each time by more than so many KiB in use. The allocator keeps something for
+/// each thread, for a while: that does not grow every time.
+template <class Action>
+bool growsEachTime(std::size_t slackKiB, Action action) {
+    for (int round = 0; round < 8; ++round) {
+        const auto most = usage().heapKiB + slackKiB;
+        action();
+        if (eventually([&] { return usage().heapKiB <= most; }, std::chrono::seconds(1))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace test

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "host/standalone/TokenStoreError.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+namespace test {
+
+/// Matches an action that a store refuses with this text in its reason.
+inline auto fails(const std::string& text = {}) {
+    return ::testing::ThrowsMessage<standalone::TokenStoreError>(::testing::HasSubstr(text));
+}
+
+}  // namespace test

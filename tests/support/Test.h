@@ -1,0 +1,31 @@
+#pragma once
+
+// What most tests need.
+
+#include "tests/support/Eventually.h"
+#include "tests/support/NearMiss.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace test {
+
+/// A change of something, and what comes of it.
+template <class Subject>
+struct Row {
+    std::string name;
+    std::function<void(Subject&)> change;
+    std::string outcome;
+    std::string logged = {};
+};
+
+}  // namespace test
