@@ -62,8 +62,8 @@ COIDCAuthCodeListener::OIDCAuthCode receiveAuthCode(const COIDCAuthCodeListener&
     try {
         return listener.getAuthCodeAsync(timeoutSeconds, token).get();
     } catch (const COIDCAuthCodeListener::RefusedForm& refused) {
-        throw refused.state == state ? OIDCError(refused)
-                                     : OIDCError(Kind::wrongAnswer, refused.what());
+        const OIDCError& failure = refused;
+        throw refused.state == state ? failure : OIDCError(Kind::wrongAnswer, failure.what());
     }
 }
 

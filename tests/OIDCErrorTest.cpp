@@ -32,7 +32,6 @@ using auth::testing::CloseAt;
 using auth::testing::CloseBy;
 using auth::testing::Endpoint;
 using auth::testing::TestProvider;
-using Concurrency::cancellation_token;
 using Kind = OIDCError::Kind;
 
 /// A service and a user at a provider, and a log that no words of the provider get into.
@@ -96,8 +95,7 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         {499, "", "", ""},
         {500, "", "", "", true},
         // Hostile words.
-        {400, said("a\\u0000\\u001b[31m\\n\\u007f\\u009b\\u202e\\u2066\\u200fb"), "e",
-         "a  [31m      b"},
+        {400, said(R"(a\u0000\u001b[31m\n\u007f\u009b\u202e\u2066\u200fb)"), "e", "a  [31m      b"},
         {400, said(euros + euro), "e", euros},
         {400, R"({"error": ")" + std::string(300, 'x') + "\"}", std::string(256, 'x'), ""},
         {400, ofSize(8192), "e", "d"},
@@ -115,7 +113,7 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
          "\xFF"
          "\"}",
          "", ""},
-        {400, "{\"error\": \"e\"", "", ""},
+        {400, R"({"error": "e")", "", ""},
         {400, "error=e", "", ""},
         {400, R"(["error"])", "", ""},
         {400, R"({"error": 7, "error_description": "d"})", "", ""},
