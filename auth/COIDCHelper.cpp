@@ -5,6 +5,7 @@
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Log.h"
 #include "auth/detail/Text.h"
+#include "auth/detail/TokenTaskData.h"
 #include "auth/detail/Turns.h"
 #include "auth/detail/Waiting.h"
 #include "host/CMemoryArchive.h"
@@ -88,14 +89,15 @@ CString COIDCHelper::serveClientCredentials(const CString& configUrl, const CStr
     }
     detail::log(m_logger, ELogLevel::Detail,
                 L"Stored token is invalid or expired or does not exists.");
-    return requestTokenClientCredentialsAsync(configUrl, clientId, clientSecret, scopes, token)
+    return requestTokenClientCredentialsAsync(configUrl, clientId, clientSecret, scopes,
+                                              stored.signOuts, token)
         .get()
         .accessToken();
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
     const CString& configUrl, const CString& clientId, const CString& clientSecret,
-    const CString& scopes, const cancellation_token& token) {
+    const CString& scopes, std::uint64_t signOuts, const cancellation_token& token) {
     detail::log(
         m_logger, ELogLevel::Detail,
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
@@ -109,7 +111,7 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
     }
     detail::log(m_logger, ELogLevel::Detail,
                 L"Client authentication performed successfully, token received.");
-    saveToken(received);
+    saveToken(received, signOuts);
     return Concurrency::task_from_result(std::move(received));
 }
 
@@ -123,6 +125,7 @@ bool COIDCHelper::openBrowser(const CString& url) {
 
 COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexcept {
     StoredRecord record;
+    record.signOuts = m_signOuts;
     try {
         m_tokenStore->read(record.bytes, reread);
         record.isRead = true;
@@ -139,11 +142,43 @@ COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexce
     return record;
 }
 
-void COIDCHelper::saveToken(COIDCToken& token) {
+void COIDCHelper::saveToken(COIDCToken& token, std::uint64_t signOuts) {
     CMemoryArchive archive;
     token.Serialize(archive);
     archive.Close();
-    m_tokenStore->write(archive.detachCompressedData());
+    const std::lock_guard<std::mutex> lock(m_writing);
+    if (m_signOuts == signOuts) {
+        m_tokenStore->write(archive.detachCompressedData());
+    } else {
+        detail::log(m_logger, ELogLevel::Detail, L"Signed out meanwhile, token is not stored.");
+    }
+}
+
+void COIDCHelper::signOut() {
+    detail::awaited(signOutAsync(cancellation_token::none()));
+}
+
+Concurrency::task<void> COIDCHelper::signOutAsync(const cancellation_token& token) {
+    return detail::started([&] {
+        detail::log(m_logger, ELogLevel::Flow, L"Signing out...");
+        return detail::actInBackground([this, token] { emptyStore(token); });
+    });
+}
+
+void COIDCHelper::emptyStore(const cancellation_token& token) {
+    const TaskData turn = newTask({}, {}, {}, {}, 0, false);
+    while (!takePermits(*turn)) {
+        detail::sleepFor(retryDelay, token);
+    }
+    const std::lock_guard<std::mutex> lock(m_writing);
+    if (detail::isInterrupted(token)) {
+        throw Concurrency::task_canceled();
+    }
+    // Not by the store's clear(): there are stores that never had to bear that call. And not
+    // counted before it has worked: what was received is to be kept where nobody is signed out.
+    m_tokenStore->write({});
+    ++m_signOuts;
+    detail::log(m_logger, ELogLevel::Detail, L"Stored token has been removed.");
 }
 
 }  // namespace auth

@@ -8,11 +8,13 @@
 #include "platform/Export.h"
 #include "platform/Tasks.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -116,6 +118,18 @@ public:
                                  const CString& scopes, const std::vector<CString>& redirectUrls,
                                  unsigned int minValidity, bool authRequested);
 
+    // Removes the stored token, a user's or a service's; the provider is not told. Where the store
+    // cannot be written, or the token is cancelled before, it stays.
+    //
+    // It waits for its turn as a request does, first for the permit of this process and then, no
+    // longer than 25 s, for the helper's: a request of a user that is at a refresh or a sign-in
+    // ends before, and what it stores is removed with the rest. Who does not want to wait cancels
+    // it. A request of a service under way ends when it will. No request puts a token back that it
+    // began to get before: its caller receives it all the same, the store does not. The store is
+    // emptied by writing nothing to it.
+    Concurrency::task<void> signOutAsync(const Concurrency::cancellation_token& token);
+    void signOut();
+
     /// What brings the user to the provider, openBrowser at first. Before the first request.
     void setBrowserOpener(BrowserOpener open);
     /// The user's default browser; true when it has started.
@@ -134,6 +148,7 @@ private:
 
     /// What the store had at one moment.
     struct StoredRecord {
+        std::uint64_t signOuts = 0;  // before it was read
         bool isRead = false;
         std::vector<std::uint8_t> bytes;
         bool isLoaded = false;
@@ -141,7 +156,9 @@ private:
     };
 
     StoredRecord loadStoredToken(bool reread) const noexcept;
-    void saveToken(COIDCToken& token);
+    /// Unless somebody signed out behind that many times.
+    void saveToken(COIDCToken& token, std::uint64_t signOuts);
+    void emptyStore(const Concurrency::cancellation_token& token);
 
     CString serveClientCredentials(const CString& configUrl, const CString& clientId,
                                    const CString& clientSecret, const CString& scopes,
@@ -149,7 +166,8 @@ private:
                                    const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenClientCredentialsAsync(
         const CString& configUrl, const CString& clientId, const CString& clientSecret,
-        const CString& scopes, const Concurrency::cancellation_token& token);
+        const CString& scopes, std::uint64_t signOuts,
+        const Concurrency::cancellation_token& token);
 
     // A hybrid request is a chain of steps, each of which decides anew until one has the token.
 
@@ -160,6 +178,9 @@ private:
                                        unsigned int minValidity,
                                        const Concurrency::cancellation_token& token,
                                        bool authRequested, Part part);
+    TaskData newTask(const CString& configUrl, const CString& clientId, const CString& scopes,
+                     const std::vector<CString>& redirectUrls, unsigned int minValidity,
+                     bool authRequested) const;
     Concurrency::task<COIDCToken> getTokenTask(const TaskData& data,
                                                const Concurrency::cancellation_token& token);
     Concurrency::task<Made> TryMakeToken(const TaskData& data,
@@ -178,14 +199,15 @@ private:
                                            const TaskData& data, const CString& sentRefreshToken,
                                            const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenHybridAsync(
-        const CString& configUrl, const CString& clientId, const CString& scopes,
-        const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token);
+        const TaskData& data, const Concurrency::cancellation_token& token);
 
     std::unique_ptr<ISecretStore<COIDCToken>> m_tokenStore;
     const std::unique_ptr<detail::Turns> m_turns;  // one for the whole of a service's request
     std::shared_ptr<LoggingUtilities::CLogger> m_logger;
     std::shared_ptr<IExclusivePermit> m_permit;
     BrowserOpener m_openBrowser = &COIDCHelper::openBrowser;
+    std::mutex m_writing;
+    std::atomic<std::uint64_t> m_signOuts{0};  // changes while m_writing is held
 };
 
 }  // namespace auth

@@ -21,7 +21,6 @@ using detail::ELogLevel;
 
 namespace {
 
-constexpr std::chrono::milliseconds retryDelay{50};
 constexpr std::chrono::seconds helperPermitLimit{25};
 constexpr std::chrono::seconds failedRefreshPause{2};
 constexpr std::uint32_t signInSeconds = 90;
@@ -85,6 +84,15 @@ void logFailedRefresh(const detail::LoggerPtr& logger) {
 
 }  // namespace
 
+COIDCHelper::TaskData COIDCHelper::newTask(const CString& configUrl, const CString& clientId,
+                                           const CString& scopes,
+                                           const std::vector<CString>& redirectUrls,
+                                           unsigned int minValidity, bool authRequested) const {
+    return std::make_shared<TokenTaskData>(
+        TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
+                      lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
+}
+
 /// Gives what `part` makes of the token that a request leads to.
 template <class T, class Part>
 Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const CString& clientId,
@@ -98,9 +106,8 @@ Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const 
                     L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect "
                     L"url = %s",
                     configUrl, clientId, scopes, firstOf(redirectUrls));
-        const auto data = std::make_shared<TokenTaskData>(
-            TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
-                          lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
+        const TaskData data =
+            newTask(configUrl, clientId, scopes, redirectUrls, minValidity, authRequested);
         auto result = data->resultEvent->taskOf(part);
         getTokenTask(data, token);
         return result;
@@ -231,12 +238,13 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
     if (assessed.refreshes || data->authRequested) {
         platform::httpPool();  // without its threads, the tasks of a request could not even fail
     }
+    // What the user signs in to now is not what somebody signed out of.
+    data->signOuts = assessed.refreshes ? stored.signOuts : m_signOuts.load();
     if (assessed.refreshes) {
         return refreshToken(data, stored.token, token);
     }
     if (data->authRequested) {
-        return requestTokenHybridAsync(data->configUrl, data->clientId, data->scopes,
-                                       data->redirectUrls, token)
+        return requestTokenHybridAsync(data, token)
             .then(
                 [](const COIDCToken& received) {
                     return Made{true, received};
@@ -342,31 +350,30 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
         data->lastRefreshTime = detail::Moment();
         return scheduleRetryhMakeToken(retryDelay, data, token);
     }
-    saveToken(received);
+    saveToken(received, data->signOuts);
     detail::log(m_logger, ELogLevel::Detail, L"Token has been successfully refreshed.");
     return Concurrency::task_from_result(Made{true, std::move(received)});
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, const cancellation_token& token) {
+    const TaskData& data, const cancellation_token& token) {
     detail::log(m_logger, ELogLevel::Detail,
                 L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
                 L"%s, redirect url = %s.",
-                configUrl, clientId, scopes, firstOf(redirectUrls));
-    return constructAsync(configUrl, m_logger, token, m_openBrowser)
+                data->configUrl, data->clientId, data->scopes, firstOf(data->redirectUrls));
+    return constructAsync(data->configUrl, m_logger, token, m_openBrowser)
         .then(
-            [this, clientId, scopes, redirectUrls, token](const Holder& holder) {
+            [this, data, token](const Holder& holder) {
                 return holder->get()
-                    .requestTokenHybridFlowAsync(clientId, scopes, redirectUrls, token,
-                                                 signInSeconds)
+                    .requestTokenHybridFlowAsync(data->clientId, data->scopes, data->redirectUrls,
+                                                 token, signInSeconds)
                     .then(
-                        [this, holder](COIDCToken received) {
+                        [this, holder, data](COIDCToken received) {
                             holder->reset();
                             detail::log(
                                 m_logger, ELogLevel::Detail,
                                 L"Hybrid authentication performed successfully, token received.");
-                            saveToken(received);
+                            saveToken(received, data->signOuts);
                             return received;
                         },
                         inAnyCase());

@@ -206,4 +206,34 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
     EXPECT_FALSE(test::get(ask(*helper)).IsEmpty()) << "the next request finds the mutex free";
 }
 
+/// A request that began before gets its token; the store gets it only if nobody was signed out.
+TEST_F(Helper, SignsOutWhileARequestIsUnderWay) {
+    for (const Endpoint waitsAt : {Endpoint::Discovery, Endpoint::Token}) {
+        for (const std::string failure : {"", "disk full"}) {
+            auto record = storedRecord();
+            record.clientId = "other";
+            const auto before = content->bytes = record.bytes();
+            auto hold = provider.hold(waitsAt);
+            const auto requests = provider.requests(waitsAt).size();
+            const auto request = ask(*helper);
+            ASSERT_TRUE(provider.waitForRequests(waitsAt, requests + 1, test::patience));
+            if (!failure.empty()) {
+                content->writeFailure = std::make_exception_ptr(std::runtime_error(failure));
+            }
+            const auto signedOut = helper->signOutAsync(cancellation_token::none());
+            EXPECT_EQ(test::outcome([&] { return test::get(signedOut), true; }),
+                      failure.empty() ? "accepted" : failure);
+            content->writeFailure = nullptr;
+            EXPECT_EQ(content->bytes, failure.empty() ? std::vector<std::uint8_t>() : before);
+            hold.release();
+            const CString received = test::get(request);
+            if (failure.empty()) {
+                EXPECT_TRUE(content->bytes.empty());
+                EXPECT_NE(test::get(ask(*helper)), received);
+            }
+            EXPECT_EQ(test::get(ask(*helper)), test::load(content->bytes).accessToken());
+        }
+    }
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 #include "testing/TestProvider.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/HybridFlow.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/MemoryStore.h"
 #include "tests/support/NearMiss.h"
@@ -12,6 +13,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -622,6 +624,117 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
     EXPECT_EQ(failureOf(waiting), "cancelled");
     EXPECT_EQ(failureOf(ask(true, source.get_token())), "cancelled");
     EXPECT_TRUE(permitsAreFree());
+}
+
+/// What a request under way receives is its caller's, and is stored unless somebody signs out.
+TEST_F(HybridHelper, SignsOutBehindARequestAtAnyStep) {
+    struct Case {
+        const char* name;
+        Endpoint waitsAt;
+        bool refreshes;
+    };
+    for (const Case& row : std::vector<Case>{{"configuration", Endpoint::Discovery, false},
+                                             {"keys", Endpoint::Keys, true},
+                                             {"refresh", Endpoint::Token, true},
+                                             {"redemption", Endpoint::Token, false}}) {
+        for (const bool isCancelled : {false, true}) {
+            content->bytes.clear();
+            if (row.refreshes) {
+                store(expiredRecord());
+            }
+            const auto before = content->bytes;
+            const auto requests = provider.requests(row.waitsAt).size();
+            auto hold = provider.hold(row.waitsAt);
+            const auto request = ask(true);
+            ASSERT_TRUE(provider.waitForRequests(row.waitsAt, requests + 1, 10s)) << row.name;
+            const cancellation_token_source source;
+            const auto signedOut = helper->signOutAsync(source.get_token());
+            EXPECT_FALSE(signedOut.is_done());
+            if (isCancelled) {
+                source.cancel();
+                EXPECT_EQ(failureOf(signedOut), "cancelled") << row.name;
+            }
+            EXPECT_EQ(content->bytes, before) << row.name;
+            hold.release();
+            const COIDCToken received = test::get(request);
+            if (!isCancelled) {
+                EXPECT_EQ(failureOf(signedOut), "") << row.name;
+            }
+            EXPECT_EQ(content->bytes, isCancelled ? test::store(received) : decltype(before)())
+                << row.name;
+            EXPECT_TRUE(permitsAreFree()) << row.name;
+            EXPECT_EQ(failureOf(ask()), isCancelled ? "" : "user: unable to get token") << row.name;
+        }
+    }
+}
+
+TEST_F(HybridHelper, SignsOutUnderBothPermits) {
+    const auto record = freshRecord();
+    for (const auto& held : {COIDCHelper::getProcessExclusivePermit(), permit}) {
+        store(record);
+        auto lock = held->createLock();
+        ASSERT_TRUE(lock->tryLock());
+        const cancellation_token_source source;
+        const auto cancelled = helper->signOutAsync(source.get_token());
+        const auto signedOut = helper->signOutAsync(cancellation_token::none());
+        EXPECT_TRUE(
+            test::eventually([&] { return !isFree(*COIDCHelper::getProcessExclusivePermit()); }));
+        EXPECT_NE(isFree(*permit), held == permit) << "the process's comes first";
+        source.cancel();
+        EXPECT_EQ(failureOf(cancelled), "cancelled");
+        EXPECT_EQ(content->bytes, record.bytes());
+        EXPECT_FALSE(signedOut.is_done());
+        lock.reset();
+        EXPECT_EQ(failureOf(signedOut), "");
+        EXPECT_TRUE(content->bytes.empty());
+        EXPECT_EQ(failureOf(helper->signOutAsync(source.get_token())), "cancelled");
+    }
+    EXPECT_TRUE(permitsAreFree());
+
+    // Somebody may have gone away from a sign-in.
+    const auto faulty = std::make_shared<FaultyPermit>();
+    std::atomic<int> tries{0};
+    faulty->onTry = [&tries] { return ++tries < 0; };
+    helper = makeHelper(faulty);
+    test::TestClock clock;
+    clock.freezeAt(start);
+    store(record);
+    const auto signedOut = helper->signOutAsync(cancellation_token::none());
+    for (const auto passed : {0ms, 25'000ms - 1ms}) {
+        clock.freezeAt(start + passed);
+        const int before = tries;
+        EXPECT_TRUE(test::eventually([&] { return tries > before + 2; }));
+        EXPECT_FALSE(content->bytes.empty());
+    }
+    clock.freezeAt(start + 25s);
+    EXPECT_EQ(failureOf(signedOut), "");
+    EXPECT_TRUE(content->bytes.empty());
+    EXPECT_TRUE(logged(givingUp));
+    helper = makeHelper(nullptr);
+    EXPECT_EQ(test::outcome([&] { return helper->signOut(), true; }),
+              "exclusive permit should be specified");
+}
+
+/// Between a request's read and its turn, and then the store cannot be read.
+TEST_F(HybridHelper, StoresNothingOfWhomSomebodySignedOut) {
+    for (const bool refreshes : {true, false}) {
+        content->bytes.clear();
+        if (refreshes) {
+            store(expiredRecord());
+        }
+        content->rereadFlags.clear();
+        content->afterRead = [&] {
+            if (content->rereadFlags.size() == 2) {
+                helper->signOut();
+                content->readFailure = std::make_exception_ptr(std::runtime_error("disk"));
+            }
+        };
+        const COIDCToken received = test::get(ask(true));
+        content->afterRead = nullptr;
+        content->readFailure = nullptr;
+        EXPECT_EQ(content->bytes, refreshes ? std::vector<std::uint8_t>() : test::store(received));
+    }
+    EXPECT_EQ(user.urls().size(), 1U);
 }
 
 TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {

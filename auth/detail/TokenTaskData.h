@@ -5,6 +5,7 @@
 #include "auth/detail/FirstOutcome.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -25,6 +26,9 @@ struct Moment {
 
 }  // namespace detail
 
+/// Between two looks at the permits.
+constexpr std::chrono::milliseconds retryDelay{50};
+
 /// A hybrid request under way. Its steps come one after the other, on different threads.
 struct COIDCHelper::TokenTaskData {
     CString configUrl;
@@ -38,6 +42,7 @@ struct COIDCHelper::TokenTaskData {
     int permitsHeld = 0;
     CString lastRefreshToken = {};  // which failed
     bool reread = false;
+    std::uint64_t signOuts = 0;  // before what leads to the token that will be stored
     detail::Moment startTime = {};
     detail::Moment lastRefreshTime = {};
     std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =
