@@ -2,6 +2,7 @@
 
 #include "auth/COIDCToken.h"
 #include "auth/IExclusivePermit.h"
+#include "auth/Requests.h"
 #include "host/CLogger.h"
 #include "host/CString.h"
 #include "host/ISecretStore.h"
@@ -23,7 +24,9 @@ namespace auth {
 
 namespace detail {
 class Turns;
-}
+struct ServiceArguments;
+struct UserArguments;
+}  // namespace detail
 
 /// Only the user could provide a token by signing in, and the caller did not allow to ask.
 class OIDCAUTH_API RequiresUserAuthException : public std::exception {
@@ -51,7 +54,8 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///
 /// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
 /// Scopes are one text, separated by spaces. `minValidity` is in minutes: a stored token serves
-/// while it will not expire within them.
+/// while it will not expire within them. The forms that take a struct do the same as those that
+/// take its members; auth/Requests.h has these, and says what is refused.
 ///
 /// What the process has to know:
 /// - Continuations of a returned task run on threads of this library unless they say otherwise, and
@@ -71,7 +75,8 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 class OIDCAUTH_API COIDCHelper {
 public:
     /// Throws std::exception when the store is empty. The permit may be shared with other helpers;
-    /// the logger may be empty.
+    /// the logger may be empty. Never give it getProcessExclusivePermit(): each request of a user
+    /// has that one already and would wait 25 s for it; a warning is logged.
     COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                 std::shared_ptr<IExclusivePermit> permit,
                 const std::shared_ptr<LoggingUtilities::CLogger>& logger);
@@ -88,6 +93,15 @@ public:
         const CString& configUrl, const CString& clientId, const CString& clientSecret,
         const CString& scopes, unsigned int minValidity,
         const Concurrency::cancellation_token& token);
+    CString getAccessTokenClientCredentials(const ServiceRequest& request);
+    Concurrency::task<CString> getAccessTokenClientCredentialsAsync(
+        const ServiceRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// The whole token, with its expiry; it has neither refresh nor ID token.
+    COIDCToken getOIDCTokenClientCredentials(const ServiceRequest& request);
+    Concurrency::task<COIDCToken> getOIDCTokenClientCredentialsAsync(
+        const ServiceRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
 
     // The token of a user: the stored one while it serves, or once it is refreshed (RFC 6749,
     // section 6). Otherwise the user is asked to sign in (OpenID Connect Core 1.0, section 3.3)
@@ -117,6 +131,18 @@ public:
     CString getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
                                  const CString& scopes, const std::vector<CString>& redirectUrls,
                                  unsigned int minValidity, bool authRequested);
+    Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
+        const UserRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    Concurrency::task<CString> getAccessTokenHybridAsync(
+        const UserRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    Concurrency::task<CString> getIdTokenHybridAsync(
+        const UserRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    COIDCToken getOIDCTokenHybrid(const UserRequest& request);
+    CString getAccessTokenHybrid(const UserRequest& request);
+    CString getIdTokenHybrid(const UserRequest& request);
 
     // Removes the stored token, a user's or a service's; the provider is not told. Where the store
     // cannot be written, or the token is cancelled before, it stays.
@@ -127,7 +153,8 @@ public:
     // it. A request of a service under way ends when it will. No request puts a token back that it
     // began to get before: its caller receives it all the same, the store does not. The store is
     // emptied by writing nothing to it.
-    Concurrency::task<void> signOutAsync(const Concurrency::cancellation_token& token);
+    Concurrency::task<void> signOutAsync(
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
     void signOut();
 
     /// What brings the user to the provider, openBrowser at first. Before the first request.
@@ -160,27 +187,21 @@ private:
     void saveToken(COIDCToken& token, std::uint64_t signOuts);
     void emptyStore(const Concurrency::cancellation_token& token);
 
-    CString serveClientCredentials(const CString& configUrl, const CString& clientId,
-                                   const CString& clientSecret, const CString& scopes,
-                                   unsigned int minValidity,
-                                   const Concurrency::cancellation_token& token);
+    template <class T, class Arguments, class Part>
+    Concurrency::task<T> requestService(const Arguments& arguments,
+                                        const Concurrency::cancellation_token& token, Part part);
+    COIDCToken serveClientCredentials(const detail::ServiceArguments& asked,
+                                      const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenClientCredentialsAsync(
-        const CString& configUrl, const CString& clientId, const CString& clientSecret,
-        const CString& scopes, std::uint64_t signOuts,
+        const detail::ServiceArguments& asked, std::uint64_t signOuts,
         const Concurrency::cancellation_token& token);
 
     // A hybrid request is a chain of steps, each of which decides anew until one has the token.
 
-    template <class T, class Part>
-    Concurrency::task<T> requestHybrid(const CString& configUrl, const CString& clientId,
-                                       const CString& scopes,
-                                       const std::vector<CString>& redirectUrls,
-                                       unsigned int minValidity,
-                                       const Concurrency::cancellation_token& token,
-                                       bool authRequested, Part part);
-    TaskData newTask(const CString& configUrl, const CString& clientId, const CString& scopes,
-                     const std::vector<CString>& redirectUrls, unsigned int minValidity,
-                     bool authRequested) const;
+    template <class T, class Arguments, class Part>
+    Concurrency::task<T> requestHybrid(const Arguments& arguments,
+                                       const Concurrency::cancellation_token& token, Part part);
+    TaskData newTask(const detail::UserArguments& asked) const;
     Concurrency::task<COIDCToken> getTokenTask(const TaskData& data,
                                                const Concurrency::cancellation_token& token);
     Concurrency::task<Made> TryMakeToken(const TaskData& data,

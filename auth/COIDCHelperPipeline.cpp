@@ -29,10 +29,6 @@ OIDCFlowSettings hybridSettings() {
     return {"code id_token", "form_post", "authorization_code", "refresh_token", "RS256", "S256"};
 }
 
-CString firstOf(const std::vector<CString>& urls) {
-    return urls.empty() ? CString() : urls.front();
-}
-
 std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& permit) {
     if (!permit) {
         throw detail::Error("exclusive permit should be specified");
@@ -84,70 +80,9 @@ void logFailedRefresh(const detail::LoggerPtr& logger) {
 
 }  // namespace
 
-COIDCHelper::TaskData COIDCHelper::newTask(const CString& configUrl, const CString& clientId,
-                                           const CString& scopes,
-                                           const std::vector<CString>& redirectUrls,
-                                           unsigned int minValidity, bool authRequested) const {
+COIDCHelper::TaskData COIDCHelper::newTask(const detail::UserArguments& asked) const {
     return std::make_shared<TokenTaskData>(
-        TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
-                      lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
-}
-
-/// Gives what `part` makes of the token that a request leads to.
-template <class T, class Part>
-Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const CString& clientId,
-                                                const CString& scopes,
-                                                const std::vector<CString>& redirectUrls,
-                                                unsigned int minValidity,
-                                                const cancellation_token& token, bool authRequested,
-                                                Part part) {
-    return detail::started([&] {
-        detail::log(m_logger, ELogLevel::Flow,
-                    L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect "
-                    L"url = %s",
-                    configUrl, clientId, scopes, firstOf(redirectUrls));
-        const TaskData data =
-            newTask(configUrl, clientId, scopes, redirectUrls, minValidity, authRequested);
-        auto result = data->resultEvent->taskOf(part);
-        getTokenTask(data, token);
-        return result;
-    });
-}
-
-Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, unsigned int minValidity,
-    const cancellation_token& token, bool authRequested) {
-    return requestHybrid<COIDCToken>(configUrl, clientId, scopes, redirectUrls, minValidity, token,
-                                     authRequested,
-                                     [](const COIDCToken& received) { return received; });
-}
-
-Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, unsigned int minValidity,
-    const cancellation_token& token, bool authRequested) {
-    return requestHybrid<CString>(
-        configUrl, clientId, scopes, redirectUrls, minValidity, token, authRequested,
-        [](const COIDCToken& received) { return received.accessToken(); });
-}
-
-Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, unsigned int minValidity,
-    const cancellation_token& token, bool authRequested) {
-    return requestHybrid<CString>(configUrl, clientId, scopes, redirectUrls, minValidity, token,
-                                  authRequested,
-                                  [](const COIDCToken& received) { return received.idToken(); });
-}
-
-CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
-                                          const CString& scopes,
-                                          const std::vector<CString>& redirectUrls,
-                                          unsigned int minValidity, bool authRequested) {
-    return detail::awaited(getAccessTokenHybridAsync(configUrl, clientId, scopes, redirectUrls,
-                                                     minValidity, cancellation_token::none(),
-                                                     authRequested));
+        TokenTaskData{asked, lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
@@ -360,13 +295,14 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
     detail::log(m_logger, ELogLevel::Detail,
                 L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
                 L"%s, redirect url = %s.",
-                data->configUrl, data->clientId, data->scopes, firstOf(data->redirectUrls));
+                data->configUrl, data->clientId, data->scopes, data->firstRedirectUrl());
     return constructAsync(data->configUrl, m_logger, token, m_openBrowser)
         .then(
             [this, data, token](const Holder& holder) {
                 return holder->get()
                     .requestTokenHybridFlowAsync(data->clientId, data->scopes, data->redirectUrls,
-                                                 token, signInSeconds)
+                                                 token, signInSeconds,
+                                                 data->authorizationParameters)
                     .then(
                         [this, holder, data](COIDCToken received) {
                             holder->reset();

@@ -19,7 +19,8 @@ if(OIDCAUTH_BUILD_TESTING)
 endif()
 install(TARGETS ${targets} EXPORT OIDCAuthTargets)
 install(FILES
-    auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
+    auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h auth/IdTokenClaims.h
+    auth/Requests.h
     DESTINATION ${include_dir}/auth)
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 install(DIRECTORY host DESTINATION ${include_dir} FILES_MATCHING PATTERN "*.h"

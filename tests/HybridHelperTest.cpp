@@ -80,6 +80,13 @@ protected:
                                                {redirectUrl}, minValidity, token, authRequested);
     }
 
+    template <class T>
+    using Members = task<T> (COIDCHelper::*)(const CString&, const CString&, const CString&,
+                                             const std::vector<CString>&, unsigned int,
+                                             const cancellation_token&, bool);
+    template <class T>
+    using Struct = task<T> (COIDCHelper::*)(const auth::UserRequest&, const cancellation_token&);
+
     /// The text of a request's exception, and of which kind it is.
     template <class T>
     static std::string failureOf(const task<T>& request) {
@@ -187,31 +194,67 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
         const char* name;
         std::function<task<CString>(const Arguments&)> ask;
         CString stored;
+        bool isBlocking = false;
     };
-    const auto by = [this](auto form) {
+    const auto requestOf = [](const Arguments& a) {
+        auth::UserRequest request;
+        request.configUrl = a.configUrl.toUtf8();
+        request.clientId = a.clientId.toUtf8();
+        request.scopes = a.scopes.toUtf8();
+        for (const CString& url : a.redirectUrls) {
+            request.redirectUrls.push_back(url.toUtf8());
+        }
+        request.minValidity = std::chrono::minutes(a.minValidity);
+        request.mayAskUser = a.authRequested;
+        return request;
+    };
+    const auto byMembers = [&](auto form) {
         return [this, form](const Arguments& a) {
             return (*helper.*form)(a.configUrl, a.clientId, a.scopes, a.redirectUrls, a.minValidity,
                                    a.token, a.authRequested);
         };
     };
+    const auto byStruct = [&](auto form) {
+        return [this, form, requestOf](const Arguments& a) {
+            return (*helper.*form)(requestOf(a), a.token);
+        };
+    };
+    const auto clientOf = [](auto form) {
+        return [form](const Arguments& a) {
+            return form(a).then([](const COIDCToken& token) { return token.clientId(); });
+        };
+    };
+    const auto blocking = [](auto form) {
+        return [form](const Arguments& a) {
+            return Concurrency::create_task([form, a] { return form(a); });
+        };
+    };
     const std::vector<Form> forms = {
-        {"access token", by(&COIDCHelper::getAccessTokenHybridAsync), "access"},
-        {"ID token", by(&COIDCHelper::getIdTokenHybridAsync), "id"},
-        {"whole token",
-         [&](const Arguments& a) {
-             return by(&COIDCHelper::getOIDCTokenHybridAsync)(a).then(
-                 [](const COIDCToken& token) { return token.clientId(); });
-         },
-         "client"},
-        {"access token, blocking",
-         [&](const Arguments& a) {
-             return Concurrency::create_task([this, a] {
-                 return helper->getAccessTokenHybrid(a.configUrl, a.clientId, a.scopes,
-                                                     a.redirectUrls, a.minValidity,
-                                                     a.authRequested);
-             });
-         },
+        {"access token", byMembers(Members<CString>(&COIDCHelper::getAccessTokenHybridAsync)),
          "access"},
+        {"ID token", byMembers(Members<CString>(&COIDCHelper::getIdTokenHybridAsync)), "id"},
+        {"whole token",
+         clientOf(byMembers(Members<COIDCToken>(&COIDCHelper::getOIDCTokenHybridAsync))), "client"},
+        {"access token, struct", byStruct(Struct<CString>(&COIDCHelper::getAccessTokenHybridAsync)),
+         "access"},
+        {"ID token, struct", byStruct(Struct<CString>(&COIDCHelper::getIdTokenHybridAsync)), "id"},
+        {"whole token, struct",
+         clientOf(byStruct(Struct<COIDCToken>(&COIDCHelper::getOIDCTokenHybridAsync))), "client"},
+        {"access token, blocking", blocking([this](const Arguments& a) {
+             return helper->getAccessTokenHybrid(a.configUrl, a.clientId, a.scopes, a.redirectUrls,
+                                                 a.minValidity, a.authRequested);
+         }),
+         "access", true},
+        {"access token, struct, blocking",
+         blocking([=](const Arguments& a) { return helper->getAccessTokenHybrid(requestOf(a)); }),
+         "access", true},
+        {"ID token, struct, blocking",
+         blocking([=](const Arguments& a) { return helper->getIdTokenHybrid(requestOf(a)); }), "id",
+         true},
+        {"whole token, struct, blocking", blocking([=](const Arguments& a) {
+             return helper->getOIDCTokenHybrid(requestOf(a)).clientId();
+         }),
+         "client", true},
     };
     test::TestClock clock;
     clock.freezeAt(start);
@@ -239,7 +282,7 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
                   "cannot construct listener");
         const cancellation_token_source source;
         source.cancel();
-        if (form.name != forms.back().name) {
+        if (!form.isBlocking) {
             EXPECT_EQ(end([&](auto& a) {
                           a.authRequested = true;
                           a.token = source.get_token();
@@ -252,6 +295,64 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
         EXPECT_EQ(asked.parameter("scope"), "openid more");
         EXPECT_EQ(asked.parameter("redirect_uri"), redirectUrl.toUtf8());
     }
+}
+
+TEST_F(HybridHelper, TakesAStructWhoseMembersMakeSense) {
+    auth::UserRequest usual;
+    usual.configUrl = provider.configUrl();
+    usual.clientId = "client";
+    usual.scopes = "openid \xC3\xA4";
+    usual.redirectUrls = {redirectUrl.toUtf8()};
+    usual.mayAskUser = true;
+    auto request = usual;
+    request.authorizationParameters = {{"prompt", "login"},
+                                       {"a&b=", "c d+%#\xC3\xA4"},
+                                       {"requested", "1"},
+                                       {"resource", "x"},
+                                       {"resource", "y"}};
+    EXPECT_EQ(failureOf(helper->getIdTokenHybridAsync(request)), "");
+    EXPECT_THAT(user.urls().back(), ::testing::EndsWith("&response_mode=form_post&prompt=login"
+                                                        "&a%26b%3D=c%20d%2B%25%23%C3%A4&requested=1"
+                                                        "&resource=x&resource=y"));
+    EXPECT_EQ(provider.requests(Endpoint::Authorization).back().parameter("scope"),
+              "openid \xC3\xA4");
+
+    content->rereadFlags.clear();
+    const auto end = [&](const std::function<void(auth::UserRequest&)>& change) {
+        request = usual;
+        change(request);
+        return failureOf(helper->getIdTokenHybridAsync(request));
+    };
+    for (const std::string name :
+         {"response_type", "nonce", "state", "code_challenge", "code_challenge_method", "client_id",
+          "scope", "redirect_uri", "response_mode", "request", "request_uri", "client_secret",
+          "code_verifier", "Redirect_URI"}) {
+        EXPECT_EQ(end([&](auto& r) {
+                      r.authorizationParameters = {{"prompt", ""}, {name, "x"}};
+                  }),
+                  "authorization parameter is reserved: " + name);
+    }
+    EXPECT_EQ(end([](auto& r) {
+                  r.authorizationParameters = {{"", "x"}};
+              }),
+              "authorization parameter should have a name");
+    for (const auto minutes : {std::chrono::minutes(-1), std::chrono::minutes(2'147'483'648)}) {
+        EXPECT_EQ(end([&](auto& r) { r.minValidity = minutes; }),
+                  "minimum validity should be between 0 and 2147483647 minutes");
+    }
+    for (const auto& spoil : std::vector<std::function<void(auth::UserRequest&)>>{
+             [](auto& r) { r.configUrl = "\xFF"; }, [](auto& r) { r.clientId = "\xFF"; },
+             [](auto& r) { r.scopes = "\xFF"; }, [](auto& r) { r.redirectUrls.back() = "\xFF"; },
+             [](auto& r) {
+                 r.authorizationParameters = {{"\xFF", ""}};
+             },
+             [](auto& r) {
+                 r.authorizationParameters = {{"a", "\xFF"}};
+             }}) {
+        EXPECT_THAT(end(spoil), ::testing::StartsWith("UTF-8"));
+    }
+    EXPECT_TRUE(content->rereadFlags.empty()) << "the store is not even read";
+    EXPECT_EQ(end([](auto& r) { r.minValidity = std::chrono::minutes(2'147'483'647); }), "");
 }
 
 TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
@@ -477,6 +578,7 @@ TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
         store(expiredRecord());
         log->takeLines();
         helper = makeHelper(given);
+        EXPECT_EQ(log->textAt(3).empty(), given == permit) << "a warning";
         const auto lock = permit->createLock();
         ASSERT_TRUE(lock->tryLock());
         const auto request = ask();
