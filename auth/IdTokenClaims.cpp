@@ -20,7 +20,8 @@ IdTokenClaims::IdTokenClaims(const CString& idToken) noexcept {
             try {
                 Value kept{value.is_string(), to_utf8string(value.is_string() ? value.as_string()
                                                                               : value.serialize())};
-                CString(kept.text);  // throws: the JSON library lets through what is no UTF-8
+                // Throws: the JSON library lets through what is no UTF-8.
+                const CString checked(kept.text);
                 if (!value.is_null()) {
                     m_values.emplace(to_utf8string(name), std::move(kept));
                 }
