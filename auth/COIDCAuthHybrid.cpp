@@ -144,9 +144,11 @@ void COIDCAuthHybrid::loadSigningKeys(web::json::value jwks) {
 
 Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenHybridFlowAsync(
     const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
-    const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds) {
+    const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds,
+    const Parameters& parameters) {
     return detail::started([&] {
-        const HybridFlowRequest request{clientId, scope, redirectUrls, timeoutSeconds, token};
+        const HybridFlowRequest request{clientId,       scope, redirectUrls,
+                                        timeoutSeconds, token, parameters};
         return Concurrency::create_task([this, request] { return runHybridFlow(request); },
                                         platform::blocking(token));
     });
@@ -161,8 +163,7 @@ COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
     const OpenListener opened = openListener(request.redirectUrls, request.token);
 
     detail::log(m_logger, ELogLevel::Flow, L"Requesting auth code...");
-    if (!requestAuthCode(request.clientId, request.scope, opened.redirectUrl, nonce, state,
-                         codeVerifier)) {
+    if (!requestAuthCode(request, opened.redirectUrl, nonce, state, codeVerifier)) {
         detail::fail(m_logger,
                      {Kind::nobodySignedIn, "unable to request authentication through the browser"},
                      L"Unable to request auth code through the browser.");
@@ -210,8 +211,8 @@ COIDCAuthHybrid::OpenListener COIDCAuthHybrid::openListener(
     throw OIDCError(Kind::cannotListen, "cannot construct listener");
 }
 
-bool COIDCAuthHybrid::requestAuthCode(const CString& clientId, const CString& scope,
-                                      const CString& redirectUrl, const utility::string_t& nonce,
+bool COIDCAuthHybrid::requestAuthCode(const HybridFlowRequest& request, const CString& redirectUrl,
+                                      const utility::string_t& nonce,
                                       const utility::string_t& state,
                                       const utility::string_t& codeVerifier) const {
     using detail::toHttpText;
@@ -222,11 +223,14 @@ bool COIDCAuthHybrid::requestAuthCode(const CString& clientId, const CString& sc
         .append_query(_XPLATSTR("code_challenge"), detail::makeCodeChallenge(codeVerifier), false)
         .append_query(_XPLATSTR("code_challenge_method"),
                       toHttpText(m_settings.codeChallengeMethod))
-        .append_query(_XPLATSTR("client_id"), toHttpText(clientId))
-        .append_query(_XPLATSTR("scope"), toHttpText(scope))
+        .append_query(_XPLATSTR("client_id"), toHttpText(request.clientId))
+        .append_query(_XPLATSTR("scope"), toHttpText(request.scope))
         .append_query(_XPLATSTR("redirect_uri"),
                       web::uri::encode_data_string(toHttpText(redirectUrl)), false)
         .append_query(_XPLATSTR("response_mode"), toHttpText(m_settings.responseMode));
+    for (const auto& [name, value] : request.parameters) {
+        url.append_query(toHttpText(name), toHttpText(value));
+    }
     return m_openBrowser && m_openBrowser(detail::fromHttpText(url.to_string()));
 }
 

@@ -18,6 +18,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace auth {
@@ -38,6 +39,8 @@ struct OIDCFlowSettings {
 /// one provider. Usable once constructed, and only read from then on.
 class COIDCAuthHybrid {
 public:
+    /// Names and values.
+    using Parameters = std::vector<std::pair<CString, CString>>;
     /// Brings the user to a URL and tells whether that worked.
     using OpenBrowser = std::function<bool(const CString& url)>;
 
@@ -53,10 +56,12 @@ public:
     // thrown.
 
     /// Lets the user sign in and redeems the code that comes of it. The first of the redirect URLs
-    /// on which a listener can be opened receives the provider's answer, for `timeoutSeconds`.
+    /// on which a listener can be opened receives the provider's answer, for `timeoutSeconds`. The
+    /// parameters stand behind those of the flow, none of which may be among them.
     Concurrency::task<COIDCToken> requestTokenHybridFlowAsync(
         const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
-        const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds);
+        const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds,
+        const Parameters& parameters = {});
 
     /// Redeems a code with the verifier that belongs to its challenge (RFC 7636, section 4.5).
     Concurrency::task<COIDCToken> requestTokenByAuthCodeAsync(
@@ -96,6 +101,7 @@ private:
         std::vector<CString> redirectUrls;
         std::uint32_t timeoutSeconds;
         Concurrency::cancellation_token token;
+        Parameters parameters;
     };
     struct OpenListener {
         CString redirectUrl;
@@ -112,7 +118,7 @@ private:
     COIDCToken runHybridFlow(const HybridFlowRequest& request);
     OpenListener openListener(const std::vector<CString>& redirectUrls,
                               const Concurrency::cancellation_token& token) const;
-    bool requestAuthCode(const CString& clientId, const CString& scope, const CString& redirectUrl,
+    bool requestAuthCode(const HybridFlowRequest& request, const CString& redirectUrl,
                          const utility::string_t& nonce, const utility::string_t& state,
                          const utility::string_t& codeVerifier) const;
     Concurrency::task<COIDCToken> requestToken(const detail::FormBody& form,

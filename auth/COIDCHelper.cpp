@@ -2,9 +2,11 @@
 
 #include "auth/COIDCAuthClientCredentials.h"
 #include "auth/ExclusivePermit.h"
+#include "auth/detail/Arguments.h"
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Log.h"
 #include "auth/detail/Text.h"
+#include "auth/detail/TokenTaskData.h"
 #include "auth/detail/Turns.h"
 #include "auth/detail/Waiting.h"
 #include "host/CMemoryArchive.h"
@@ -40,6 +42,10 @@ COIDCHelper::COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
         detail::fail(m_logger, {detail::Kind::store, "token store should be specified"},
                      L"Unable to create authenticator helper. Token store not specified.");
     }
+    if (m_permit == processPermit) {
+        detail::log(m_logger, ELogLevel::Warning,
+                    L"The helper's permit is the one of the process: requests wait 25 s for it.");
+    }
 }
 
 COIDCHelper::~COIDCHelper() = default;
@@ -52,6 +58,31 @@ std::shared_ptr<IExclusivePermit> COIDCHelper::makeExclusivePermit() {
     return ExclusivePermit::make();
 }
 
+namespace {
+
+CString accessTokenOf(const COIDCToken& token) {
+    return token.accessToken();
+}
+COIDCToken wholeOf(COIDCToken token) {
+    return token;
+}
+
+}  // namespace
+
+/// `arguments` gives what is asked for, or throws; the task is of what `part` makes of the token.
+template <class T, class Arguments, class Part>
+Concurrency::task<T> COIDCHelper::requestService(const Arguments& arguments,
+                                                 const cancellation_token& token, Part part) {
+    return detail::started([&] {
+        const detail::ServiceArguments asked = arguments();
+        detail::log(m_logger, ELogLevel::Flow,
+                    L"Obtaining oidc token using config url = %s, client id = %s, scopes = %s",
+                    asked.configUrl, asked.clientId, asked.scopes);
+        return detail::inBackground<T>(
+            [this, asked, token, part] { return part(serveClientCredentials(asked, token)); });
+    });
+}
+
 CString COIDCHelper::getAccessTokenClientCredentials(const CString& configUrl,
                                                      const CString& clientId,
                                                      const CString& clientSecret,
@@ -61,55 +92,67 @@ CString COIDCHelper::getAccessTokenClientCredentials(const CString& configUrl,
         configUrl, clientId, clientSecret, scopes, minValidity, cancellation_token::none()));
 }
 
+CString COIDCHelper::getAccessTokenClientCredentials(const ServiceRequest& request) {
+    return detail::awaited(getAccessTokenClientCredentialsAsync(request));
+}
+
+COIDCToken COIDCHelper::getOIDCTokenClientCredentials(const ServiceRequest& request) {
+    return detail::awaited(getOIDCTokenClientCredentialsAsync(request));
+}
+
 Concurrency::task<CString> COIDCHelper::getAccessTokenClientCredentialsAsync(
     const CString& configUrl, const CString& clientId, const CString& clientSecret,
     const CString& scopes, unsigned int minValidity, const cancellation_token& token) {
-    return detail::started([&] {
-        detail::log(m_logger, ELogLevel::Flow,
-                    L"Obtaining oidc token using config url = %s, client id = %s, scopes = %s",
-                    configUrl, clientId, scopes);
-        return detail::inBackground<CString>(
-            [this, configUrl, clientId, clientSecret, scopes, minValidity, token] {
-                return serveClientCredentials(configUrl, clientId, clientSecret, scopes,
-                                              minValidity, token);
-            });
-    });
+    return requestService<CString>(
+        [&] {
+            return detail::ServiceArguments{configUrl, clientId, clientSecret, scopes, minValidity};
+        },
+        token, accessTokenOf);
 }
 
-CString COIDCHelper::serveClientCredentials(const CString& configUrl, const CString& clientId,
-                                            const CString& clientSecret, const CString& scopes,
-                                            unsigned int minValidity,
-                                            const cancellation_token& token) {
+Concurrency::task<CString> COIDCHelper::getAccessTokenClientCredentialsAsync(
+    const ServiceRequest& request, const cancellation_token& token) {
+    return requestService<CString>([&] { return detail::argumentsOf(request); }, token,
+                                   accessTokenOf);
+}
+
+Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenClientCredentialsAsync(
+    const ServiceRequest& request, const cancellation_token& token) {
+    return requestService<COIDCToken>([&] { return detail::argumentsOf(request); }, token, wholeOf);
+}
+
+COIDCToken COIDCHelper::serveClientCredentials(const detail::ServiceArguments& asked,
+                                               const cancellation_token& token) {
     const detail::Turns::Turn turn = m_turns->take(token);
-    const StoredRecord stored = loadStoredToken(false);
-    if (stored.isLoaded && stored.token.validateScopes(scopes) &&
-        stored.token.validateClientID(clientId) && !stored.token.willBeExpiredAfter(minValidity)) {
-        return stored.token.accessToken();
+    StoredRecord stored = loadStoredToken(false);
+    if (stored.isLoaded && stored.token.validateScopes(asked.scopes) &&
+        stored.token.validateClientID(asked.clientId) &&
+        !stored.token.willBeExpiredAfter(asked.minValidity)) {
+        return std::move(stored.token);
     }
     detail::log(m_logger, ELogLevel::Detail,
                 L"Stored token is invalid or expired or does not exists.");
-    return requestTokenClientCredentialsAsync(configUrl, clientId, clientSecret, scopes, token)
-        .get()
-        .accessToken();
+    return requestTokenClientCredentialsAsync(asked, stored.signOuts, token).get();
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
-    const CString& configUrl, const CString& clientId, const CString& clientSecret,
-    const CString& scopes, const cancellation_token& token) {
+    const detail::ServiceArguments& asked, std::uint64_t signOuts,
+    const cancellation_token& token) {
     detail::log(
         m_logger, ELogLevel::Detail,
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
-        configUrl, clientId, scopes);
+        asked.configUrl, asked.clientId, asked.scopes);
     // All of it on this thread: when the system gives no more threads, one for the rest might never
     // come, since the others wait for their turn.
     COIDCToken received;
     {
-        COIDCAuthClientCredentials client(configUrl, m_logger, "client_credentials", token);
-        received = client.requestTokenAsync(clientId, clientSecret, scopes, token).get();
+        COIDCAuthClientCredentials client(asked.configUrl, m_logger, "client_credentials", token);
+        received =
+            client.requestTokenAsync(asked.clientId, asked.clientSecret, asked.scopes, token).get();
     }
     detail::log(m_logger, ELogLevel::Detail,
                 L"Client authentication performed successfully, token received.");
-    saveToken(received);
+    saveToken(received, signOuts);
     return Concurrency::task_from_result(std::move(received));
 }
 
@@ -123,6 +166,7 @@ bool COIDCHelper::openBrowser(const CString& url) {
 
 COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexcept {
     StoredRecord record;
+    record.signOuts = m_signOuts;
     try {
         m_tokenStore->read(record.bytes, reread);
         record.isRead = true;
@@ -139,11 +183,43 @@ COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexce
     return record;
 }
 
-void COIDCHelper::saveToken(COIDCToken& token) {
+void COIDCHelper::saveToken(COIDCToken& token, std::uint64_t signOuts) {
     CMemoryArchive archive;
     token.Serialize(archive);
     archive.Close();
-    m_tokenStore->write(archive.detachCompressedData());
+    const std::lock_guard<std::mutex> lock(m_writing);
+    if (m_signOuts == signOuts) {
+        m_tokenStore->write(archive.detachCompressedData());
+    } else {
+        detail::log(m_logger, ELogLevel::Detail, L"Signed out meanwhile, token is not stored.");
+    }
+}
+
+void COIDCHelper::signOut() {
+    detail::awaited(signOutAsync(cancellation_token::none()));
+}
+
+Concurrency::task<void> COIDCHelper::signOutAsync(const cancellation_token& token) {
+    return detail::started([&] {
+        detail::log(m_logger, ELogLevel::Flow, L"Signing out...");
+        return detail::actInBackground([this, token] { emptyStore(token); });
+    });
+}
+
+void COIDCHelper::emptyStore(const cancellation_token& token) {
+    const TaskData turn = newTask({});
+    while (!takePermits(*turn)) {
+        detail::sleepFor(retryDelay, token);
+    }
+    const std::lock_guard<std::mutex> lock(m_writing);
+    if (detail::isInterrupted(token)) {
+        throw Concurrency::task_canceled();
+    }
+    // Not by the store's clear(): there are stores that never had to bear that call. And not
+    // counted before it has worked: what was received is to be kept where nobody is signed out.
+    m_tokenStore->write({});
+    ++m_signOuts;
+    detail::log(m_logger, ELogLevel::Detail, L"Stored token has been removed.");
 }
 
 }  // namespace auth

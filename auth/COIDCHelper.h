@@ -2,17 +2,20 @@
 
 #include "auth/COIDCToken.h"
 #include "auth/IExclusivePermit.h"
+#include "auth/Requests.h"
 #include "host/CLogger.h"
 #include "host/CString.h"
 #include "host/ISecretStore.h"
 #include "platform/Export.h"
 #include "platform/Tasks.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,7 +24,9 @@ namespace auth {
 
 namespace detail {
 class Turns;
-}
+struct ServiceArguments;
+struct UserArguments;
+}  // namespace detail
 
 /// Only the user could provide a token by signing in, and the caller did not allow to ask. Where a
 /// refresh failed before, that is nested (std::rethrow_if_nested, OIDCError::of).
@@ -50,7 +55,8 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///
 /// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
 /// Scopes are one text, separated by spaces. `minValidity` is in minutes: a stored token serves
-/// while it will not expire within them.
+/// while it will not expire within them. The forms that take a struct do the same as those that
+/// take its members; auth/Requests.h has these, and says what is refused.
 ///
 /// What the process has to know:
 /// - Continuations of a returned task run on threads of this library unless they say otherwise, and
@@ -69,8 +75,9 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///   be changed while requests are under way.
 class OIDCAUTH_API COIDCHelper {
 public:
-    /// Throws OIDCError when the store is empty. The permit may be shared with other helpers;
-    /// the logger may be empty.
+    /// Throws OIDCError when the store is empty. The permit may be shared with other helpers; the
+    /// logger may be empty. Never give it getProcessExclusivePermit(): each request of a user has
+    /// that one already and would wait 25 s for it; a warning is logged.
     COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                 std::shared_ptr<IExclusivePermit> permit,
                 const std::shared_ptr<LoggingUtilities::CLogger>& logger);
@@ -87,6 +94,15 @@ public:
         const CString& configUrl, const CString& clientId, const CString& clientSecret,
         const CString& scopes, unsigned int minValidity,
         const Concurrency::cancellation_token& token);
+    CString getAccessTokenClientCredentials(const ServiceRequest& request);
+    Concurrency::task<CString> getAccessTokenClientCredentialsAsync(
+        const ServiceRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// The whole token, with its expiry; it has neither refresh nor ID token.
+    COIDCToken getOIDCTokenClientCredentials(const ServiceRequest& request);
+    Concurrency::task<COIDCToken> getOIDCTokenClientCredentialsAsync(
+        const ServiceRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
 
     // The token of a user: the stored one while it serves, or once it is refreshed (RFC 6749,
     // section 6). Otherwise the user is asked to sign in (OpenID Connect Core 1.0, section 3.3)
@@ -116,6 +132,31 @@ public:
     CString getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
                                  const CString& scopes, const std::vector<CString>& redirectUrls,
                                  unsigned int minValidity, bool authRequested);
+    Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
+        const UserRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    Concurrency::task<CString> getAccessTokenHybridAsync(
+        const UserRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    Concurrency::task<CString> getIdTokenHybridAsync(
+        const UserRequest& request,
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    COIDCToken getOIDCTokenHybrid(const UserRequest& request);
+    CString getAccessTokenHybrid(const UserRequest& request);
+    CString getIdTokenHybrid(const UserRequest& request);
+
+    // Removes the stored token, a user's or a service's; the provider is not told. Where the store
+    // cannot be written, or the token is cancelled before, it stays.
+    //
+    // It waits for its turn as a request does, first for the permit of this process and then, no
+    // longer than 25 s, for the helper's: a request of a user that is at a refresh or a sign-in
+    // ends before, and what it stores is removed with the rest. Who does not want to wait cancels
+    // it. A request of a service under way ends when it will. No request puts a token back that it
+    // began to get before: its caller receives it all the same, the store does not. The store is
+    // emptied by writing nothing to it.
+    Concurrency::task<void> signOutAsync(
+        const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    void signOut();
 
     /// What brings the user to the provider, openBrowser at first. Before the first request.
     void setBrowserOpener(BrowserOpener open);
@@ -135,6 +176,7 @@ private:
 
     /// What the store had at one moment.
     struct StoredRecord {
+        std::uint64_t signOuts = 0;  // before it was read
         bool isRead = false;
         std::vector<std::uint8_t> bytes;
         bool isLoaded = false;
@@ -142,25 +184,25 @@ private:
     };
 
     StoredRecord loadStoredToken(bool reread) const noexcept;
-    void saveToken(COIDCToken& token);
+    /// Unless somebody signed out behind that many times.
+    void saveToken(COIDCToken& token, std::uint64_t signOuts);
+    void emptyStore(const Concurrency::cancellation_token& token);
 
-    CString serveClientCredentials(const CString& configUrl, const CString& clientId,
-                                   const CString& clientSecret, const CString& scopes,
-                                   unsigned int minValidity,
-                                   const Concurrency::cancellation_token& token);
+    template <class T, class Arguments, class Part>
+    Concurrency::task<T> requestService(const Arguments& arguments,
+                                        const Concurrency::cancellation_token& token, Part part);
+    COIDCToken serveClientCredentials(const detail::ServiceArguments& asked,
+                                      const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenClientCredentialsAsync(
-        const CString& configUrl, const CString& clientId, const CString& clientSecret,
-        const CString& scopes, const Concurrency::cancellation_token& token);
+        const detail::ServiceArguments& asked, std::uint64_t signOuts,
+        const Concurrency::cancellation_token& token);
 
     // A hybrid request is a chain of steps, each of which decides anew until one has the token.
 
-    template <class T, class Part>
-    Concurrency::task<T> requestHybrid(const CString& configUrl, const CString& clientId,
-                                       const CString& scopes,
-                                       const std::vector<CString>& redirectUrls,
-                                       unsigned int minValidity,
-                                       const Concurrency::cancellation_token& token,
-                                       bool authRequested, Part part);
+    template <class T, class Arguments, class Part>
+    Concurrency::task<T> requestHybrid(const Arguments& arguments,
+                                       const Concurrency::cancellation_token& token, Part part);
+    TaskData newTask(const detail::UserArguments& asked) const;
     Concurrency::task<COIDCToken> getTokenTask(const TaskData& data,
                                                const Concurrency::cancellation_token& token);
     Concurrency::task<Made> TryMakeToken(const TaskData& data,
@@ -179,14 +221,15 @@ private:
                                            const TaskData& data, const CString& sentRefreshToken,
                                            const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenHybridAsync(
-        const CString& configUrl, const CString& clientId, const CString& scopes,
-        const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token);
+        const TaskData& data, const Concurrency::cancellation_token& token);
 
     std::unique_ptr<ISecretStore<COIDCToken>> m_tokenStore;
     const std::unique_ptr<detail::Turns> m_turns;  // one for the whole of a service's request
     std::shared_ptr<LoggingUtilities::CLogger> m_logger;
     std::shared_ptr<IExclusivePermit> m_permit;
     BrowserOpener m_openBrowser = &COIDCHelper::openBrowser;
+    std::mutex m_writing;
+    std::atomic<std::uint64_t> m_signOuts{0};  // changes while m_writing is held
 };
 
 }  // namespace auth

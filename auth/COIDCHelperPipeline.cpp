@@ -21,17 +21,12 @@ using detail::ELogLevel;
 
 namespace {
 
-constexpr std::chrono::milliseconds retryDelay{50};
 constexpr std::chrono::seconds helperPermitLimit{25};
 constexpr std::chrono::seconds failedRefreshPause{2};
 constexpr std::uint32_t signInSeconds = 90;
 
 OIDCFlowSettings hybridSettings() {
     return {"code id_token", "form_post", "authorization_code", "refresh_token", "RS256", "S256"};
-}
-
-CString firstOf(const std::vector<CString>& urls) {
-    return urls.empty() ? CString() : urls.front();
 }
 
 std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& permit) {
@@ -100,62 +95,9 @@ std::exception_ptr logFailedRefresh(const detail::LoggerPtr& logger) {
 
 }  // namespace
 
-/// Gives what `part` makes of the token that a request leads to.
-template <class T, class Part>
-Concurrency::task<T> COIDCHelper::requestHybrid(const CString& configUrl, const CString& clientId,
-                                                const CString& scopes,
-                                                const std::vector<CString>& redirectUrls,
-                                                unsigned int minValidity,
-                                                const cancellation_token& token, bool authRequested,
-                                                Part part) {
-    return detail::started([&] {
-        detail::log(m_logger, ELogLevel::Flow,
-                    L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect "
-                    L"url = %s",
-                    configUrl, clientId, scopes, firstOf(redirectUrls));
-        const auto data = std::make_shared<TokenTaskData>(
-            TokenTaskData{configUrl, clientId, scopes, redirectUrls, minValidity, authRequested,
-                          lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
-        auto result = data->resultEvent->taskOf(part);
-        getTokenTask(data, token);
-        return result;
-    });
-}
-
-Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, unsigned int minValidity,
-    const cancellation_token& token, bool authRequested) {
-    return requestHybrid<COIDCToken>(configUrl, clientId, scopes, redirectUrls, minValidity, token,
-                                     authRequested,
-                                     [](const COIDCToken& received) { return received; });
-}
-
-Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, unsigned int minValidity,
-    const cancellation_token& token, bool authRequested) {
-    return requestHybrid<CString>(
-        configUrl, clientId, scopes, redirectUrls, minValidity, token, authRequested,
-        [](const COIDCToken& received) { return received.accessToken(); });
-}
-
-Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, unsigned int minValidity,
-    const cancellation_token& token, bool authRequested) {
-    return requestHybrid<CString>(configUrl, clientId, scopes, redirectUrls, minValidity, token,
-                                  authRequested,
-                                  [](const COIDCToken& received) { return received.idToken(); });
-}
-
-CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
-                                          const CString& scopes,
-                                          const std::vector<CString>& redirectUrls,
-                                          unsigned int minValidity, bool authRequested) {
-    return detail::awaited(getAccessTokenHybridAsync(configUrl, clientId, scopes, redirectUrls,
-                                                     minValidity, cancellation_token::none(),
-                                                     authRequested));
+COIDCHelper::TaskData COIDCHelper::newTask(const detail::UserArguments& asked) const {
+    return std::make_shared<TokenTaskData>(
+        TokenTaskData{asked, lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
@@ -246,12 +188,13 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
     if (assessed.refreshes || data->authRequested) {
         platform::httpPool();  // without its threads, the tasks of a request could not even fail
     }
+    // What the user signs in to now is not what somebody signed out of.
+    data->signOuts = assessed.refreshes ? stored.signOuts : m_signOuts.load();
     if (assessed.refreshes) {
         return refreshToken(data, stored.token, token);
     }
     if (data->authRequested) {
-        return requestTokenHybridAsync(data->configUrl, data->clientId, data->scopes,
-                                       data->redirectUrls, token)
+        return requestTokenHybridAsync(data, token)
             .then(
                 [](const COIDCToken& received) {
                     return Made{true, received};
@@ -357,31 +300,31 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
         data->lastRefreshTime = detail::Moment();
         return scheduleRetryhMakeToken(retryDelay, data, token);
     }
-    saveToken(received);
+    saveToken(received, data->signOuts);
     detail::log(m_logger, ELogLevel::Detail, L"Token has been successfully refreshed.");
     return Concurrency::task_from_result(Made{true, std::move(received)});
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
-    const CString& configUrl, const CString& clientId, const CString& scopes,
-    const std::vector<CString>& redirectUrls, const cancellation_token& token) {
+    const TaskData& data, const cancellation_token& token) {
     detail::log(m_logger, ELogLevel::Detail,
                 L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
                 L"%s, redirect url = %s.",
-                configUrl, clientId, scopes, firstOf(redirectUrls));
-    return constructAsync(configUrl, m_logger, token, m_openBrowser)
+                data->configUrl, data->clientId, data->scopes, data->firstRedirectUrl());
+    return constructAsync(data->configUrl, m_logger, token, m_openBrowser)
         .then(
-            [this, clientId, scopes, redirectUrls, token](const Holder& holder) {
+            [this, data, token](const Holder& holder) {
                 return holder->get()
-                    .requestTokenHybridFlowAsync(clientId, scopes, redirectUrls, token,
-                                                 signInSeconds)
+                    .requestTokenHybridFlowAsync(data->clientId, data->scopes, data->redirectUrls,
+                                                 token, signInSeconds,
+                                                 data->authorizationParameters)
                     .then(
-                        [this, holder](COIDCToken received) {
+                        [this, holder, data](COIDCToken received) {
                             holder->reset();
                             detail::log(
                                 m_logger, ELogLevel::Detail,
                                 L"Hybrid authentication performed successfully, token received.");
-                            saveToken(received);
+                            saveToken(received, data->signOuts);
                             return received;
                         },
                         inAnyCase());

@@ -66,6 +66,10 @@ COIDCToken::ScopeSet COIDCToken::extractScopes(const CString& scopes) {
 }
 
 CString COIDCToken::scopes() {
+    return std::as_const(*this).scopes();
+}
+
+CString COIDCToken::scopes() const {
     CString joined;
     bool first = true;
     for (const CString& scope : m_scopes) {

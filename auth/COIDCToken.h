@@ -1,5 +1,6 @@
 #pragma once
 
+#include "auth/IdTokenClaims.h"
 #include "host/CKorvaneArchive.h"
 #include "host/CString.h"
 #include "platform/Export.h"
@@ -41,8 +42,12 @@ public:
     /// When the access token expires.
     TimePoint expiresAt() const { return m_expiresAt; }
 
+    /// What the ID token says about the user: empty where there is none, or it is no JWT.
+    IdTokenClaims idTokenClaims() const { return IdTokenClaims(m_idToken); }
+
     /// The scopes in ascending order, separated by single spaces.
     CString scopes();
+    CString scopes() const;
 
     /// Whether the token was requested for exactly this client.
     bool validateClientID(const CString& clientId) const;

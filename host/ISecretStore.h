@@ -21,7 +21,8 @@ public:
     /// exception counts as nothing stored.
     virtual void read(std::vector<std::uint8_t>& bytes, bool reread) = 0;
 
-    /// Replaces what is stored. Either the old or the new bytes remain, whatever happens; a failure
-    /// is an exception, which reaches the caller of the token operation.
+    /// Replaces what is stored; with nothing, where somebody signs out: what is read then is empty,
+    /// as if nothing had been stored. Either the old or the new bytes remain, whatever happens; a
+    /// failure is an exception, which reaches the caller of the token operation.
     virtual void write(const std::vector<std::uint8_t>& bytes) = 0;
 };

@@ -1,16 +1,23 @@
 #include "host/standalone/FileTokenStore.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include <algorithm>
+#include <cstdarg>
+#include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <list>
+#include <optional>
 
 namespace fs = std::filesystem;
 
@@ -28,6 +35,9 @@ void tell(const char* call) {
         watcher->emplace_back(call);
     }
 }
+
+int openings = 0;
+std::optional<timespec> timesOfFiles;  // what the system says of any
 
 /// A record that shows when it holds parts of two: every byte tells the number, so does the size.
 Bytes recordOf(std::size_t number, std::size_t scale = 512) {
@@ -60,6 +70,15 @@ protected:
         ASSERT_EQ(::chmod(file.c_str(), mode), 0);
     }
 
+    /// Once it is older than a step of its times. From then on nothing is opened for it.
+    static bool comesToBeRemembered(SecretFile& secret) {
+        return test::eventually([&] {
+            const int before = openings;
+            secret.read(false);
+            return openings == before;
+        });
+    }
+
     const test::TemporaryFolder m_temporary;
     const fs::path m_base = m_temporary.path();
     const fs::path m_folder = m_base / "folder";
@@ -77,7 +96,7 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
 
     const mode_t mask = ::umask(0);
     for (const auto& secret :
-         {Bytes{0, 255, '\n', 0}, recordOf(63), Bytes(SecretFile::maxSize), Bytes{7}, Bytes{}}) {
+         {Bytes{0, 255, '\n', 0}, recordOf(63), Bytes(SecretFile::maxSize), Bytes{7}}) {
         store.write(secret);
         standalone::FileTokenStore<int>(file).read(bytes, false);
         EXPECT_EQ(bytes, secret);
@@ -89,10 +108,13 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
         EXPECT_EQ(static_cast<unsigned>(fs::status(path).permissions()), mode) << path;
     }
 
-    store.clear();
-    EXPECT_FALSE(fs::exists(file));
-    store.read(bytes, false);
-    EXPECT_TRUE(bytes.empty());
+    for (const bool byWriting : {true, false}) {
+        store.write({7});
+        byWriting ? store.write({}) : store.clear();
+        EXPECT_FALSE(fs::exists(file));
+        store.read(bytes, false);
+        EXPECT_TRUE(bytes.empty());
+    }
 }
 
 TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
@@ -206,22 +228,88 @@ TEST_F(FileTokenStoreTest, IsOnTheDiskBeforeItIsTheRecord) {
     EXPECT_THAT(calls, testing::ElementsAre("unlink", "fsync folder"));
 }
 
-TEST_F(FileTokenStoreTest, RemembersUntilRereadOrFailure) {
+TEST_F(FileTokenStoreTest, SeesWhatOthersDoAndOpensNothingElse) {
     SecretFile here(m_file);
     SecretFile there(m_file);
-    here.write({1});
-    there.write({2});
-    EXPECT_EQ(here.read(false), Bytes{1});
-    EXPECT_EQ(here.read(true), Bytes{2});
-    EXPECT_EQ(here.read(false), Bytes{2});
+    const std::vector<std::function<Bytes()>> changes{
+        [&] { return Bytes{}; },
+        [&] { return there.write({1}), Bytes{1}; },
+        [&] { return here.write({2}), Bytes{2}; },
+        [&] { return put(m_file, 1), Bytes{'x'}; },
+        [&] {
+            return fs::resize_file(m_file, 2), Bytes{'x', 0};
+        },
+        [&] { return here.clear(), Bytes{}; },
+        [&] { return there.write({3}), Bytes{3}; },
+        [&] { return there.clear(), Bytes{}; },
+    };
+    for (const auto& change : changes) {
+        const Bytes expected = change();
+        EXPECT_EQ(here.read(false), expected);
+        EXPECT_TRUE(comesToBeRemembered(here));
+        EXPECT_EQ(here.read(false), expected);
+    }
+}
 
-    for (const bool byWriting : {true, false}) {
-        ASSERT_EQ(::chmod(m_file.c_str(), 0600), 0);
-        here.read(true);
-        ASSERT_EQ(::chmod(m_file.c_str(), 0644), 0);
-        EXPECT_EQ(here.read(false), Bytes{2});
-        EXPECT_THAT([&] { byWriting ? here.write({3}) : void(here.read(true)); }, fails());
-        EXPECT_THAT([&] { here.read(false); }, fails()) << "only the file counts now";
+/// In one step of the file's times the same file, of the same size, may have had other bytes.
+TEST_F(FileTokenStoreTest, RemembersNothingOfAFileThatHasJustChanged) {
+    const auto now = ::time(nullptr);
+    for (const auto& [times, isRemembered] :
+         {std::pair{timespec{now + 3600, 1}, false}, std::pair{timespec{now, 0}, false},
+          std::pair{timespec{now - 3600, 1}, true}}) {
+        SecretFile secret(m_file);
+        secret.write({'-'});
+        timesOfFiles = times;
+        EXPECT_EQ(secret.read(false), Bytes{'-'});
+        put(m_file, 1);
+        EXPECT_EQ(secret.read(false), isRemembered ? Bytes{'-'} : Bytes{'x'}) << times.tv_sec - now;
+        EXPECT_EQ(secret.read(true), Bytes{'x'});
+        put(m_file, 2);
+        EXPECT_EQ(secret.read(false), (Bytes{'x', 'x'})) << "the size tells";
+        SecretFile(m_file).write({1, 2});
+        EXPECT_EQ(secret.read(false), (Bytes{1, 2})) << "the identity tells";
+        timesOfFiles.reset();
+    }
+}
+
+TEST_F(FileTokenStoreTest, RefusesWhatItServedBefore) {
+    const std::vector<std::function<void(SecretFile&)>> changes{
+        [&](auto&) { ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0); },
+        // That a folder is open now is not seen by the look at the file: but by these.
+        [&](auto& secret) {
+            ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
+            EXPECT_THAT([&] { secret.write({3}); }, fails());
+        },
+        [&](auto& secret) {
+            ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
+            EXPECT_THAT([&] { secret.read(true); }, fails());
+        },
+        [&](auto&) {
+            fs::rename(m_file, m_folder / "other");
+            fs::create_symlink("other", m_file);
+        },
+        [&](auto&) {
+            fs::create_directory(m_base / "elsewhere");
+            put(m_base / "elsewhere" / "token", 1);
+            fs::remove_all(m_folder);
+            fs::create_directory_symlink(m_base / "elsewhere", m_folder);
+        },
+        [&](auto& secret) {
+            secret.clear();
+            EXPECT_TRUE(comesToBeRemembered(secret));
+            fs::remove_all(m_folder);
+            put(m_folder, 1);
+        },
+    };
+    for (const auto& change : changes) {
+        fs::remove_all(m_folder);
+        SecretFile secret(m_file);
+        secret.write({1});
+        EXPECT_TRUE(comesToBeRemembered(secret));
+        change(secret);
+        for (int again = 0; again < 2; ++again) {
+            EXPECT_THAT([&] { secret.read(false); }, fails());
+        }
     }
 }
 
@@ -270,8 +358,9 @@ TEST_F(FileTokenStoreTest, ServesSeveralProcessesAndSurvivesThem) {
         }
         return 0;
     };
-    const auto isWhole = [this] {
-        const Bytes bytes = SecretFile(m_file).read(true);
+    SecretFile secret(m_file);
+    const auto isWhole = [&](bool reread) {
+        const Bytes bytes = secret.read(reread);
         return !bytes.empty() && bytes == recordOf(bytes.front(), scale);
     };
     std::list<test::ChildProcess> writers;
@@ -281,17 +370,25 @@ TEST_F(FileTokenStoreTest, ServesSeveralProcessesAndSurvivesThem) {
         test::ChildProcess killed(write);
         for (int count = 0; count < round % 3 + 1; ++count) {
             ASSERT_TRUE(killed.told());
-            ASSERT_TRUE(isWhole());
+            ASSERT_TRUE(isWhole(true));
         }
     }
     for (auto& writer : writers) {
         while (writer.told()) {
-            EXPECT_TRUE(isWhole());
+            EXPECT_TRUE(isWhole(false));
         }
         EXPECT_EQ(writer.end(), 0);
     }
     SecretFile(m_file).write({1});
     EXPECT_EQ(entries(), 1);
+}
+
+int statusOf(int folder, const char* name, struct stat* status, int flags) {
+    const int result = ::fstatat(folder, name, status, flags);
+    if (timesOfFiles && result == 0) {
+        status->st_mtim = status->st_ctim = *timesOfFiles;
+    }
+    return result;
 }
 
 }  // namespace
@@ -304,6 +401,23 @@ __attribute__((visibility("default"))) int fsync(int file) {
     ::fstat(file, &status);
     tell(S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file");
     return static_cast<int>(::syscall(SYS_fsync, file));
+}
+
+__attribute__((visibility("default"))) int openat(int folder, const char* name, int flags, ...) {
+    std::va_list rest;
+    va_start(rest, flags);
+    const auto mode = (flags & O_CREAT) == 0 ? mode_t{} : va_arg(rest, mode_t);
+    va_end(rest);
+    ++openings;
+    return static_cast<int>(::syscall(SYS_openat, folder, name, flags, mode));
+}
+
+__attribute__((visibility("default"))) int fstat(int file, struct stat* status) noexcept {
+    return statusOf(file, "", status, AT_EMPTY_PATH);
+}
+
+__attribute__((visibility("default"))) int lstat(const char* name, struct stat* status) noexcept {
+    return statusOf(AT_FDCWD, name, status, AT_SYMLINK_NOFOLLOW);
 }
 
 __attribute__((visibility("default"))) int renameat(int from, const char* name, int to,

@@ -10,6 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 using auth::COIDCHelper;
 using namespace auth::testing;
+using auth::COIDCToken;
 using Concurrency::cancellation_token;
 using Concurrency::cancellation_token_source;
 using ::testing::ElementsAre;
@@ -75,6 +76,67 @@ TEST_F(Helper, GetsStoresAndReusesAToken) {
     EXPECT_NE(helper->getAccessTokenClientCredentials(url.c_str(), "client", "secret", "a c", 60),
               first);
     EXPECT_EQ(provider.requests(Endpoint::Token).back().field("scope"), "a c");
+}
+
+TEST_F(Helper, TakesAStructAndGivesTheWholeToken) {
+    provider.requireClient("cli\xC3\xA4nt", "secr\xC3\xA4t");
+    auth::ServiceRequest usual;
+    usual.configUrl = provider.configUrl();
+    usual.clientId = "cli\xC3\xA4nt";
+    usual.clientSecret = "secr\xC3\xA4t";
+    usual.scopes = "a b";
+    using Form = std::function<CString(const auth::ServiceRequest&, const cancellation_token&)>;
+    const std::vector<Form> forms = {
+        [&](const auto& asked, const auto& token) {
+            return test::get(helper->getAccessTokenClientCredentialsAsync(asked, token));
+        },
+        [&](const auto& asked, const auto& token) {
+            return test::get(helper->getOIDCTokenClientCredentialsAsync(asked, token))
+                .accessToken();
+        },
+        [&](const auto& asked, const auto&) {
+            return helper->getAccessTokenClientCredentials(asked);
+        },
+        [&](const auto& asked, const auto&) {
+            return helper->getOIDCTokenClientCredentials(asked).accessToken();
+        }};
+    for (const Form& form : forms) {
+        const bool isBlocking = &form > &forms[1];
+        const auto end = [&](const std::function<void(auth::ServiceRequest&)>& change) {
+            auto asked = usual;
+            change(asked);
+            return test::outcome([&] { return form(asked, cancellation_token::none()), true; });
+        };
+        content->bytes.clear();
+        const CString first = form(usual, cancellation_token::none());
+        EXPECT_EQ(provider.requests(Endpoint::Token).back().field("scope"), "a b");
+        EXPECT_EQ(form(usual, cancellation_token::none()), first);
+        const COIDCToken whole = helper->getOIDCTokenClientCredentials(usual);
+        EXPECT_EQ(whole.expiresAt(), test::load(content->bytes).expiresAt());
+        EXPECT_EQ(whole.scopes(), CString("a b"));
+        const auto before = tokenRequests();
+        EXPECT_EQ(end([](auto& asked) { asked.minValidity = 61min; }), "accepted");
+        EXPECT_EQ(end([](auto& asked) { asked.scopes = "c"; }), "accepted");
+        EXPECT_EQ(tokenRequests(), before + 2);
+        EXPECT_EQ(end([](auto& asked) { asked.clientId = "client"; }), "unable to retrieve token");
+        content->bytes.clear();
+        EXPECT_EQ(end([](auto& asked) { asked.clientSecret = "s"; }), "unable to retrieve token");
+        EXPECT_NE(end([](auto& asked) { asked.configUrl += '2'; }), "accepted");
+        content->rereadFlags.clear();
+        EXPECT_EQ(end([](auto& asked) { asked.minValidity = -1min; }),
+                  "minimum validity should be between 0 and 2147483647 minutes");
+        for (const auto member :
+             {&auth::ServiceRequest::configUrl, &auth::ServiceRequest::clientId,
+              &auth::ServiceRequest::clientSecret, &auth::ServiceRequest::scopes}) {
+            EXPECT_EQ(end([&](auto& asked) { asked.*member = "\xFF"; }).substr(0, 5), "UTF-8");
+        }
+        EXPECT_TRUE(content->rereadFlags.empty()) << "the store is not even read";
+        const cancellation_token_source source;
+        source.cancel();
+        if (!isBlocking) {
+            EXPECT_THROW(form(usual, source.get_token()), Concurrency::task_canceled);
+        }
+    }
 }
 
 TEST_F(Helper, KeepsWhatItReceivedThoughItIsCancelled) {
@@ -178,6 +240,35 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
         EXPECT_EQ(content->writes, 0);
     }
     EXPECT_FALSE(test::get(ask()).IsEmpty()) << "the next request finds the mutex free";
+}
+
+/// A request that began before gets its token; the store gets it only if nobody was signed out.
+TEST_F(Helper, SignsOutWhileARequestIsUnderWay) {
+    for (const Endpoint waitsAt : {Endpoint::Discovery, Endpoint::Token}) {
+        for (const std::string failure : {"", "disk full"}) {
+            auto record = storedRecord();
+            record.clientId = "other";
+            const auto before = content->bytes = record.bytes();
+            auto hold = provider.hold(waitsAt);
+            const auto requests = provider.requests(waitsAt).size();
+            const auto request = ask();
+            ASSERT_TRUE(provider.waitForRequests(waitsAt, requests + 1, test::patience));
+            if (!failure.empty()) {
+                content->writeFailure = std::make_exception_ptr(std::runtime_error(failure));
+            }
+            const auto signedOut = helper->signOutAsync(cancellation_token::none());
+            EXPECT_EQ(test::outcome(signedOut), failure.empty() ? "accepted" : failure);
+            content->writeFailure = nullptr;
+            EXPECT_EQ(content->bytes, failure.empty() ? std::vector<std::uint8_t>() : before);
+            hold.release();
+            const CString received = test::get(request);
+            if (failure.empty()) {
+                EXPECT_TRUE(content->bytes.empty());
+                EXPECT_NE(test::get(ask()), received);
+            }
+            EXPECT_EQ(test::get(ask()), test::load(content->bytes).accessToken());
+        }
+    }
 }
 
 }  // namespace

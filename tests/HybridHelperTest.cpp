@@ -9,6 +9,7 @@
 #include "tests/support/User.h"
 
 #include <algorithm>
+#include <atomic>
 #include <future>
 
 namespace {
@@ -63,6 +64,13 @@ protected:
         return helper->getOIDCTokenHybridAsync(provider.configUrl(), "client", "openid",
                                                {redirectUrl}, minValidity, token, authRequested);
     }
+
+    template <class T>
+    using Members = task<T> (COIDCHelper::*)(const CString&, const CString&, const CString&,
+                                             const std::vector<CString>&, unsigned int,
+                                             const cancellation_token&, bool);
+    template <class T>
+    using Struct = task<T> (COIDCHelper::*)(const auth::UserRequest&, const cancellation_token&);
 
     test::TokenRecord expiredRecord() {
         test::TokenRecord record;
@@ -133,31 +141,78 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
         const char* name;
         std::function<task<CString>(const Urls&, unsigned int, cancellation_token, bool)> ask;
         CString stored;
+        bool isBlocking = false;
     };
     const CString configUrl = provider.configUrl();
-    const auto by = [&](auto form) {
+    const auto requestOf = [&](const Urls& urls, unsigned int minValidity, bool authRequested) {
+        auth::UserRequest request;
+        request.configUrl = configUrl.toUtf8();
+        request.clientId = "client";
+        request.scopes = "openid more";
+        for (const CString& url : urls) {
+            request.redirectUrls.push_back(url.toUtf8());
+        }
+        request.minValidity = std::chrono::minutes(minValidity);
+        request.mayAskUser = authRequested;
+        return request;
+    };
+    const auto byMembers = [&](auto form) {
         return [&, form](const Urls& urls, unsigned int minValidity,
                          const cancellation_token& token, bool authRequested) {
             return (*helper.*form)(configUrl, "client", "openid more", urls, minValidity, token,
                                    authRequested);
         };
     };
+    const auto byStruct = [&](auto form) {
+        return [&, form](const Urls& urls, unsigned int minValidity,
+                         const cancellation_token& token, bool authRequested) {
+            return (*helper.*form)(requestOf(urls, minValidity, authRequested), token);
+        };
+    };
+    const auto byStruct = [&](auto form) {
+        return [this, form, requestOf](const Arguments& a) {
+            return (*helper.*form)(requestOf(a), a.token);
+        };
+    };
+    const auto clientOf = [](auto form) {
+        return [form](const auto&... arguments) {
+            return form(arguments...).then([](const COIDCToken& t) { return t.clientId(); });
+        };
+    };
+    const auto blocking = [&](auto form) {
+        return [&, form](const Urls& urls, unsigned int minValidity, const auto&,
+                         bool authRequested) {
+            return Concurrency::create_task([=] { return form(urls, minValidity, authRequested); });
+        };
+    };
+    const auto blockingStruct = [&](auto form) {
+        return blocking([=](const auto&... arguments) { return form(requestOf(arguments...)); });
+    };
     const std::vector<Form> forms = {
-        {"access token", by(&COIDCHelper::getAccessTokenHybridAsync), "access"},
-        {"ID token", by(&COIDCHelper::getIdTokenHybridAsync), "id"},
-        {"whole token",
-         [whole = by(&COIDCHelper::getOIDCTokenHybridAsync)](const auto&... arguments) {
-             return whole(arguments...).then([](const COIDCToken& t) { return t.clientId(); });
-         },
-         "client"},
-        {"access token, blocking",
-         [&](const Urls& urls, unsigned int minValidity, const auto&, bool authRequested) {
-             return Concurrency::create_task([=] {
-                 return helper->getAccessTokenHybrid(configUrl, "client", "openid more", urls,
-                                                     minValidity, authRequested);
-             });
-         },
+        {"access token", byMembers(Members<CString>(&COIDCHelper::getAccessTokenHybridAsync)),
          "access"},
+        {"ID token", byMembers(Members<CString>(&COIDCHelper::getIdTokenHybridAsync)), "id"},
+        {"whole token",
+         clientOf(byMembers(Members<COIDCToken>(&COIDCHelper::getOIDCTokenHybridAsync))), "client"},
+        {"access token, struct", byStruct(Struct<CString>(&COIDCHelper::getAccessTokenHybridAsync)),
+         "access"},
+        {"ID token, struct", byStruct(Struct<CString>(&COIDCHelper::getIdTokenHybridAsync)), "id"},
+        {"whole token, struct",
+         clientOf(byStruct(Struct<COIDCToken>(&COIDCHelper::getOIDCTokenHybridAsync))), "client"},
+        {"access token, blocking",
+         blocking([&](const Urls& urls, unsigned int minValidity, bool authRequested) {
+             return helper->getAccessTokenHybrid(configUrl, "client", "openid more", urls,
+                                                 minValidity, authRequested);
+         }),
+         "access", true},
+        {"access token, struct, blocking",
+         blockingStruct([&](const auto& r) { return helper->getAccessTokenHybrid(r); }), "access",
+         true},
+        {"ID token, struct, blocking",
+         blockingStruct([&](const auto& r) { return helper->getIdTokenHybrid(r); }), "id", true},
+        {"whole token, struct, blocking",
+         blockingStruct([&](const auto& r) { return helper->getOIDCTokenHybrid(r).clientId(); }),
+         "client", true},
     };
     test::TestClock clock;
     clock.freezeAt(start);
@@ -176,7 +231,7 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
                   "user: unable to refresh token");
         content->bytes.clear();
         EXPECT_EQ(outcome(form.ask({}, 9, never, true)), "cannot construct listener");
-        if (form.name != forms.back().name) {
+        if (!form.isBlocking) {
             EXPECT_EQ(outcome(form.ask({redirectUrl}, 9, cancelled.get_token(), true)),
                       "cancelled");
         }
@@ -186,6 +241,65 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
         EXPECT_EQ(asked.parameter("scope"), "openid more");
         EXPECT_EQ(asked.parameter("redirect_uri"), redirectUrl.toUtf8());
     }
+}
+
+TEST_F(HybridHelper, TakesAStructWhoseMembersMakeSense) {
+    auth::UserRequest usual;
+    usual.configUrl = provider.configUrl();
+    usual.clientId = "client";
+    usual.scopes = "openid \xC3\xA4";
+    usual.redirectUrls = {redirectUrl.toUtf8()};
+    usual.mayAskUser = true;
+    auto request = usual;
+    request.authorizationParameters = {{"prompt", "login"},
+                                       {"a&b=", "c d+%#\xC3\xA4"},
+                                       {"requested", "1"},
+                                       {"resource", "x"},
+                                       {"resource", "y"}};
+    EXPECT_EQ(outcome(helper->getIdTokenHybridAsync(request)), "accepted");
+    EXPECT_THAT(user.urls().back(), ::testing::EndsWith("&response_mode=form_post&prompt=login"
+                                                        "&a%26b%3D=c%20d%2B%25%23%C3%A4&requested=1"
+                                                        "&resource=x&resource=y"));
+    EXPECT_EQ(provider.requests(Endpoint::Authorization).back().parameter("scope"),
+              "openid \xC3\xA4");
+
+    content->rereadFlags.clear();
+    const auto end = [&](const std::function<void(auth::UserRequest&)>& change) {
+        request = usual;
+        change(request);
+        return outcome(helper->getIdTokenHybridAsync(request));
+    };
+    for (const std::string name :
+         {"response_type", "nonce", "state", "code_challenge", "code_challenge_method", "client_id",
+          "scope", "redirect_uri", "response_mode", "request", "request_uri", "client_secret",
+          "code_verifier", "Redirect_URI"}) {
+        EXPECT_EQ(end([&](auto& r) {
+                      r.authorizationParameters = {{"prompt", ""}, {name, "x"}};
+                  }),
+                  "authorization parameter is reserved: " + name);
+    }
+    EXPECT_EQ(end([](auto& r) {
+                  r.authorizationParameters = {{"", "x"}};
+              }),
+              "authorization parameter should have a name");
+    for (const auto minutes : {std::chrono::minutes(-1), std::chrono::minutes(2'147'483'648)}) {
+        EXPECT_EQ(end([&](auto& r) { r.minValidity = minutes; }),
+                  "minimum validity should be between 0 and 2147483647 minutes");
+    }
+    for (const auto& spoil : std::vector<std::function<void(auth::UserRequest&)>>{
+             [](auto& r) { r.configUrl = "\xFF"; }, [](auto& r) { r.clientId = "\xFF"; },
+             [](auto& r) { r.scopes = "\xFF"; }, [](auto& r) { r.redirectUrls.back() = "\xFF"; },
+             [](auto& r) {
+                 r.authorizationParameters = {{"\xFF", ""}};
+             },
+             [](auto& r) {
+                 r.authorizationParameters = {{"a", "\xFF"}};
+             }}) {
+        EXPECT_THAT(end(spoil), ::testing::StartsWith("UTF-8"));
+    }
+    EXPECT_TRUE(content->rereadFlags.empty()) << "the store is not even read";
+    EXPECT_EQ(end([](auto& r) { r.minValidity = std::chrono::minutes(2'147'483'647); }),
+              "accepted");
 }
 
 TEST_F(HybridHelper, SaysWhenOnlyTheUserCanHelp) {
@@ -421,6 +535,7 @@ TEST_F(HybridHelper, WaitsForTheHelpersPermitNoLongerThan25Seconds) {
         store(expiredRecord());
         log->takeLines();
         useHelper(given);
+        EXPECT_EQ(log->textAt(3).empty(), given == permit) << "a warning";
         const auto lock = permit->createLock();
         ASSERT_TRUE(lock->tryLock());
         const auto request = ask();
@@ -551,6 +666,118 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
     EXPECT_EQ(outcome(waiting), "cancelled");
     EXPECT_EQ(outcome(ask(true, source.get_token())), "cancelled");
     EXPECT_TRUE(permitsAreFree());
+}
+
+/// What a request under way receives is its caller's, and is stored unless somebody signs out.
+TEST_F(HybridHelper, SignsOutBehindARequestAtAnyStep) {
+    struct Case {
+        const char* name;
+        Endpoint waitsAt;
+        bool refreshes;
+    };
+    for (const Case& row : std::vector<Case>{{"configuration", Endpoint::Discovery, false},
+                                             {"keys", Endpoint::Keys, true},
+                                             {"refresh", Endpoint::Token, true},
+                                             {"redemption", Endpoint::Token, false}}) {
+        for (const bool isCancelled : {false, true}) {
+            content->bytes.clear();
+            if (row.refreshes) {
+                store(expiredRecord());
+            }
+            const auto before = content->bytes;
+            const auto requests = provider.requests(row.waitsAt).size();
+            auto hold = provider.hold(row.waitsAt);
+            const auto request = ask(true);
+            ASSERT_TRUE(provider.waitForRequests(row.waitsAt, requests + 1, 10s)) << row.name;
+            const cancellation_token_source source;
+            const auto signedOut = helper->signOutAsync(source.get_token());
+            EXPECT_FALSE(signedOut.is_done());
+            if (isCancelled) {
+                source.cancel();
+                EXPECT_EQ(outcome(signedOut), "cancelled") << row.name;
+            }
+            EXPECT_EQ(content->bytes, before) << row.name;
+            hold.release();
+            const COIDCToken received = test::get(request);
+            if (!isCancelled) {
+                EXPECT_EQ(outcome(signedOut), "accepted") << row.name;
+            }
+            EXPECT_EQ(content->bytes, isCancelled ? test::store(received) : decltype(before)())
+                << row.name;
+            EXPECT_TRUE(permitsAreFree()) << row.name;
+            EXPECT_EQ(outcome(ask()), isCancelled ? "accepted" : "user: unable to get token")
+                << row.name;
+        }
+    }
+}
+
+TEST_F(HybridHelper, SignsOutUnderBothPermits) {
+    const auto record = freshRecord();
+    for (const auto& held : {COIDCHelper::getProcessExclusivePermit(), permit}) {
+        store(record);
+        auto lock = held->createLock();
+        ASSERT_TRUE(lock->tryLock());
+        const cancellation_token_source source;
+        const auto cancelled = helper->signOutAsync(source.get_token());
+        const auto signedOut = helper->signOutAsync(cancellation_token::none());
+        EXPECT_TRUE(
+            test::eventually([&] { return !isFree(*COIDCHelper::getProcessExclusivePermit()); }));
+        EXPECT_NE(isFree(*permit), held == permit) << "the process's comes first";
+        source.cancel();
+        EXPECT_EQ(outcome(cancelled), "cancelled");
+        EXPECT_EQ(content->bytes, record.bytes());
+        EXPECT_FALSE(signedOut.is_done());
+        lock.reset();
+        EXPECT_EQ(outcome(signedOut), "accepted");
+        EXPECT_TRUE(content->bytes.empty());
+        EXPECT_EQ(outcome(helper->signOutAsync(source.get_token())), "cancelled");
+    }
+    EXPECT_TRUE(permitsAreFree());
+
+    // Somebody may have gone away from a sign-in.
+    const auto faulty = std::make_shared<FaultyPermit>();
+    std::atomic<int> tries{0};
+    faulty->onTry = [&tries] { return ++tries < 0; };
+    helper = makeHelper(faulty);
+    test::TestClock clock;
+    clock.freezeAt(start);
+    store(record);
+    const auto signedOut = helper->signOutAsync(cancellation_token::none());
+    for (const auto passed : {0ms, 25'000ms - 1ms}) {
+        clock.freezeAt(start + passed);
+        const int before = tries;
+        EXPECT_TRUE(test::eventually([&] { return tries > before + 2; }));
+        EXPECT_FALSE(content->bytes.empty());
+    }
+    clock.freezeAt(start + 25s);
+    EXPECT_EQ(outcome(signedOut), "accepted");
+    EXPECT_TRUE(content->bytes.empty());
+    EXPECT_TRUE(logged(givingUp));
+    helper = makeHelper(nullptr);
+    EXPECT_EQ(test::outcome([&] { return helper->signOut(), true; }),
+              "exclusive permit should be specified");
+}
+
+/// Between a request's read and its turn, and then the store cannot be read.
+TEST_F(HybridHelper, StoresNothingOfWhomSomebodySignedOut) {
+    for (const bool refreshes : {true, false}) {
+        content->bytes.clear();
+        if (refreshes) {
+            store(expiredRecord());
+        }
+        content->rereadFlags.clear();
+        content->afterRead = [&] {
+            if (content->rereadFlags.size() == 2) {
+                helper->signOut();
+                content->readFailure = std::make_exception_ptr(std::runtime_error("disk"));
+            }
+        };
+        const COIDCToken received = test::get(ask(true));
+        content->afterRead = nullptr;
+        content->readFailure = nullptr;
+        EXPECT_EQ(content->bytes, refreshes ? std::vector<std::uint8_t>() : test::store(received));
+    }
+    EXPECT_EQ(user.urls().size(), 1U);
 }
 
 TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {

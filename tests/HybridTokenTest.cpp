@@ -172,7 +172,8 @@ TEST(HybridToken, NamesTheClaimsOfARefusedToken) {
         EXPECT_EQ(error.kind(), auth::OIDCError::Kind::tokenRefused);
         EXPECT_EQ(error.missedClaim(), name);
         EXPECT_THAT(error.claims(), ::testing::IsSupersetOf({"aud", "exp", "iat", "iss", "sub"}));
-        EXPECT_THAT(error.claims(), ::testing::Not(::testing::Contains(::testing::HasSubstr("secret"))));
+        EXPECT_THAT(error.claims(),
+                    ::testing::Not(::testing::Contains(::testing::HasSubstr("secret"))));
     }
     provider.setTokenHeader(TokenKind::Access, "kid", R"("other")");
     for (int i = 0; i < 100; ++i) {

@@ -2,7 +2,12 @@
 #include "tests/support/TestClock.h"
 #include "tests/support/TokenRecord.h"
 
+#include <cpprest/asyncrt_utils.h>
+
+#include <algorithm>
 #include <limits>
+#include <optional>
+#include <utility>
 
 namespace {
 
@@ -41,8 +46,53 @@ TEST(Token, ChecksScopes) {
     }
     // In ordinal order.
     EXPECT_EQ(recordWith({"profile", "openid"}).token().scopes(), CString("openid profile"));
-    EXPECT_EQ(recordWith({"a", "A", "a"}).token().scopes(), CString("A a"));
+    const auto constant = recordWith({"a", "A", "a"}).token();
+    EXPECT_EQ(constant.scopes(), CString("A a"));
     EXPECT_EQ(recordWith({"openid", ""}).token().scopes(), CString(" openid"));
+}
+
+std::string jwtWith(const std::string& payload) {
+    std::string text = utility::conversions::to_base64({payload.begin(), payload.end()});
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    return "e30." + text.substr(0, text.find('=')) + ".c2ln";
+}
+
+TEST(Token, TellsTheClaimsOfItsIdToken) {
+    TokenRecord record;
+    record.idToken = jwtWith(R"({"sub":"s1","name":"\u00c4da >>>>?~?~?","preferred_username":"ada",
+        "email":"a@b","n":1.5,"none":null,"yes":true,"list":["a",{"b":1}]})");
+    const auto claims = record.token().idTokenClaims();
+    EXPECT_EQ(claims.subject(), "s1");
+    EXPECT_EQ(claims.name(),
+              "\xC3\x84"
+              "da >>>>?~?~?");
+    EXPECT_EQ(claims.preferredUsername(), "ada");
+    EXPECT_EQ(claims.email(), "a@b");
+    for (const auto& [name, text] : std::vector<std::pair<const char*, std::optional<std::string>>>{
+             {"sub", "s1"},
+             {"n", "1.5"},
+             {"yes", "true"},
+             {"list", R"(["a",{"b":1}])"},
+             {"none", std::nullopt},
+             {"Sub", std::nullopt},
+             {"su", std::nullopt},
+             {"", std::nullopt}}) {
+        EXPECT_EQ(claims.claim(name), text) << name;
+    }
+    EXPECT_EQ(auth::IdTokenClaims().subject(), std::nullopt);
+    for (const std::string& idToken :
+         {std::string(), std::string("id"), "e30." + jwtWith("{}").substr(4, 4),
+          std::string("e30.!!.c2ln"), jwtWith("{"), jwtWith(R"(["sub"])"), jwtWith("null"),
+          jwtWith(R"({"sub":5})"), jwtWith("{\"sub\":\"\xC3(\"}"), jwtWith(R"({"sub":null})"),
+          jwtWith(std::string(100'000, '['))}) {
+        record.idToken = idToken;
+        EXPECT_EQ(record.token().idTokenClaims().subject(), std::nullopt) << idToken.substr(0, 50);
+    }
+    EXPECT_EQ(auth::IdTokenClaims(CString(std::basic_string<CString::XCHAR>(1, 0xD800))).subject(),
+              std::nullopt);
+    record.idToken = jwtWith("{\"x\":\"\xC3(\",\"sub\":\"s\"}");
+    EXPECT_EQ(record.token().idTokenClaims().subject(), "s");
 }
 
 TEST(Token, ChecksTheClientExactly) {

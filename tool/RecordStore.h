@@ -17,7 +17,7 @@ public:
     virtual void prepareWrite() = 0;
 };
 
-/// Keeps it in a SecretFile or a SecretKeyring.
+/// Keeps it in a SecretFile or a SecretKeyring. Written as empty, it is removed.
 template <class Secret>
 class RecordIn final : public RecordStore {
 public:
@@ -29,7 +29,9 @@ public:
         bytes.clear();  // also when reading fails
         bytes = m_secret.read(reread);
     }
-    void write(const std::vector<std::uint8_t>& bytes) override { m_secret.write(bytes); }
+    void write(const std::vector<std::uint8_t>& bytes) override {
+        bytes.empty() ? m_secret.clear() : m_secret.write(bytes);
+    }
     void prepareWrite() override { m_secret.prepareWrite(); }
 
 private:

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "auth/COIDCToken.h"
-#include "host/CString.h"
+#include "auth/detail/Claims.h"
 
 #include <cpprest/json.h>
 
@@ -10,9 +10,7 @@
 
 namespace tool {
 
-/// The claims of a compact JWT, as they stand: whoever stored it has validated it, or not. Null for
-/// any other text: an access token need be no JWT.
-web::json::value claimsOf(const CString& token);
+using auth::detail::claimsOf;
 
 /// A claim in seconds since 1970 (RFC 7519), where it is one.
 std::optional<auth::COIDCToken::TimePoint> timeClaim(const web::json::value& claims,

@@ -72,10 +72,9 @@ private:
     const Concurrency::task<T> m_task = taskOf([](const T& value) { return value; });
 };
 
-/// Runs `body` where it may block. The task ends as it does, or fails when there is no thread.
+/// Runs `body` where it may block. `result` ends as it does, or fails when there is no thread.
 template <class T, class Body>
-Concurrency::task<T> inBackground(Body body) {
-    const auto result = std::make_shared<FirstOutcome<T>>();
+void runInBackground(const std::shared_ptr<FirstOutcome<T>>& result, Body body) {
     const auto run = Concurrency::create_task(
         [result, body = std::move(body)] {
             try {
@@ -92,7 +91,25 @@ Concurrency::task<T> inBackground(Body body) {
             result->fail(std::current_exception());
         }
     }
+}
+
+template <class T, class Body>
+Concurrency::task<T> inBackground(Body body) {
+    const auto result = std::make_shared<FirstOutcome<T>>();
+    runInBackground(result, std::move(body));
     return result->task();
+}
+
+/// For a body that gives nothing.
+template <class Body>
+Concurrency::task<void> actInBackground(Body body) {
+    const auto result = std::make_shared<FirstOutcome<bool>>();
+    auto task = result->taskOf([](bool) {});
+    runInBackground(result, [body = std::move(body)] {
+        body();
+        return true;
+    });
+    return task;
 }
 
 }  // namespace auth::detail

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "auth/COIDCHelper.h"
+#include "auth/detail/Arguments.h"
 #include "auth/detail/Clock.h"
 #include "auth/detail/FirstOutcome.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace auth {
 
@@ -25,20 +26,18 @@ struct Moment {
 
 }  // namespace detail
 
+/// Between two looks at the permits.
+constexpr std::chrono::milliseconds retryDelay{50};
+
 /// A hybrid request under way. Its steps come one after the other, on different threads.
-struct COIDCHelper::TokenTaskData {
-    CString configUrl;
-    CString clientId;
-    CString scopes;
-    std::vector<CString> redirectUrls;
-    unsigned int minValidity;
-    bool authRequested;
+struct COIDCHelper::TokenTaskData : detail::UserArguments {
     std::unique_ptr<IPermitLock> processLock;
     std::unique_ptr<IPermitLock> helperLock;
     int permitsHeld = 0;
     CString lastRefreshToken = {};  // which failed
     std::exception_ptr failedRefresh = {};
     bool reread = false;
+    std::uint64_t signOuts = 0;  // before what leads to the token that will be stored
     detail::Moment startTime = {};
     detail::Moment lastRefreshTime = {};
     std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =

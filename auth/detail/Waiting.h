@@ -4,8 +4,12 @@
 #include "platform/TaskScheduler.h"
 
 #include <array>
+#include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <thread>
 
 namespace auth::detail {
@@ -55,6 +59,24 @@ private:
 /// Whether somebody gave up on what runs under this token, or the process ends.
 inline bool isInterrupted(const Concurrency::cancellation_token& token) {
     return token.is_canceled() || platform::processEnd().is_canceled();
+}
+
+/// Throws task_canceled when the token is cancelled, or the process ends, before.
+inline void sleepFor(std::chrono::milliseconds delay,
+                     const Concurrency::cancellation_token& token) {
+    struct State {
+        std::mutex mutex;
+        std::condition_variable woken;
+    };
+    const auto state = std::make_shared<State>();
+    const Interruption wake(token, [state] {
+        const std::lock_guard<std::mutex> lock(state->mutex);
+        state->woken.notify_all();
+    });
+    std::unique_lock<std::mutex> lock(state->mutex);
+    if (state->woken.wait_for(lock, delay, [&] { return isInterrupted(token); })) {
+        throw Concurrency::task_canceled();
+    }
 }
 
 /// Reads the outcome of a task that has ended, for nobody: an exception that nobody reads would end

@@ -13,7 +13,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -27,6 +29,10 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
+bool operator==(const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
 void synchronize(const Descriptor& descriptor, const fs::path& path) {
     // EINVAL: a file system whose folders need no fsync.
     if (uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0 && errno != EINVAL) {
@@ -36,14 +42,14 @@ void synchronize(const Descriptor& descriptor, const fs::path& path) {
 
 PrivateFile openRecord(const Descriptor& folder, const fs::path& file) {
     auto record = openFile(folder, file, O_RDONLY);
-    if (record.size > SecretFile::maxSize) {
+    if (record.size() > SecretFile::maxSize) {
         refuse(file, "is too large for a token; remove it or use another path");
     }
     return record;
 }
 
 Bytes readAll(const PrivateFile& record, const fs::path& file) {
-    Bytes bytes(record.size);
+    Bytes bytes(record.size());
     std::size_t done = 0;
     while (done < bytes.size()) {
         const auto count = uninterrupted([&] {
@@ -191,6 +197,39 @@ void removeAbandoned(const Descriptor& folder, const fs::path& file) {
 
 }  // namespace
 
+/// What was read, and from which file in which state.
+struct SecretFile::Remembered {
+    Bytes bytes;
+    std::optional<struct stat> status;  // none when there was no file
+
+    /// Whether it still is what lies there. One look that opens nothing: whatever has changed is
+    /// for a read to judge.
+    bool isOf(const fs::path& file) const {
+        struct stat now {};
+        if (::lstat(file.c_str(), &now) != 0) {
+            return errno == ENOENT && !status;
+        }
+        return status && now.st_dev == status->st_dev && now.st_ino == status->st_ino &&
+               now.st_size == status->st_size && now.st_mtim == status->st_mtim &&
+               now.st_ctim == status->st_ctim;
+    }
+
+    /// Whether a write from `begin` on is sure to leave another state. Times of files move in
+    /// steps, and the number of a file that was replaced may be given to its next but one
+    /// successor: of a file that has just changed, the next change may not show.
+    bool tellsChangesAfter(std::chrono::system_clock::time_point begin) const {
+        using namespace std::chrono;
+        if (!status) {
+            return true;
+        }
+        const timespec& changed = status->st_ctim;
+        // The kernel's steps are 10 ms at most; a file system without fractions has steps of 2 s.
+        const milliseconds step = changed.tv_nsec == 0 ? milliseconds(2000) : milliseconds(20);
+        return begin.time_since_epoch() - seconds(changed.tv_sec) - nanoseconds(changed.tv_nsec) >
+               step;
+    }
+};
+
 SecretFile::SecretFile(const fs::path& file)
     : m_file(absoluteFile(file)), m_folder(m_file.parent_path()) {}
 
@@ -198,7 +237,7 @@ SecretFile::~SecretFile() = default;
 
 void SecretFile::clear() {
     const std::lock_guard lock(m_mutex);
-    m_cache.reset();
+    m_remembered.reset();
     const auto folder = openFolder(m_folder);
     if (!folder) {
         return;
@@ -213,23 +252,28 @@ void SecretFile::clear() {
 
 Bytes SecretFile::read(bool reread) {
     const std::lock_guard lock(m_mutex);
-    if (m_cache && !reread) {
-        return *m_cache;
+    if (!reread && m_remembered && m_remembered->isOf(m_file)) {
+        return m_remembered->bytes;
     }
-    m_cache.reset();  // a read that fails says that the record is not what it was
-    Bytes bytes;
+    m_remembered.reset();  // a read that fails says that the record is not what it was
+    const auto begin = std::chrono::system_clock::now();
+    Remembered latest;
     if (const auto folder = openFolder(m_folder)) {
         if (const auto record = openRecord(folder, m_file); record.descriptor) {
-            bytes = readAll(record, m_file);
+            latest.bytes = readAll(record, m_file);
+            latest.status = record.status;
         }
     }
-    m_cache = bytes;
+    Bytes bytes = latest.bytes;
+    if (latest.tellsChangesAfter(begin)) {
+        m_remembered = std::make_unique<const Remembered>(std::move(latest));
+    }
     return bytes;
 }
 
 void SecretFile::write(const Bytes& bytes) {
     const std::lock_guard lock(m_mutex);
-    m_cache.reset();  // until the new bytes are known to be there
+    m_remembered.reset();
     if (bytes.size() > maxSize) {
         refuse(m_file, "is not written: the secret is too large for a token");
     }
@@ -238,7 +282,6 @@ void SecretFile::write(const Bytes& bytes) {
     temporary->write(bytes);
     temporary->replaceRecord();
     synchronize(temporary->folder(), m_folder);
-    m_cache = bytes;
 }
 
 void SecretFile::prepareWrite() {
@@ -247,7 +290,7 @@ void SecretFile::prepareWrite() {
     const std::lock_guard lock(m_mutex);
     m_prepared.reset();
     auto temporary = makeTemporary();
-    const auto present = openRecord(temporary->folder(), m_file).size;
+    const auto present = openRecord(temporary->folder(), m_file).size();
     temporary->reserve(std::max(smallest, 2 * present));
     m_prepared = std::move(temporary);
 }

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <vector>
 
 namespace standalone {
@@ -41,8 +40,11 @@ public:
     /// Removes the file, and what killed writers left of it.
     void clear();
 
-    /// The bytes, or none when there is no file. With `reread` they come from the file; otherwise
-    /// they may be those that this object read or wrote last.
+    /// The bytes, or none when there is no file. With `reread` they come from the file. Otherwise
+    /// they may be those that this object read last, if one look at identity, size and times of the
+    /// file, which takes about a microsecond, finds it unchanged: what another process or program
+    /// writes, removes, replaces or opens to others shows at once. (On a network file system, once
+    /// that has noticed.)
     std::vector<std::uint8_t> read(bool reread);
 
     void write(const std::vector<std::uint8_t>& bytes);
@@ -52,16 +54,18 @@ public:
     void prepareWrite();
 
 private:
+    struct Remembered;
+
     std::unique_ptr<detail::TemporaryFile> makeTemporary() const;
 
     std::mutex m_mutex;  // guards the rest; writers of other processes need no lock
     std::filesystem::path m_file;
     std::filesystem::path m_folder;
     std::unique_ptr<detail::TemporaryFile> m_prepared;
-    std::optional<std::vector<std::uint8_t>> m_cache;
+    std::unique_ptr<const Remembered> m_remembered;
 };
 
-/// Keeps the library's secret of type T in a SecretFile.
+/// Keeps the library's secret of type T in a SecretFile. Written as empty, it is removed.
 template <class T>
 class FileTokenStore final : public ISecretStore<T> {
 public:
@@ -72,7 +76,9 @@ public:
         bytes.clear();  // also when reading fails
         bytes = m_file.read(reread);
     }
-    void write(const std::vector<std::uint8_t>& bytes) override { m_file.write(bytes); }
+    void write(const std::vector<std::uint8_t>& bytes) override {
+        bytes.empty() ? m_file.clear() : m_file.write(bytes);
+    }
 
 private:
     SecretFile m_file;

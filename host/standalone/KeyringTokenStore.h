@@ -45,7 +45,10 @@ public:
     void clear();
 
     /// The bytes, or none when there is no entry. With `reread` they come from the keyring;
-    /// otherwise they may be those that this object read or wrote last.
+    /// otherwise they may be those that this object read or wrote last. To ask the keyring each
+    /// time would cost a message to another process, and the user a question when it has been
+    /// locked meanwhile: so what others write or remove shows with the next `reread`, which a
+    /// helper makes as soon as the token that it has does not serve.
     std::vector<std::uint8_t> read(bool reread);
 
     void write(const std::vector<std::uint8_t>& bytes);
@@ -61,7 +64,7 @@ private:
     std::optional<std::vector<std::uint8_t>> m_cache;
 };
 
-/// Keeps the library's secret of type T in a SecretKeyring.
+/// Keeps the library's secret of type T in a SecretKeyring. Written as empty, it is removed.
 template <class T>
 class KeyringTokenStore final : public ISecretStore<T> {
 public:
@@ -72,7 +75,9 @@ public:
         bytes.clear();  // also when reading fails
         bytes = m_keyring.read(reread);
     }
-    void write(const std::vector<std::uint8_t>& bytes) override { m_keyring.write(bytes); }
+    void write(const std::vector<std::uint8_t>& bytes) override {
+        bytes.empty() ? m_keyring.clear() : m_keyring.write(bytes);
+    }
 
 private:
     SecretKeyring m_keyring;

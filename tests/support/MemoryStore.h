@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -27,6 +28,7 @@ struct StoreContent {
     int writes = 0;
     std::exception_ptr readFailure;
     std::exception_ptr writeFailure;
+    std::function<void()> afterRead;
 };
 
 class MemoryStore final : public ISecretStore<auth::COIDCToken> {
@@ -35,12 +37,17 @@ public:
 
     void clear() override {}
     void read(std::vector<std::uint8_t>& bytes, bool reread) override {
-        const std::lock_guard<std::mutex> lock(m_content->mutex);
+        std::unique_lock<std::mutex> lock(m_content->mutex);
         m_content->rereadFlags.push_back(reread);
         if (m_content->readFailure) {
             std::rethrow_exception(m_content->readFailure);
         }
         bytes = m_content->bytes;
+        const auto call = m_content->afterRead;
+        lock.unlock();
+        if (call) {
+            call();
+        }
     }
 
     void write(const std::vector<std::uint8_t>& bytes) override {

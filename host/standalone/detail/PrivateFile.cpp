@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <system_error>
@@ -126,11 +125,10 @@ PrivateFile openFile(const Descriptor& folder, const fs::path& file, int flags) 
         }
         failSystem(file, "cannot be opened");
     }
-    const auto status = requirePrivate(opened.descriptor, file, fileMode);
-    if (!S_ISREG(status.st_mode)) {
+    opened.status = requirePrivate(opened.descriptor, file, fileMode);
+    if (!S_ISREG(opened.status.st_mode)) {
         refuse(file, "is not a regular file; remove it or use another path");
     }
-    opened.size = static_cast<std::size_t>(status.st_size);
     return opened;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cerrno>
@@ -57,8 +58,10 @@ Descriptor openFolder(const std::filesystem::path& folder);
 Descriptor openOrMakeFolder(const std::filesystem::path& folder);
 
 struct PrivateFile {
-    Descriptor descriptor;  // none when there is no such file and none was to be made
-    std::size_t size = 0;   // in bytes
+    Descriptor descriptor;    // none when there is no such file and none was to be made
+    struct stat status = {};  // when it was opened
+
+    std::size_t size() const { return static_cast<std::size_t>(status.st_size); }
 };
 
 /// Opens the regular file `file`, which lies in `folder`.

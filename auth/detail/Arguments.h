@@ -1,0 +1,40 @@
+#pragma once
+
+#include "auth/Requests.h"
+#include "host/CString.h"
+
+#include <utility>
+#include <vector>
+
+namespace auth::detail {
+
+// What was asked for, in whichever form.
+
+struct ServiceArguments {
+    CString configUrl;
+    CString clientId;
+    CString clientSecret;
+    CString scopes;
+    unsigned int minValidity;  // minutes
+};
+
+struct UserArguments {
+    CString configUrl;
+    CString clientId;
+    CString scopes;
+    std::vector<CString> redirectUrls;
+    unsigned int minValidity;  // minutes
+    bool authRequested;
+    std::vector<std::pair<CString, CString>> authorizationParameters = {};
+
+    /// For the log.
+    CString firstRedirectUrl() const {
+        return redirectUrls.empty() ? CString() : redirectUrls.front();
+    }
+};
+
+// These throw what auth/Requests.h says.
+ServiceArguments argumentsOf(const ServiceRequest& request);
+UserArguments argumentsOf(const UserRequest& request);
+
+}  // namespace auth::detail
