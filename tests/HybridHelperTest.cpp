@@ -169,11 +169,6 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
             return (*helper.*form)(requestOf(urls, minValidity, authRequested), token);
         };
     };
-    const auto byStruct = [&](auto form) {
-        return [this, form, requestOf](const Arguments& a) {
-            return (*helper.*form)(requestOf(a), a.token);
-        };
-    };
     const auto clientOf = [](auto form) {
         return [form](const auto&... arguments) {
             return form(arguments...).then([](const COIDCToken& t) { return t.clientId(); });
