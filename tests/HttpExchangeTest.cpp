@@ -163,6 +163,15 @@ TEST(HttpExchange, ServesSeveralThreads) {
     });
 }
 
+TEST(HttpExchange, CountsWhatComesInOfEachAnswerAlone) {
+    TestProvider provider;
+    provider.hugeBody(Endpoint::Discovery, 256U << 10U);
+    HttpExchange http;
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(get(http, provider), "accepted") << i;
+    }
+}
+
 TEST(HttpExchange, LetsGoOfALongLivedToken) {
     const cancellation_token_source source;
     EXPECT_FALSE(test::growsEachTime(60, [&] {
