@@ -1,6 +1,9 @@
 #include "host/CMemoryArchive.h"
 #include "tests/support/Test.h"
 
+#include <zlib.h>
+
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -107,6 +110,23 @@ TEST(MemoryArchive, FindsItsSections) {
     EXPECT_EQ(value, 7);
 }
 
+/// As it would be written by somebody else: this content, said to have that size.
+Bytes packed(const Bytes& content, std::size_t size) {
+    auto packedSize = compressBound(content.size());
+    Bytes bytes(16 + packedSize);
+    compress(bytes.data() + 16, &packedSize, content.data(), content.size());
+    bytes.resize(16 + packedSize);
+    const auto put = [&bytes](std::size_t at, std::size_t number) {
+        for (int i = 0; i < 4; ++i, number >>= 8U) {
+            bytes[at++] = static_cast<std::uint8_t>(number);
+        }
+    };
+    std::copy_n("KMA1", 4, bytes.begin());
+    put(12, size);
+    put(4, crc32(0, bytes.data() + 8, static_cast<uInt>(bytes.size() - 8)));
+    return bytes;
+}
+
 TEST(MemoryArchive, RefusesWhatItDidNotWrite) {
     CMemoryArchive storing;
     storing << CString("text");
@@ -116,7 +136,12 @@ TEST(MemoryArchive, RefusesWhatItDidNotWrite) {
 
     Bytes longer = good;
     longer.push_back(0);
-    for (const Bytes& bytes : {Bytes{}, longer}) {
+    const Bytes most(CMemoryArchive::maxContent);
+    EXPECT_EQ(causeOf([&] { CMemoryArchive archive(packed(most, most.size())); }),
+              CArchiveException::none);
+    const Bytes tooMuch(most.size() + 1);
+    for (const Bytes& bytes :
+         {Bytes{}, longer, packed({1, 2}, 1), packed({1, 2}, 3), packed(tooMuch, tooMuch.size())}) {
         EXPECT_EQ(causeOf([&] { CMemoryArchive archive(bytes); }), CArchiveException::badSchema);
     }
     EXPECT_EQ(causeOf([] {

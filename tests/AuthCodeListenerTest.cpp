@@ -182,6 +182,9 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
                 "extracted.")},
         {typed("text/plain\r\nContent-Type: application/octet-stream"), accepted},
         {post(form, ""), noCode("no code in auth code response")},
+        {"POST /callback HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" + chunk(form) + "0\r\n" +
+             formType + "\r\n",
+         noCode("no code in auth code response")},
         {typed("application/octet-stream"),
          noCode("Incorrect Content-Type: must be textual to extract_string, JSON to "
                 "extract_json.")},
@@ -219,7 +222,7 @@ TEST(AuthCodeListener, ComparesPathsAsTheyStand) {
           "\xC3\xA4"},
          {"/callback?iss=a%zz", "/callback#a?b", "HTTP://elsewhere.test/callback?/"}},
         {"//callback", {"/callback", "http://callback"}, {"//callback", "http://x//callback"}},
-        {"", {"//", "*", "http://"}, {"/", "/?/a", "http://x", "http://x?/a"}},
+        {"", {"//", "*", "http://", "?x"}, {"/", "/?/a", "http://x", "http://x?/a"}},
     };
     std::vector<Case> cases;
     for (const Row& row : rows) {
@@ -261,18 +264,26 @@ TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
         }
     };
     idle(500);
+    RawPeer slow(signIn.port);
+    idle(100);
     const std::string cut = post(form).substr(0, post(form).size() - 1);
     for (const std::string& begun :
          {std::string("POST /call"), "POST /callback HTTP/1.1\r\n" + formType, cut}) {
         others.emplace_back(signIn.port).send(begun);
     }
     RawPeer expectant(signIn.port);
-    expectant.send("POST /callback HTTP/1.1\r\nEXPECT: 100-Continue\r\nContent-Length: 36\r\n" +
+    for (RawPeer* const peer : {&expectant, &slow}) {
+        peer->send("POST /callback HTTP/1.1\r\nEXPECT: 100-Continue\r\nContent-Length: 36\r\n" +
                    formType + "\r\n");
-    EXPECT_EQ(expectant.receiveUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+        EXPECT_EQ(peer->receiveUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    }
     RawPeer(signIn.port).send("POST /call");  // and leaves
+    RawPeer unused(signIn.port);
+    unused.finish();
+    EXPECT_EQ(unused.receive(), "");
     idle(50);
     EXPECT_EQ(expectant.exchange(form), accepted.answer);
+    EXPECT_EQ(slow.exchange(form), accepted.answer) << "others have been silent for longer";
     EXPECT_EQ(outcome(signIn.received), accepted.outcome);
 
     signIn.listener.reset();
@@ -335,12 +346,15 @@ TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {
     EXPECT_EQ(outcome(inTime.received), accepted.outcome);
     clock.freezeAt(start + 90s);
     clock.setSystemClock(-2h);
+    EXPECT_TRUE(test::eventually([&] { return late.received.is_done(); }, 4s)) << "seldom looks";
     EXPECT_EQ(outcome(late.received), timeIsOver);
 
     // Cancellation comes before the time, and that before what was received.
     EXPECT_EQ(outcome(cancelled.receive(0)), "cancelled");
     EXPECT_EQ(outcome(inTime.receive(0)), timeIsOver);
     EXPECT_EQ(outcome(inTime.receive(1)), accepted.outcome);
+    inTime.cancellation.cancel();
+    EXPECT_EQ(outcome(inTime.receive(1)), "cancelled");
 }
 
 TEST(AuthCodeListener, LetsGoOfALongLivedToken) {

@@ -42,6 +42,7 @@ TEST(CString, IsAValue) {
 TEST(CString, ComparesUnitByUnit) {
     EXPECT_LT(CString("A").Compare("a"), 0);
     EXPECT_LT(CString("a").Compare("ab"), 0);
+    EXPECT_GT(CString("ab").Compare("a"), 0);
     EXPECT_EQ(CString("a").Compare("a"), 0);
     // U+FF5E stands behind U+1F511, whose first unit is a surrogate.
     EXPECT_GT(CString("\xEF\xBD\x9E").Compare("\xF0\x9F\x94\x91"), 0);

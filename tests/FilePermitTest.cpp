@@ -28,7 +28,7 @@ protected:
     bool isFree() const { return newLock()->tryLock(); }
 
     test::TemporaryFolder m_folder;
-    fs::path m_file = standalone::lockFileOf(m_folder.path() / "made" / "token");
+    fs::path m_file = standalone::lockFileOf(m_folder.path() / "made" / "token.v2");
 };
 
 TEST_F(FilePermitTest, IsHeldByOneLockAtATime) {
@@ -39,7 +39,7 @@ TEST_F(FilePermitTest, IsHeldByOneLockAtATime) {
     EXPECT_TRUE(lock->tryLock());
     EXPECT_FALSE(isFree()) << "another permit of the same file";
 
-    EXPECT_EQ(m_file.filename(), "token.lock");
+    EXPECT_EQ(m_file.filename(), "token.v2.lock");
     EXPECT_EQ(static_cast<unsigned>(fs::status(m_file).permissions()), 0600U);
     EXPECT_EQ(static_cast<unsigned>(fs::status(m_file.parent_path()).permissions()), 0700U);
 }

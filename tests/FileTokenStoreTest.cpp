@@ -29,6 +29,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 std::vector<std::string>* watcher = nullptr;  // gets the calls that decide what is durable
+int reserveError = 0;
 
 void tell(const char* call) {
     if (watcher != nullptr) {
@@ -160,7 +161,10 @@ TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
         ASSERT_EQ(::mkdir(m_base.c_str(), 0700) | ::mkdir(m_folder.c_str(), 0700), 0);
         each.prepare();
         SecretFile secret(m_file);
-        EXPECT_THAT([&] { secret.read(false); }, fails(m_base.string() + each.text));
+        Bytes bytes{1};
+        EXPECT_THAT([&] { standalone::FileTokenStore<int>(m_file).read(bytes, false); },
+                    fails(m_base.string() + each.text));
+        EXPECT_TRUE(bytes.empty());
         EXPECT_THAT([&] { secret.write({1}); }, fails(m_base.string() + each.text));
     }
     EXPECT_THAT([&] { SecretFile(m_base / "").read(true); }, fails("not the path of a file"));
@@ -347,6 +351,23 @@ TEST_F(FileTokenStoreTest, LeavesOtherFilesAlone) {
     EXPECT_FALSE(fs::exists(m_folder / abandoned));
 }
 
+TEST_F(FileTokenStoreTest, TellsWhatTheSystemDoesNotGive) {
+    SecretFile secret(m_file);
+    reserveError = ENOSPC;
+    EXPECT_THAT([&] { secret.prepareWrite(); }, fails("No space left on device"));
+    for (const int none : {EINVAL, EOPNOTSUPP}) {  // a file system that reserves nothing
+        reserveError = none;
+        EXPECT_NO_THROW(secret.prepareWrite());
+    }
+    reserveError = 0;
+    rlimit usual{};
+    ::getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit noFiles{0, usual.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &noFiles);
+    EXPECT_THAT([&] { secret.read(true); }, fails("cannot be opened: Too many open files"));
+    ::setrlimit(RLIMIT_NOFILE, &usual);
+}
+
 /// The first of three writers is killed in the middle, and so is the one that takes its place.
 TEST_F(FileTokenStoreTest, ServesSeveralProcessesAndSurvivesThem) {
     constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
@@ -418,6 +439,11 @@ __attribute__((visibility("default"))) int fstat(int file, struct stat* status) 
 
 __attribute__((visibility("default"))) int lstat(const char* name, struct stat* status) noexcept {
     return statusOf(AT_FDCWD, name, status, AT_SYMLINK_NOFOLLOW);
+}
+
+__attribute__((visibility("default"))) int posix_fallocate(int file, off_t from, off_t size) {
+    const bool fails = reserveError != 0;
+    return fails ? reserveError : ::syscall(SYS_fallocate, file, 0, from, size) == 0 ? 0 : errno;
 }
 
 __attribute__((visibility("default"))) int renameat(int from, const char* name, int to,

@@ -1,9 +1,11 @@
+#include "auth/detail/Fetch.h"
 #include "auth/detail/HttpExchange.h"
 #include "testing/TestProvider.h"
 #include "tests/support/Outcome.h"
 #include "tests/support/Test.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/Threads.h"
 #include "tests/support/Usage.h"
 
 #include <boost/asio/io_context.hpp>
@@ -139,13 +141,34 @@ TEST(HttpExchange, EndsAtOnceWhenCancelled) {
         const cancellation_token_source source;
         const auto received = provider.requests().size();
         const auto answer = begin(http, provider, source.get_token());
-        ASSERT_TRUE(provider.waitForRequests(at, received + 1, test::patience));
+        const auto fetched =
+            auth::detail::fetch(to(provider.configUrl()).target, source.get_token(), anyHead);
+        ASSERT_TRUE(provider.waitForRequests(at, received + 2, test::patience));
         source.cancel();
         EXPECT_EQ(test::outcome(answer), "cancelled");
+        EXPECT_EQ(test::outcome(fetched), "cancelled");
         EXPECT_TRUE(provider.waitForClosed(provider.connections(), test::patience));
         // And nothing is sent for a cancelled token.
         EXPECT_EQ(test::outcome(begin(http, provider, source.get_token())), "cancelled");
-        EXPECT_EQ(provider.requests().size(), received + 1);
+        EXPECT_EQ(provider.requests().size(), received + 2);
+    }
+}
+
+TEST(HttpExchange, ServesSeveralThreads) {
+    const TestProvider provider;
+    HttpExchange http;
+    test::onThreads(4, [&](int) {
+        EXPECT_EQ(get(http, provider), "accepted");
+        EXPECT_EQ(post(http, provider), "accepted");
+    });
+}
+
+TEST(HttpExchange, CountsWhatComesInOfEachAnswerAlone) {
+    TestProvider provider;
+    provider.hugeBody(Endpoint::Discovery, 256U << 10U);
+    HttpExchange http;
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(get(http, provider), "accepted") << i;
     }
 }
 

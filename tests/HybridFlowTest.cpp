@@ -13,6 +13,7 @@ using auth::COIDCAuthHybrid;
 using auth::COIDCToken;
 using namespace auth::testing;
 using Concurrency::cancellation_token;
+using Concurrency::cancellation_token_source;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::MatchesRegex;
@@ -204,6 +205,22 @@ TEST_F(HybridFlow, ListensOnTheFirstUrlThatOpens) {
     EXPECT_EQ(user.urls().size(), 1U);
 }
 
+TEST_F(HybridFlow, OpensNothingOnceItIsCancelled) {
+    const cancellation_token_source source;
+    log->onLine([&source](const std::string& line) {
+        if (line == "Requesting token...") {
+            source.cancel();
+        }
+    });
+    test::User user;
+    COIDCAuthHybrid flow(provider.configUrl(), test::CapturedLog::loggerTo(log),
+                         test::flowSettings(), cancellation_token::none(), user.opener());
+    EXPECT_EQ(test::outcome(flow.requestTokenHybridFlowAsync("client", "openid", {redirectUrl},
+                                                             source.get_token(), timeLimit)),
+              "cancelled");
+    EXPECT_TRUE(user.urls().empty());
+}
+
 TEST(Pkce, MakesVerifiersAndChallenges) {
     // RFC 7636, appendix B.
     EXPECT_EQ(auth::detail::makeCodeChallenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
@@ -215,6 +232,14 @@ TEST(Pkce, MakesVerifiersAndChallenges) {
         EXPECT_THAT(*verifiers.rbegin(), MatchesRegex("[A-Za-z0-9_-]{86}"));
     }
     EXPECT_EQ(verifiers.size(), 100U);
+    // Every byte but one comes to be drawn.
+    utility::string_t text = auth::detail::makeCodeVerifier(30'000);
+    std::replace(text.begin(), text.end(), '-', '+');
+    std::replace(text.begin(), text.end(), '_', '/');
+    const auto bytes = utility::conversions::from_base64(text);
+    const std::set<int> drawn(bytes.begin(), bytes.end());
+    EXPECT_EQ(drawn.size(), 255U);
+    EXPECT_EQ(*drawn.rbegin(), 254);
 }
 
 }  // namespace

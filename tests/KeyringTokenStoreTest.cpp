@@ -109,9 +109,11 @@ TEST_F(KeyringTokenStoreTest, KeepsBytesAndForgetsThem) {
     EXPECT_EQ(std::system("printf 'Bwg?' | secret-tool store --label=x $ENTRY"), 0);
     EXPECT_THAT([&] { store.read(bytes, true); }, fails("was not written by"));
     EXPECT_TRUE(bytes.empty());
+    EXPECT_EQ(std::system("printf BQ== | secret-tool store --label=x $ENTRY more 1"), 0);
+    store.write({7});
     store.clear();
     store.read(bytes, false);
-    EXPECT_TRUE(bytes.empty());
+    EXPECT_TRUE(bytes.empty()) << "neither what was remembered nor the other one is left";
     EXPECT_EQ(other.read(true), Bytes{2});
 }
 

@@ -21,7 +21,7 @@ TEST(Logger, FormatsEveryKindOfArgument) {
 
 class BrokenSink final : public LoggingUtilities::ILoggerImpl {
 public:
-    void write(ELogLevel, const CString&) override { throw std::runtime_error("disk full"); }
+    void write(ELogLevel, const CString&) override { throw 1; }
 };
 
 TEST(Logger, NeverFailsItsCaller) {

@@ -1,6 +1,10 @@
 #include "host/standalone/ProxySettings.h"
 #include "tests/support/Test.h"
 
+#include <cpprest/http_client.h>
+#include <dlfcn.h>
+
+#include <cstdlib>
 #include <map>
 
 using standalone::ProxySettings;
@@ -147,6 +151,25 @@ TEST(ProxySettings, ReachesListedTargetsDirectly) {
                 << each.direct << " | " << target;
         }
     }
+}
+
+/// The standalone host's, which the tests' own stands before.
+TEST(HttpProxyConfig, SaysHowTheHttpLibraryConnects) {
+    using Give = web::http::client::http_client_config (*)(const web::uri&);
+    const auto give =
+        reinterpret_cast<Give>(::dlsym(RTLD_NEXT, "_Z21get_http_proxy_configRKN3web3uriE"));
+    ASSERT_NE(give, nullptr);
+    ::setenv("https_proxy", "u:p@[::1]:8080", 1);
+    ::setenv("no_proxy", "b.test", 1);
+    const auto proxied = give(web::uri("https://a.test"));
+    const auto direct = give(web::uri("https://b.test"));
+    ::unsetenv("https_proxy");
+    ::unsetenv("no_proxy");
+    EXPECT_EQ(proxied.proxy().address().host(), "::1");
+    EXPECT_EQ(proxied.proxy().address().port(), 8080);
+    EXPECT_EQ(proxied.proxy().credentials().username(), "u");
+    EXPECT_EQ(proxied.timeout(), std::chrono::seconds(30));
+    EXPECT_TRUE(direct.proxy().is_disabled());
 }
 
 }  // namespace

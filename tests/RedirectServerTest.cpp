@@ -5,6 +5,7 @@
 #include "tests/support/Usage.h"
 
 #include <cpprest/base_uri.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -150,11 +151,12 @@ TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
 // Each write ends in the next field's name, so that no field but the last one is waiting.
 TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
     constexpr std::size_t limit = 64U << 10U;
-    constexpr std::size_t write = 512;
+    constexpr std::size_t write = 509;  // does not end at the limit
     accepted = -1;
     const Served served;
     RawPeer peer(served.port);
     ASSERT_TRUE(test::eventually([] { return accepted >= 0; }));
+    EXPECT_EQ(::fcntl(accepted, F_GETFD), FD_CLOEXEC);
 
     const std::string field = ": " + std::string(write - 5, 'x') + "\r\na";
     std::size_t sent = 0;
@@ -173,8 +175,13 @@ TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
 TEST(RedirectServer, HearsTheNextPeerWhateverBecameOfOne) {
     for (const int error : {EMFILE, ENOMEM}) {
         const Served served;
+        RawPeer silent(served.port);
+        RawPeer(served.port).exchange(get);  // behind it
         acceptFailure = error;
         RawPeer(served.port).receive();
+        if (error == EMFILE) {
+            EXPECT_EQ(silent.receive(), "") << "makes room";
+        }
         EXPECT_THAT(RawPeer(served.port).exchange(get), testing::StartsWith("HTTP/1.1 200"))
             << error;
     }

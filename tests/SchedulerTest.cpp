@@ -71,6 +71,16 @@ TEST(GrowingScheduler, LetsABodyEndTheProcess) {
                 ::testing::ExitedWithCode(3), "");
 }
 
+TEST(GrowingScheduler, RunsNoBodyThatWasCancelledBefore) {
+    const Concurrency::cancellation_token_source source;
+    source.cancel();
+    std::atomic<bool> ran{false};
+    const auto task =
+        Concurrency::create_task([&ran] { ran = true; }, platform::blocking(source.get_token()));
+    EXPECT_THROW(test::get(task), Concurrency::task_canceled);
+    EXPECT_FALSE(ran);
+}
+
 TEST(FirstOutcome, IsThereAtOnceAndContinuedElsewhere) {
     using auth::detail::FirstOutcome;
     const auto thread = [](int) { return std::this_thread::get_id(); };

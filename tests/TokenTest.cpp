@@ -164,6 +164,10 @@ TEST(Token, KeepsEveryMemberOnEveryWay) {
     auto& same = last;
     last = std::move(same);
     EXPECT_EQ(test::store(last), whole);
+    auto loadedOver = recordWith({"other"}).token();
+    CMemoryArchive archive(whole);
+    loadedOver.Serialize(archive);
+    EXPECT_EQ(test::store(loadedOver), whole);
 }
 
 TEST(TokenRecord, RoundTrips) {
