@@ -58,17 +58,6 @@ std::shared_ptr<IExclusivePermit> COIDCHelper::makeExclusivePermit() {
     return ExclusivePermit::make();
 }
 
-namespace {
-
-CString accessTokenOf(const COIDCToken& token) {
-    return token.accessToken();
-}
-COIDCToken wholeOf(COIDCToken token) {
-    return token;
-}
-
-}  // namespace
-
 /// `arguments` gives what is asked for, or throws; the task is of what `part` makes of the token.
 template <class T, class Arguments, class Part>
 Concurrency::task<T> COIDCHelper::requestService(const Arguments& arguments,
@@ -107,18 +96,19 @@ Concurrency::task<CString> COIDCHelper::getAccessTokenClientCredentialsAsync(
         [&] {
             return detail::ServiceArguments{configUrl, clientId, clientSecret, scopes, minValidity};
         },
-        token, accessTokenOf);
+        token, detail::accessTokenOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getAccessTokenClientCredentialsAsync(
     const ServiceRequest& request, const cancellation_token& token) {
     return requestService<CString>([&] { return detail::argumentsOf(request); }, token,
-                                   accessTokenOf);
+                                   detail::accessTokenOf);
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenClientCredentialsAsync(
     const ServiceRequest& request, const cancellation_token& token) {
-    return requestService<COIDCToken>([&] { return detail::argumentsOf(request); }, token, wholeOf);
+    return requestService<COIDCToken>([&] { return detail::argumentsOf(request); }, token,
+                                      detail::wholeOf);
 }
 
 COIDCToken COIDCHelper::serveClientCredentials(const detail::ServiceArguments& asked,

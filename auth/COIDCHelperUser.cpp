@@ -11,20 +11,6 @@ namespace auth {
 using Concurrency::cancellation_token;
 using detail::ELogLevel;
 
-namespace {
-
-CString accessTokenOf(const COIDCToken& token) {
-    return token.accessToken();
-}
-CString idTokenOf(const COIDCToken& token) {
-    return token.idToken();
-}
-COIDCToken wholeOf(const COIDCToken& token) {
-    return token;
-}
-
-}  // namespace
-
 /// `arguments` gives what is asked for, or throws; the task is of what `part` makes of the token.
 template <class T, class Arguments, class Part>
 Concurrency::task<T> COIDCHelper::requestHybrid(const Arguments& arguments,
@@ -51,7 +37,7 @@ Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
             return detail::UserArguments{configUrl,    clientId,    scopes,
                                          redirectUrls, minValidity, authRequested};
         },
-        token, wholeOf);
+        token, detail::wholeOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
@@ -63,7 +49,7 @@ Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
             return detail::UserArguments{configUrl,    clientId,    scopes,
                                          redirectUrls, minValidity, authRequested};
         },
-        token, accessTokenOf);
+        token, detail::accessTokenOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
@@ -75,7 +61,7 @@ Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
             return detail::UserArguments{configUrl,    clientId,    scopes,
                                          redirectUrls, minValidity, authRequested};
         },
-        token, idTokenOf);
+        token, detail::idTokenOf);
 }
 
 CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
@@ -89,18 +75,20 @@ CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CStrin
 
 Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
     const UserRequest& request, const cancellation_token& token) {
-    return requestHybrid<COIDCToken>([&] { return detail::argumentsOf(request); }, token, wholeOf);
+    return requestHybrid<COIDCToken>([&] { return detail::argumentsOf(request); }, token,
+                                     detail::wholeOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(const UserRequest& request,
                                                                   const cancellation_token& token) {
     return requestHybrid<CString>([&] { return detail::argumentsOf(request); }, token,
-                                  accessTokenOf);
+                                  detail::accessTokenOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(const UserRequest& request,
                                                               const cancellation_token& token) {
-    return requestHybrid<CString>([&] { return detail::argumentsOf(request); }, token, idTokenOf);
+    return requestHybrid<CString>([&] { return detail::argumentsOf(request); }, token,
+                                  detail::idTokenOf);
 }
 
 COIDCToken COIDCHelper::getOIDCTokenHybrid(const UserRequest& request) {

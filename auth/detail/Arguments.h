@@ -1,5 +1,6 @@
 #pragma once
 
+#include "auth/COIDCToken.h"
 #include "auth/Requests.h"
 #include "host/CString.h"
 
@@ -36,5 +37,17 @@ struct UserArguments {
 // These throw what auth/Requests.h says.
 ServiceArguments argumentsOf(const ServiceRequest& request);
 UserArguments argumentsOf(const UserRequest& request);
+
+// And what of the token.
+
+inline CString accessTokenOf(const COIDCToken& token) {
+    return token.accessToken();
+}
+inline CString idTokenOf(const COIDCToken& token) {
+    return token.idToken();
+}
+inline COIDCToken wholeOf(const COIDCToken& token) {
+    return token;
+}
 
 }  // namespace auth::detail
