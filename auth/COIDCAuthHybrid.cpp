@@ -163,7 +163,8 @@ COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
     const OpenListener opened = openListener(request.redirectUrls, request.token);
 
     detail::log(m_logger, ELogLevel::Flow, L"Requesting auth code...");
-    if (!requestAuthCode(request, opened.redirectUrl, nonce, state, codeVerifier)) {
+    if (!requestAuthCode(request.clientId, request.scope, opened.redirectUrl, nonce, state,
+                         codeVerifier, request.parameters)) {
         detail::fail(m_logger,
                      {Kind::nobodySignedIn, "unable to request authentication through the browser"},
                      L"Unable to request auth code through the browser.");
@@ -211,10 +212,11 @@ COIDCAuthHybrid::OpenListener COIDCAuthHybrid::openListener(
     throw OIDCError(Kind::cannotListen, "cannot construct listener");
 }
 
-bool COIDCAuthHybrid::requestAuthCode(const HybridFlowRequest& request, const CString& redirectUrl,
-                                      const utility::string_t& nonce,
+bool COIDCAuthHybrid::requestAuthCode(const CString& clientId, const CString& scope,
+                                      const CString& redirectUrl, const utility::string_t& nonce,
                                       const utility::string_t& state,
-                                      const utility::string_t& codeVerifier) const {
+                                      const utility::string_t& codeVerifier,
+                                      const Parameters& parameters) const {
     using detail::toHttpText;
     web::uri_builder url{web::uri(toHttpText(m_authorizationEndpoint))};
     url.append_query(_XPLATSTR("response_type"), toHttpText(m_settings.responseType))
@@ -223,12 +225,12 @@ bool COIDCAuthHybrid::requestAuthCode(const HybridFlowRequest& request, const CS
         .append_query(_XPLATSTR("code_challenge"), detail::makeCodeChallenge(codeVerifier), false)
         .append_query(_XPLATSTR("code_challenge_method"),
                       toHttpText(m_settings.codeChallengeMethod))
-        .append_query(_XPLATSTR("client_id"), toHttpText(request.clientId))
-        .append_query(_XPLATSTR("scope"), toHttpText(request.scope))
+        .append_query(_XPLATSTR("client_id"), toHttpText(clientId))
+        .append_query(_XPLATSTR("scope"), toHttpText(scope))
         .append_query(_XPLATSTR("redirect_uri"),
                       web::uri::encode_data_string(toHttpText(redirectUrl)), false)
         .append_query(_XPLATSTR("response_mode"), toHttpText(m_settings.responseMode));
-    for (const auto& [name, value] : request.parameters) {
+    for (const auto& [name, value] : parameters) {
         url.append_query(toHttpText(name), toHttpText(value));
     }
     return m_openBrowser && m_openBrowser(detail::fromHttpText(url.to_string()));

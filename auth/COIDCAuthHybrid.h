@@ -118,9 +118,9 @@ private:
     COIDCToken runHybridFlow(const HybridFlowRequest& request);
     OpenListener openListener(const std::vector<CString>& redirectUrls,
                               const Concurrency::cancellation_token& token) const;
-    bool requestAuthCode(const HybridFlowRequest& request, const CString& redirectUrl,
+    bool requestAuthCode(const CString& clientId, const CString& scope, const CString& redirectUrl,
                          const utility::string_t& nonce, const utility::string_t& state,
-                         const utility::string_t& codeVerifier) const;
+                         const utility::string_t& codeVerifier, const Parameters& parameters) const;
     Concurrency::task<COIDCToken> requestToken(const detail::FormBody& form,
                                                const CString& clientId, const CString& scope,
                                                detail::HttpExchange::CheckHead checkHead,

@@ -122,23 +122,24 @@ COIDCToken COIDCHelper::serveClientCredentials(const detail::ServiceArguments& a
     }
     detail::log(m_logger, ELogLevel::Detail,
                 L"Stored token is invalid or expired or does not exists.");
-    return requestTokenClientCredentialsAsync(asked, stored.signOuts, token).get();
+    return requestTokenClientCredentialsAsync(asked.configUrl, asked.clientId, asked.clientSecret,
+                                              asked.scopes, token, stored.signOuts)
+        .get();
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
-    const detail::ServiceArguments& asked, std::uint64_t signOuts,
-    const cancellation_token& token) {
+    const CString& configUrl, const CString& clientId, const CString& clientSecret,
+    const CString& scopes, const cancellation_token& token, std::uint64_t signOuts) {
     detail::log(
         m_logger, ELogLevel::Detail,
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
-        asked.configUrl, asked.clientId, asked.scopes);
+        configUrl, clientId, scopes);
     // All of it on this thread: when the system gives no more threads, one for the rest might never
     // come, since the others wait for their turn.
     COIDCToken received;
     {
-        COIDCAuthClientCredentials client(asked.configUrl, m_logger, "client_credentials", token);
-        received =
-            client.requestTokenAsync(asked.clientId, asked.clientSecret, asked.scopes, token).get();
+        COIDCAuthClientCredentials client(configUrl, m_logger, "client_credentials", token);
+        received = client.requestTokenAsync(clientId, clientSecret, scopes, token).get();
     }
     detail::log(m_logger, ELogLevel::Detail,
                 L"Client authentication performed successfully, token received.");
@@ -177,12 +178,14 @@ void COIDCHelper::saveToken(COIDCToken& token, std::uint64_t signOuts) {
     CMemoryArchive archive;
     token.Serialize(archive);
     archive.Close();
-    const std::lock_guard<std::mutex> lock(m_writing);
-    if (m_signOuts == signOuts) {
-        m_tokenStore->write(archive.detachCompressedData());
-    } else {
-        detail::log(m_logger, ELogLevel::Detail, L"Signed out meanwhile, token is not stored.");
+    {
+        const std::lock_guard<std::mutex> lock(m_writing);
+        if (m_signOuts == signOuts) {
+            m_tokenStore->write(archive.detachCompressedData());
+            return;
+        }
     }
+    detail::log(m_logger, ELogLevel::Detail, L"Signed out meanwhile, token is not stored.");
 }
 
 void COIDCHelper::signOut() {
@@ -197,18 +200,21 @@ Concurrency::task<void> COIDCHelper::signOutAsync(const cancellation_token& toke
 }
 
 void COIDCHelper::emptyStore(const cancellation_token& token) {
-    const TaskData turn = newTask({});
-    while (!takePermits(*turn)) {
-        detail::sleepFor(retryDelay, token);
+    Permits permits = newPermits();
+    while (!takePermits(permits)) {
+        detail::sleepFor(detail::retryDelay, token);
     }
-    const std::lock_guard<std::mutex> lock(m_writing);
-    if (detail::isInterrupted(token)) {
-        throw Concurrency::task_canceled();
+    {
+        const std::lock_guard<std::mutex> lock(m_writing);
+        if (detail::isInterrupted(token)) {
+            throw Concurrency::task_canceled();
+        }
+        // Not by the store's clear(): the library has only ever asked a store to read and write.
+        // And not counted before it has worked: what was received is to be kept where nobody is
+        // signed out.
+        m_tokenStore->write({});
+        ++m_signOuts;
     }
-    // Not by the store's clear(): there are stores that never had to bear that call. And not
-    // counted before it has worked: what was received is to be kept where nobody is signed out.
-    m_tokenStore->write({});
-    ++m_signOuts;
     detail::log(m_logger, ELogLevel::Detail, L"Stored token has been removed.");
 }
 

@@ -65,9 +65,10 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///   thread for the answers that they wait for.
 /// - At the end of the process, with exit() or the end of main(), waiting ends: requests that wait
 ///   for the provider or the user end with task_canceled, and the process waits until they have. A
-///   program that wants their outcome waits for it before; one that destroys its helper cancels its
-///   requests and waits. A continuation may call exit(), but not the store, a permit, the logger or
-///   the browser's opener: the end would wait for them.
+///   program that wants their outcome waits for it before; one that destroys its helper first
+///   cancels its requests and waits for their tasks, which the destructor does not. A continuation
+///   may call exit(), but not the store, a permit, the logger or the browser's opener: the end
+///   would wait for them.
 /// - A process that was forked has none of these threads. Where its parent had asked for a token
 ///   before, it gets a user's stored token and else std::runtime_error, and has to end with
 ///   _exit(): the HTTP library would wait for its threads. Fork first, or start a program.
@@ -151,9 +152,10 @@ public:
     // It waits for its turn as a request does, first for the permit of this process and then, no
     // longer than 25 s, for the helper's: a request of a user that is at a refresh or a sign-in
     // ends before, and what it stores is removed with the rest. Who does not want to wait cancels
-    // it. A request of a service under way ends when it will. No request puts a token back that it
-    // began to get before: its caller receives it all the same, the store does not. The store is
-    // emptied by writing nothing to it.
+    // it. A request of a service under way ends when it will. No request of this helper puts a
+    // token back that it began to get before: its caller receives it all the same, the store does
+    // not. A service's request of another helper, or a sign-in elsewhere that takes longer than
+    // those 25 s, still stores. The store is emptied by writing nothing to it.
     Concurrency::task<void> signOutAsync(
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
     void signOut();
@@ -169,6 +171,7 @@ public:
     static std::shared_ptr<IExclusivePermit> makeExclusivePermit();
 
 private:
+    struct Permits;
     struct TokenTaskData;
     using TaskData = std::shared_ptr<TokenTaskData>;
     /// Of one step of a request: the token, or false when a retry is under way that will bring it.
@@ -184,7 +187,7 @@ private:
     };
 
     StoredRecord loadStoredToken(bool reread) const noexcept;
-    /// Unless somebody signed out behind that many times.
+    /// Stores it only while `signOuts` is still the number of sign-outs.
     void saveToken(COIDCToken& token, std::uint64_t signOuts);
     void emptyStore(const Concurrency::cancellation_token& token);
 
@@ -194,15 +197,15 @@ private:
     COIDCToken serveClientCredentials(const detail::ServiceArguments& asked,
                                       const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenClientCredentialsAsync(
-        const detail::ServiceArguments& asked, std::uint64_t signOuts,
-        const Concurrency::cancellation_token& token);
+        const CString& configUrl, const CString& clientId, const CString& clientSecret,
+        const CString& scopes, const Concurrency::cancellation_token& token,
+        std::uint64_t signOuts);
 
     // A hybrid request is a chain of steps, each of which decides anew until one has the token.
 
     template <class T, class Arguments, class Part>
     Concurrency::task<T> requestHybrid(const Arguments& arguments,
                                        const Concurrency::cancellation_token& token, Part part);
-    TaskData newTask(const detail::UserArguments& asked) const;
     Concurrency::task<COIDCToken> getTokenTask(const TaskData& data,
                                                const Concurrency::cancellation_token& token);
     Concurrency::task<Made> TryMakeToken(const TaskData& data,
@@ -214,14 +217,17 @@ private:
     struct Assessment;
     static Assessment assess(const TokenTaskData& data, const StoredRecord& stored);
     Concurrency::task<Made> useStored(const StoredRecord& stored) const;
-    bool takePermits(TokenTaskData& data) const;
+    Permits newPermits() const;
+    bool takePermits(Permits& permits) const;
     Concurrency::task<Made> refreshToken(const TaskData& data, COIDCToken stored,
                                          const Concurrency::cancellation_token& token);
     Concurrency::task<Made> refreshOutcome(const Concurrency::task<COIDCToken>& refreshed,
                                            const TaskData& data, const CString& sentRefreshToken,
                                            const Concurrency::cancellation_token& token);
     Concurrency::task<COIDCToken> requestTokenHybridAsync(
-        const TaskData& data, const Concurrency::cancellation_token& token);
+        const CString& configUrl, const CString& clientId, const CString& scopes,
+        const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token,
+        const TaskData& data);
 
     std::unique_ptr<ISecretStore<COIDCToken>> m_tokenStore;
     const std::unique_ptr<detail::Turns> m_turns;  // one for the whole of a service's request

@@ -95,9 +95,11 @@ std::exception_ptr logFailedRefresh(const detail::LoggerPtr& logger) {
 
 }  // namespace
 
-COIDCHelper::TaskData COIDCHelper::newTask(const detail::UserArguments& asked) const {
-    return std::make_shared<TokenTaskData>(
-        TokenTaskData{asked, lockOf(getProcessExclusivePermit()), lockOf(m_permit)});
+COIDCHelper::Permits COIDCHelper::newPermits() const {
+    Permits permits;
+    permits.processLock = lockOf(getProcessExclusivePermit());
+    permits.helperLock = lockOf(m_permit);
+    return permits;
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
@@ -112,7 +114,7 @@ Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
                 platform::inlined());
         }
     } catch (...) {
-        data->releasePermits();
+        data->permits.release();
         data->resultEvent->fail(std::current_exception());
     }
     return data->resultEvent->task();
@@ -159,11 +161,11 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
         return TryMakeToken(data, token);
     }
 
-    const int heldBefore = data->permitsHeld;
-    if (!takePermits(*data)) {
-        return scheduleRetryhMakeToken(retryDelay, data, token);
+    const int heldBefore = data->permits.held;
+    if (!takePermits(data->permits)) {
+        return scheduleRetryhMakeToken(detail::retryDelay, data, token);
     }
-    if (data->permitsHeld > heldBefore && (assessed.refreshes || data->authRequested)) {
+    if (data->permits.held > heldBefore && (assessed.refreshes || data->authRequested)) {
         // Whoever had the permit may have stored a token between the read and this moment: the
         // refresh token that was read is used up then, and the user need not be asked.
         StoredRecord latest = loadStoredToken(data->reread);
@@ -176,7 +178,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
         }
     }
     if (assessed.pauses) {
-        return scheduleRetryhMakeToken(retryDelay, data, token);
+        return scheduleRetryhMakeToken(detail::retryDelay, data, token);
     }
 
     if (!assessed.isValid) {
@@ -194,7 +196,8 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
         return refreshToken(data, stored.token, token);
     }
     if (data->authRequested) {
-        return requestTokenHybridAsync(data, token)
+        return requestTokenHybridAsync(data->configUrl, data->clientId, data->scopes,
+                                       data->redirectUrls, token, data)
             .then(
                 [](const COIDCToken& received) {
                     return Made{true, received};
@@ -212,20 +215,20 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
 }
 
 /// Whether it is up to this request to get a new token.
-bool COIDCHelper::takePermits(TokenTaskData& data) const {
-    if (!data.processLock->tryLock()) {
+bool COIDCHelper::takePermits(Permits& permits) const {
+    if (!permits.processLock->tryLock()) {
         return false;
     }
-    data.permitsHeld = std::max(data.permitsHeld, 1);
-    if (data.startTime.isOver(helperPermitLimit)) {
+    permits.held = std::max(permits.held, 1);
+    if (permits.startTime.isOver(helperPermitLimit)) {
         detail::log(m_logger, ELogLevel::Flow,
                     L"Giving up waiting for others to refresh the token.");
         return true;
     }
-    if (!data.helperLock->tryLock()) {
+    if (!permits.helperLock->tryLock()) {
         return false;
     }
-    data.permitsHeld = 2;
+    permits.held = 2;
     return true;
 }
 
@@ -233,11 +236,11 @@ void COIDCHelper::TryCatchMakeToken(const Concurrency::task<Made>& step, const T
     try {
         const Made made = step.get();
         if (made.first) {
-            data->releasePermits();
+            data->permits.release();
             data->resultEvent->set(made.second);
         }
     } catch (...) {
-        data->releasePermits();
+        data->permits.release();
         data->resultEvent->fail(std::current_exception());
     }
 }
@@ -298,7 +301,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
         data->failedRefresh = logFailedRefresh(m_logger);
         data->lastRefreshToken = sentRefreshToken;
         data->lastRefreshTime = detail::Moment();
-        return scheduleRetryhMakeToken(retryDelay, data, token);
+        return scheduleRetryhMakeToken(detail::retryDelay, data, token);
     }
     saveToken(received, data->signOuts);
     detail::log(m_logger, ELogLevel::Detail, L"Token has been successfully refreshed.");
@@ -306,18 +309,19 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
 }
 
 Concurrency::task<COIDCToken> COIDCHelper::requestTokenHybridAsync(
-    const TaskData& data, const cancellation_token& token) {
+    const CString& configUrl, const CString& clientId, const CString& scopes,
+    const std::vector<CString>& redirectUrls, const cancellation_token& token,
+    const TaskData& data) {
     detail::log(m_logger, ELogLevel::Detail,
                 L"Requesting hybrid authentication using config url = %s, clientID = %s, scopes = "
                 L"%s, redirect url = %s.",
-                data->configUrl, data->clientId, data->scopes, data->firstRedirectUrl());
-    return constructAsync(data->configUrl, m_logger, token, m_openBrowser)
+                configUrl, clientId, scopes, data->firstRedirectUrl());
+    return constructAsync(configUrl, m_logger, token, m_openBrowser)
         .then(
-            [this, data, token](const Holder& holder) {
+            [this, clientId, scopes, redirectUrls, data, token](const Holder& holder) {
                 return holder->get()
-                    .requestTokenHybridFlowAsync(data->clientId, data->scopes, data->redirectUrls,
-                                                 token, signInSeconds,
-                                                 data->authorizationParameters)
+                    .requestTokenHybridFlowAsync(clientId, scopes, redirectUrls, token,
+                                                 signInSeconds, data->authorizationParameters)
                     .then(
                         [this, holder, data](COIDCToken received) {
                             holder->reset();

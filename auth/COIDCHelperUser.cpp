@@ -11,6 +11,20 @@ namespace auth {
 using Concurrency::cancellation_token;
 using detail::ELogLevel;
 
+namespace {
+
+/// What was asked for one by one: copied where a failure to do so ends the task.
+auto eachOf(const CString& configUrl, const CString& clientId, const CString& scopes,
+            const std::vector<CString>& redirectUrls, unsigned int minValidity,
+            bool authRequested) {
+    return [&, minValidity, authRequested] {
+        return detail::UserArguments{configUrl,    clientId,    scopes,
+                                     redirectUrls, minValidity, authRequested};
+    };
+}
+
+}  // namespace
+
 /// `arguments` gives what is asked for, or throws; the task is of what `part` makes of the token.
 template <class T, class Arguments, class Part>
 Concurrency::task<T> COIDCHelper::requestHybrid(const Arguments& arguments,
@@ -21,7 +35,7 @@ Concurrency::task<T> COIDCHelper::requestHybrid(const Arguments& arguments,
                     L"Obtaining token using config url = %s, client id = %s, scopes = %s, redirect "
                     L"url = %s",
                     asked.configUrl, asked.clientId, asked.scopes, asked.firstRedirectUrl());
-        const TaskData data = newTask(asked);
+        const auto data = std::make_shared<TokenTaskData>(TokenTaskData{asked, newPermits()});
         auto result = data->resultEvent->taskOf(part);
         getTokenTask(data, token);
         return result;
@@ -33,11 +47,8 @@ Concurrency::task<COIDCToken> COIDCHelper::getOIDCTokenHybridAsync(
     const std::vector<CString>& redirectUrls, unsigned int minValidity,
     const cancellation_token& token, bool authRequested) {
     return requestHybrid<COIDCToken>(
-        [&] {
-            return detail::UserArguments{configUrl,    clientId,    scopes,
-                                         redirectUrls, minValidity, authRequested};
-        },
-        token, detail::wholeOf);
+        eachOf(configUrl, clientId, scopes, redirectUrls, minValidity, authRequested), token,
+        detail::wholeOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
@@ -45,11 +56,8 @@ Concurrency::task<CString> COIDCHelper::getAccessTokenHybridAsync(
     const std::vector<CString>& redirectUrls, unsigned int minValidity,
     const cancellation_token& token, bool authRequested) {
     return requestHybrid<CString>(
-        [&] {
-            return detail::UserArguments{configUrl,    clientId,    scopes,
-                                         redirectUrls, minValidity, authRequested};
-        },
-        token, detail::accessTokenOf);
+        eachOf(configUrl, clientId, scopes, redirectUrls, minValidity, authRequested), token,
+        detail::accessTokenOf);
 }
 
 Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
@@ -57,11 +65,8 @@ Concurrency::task<CString> COIDCHelper::getIdTokenHybridAsync(
     const std::vector<CString>& redirectUrls, unsigned int minValidity,
     const cancellation_token& token, bool authRequested) {
     return requestHybrid<CString>(
-        [&] {
-            return detail::UserArguments{configUrl,    clientId,    scopes,
-                                         redirectUrls, minValidity, authRequested};
-        },
-        token, detail::idTokenOf);
+        eachOf(configUrl, clientId, scopes, redirectUrls, minValidity, authRequested), token,
+        detail::idTokenOf);
 }
 
 CString COIDCHelper::getAccessTokenHybrid(const CString& configUrl, const CString& clientId,

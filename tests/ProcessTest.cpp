@@ -93,6 +93,7 @@ TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
         requests.store(1h);
         test::get(requests.ofAService());
         test::get(requests.ofAUser());
+        requests.helper->signOut();
         return static_cast<int>(test::usage().threads);
     };
     // And that of the scheduler; a sanitizer may have one.

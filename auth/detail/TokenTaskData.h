@@ -24,31 +24,36 @@ struct Moment {
     }
 };
 
-}  // namespace detail
-
 /// Between two looks at the permits.
 constexpr std::chrono::milliseconds retryDelay{50};
 
-/// A hybrid request under way. Its steps come one after the other, on different threads.
-struct COIDCHelper::TokenTaskData : detail::UserArguments {
-    std::unique_ptr<IPermitLock> processLock;
+}  // namespace detail
+
+/// The two permits that one request takes, one after the other.
+struct COIDCHelper::Permits {
     std::unique_ptr<IPermitLock> helperLock;
-    int permitsHeld = 0;
-    CString lastRefreshToken = {};  // which failed
-    std::exception_ptr failedRefresh = {};
-    bool reread = false;
-    std::uint64_t signOuts = 0;  // before what leads to the token that will be stored
+    std::unique_ptr<IPermitLock> processLock;  // goes first
+    int held = 0;
     detail::Moment startTime = {};
-    detail::Moment lastRefreshTime = {};
-    std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =
-        std::make_shared<detail::FirstOutcome<COIDCToken>>();
 
     /// Before the outcome is there: who has it may ask again at once, and who waits for a permit
     /// must not depend on a thread to be had.
-    void releasePermits() {
+    void release() {
         processLock.reset();
         helperLock.reset();
     }
+};
+
+/// A hybrid request under way. Its steps come one after the other, on different threads.
+struct COIDCHelper::TokenTaskData : detail::UserArguments {
+    Permits permits;
+    CString lastRefreshToken = {};  // which failed
+    std::exception_ptr failedRefresh = {};
+    bool reread = false;
+    std::uint64_t signOuts = 0;  // counted before this attempt; see saveToken()
+    detail::Moment lastRefreshTime = {};
+    std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =
+        std::make_shared<detail::FirstOutcome<COIDCToken>>();
 };
 
 }  // namespace auth
