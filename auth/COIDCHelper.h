@@ -46,11 +46,11 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// Gets tokens: from its store while they serve, from the provider otherwise.
 ///
 /// Operations may be called from any thread. Those named ...Async return a task at once and never
-/// throw, the others block until that task has ended. The helper must outlive every task that it
-/// returned. A failure is an exception in the task, with a short text: OIDCError for what the
-/// provider refused or answered wrongly, the exceptions of the HTTP, JSON and JWT libraries as they
-/// are, std::range_error for a text that is not Unicode, what the token store threw when it was
-/// written, std::system_error where the system gives no thread, and task_canceled after
+/// throw, the others block until that task has ended. The helper must live until every task that it
+/// returned has ended. A failure is an exception in the task, with a short text: OIDCError for what
+/// the provider refused or answered wrongly, the exceptions of the HTTP, JSON and JWT libraries as
+/// they are, std::range_error for a text that is not Unicode, what the token store threw when it
+/// was written, std::system_error where the system gives no thread, and task_canceled after
 /// cancellation. OIDCError::of() sorts them all. Nobody need read a task's outcome.
 ///
 /// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
