@@ -26,6 +26,13 @@ bool isCurrent(const DecodedJwt& token) {
     return token.has_expires_at() && detail::now() <= token.get_expires_at();
 }
 
+bool refusedFor(std::string* missed, const char* claim) {
+    if (missed != nullptr) {
+        *missed = claim;
+    }
+    return false;
+}
+
 }  // namespace
 
 bool COIDCAuthHybrid::validateJwt(const DecodedJwt& token, std::string* missed) const {
@@ -49,8 +56,8 @@ bool COIDCAuthHybrid::validateJwt(const DecodedJwt& token, std::string* missed) 
     }
     detail::log(m_logger, ELogLevel::Flow, L"Checking signature...");
     const jwt::algorithm::rs256* const algorithm = publicKey(key);
-    if (algorithm == nullptr) {
-        return false;
+    if (algorithm == nullptr) {  // the log says why
+        return refusedFor(missed, "kid");
     }
     detail::verifyJwt(token, *algorithm, issueSkew);
     detail::log(m_logger, ELogLevel::Flow, L"JWT validated successfully.");
@@ -80,11 +87,8 @@ const jwt::algorithm::rs256* COIDCAuthHybrid::publicKey(SigningKeys::const_itera
 }
 
 bool COIDCAuthHybrid::refuse(std::string* missed, const char* claim, const wchar_t* line) const {
-    if (missed != nullptr) {
-        *missed = claim;
-    }
     detail::log(m_logger, ELogLevel::Error, line);
-    return false;
+    return refusedFor(missed, claim);
 }
 
 bool COIDCAuthHybrid::hasIssuer(const DecodedJwt& token) const {

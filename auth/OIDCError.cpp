@@ -2,6 +2,7 @@
 
 #include "auth/COIDCHelper.h"
 #include "auth/IStoreFailure.h"
+#include "auth/detail/Arguments.h"
 #include "platform/Tasks.h"
 
 #include <cpprest/http_msg.h>
@@ -49,9 +50,10 @@ Kind kindOf(const web::http::http_exception& failure) {
 
 Kind kindOf(const std::system_error& failure) {
     const std::error_category& category = failure.code().category();
-    const bool isOfSystem =
-        category == std::generic_category() || category == std::system_category();
-    return isOfSystem ? Kind::other : Kind::tokenRefused;
+    const bool isOfToken = category == jwt::error::signature_verification_error_category() ||
+                           category == jwt::error::token_verification_error_category() ||
+                           category == jwt::error::rsa_error_category();
+    return isOfToken ? Kind::tokenRefused : Kind::other;
 }
 
 template <class... Types>
@@ -73,6 +75,9 @@ Kind kindOf(const std::exception& failure) {
     }
     if (isAny<IStoreFailure>(failure)) {
         return Kind::store;
+    }
+    if (isAny<detail::RefusedArgument>(failure)) {
+        return Kind::other;
     }
     if (const auto* const http = dynamic_cast<const web::http::http_exception*>(&failure)) {
         return kindOf(*http);

@@ -49,10 +49,12 @@ namespace auth {
 ///     store             OIDCError without a store; of a store's own exceptions those that are
 ///                       an IStoreFailure, such as standalone::TokenStoreError; no
 ///     cancelled         Concurrency::task_canceled; no
-///     other             OIDCError without a permit; std::system_error, std::bad_alloc and
-///                       http_exception for want of threads, memory or files; std::runtime_error
-///                       in a forked process; what store, permit, logger, proxy settings and the
-///                       browser's opener throw; no
+///     other             OIDCError without a permit; the std::invalid_argument of auth/Requests.h;
+///                       std::system_error of another category than those above, std::bad_alloc
+///                       and http_exception for want of threads, memory or files;
+///                       std::runtime_error in a forked process; what store, permit, logger, proxy
+///                       settings and the browser's opener throw, unless it is of a type listed
+///                       above; no
 ///
 /// The provider's words are those of whoever sent the answer, and may repeat what was sent to it, a
 /// secret too. They are here only: what() and the log do not have them. They are free of characters

@@ -58,7 +58,7 @@ if(NOT has_own_host)
         FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE)
 endif()
 install(DIRECTORY host DESTINATION ${include_dir}
-    FILES_MATCHING PATTERN "*.h" PATTERN standalone EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN standalone EXCLUDE PATTERN detail EXCLUDE)
 
 # ---- its components
 if(TARGET OIDCAuthKeyring)

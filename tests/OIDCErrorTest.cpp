@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <functional>
+#include <ios>
 #include <memory>
 #include <new>
 #include <optional>
@@ -258,6 +259,13 @@ TEST_F(Errors, AreToldApart) {
         {of(Concurrency::task_canceled()), Kind::cancelled, ""},
         {of(std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again))),
          Kind::other, ""},
+        {of(std::ios_base::failure("x")), Kind::other, "x"},
+        {[this] {
+             auth::ServiceRequest request;
+             request.minValidity = -1min;
+             return test::failure([&] { helper->getAccessTokenClientCredentials(request); });
+         },
+         Kind::other, "minimum validity"},
         {of(web::http::http_exception(std::make_error_code(std::errc::too_many_files_open), "x")),
          Kind::other, "x"},
         {of(std::runtime_error("Invalid input: x")), Kind::wrongAnswer, "Invalid input: x"},

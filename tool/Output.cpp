@@ -1,6 +1,6 @@
 #include "tool/Output.h"
 
-#include "auth/detail/UnsafeText.h"
+#include "host/detail/UnsafeText.h"
 
 #include <fmt/chrono.h>
 
@@ -23,7 +23,7 @@ void print(const web::json::value& json) {
         return fmt::format("\\u{:04x}", static_cast<unsigned>(point));
     };
     const auto replacement = [](unsigned char) { return std::string("\\ufffd"); };
-    print(auth::detail::replaceUnsafe(utility::conversions::to_utf8string(json.serialize()),
+    print(host::detail::replaceUnsafe(utility::conversions::to_utf8string(json.serialize()),
                                       escaped, replacement));
 }
 

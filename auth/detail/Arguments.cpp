@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -15,7 +14,7 @@ namespace {
 unsigned int minutesOf(std::chrono::minutes validity) {
     // Beyond them, the number would be taken for a negative one: long expired tokens would serve.
     if (validity.count() < 0 || validity.count() > std::numeric_limits<std::int32_t>::max()) {
-        throw std::invalid_argument("minimum validity should be between 0 and 2147483647 minutes");
+        throw RefusedArgument("minimum validity should be between 0 and 2147483647 minutes");
     }
     return static_cast<unsigned int>(validity.count());
 }
@@ -57,10 +56,10 @@ UserArguments argumentsOf(const UserRequest& request) {
                             request.mayAskUser};
     for (const auto& [name, value] : request.authorizationParameters) {
         if (name.empty()) {
-            throw std::invalid_argument("authorization parameter should have a name");
+            throw RefusedArgument("authorization parameter should have a name");
         }
         if (isReserved(name)) {
-            throw std::invalid_argument("authorization parameter is reserved: " + name);
+            throw RefusedArgument("authorization parameter is reserved: " + name);
         }
         arguments.authorizationParameters.emplace_back(name, value);
     }

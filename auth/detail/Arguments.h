@@ -4,6 +4,7 @@
 #include "auth/Requests.h"
 #include "host/CString.h"
 
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -34,7 +35,12 @@ struct UserArguments {
     }
 };
 
-// These throw what auth/Requests.h says.
+/// A mistake of the caller, who never sees this type: what auth/Requests.h says is its base.
+class RefusedArgument final : public std::invalid_argument {
+    using std::invalid_argument::invalid_argument;
+};
+
+// These throw it.
 ServiceArguments argumentsOf(const ServiceRequest& request);
 UserArguments argumentsOf(const UserRequest& request);
 

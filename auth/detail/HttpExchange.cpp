@@ -75,9 +75,9 @@ web::http::http_request makeMessage(const HttpRequest& request) {
 ///      │     └──── a failure before the whole request is written to a kept connection ─┐
 ///      └───────────────────── once, by a client without connections ◄──────────────────┘
 ///
-/// The end of time and cancellation come at once, whatever the HTTP library is waiting for. An
-/// answer whose head is refused is a failure; where the provider may say why, one that still waits
-/// for the body. Nothing but cancellation takes its place then.
+/// The end of time and cancellation come at once, whatever the HTTP library is waiting for. Once
+/// the head is refused, the exchange fails with that refusal, or with task_canceled. With
+/// `hearsRefusal` it reads the body first.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     Exchange(const http_client& client, const platform::ConnectionGuard& connections,

@@ -39,10 +39,10 @@ public:
     using CheckHead = std::function<void(const web::http::http_response&)>;
 
     /// Sends the request and gives the answer when its body is there. `checkHead` sees the answer
-    /// before the body is waited for, and ends the exchange by an exception; for what the provider
-    /// says in it, an Error waits for 8 KiB at most and 2 s. The task ends with task_canceled as
-    /// soon as `token` is cancelled. What the HTTP library still does then can
-    /// outlive this object, and so must what `checkHead` refers to.
+    /// before the body is waited for, and ends the exchange by an exception. With
+    /// `hearsRefusal`, the failure comes after the body: 8 KiB of it at most, for 2 s at most. The
+    /// task ends with task_canceled as soon as `token` is cancelled. What the HTTP library still
+    /// does then can outlive this object, and so must what `checkHead` refers to.
     ///
     /// Never throws: a request that cannot even be made is a failed task, too.
     Concurrency::task<web::http::http_response> send(const HttpRequest& request,

@@ -1,6 +1,6 @@
 #include "auth/detail/ProviderWords.h"
 
-#include "auth/detail/UnsafeText.h"
+#include "host/detail/UnsafeText.h"
 
 #include <cpprest/asyncrt_utils.h>
 #include <cpprest/base_uri.h>
@@ -34,7 +34,7 @@ std::string beginning(std::string text) {
 
 bool isUtf8(std::string_view text) {
     bool isValid = true;
-    replaceUnsafe(
+    host::detail::replaceUnsafe(
         text, [](char32_t) { return ""; },
         [&isValid](unsigned char) {
             isValid = false;
@@ -67,7 +67,7 @@ std::string showable(std::string_view text) {
     if (!isUtf8(text)) {
         return {};
     }
-    return beginning(replaceUnsafe(
+    return beginning(host::detail::replaceUnsafe(
         text, [](char32_t) { return ' '; }, [](unsigned char) { return ' '; }));
 }
 

@@ -20,15 +20,19 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Lies beside this library, wherever that was put, or else, with a program that this code is
-/// linked into, where the system looks for libraries.
+/// Lies beside this library, wherever that was put, or else where the system looks for libraries.
 fs::path modulePath() {
+#ifdef OIDCAUTH_HOST_STATIC
+    // Of a program, dladdr knows argv[0] only: whoever starts it could name the folder.
+    return OIDCAUTH_KEYRING_MODULE;
+#else
     Dl_info library{};
     static const char here = 0;
     ::dladdr(&here, &library);
     const auto beside = fs::path(library.dli_fname).parent_path() / OIDCAUTH_KEYRING_MODULE;
     std::error_code ignored;
     return fs::exists(beside, ignored) ? beside : fs::path(OIDCAUTH_KEYRING_MODULE);
+#endif
 }
 
 /// Never unloaded: the libraries beneath it have threads of their own.

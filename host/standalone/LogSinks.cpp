@@ -1,6 +1,6 @@
 #include "host/standalone/LogSinks.h"
 
-#include "auth/detail/UnsafeText.h"
+#include "host/detail/UnsafeText.h"
 
 #include <boost/locale/encoding_utf.hpp>
 #include <fmt/format.h>
@@ -235,7 +235,7 @@ std::string escaped(char32_t point) {
 }
 
 std::string withoutControls(std::string_view text) {
-    return auth::detail::replaceUnsafe(
+    return host::detail::replaceUnsafe(
         text, escaped, [](unsigned char byte) { return fmt::format("\\x{:02x}", byte); });
 }
 

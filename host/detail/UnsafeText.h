@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace auth::detail {
+namespace host::detail {
 
 /// Whether a character ends lines, controls a terminal or changes the direction of writing.
 constexpr bool isUnsafe(char32_t point) {
@@ -38,4 +38,4 @@ std::string replaceUnsafe(std::string_view text, Escaped escaped, Replaced repla
     return safe;
 }
 
-}  // namespace auth::detail
+}  // namespace host::detail
