@@ -239,7 +239,6 @@ extern "C" {
 // Visible, since a sanitizer's library refers to these functions, too.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as the linker names them
 int __real_accept4(int door, sockaddr* address, socklen_t* size, int flags);
-std::chrono::steady_clock::time_point __real__ZNSt6chrono3_V212steady_clock3nowEv() noexcept;
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
                        addrinfo** found);
 
@@ -266,10 +265,14 @@ int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hi
     }
     return __real_getaddrinfo(host, service, hints, found);
 }
-
-[[gnu::visibility("default")]] std::chrono::steady_clock::time_point
-__wrap__ZNSt6chrono3_V212steady_clock3nowEv() noexcept {
-    return __real__ZNSt6chrono3_V212steady_clock3nowEv() - timePassed;
-}
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+}
+
+std::chrono::steady_clock::time_point steadyNow() noexcept
+    __asm__("__real__ZNSt6chrono3_V212steady_clock3nowEv");
+[[gnu::visibility("default")]] std::chrono::steady_clock::time_point earlierNow() noexcept
+    __asm__("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
+
+std::chrono::steady_clock::time_point earlierNow() noexcept {
+    return steadyNow() - timePassed;
 }

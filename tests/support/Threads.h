@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <vector>
@@ -9,6 +10,7 @@ namespace test {
 /// Runs the body on that many threads at once, with the number of each.
 inline void onThreads(int count, const std::function<void(int)>& body) {
     std::vector<std::future<void>> ends;
+    ends.reserve(static_cast<std::size_t>(count));
     for (int number = 0; number < count; ++number) {
         ends.push_back(std::async(std::launch::async, body, number));
     }
