@@ -193,7 +193,10 @@ TEST_F(Helper, PassesFailuresOfTheStoreOn) {
 }
 
 TEST_F(Helper, NeedNotBeAskedForTheOutcome) {
-    // An exception that nobody observes would end the process.
+    // An exception that nobody observes would end the process, also one of before any work.
+    const auto unfit = makeHelper(nullptr);
+    unfit->getAccessTokenHybridAsync(provider.configUrl(), "client", "a", {}, 0,
+                                     cancellation_token::none(), false);
     provider.setStatus(Endpoint::Token, 500);
     ask();
     ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, test::patience));

@@ -69,6 +69,12 @@ std::string signedToken(const std::string& payload, const std::string& header = 
     return data + '.' + encoded(rsaKey().sign("RS256", data));
 }
 
+std::string textOf(BIO& written) {
+    char* begin = nullptr;
+    const long length = BIO_get_mem_data(&written, &begin);
+    return {begin, static_cast<std::size_t>(length)};
+}
+
 /// Of the same key, by another one that nobody knows.
 std::string expiredCertificate() {
     const std::string text = rsaKey().publicPem();
@@ -83,9 +89,16 @@ std::string expiredCertificate() {
     X509_sign(certificate.get(), issuer.get(), EVP_sha256());
     const std::shared_ptr<BIO> written(BIO_new(BIO_s_mem()), BIO_free_all);
     PEM_write_bio_X509(written.get(), certificate.get());
-    char* begin = nullptr;
-    const long length = BIO_get_mem_data(written.get(), &begin);
-    return {begin, static_cast<std::size_t>(length)};
+    return textOf(*written);
+}
+
+/// Of no RSA key: it verifies nothing.
+std::string privateKey(const std::string& password) {
+    const std::shared_ptr<EVP_PKEY> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
+    const std::shared_ptr<BIO> written(BIO_new(BIO_s_mem()), BIO_free_all);
+    PEM_write_bio_PKCS8PrivateKey(written.get(), key.get(), EVP_aes_256_cbc(), password.data(),
+                                  static_cast<int>(password.size()), nullptr, nullptr);
+    return textOf(*written);
 }
 
 /// What becomes of each of these texts.
@@ -114,11 +127,14 @@ TEST(Jwt, Decodes) {
     for (const TextCase& row : cases) {
         for (const std::string& text : row.texts) {
             const auto decode = [&] {
-                return "signed with " + std::to_string(jwt::decode(text).get_signature().size());
+                const Token token = jwt::decode(text);
+                EXPECT_EQ(token.get_signature_base64(), text.substr(text.rfind('.') + 1));
+                return "signed with " + std::to_string(token.get_signature().size());
             };
             EXPECT_EQ(endOf(decode), row.end) << text;
         }
     }
+    EXPECT_EQ(jwt::base::encode<jwt::alphabet::base64url>("a"), "YQ%3d%3d");
 }
 
 std::string array(const std::string& value) {
@@ -250,7 +266,8 @@ TEST(Jwt, KeepsDatesInTheClocksRange) {
     if (!ownHeader) {
         GTEST_SKIP() << "jwt-cpp's dates overflow";
     }
-    for (const std::string value : {"9223372037", "9223372036854775807", "1e19"}) {
+    for (const std::string value :
+         {"9223372037", "9223372036854775807", "9223372036854775808", "1e19"}) {
         for (const std::size_t leeway : {std::size_t{0}, std::size_t{60}, SIZE_MAX}) {
             check({object("exp", value), 2000, 0, passed, leeway});
             check({object("nbf", '-' + value), 2000, 0, passed, leeway});
@@ -262,9 +279,10 @@ TEST(Jwt, KeepsDatesInTheClocksRange) {
     }
 }
 
-std::string endOfVerifying(const std::string& token, const std::string& keyText) {
+template <class... Text>
+std::string endOfVerifying(const std::string& token, const Text&... keyText) {
     return endOf([&] {
-        const jwt::algorithm::rs256 key(keyText);
+        const jwt::algorithm::rs256 key(keyText...);
         return jwt::verify().allow_algorithm(key).verify(jwt::decode(token)), passed;
     });
 }
@@ -292,23 +310,60 @@ TEST(Jwt, VerifiesSignaturesOfTheAllowedAlgorithm) {
     EXPECT_EQ(error, jwt::error::signature_verification_error::verifyfinal_failed);
 }
 
+/// An algorithm that somebody else made.
+struct ForeignAlgorithm {
+    static std::string name() { return "RS256"; }
+    static void verify(const std::string& /*data*/, const std::string& /*signature*/,
+                       std::error_code& error) {
+        error = std::make_error_code(std::errc::permission_denied);
+    }
+};
+
+TEST(Jwt, RefusesWhatOtherAlgorithmsRefuse) {
+    const auto verifier = jwt::verify().allow_algorithm(ForeignAlgorithm());
+    const Token token = jwt::decode(signedToken("{}"));
+    std::error_code error;
+    verifier.verify(token, error);
+    EXPECT_EQ(error, std::errc::permission_denied);
+    if (ownHeader) {
+        EXPECT_THROW(verifier.verify(token), std::system_error);
+    }
+}
+
 TEST(Jwt, LoadsPublicKeys) {
     const std::string rsa = "jwt::error::rsa_exception: ";
     const std::string key = rsaKey().publicPem();
     const std::string certificate = expiredCertificate();
     const std::string token = signedToken("{}");
     ERR_clear_error();
+    ERR_raise(ERR_LIB_USER, 1);  // of somebody who has yet to look
+    const auto others = ERR_peek_error();
     const std::vector<TextCase> cases = {
         {passed, {key, "Somebody's key:\n" + key, certificate + "text"}},
         {rsa + "failed to load key: bio read failed", {'\n' + certificate, key.substr(0, 200)}},
         {rsa + "error loading cert into memory", {certificate.substr(0, 500)}},
         {rsa + "at least one of public or private key need to be present", {""}},
-        {badSignature, {SigningKey::ec("curve").publicPem()}}};
+        {badSignature,
+         {SigningKey::ec("curve").publicPem(), SigningKey::rsa("small", 1024).publicPem()}}};
     for (const TextCase& row : cases) {
         for (const std::string& text : row.texts) {
             EXPECT_EQ(endOfVerifying(token, text), row.end) << text;
-            EXPECT_TRUE(!ownHeader || ERR_peek_error() == 0) << text;
+            EXPECT_TRUE(!ownHeader || ERR_peek_error() == others) << text;
+            EXPECT_TRUE(!ownHeader || ERR_peek_last_error() == others) << text;
         }
+    }
+    ERR_clear_error();
+}
+
+TEST(Jwt, TakesThePrivateKeyOfTwo) {
+    const std::string token = signedToken("{}");
+    const std::string key = rsaKey().publicPem();
+    for (const std::string password : {"", "secret"}) {
+        const std::string other = privateKey(password);
+        EXPECT_EQ(endOfVerifying(token, key, other, "wrong", password), badSignature) << password;
+        EXPECT_EQ(endOfVerifying(token, key, other, password, "wrong"),
+                  "jwt::error::rsa_exception: failed to load key: bio read failed")
+            << password;
     }
 }
 
