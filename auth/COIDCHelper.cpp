@@ -25,12 +25,6 @@ const std::shared_ptr<IExclusivePermit> processPermit = ExclusivePermit::make();
 
 }  // namespace
 
-RequiresUserAuthException::RequiresUserAuthException(std::string text) : m_text(std::move(text)) {}
-
-const char* RequiresUserAuthException::what() const noexcept {
-    return m_text.c_str();
-}
-
 COIDCHelper::COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                          std::shared_ptr<IExclusivePermit> permit,
                          const std::shared_ptr<LoggingUtilities::CLogger>& logger)

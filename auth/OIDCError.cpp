@@ -100,6 +100,12 @@ struct OIDCError::Data {
     bool canRetry;
 };
 
+RequiresUserAuthException::RequiresUserAuthException(std::string text) : m_text(std::move(text)) {}
+
+const char* RequiresUserAuthException::what() const noexcept {
+    return m_text.c_str();
+}
+
 OIDCError::OIDCError(Kind kind, const std::string& text) : OIDCError(kind, text, Details()) {}
 
 OIDCError::OIDCError(Kind kind, const std::string& text, Details details)
