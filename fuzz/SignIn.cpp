@@ -61,7 +61,8 @@ std::optional<SignIn::Code> SignIn::end() {
     }
     require(m_received.is_done());
     std::optional<Code> received;
-    completes<auth::detail::Error>([&] { received = m_received.get(); });
+    completes<auth::detail::Error, auth::COIDCAuthCodeListener::RefusedForm>(
+        [&] { received = m_received.get(); });
     return received;
 }
 
