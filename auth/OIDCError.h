@@ -94,7 +94,7 @@ public:
     OIDCError& operator=(const OIDCError&) = default;
 
     /// Any failure of this library, and of what it is built on, as one of these. Its `what()` is
-    /// the failure's. Never throws, unless there is no memory.
+    /// the failure's: empty for task_canceled. Never throws, unless there is no memory.
     static OIDCError of(const std::exception_ptr& failure);
 
     Kind kind() const noexcept;
