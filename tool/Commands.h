@@ -13,6 +13,7 @@ void addUserTokens(CLI::App& app, std::function<void()>& chosen);  ///< token an
 void addStatus(CLI::App& app, std::function<void()>& chosen);
 void addLogout(CLI::App& app, std::function<void()>& chosen);
 void addServiceToken(CLI::App& app, std::function<void()>& chosen);
+void addProfiles(CLI::App& app, std::function<void()>& chosen);
 void addProvider(CLI::App& app, std::function<void()>& chosen);
 
 }  // namespace tool

@@ -8,6 +8,8 @@
 
 #include <boost/system/system_error.hpp>
 #include <cpprest/http_msg.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -41,6 +43,21 @@ constexpr std::array explanations{
                 "another one can be given by --redirect-url"},
 };
 
+/// What is known of the reason; empty where nothing is.
+std::string reasonOf(const OIDCError& failure) {
+    const std::string& error = failure.providerError();
+    if (!error.empty()) {
+        const std::string& description = failure.providerErrorDescription();
+        return ": the provider says " + error +
+               (description.empty() ? "" : " (" + description + ')');
+    }
+    if (!failure.missedClaim().empty()) {
+        return fmt::format(": {} is missing or not as it must be; the token has {}",
+                           failure.missedClaim(), fmt::join(failure.claims(), ", "));
+    }
+    return "";
+}
+
 Outcome explained(const std::string& text, const std::string& reason) {
     if (text.empty()) {  // of the JWT library, whose only such exception this is
         return {ExitCode::ProviderRefused, "a number in a token is out of range"};
@@ -54,15 +71,6 @@ Outcome explained(const std::string& text, const std::string& reason) {
     }
     return {known->code,
             text + (reason.empty() ? " (" + std::string(known->advice) + ')' : reason)};
-}
-
-/// The provider's reason, or nothing.
-std::string saidBy(const OIDCError& failure) {
-    const std::string& error = failure.providerError();
-    const std::string& description = failure.providerErrorDescription();
-    return error.empty() ? ""
-                         : "; the provider says " + error +
-                               (description.empty() ? "" : " (" + description + ')');
 }
 
 /// Those of other libraries tell what is wrong with a provider's answer.
@@ -100,8 +108,8 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const standalone::ProxySettingsError& error) {
         return {ExitCode::Usage, error.what()};
     } catch (const auth::RequiresUserAuthException& error) {
-        return {ExitCode::SignInNeeded, error.what() + std::string("; run oidcauth login") +
-                                            saidBy(OIDCError::of(failure))};
+        return {ExitCode::SignInNeeded,
+                error.what() + reasonOf(OIDCError::of(failure)) + "; run oidcauth login"};
     } catch (const standalone::TokenStoreError& error) {
         return {ExitCode::TokenStore, error.what()};
     } catch (const web::http::http_exception& error) {
@@ -115,7 +123,7 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
         return isOfSystem(error.code()) ? ofSystem(error.code(), error.what())
                                         : Outcome{ExitCode::ProviderRefused, error.what()};
     } catch (const std::exception& error) {
-        return explained(error.what(), saidBy(OIDCError::of(failure)));
+        return explained(error.what(), reasonOf(OIDCError::of(failure)));
     } catch (...) {
         return {ExitCode::Unexpected, "unknown failure"};
     }

@@ -1,5 +1,6 @@
 #include "host/standalone/LogSinks.h"
 #include "tool/Commands.h"
+#include "tool/ExitCode.h"
 #include "tool/Output.h"
 #include "tool/TokenClaims.h"
 #include "tool/TokenReport.h"
@@ -30,6 +31,9 @@ std::string summary(const UserToken& user) {
 }
 
 void runLogin(const LoginOptions& options) {
+    if (options.request.record.none) {
+        throw UsageError("--no-store: login would keep nothing");
+    }
     const UserToken user = getUserToken(options.request, options.signIn,
                                         options.force ? SignIn::always : SignIn::ifNeeded);
     if (options.request.json) {

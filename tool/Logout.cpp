@@ -32,7 +32,7 @@ void addLogout(CLI::App& app, std::function<void()>& chosen) {
         app.add_subcommand("logout",
                            "Remove what is stored for a client, if anything is\n"
                            "The provider is not told: the browser stays signed in there.");
-    record->addTo(*command, false);
+    record->addTo(*command);
     command->callback([record, &chosen] { chosen = [record] { runLogout(*record); }; });
 }
 

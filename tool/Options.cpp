@@ -1,9 +1,11 @@
 #include "tool/Options.h"
 
+#include "auth/COIDCHelper.h"
 #include "host/standalone/FilePermit.h"
 #include "host/standalone/FileTokenStore.h"
 #include "host/standalone/KeyringTokenStore.h"
 #include "host/standalone/LogSinks.h"
+#include "tool/Authorities.h"
 #include "tool/ExitCode.h"
 #include "tool/StoreLocation.h"
 #include "tool/WaitingPermit.h"
@@ -44,32 +46,55 @@ void checkUrl(const std::string& option, const std::string& url,
 
 }  // namespace
 
-void addConfigUrl(CLI::App& command, std::string& url, bool required) {
-    command.add_option("--config-url", url, "The provider's configuration document")
-        ->required(required)
-        ->envname("OIDCAUTH_CONFIG_URL")
-        ->type_name("URL");
-}
-
 void addJson(CLI::App& command, bool& json, const std::string& description) {
     command.add_flag("--json", json, description);
-}
-
-void checkConfigUrl(const std::string& url) {
-    checkUrl("--config-url", url, {_XPLATSTR("https"), _XPLATSTR("http")},
-             "https (or http, for tests on this machine)");
 }
 
 void checkRedirectUrl(const std::string& url) {
     checkUrl("--redirect-url", url, {_XPLATSTR("http")}, "http, for an address of this machine");
 }
 
-void RecordOptions::addTo(CLI::App& command, bool required) {
-    addConfigUrl(command, configUrl, required);
-    command.add_option("--client-id", clientId, "The client id at the provider")
-        ->required(required)
-        ->envname("OIDCAUTH_CLIENT_ID")
-        ->type_name("ID");
+void ProviderAddress::addTo(CLI::App& command) {
+    auto* const url =
+        command.add_option("--config-url", configUrl, "The provider's configuration document")
+            ->type_name("URL");
+    command
+        .add_option("--issuer", issuer,
+                    "The provider itself, in place of --config-url: its configuration\n"
+                    "stands at the usual path below, and must name this issuer")
+        ->type_name("URL")
+        ->excludes(url);
+    command
+        .add_option("--ca-file", authorities,
+                    "Trust the authorities in this PEM file, besides the system's")
+        ->type_name("FILE");
+    command.add_option("--profile", profile, "Take what is not given here from this profile")
+        ->type_name("NAME");
+}
+
+std::string ProviderAddress::url() const {
+    if (issuer.empty()) {
+        return configUrl;
+    }
+    const bool endsWithSlash = issuer.back() == '/';
+    return issuer.substr(0, issuer.size() - (endsWithSlash ? 1 : 0)) +
+           "/.well-known/openid-configuration";
+}
+
+void ProviderAddress::prepare() const {
+    if (url().empty()) {
+        throw UsageError("--config-url is required, or --issuer, or a profile with one of them");
+    }
+    checkUrl(issuer.empty() ? "--config-url" : "--issuer", url(),
+             {_XPLATSTR("https"), _XPLATSTR("http")}, "https (or http, for tests on this machine)");
+    if (!authorities.empty()) {
+        trustAuthorities(authorities);
+    }
+}
+
+void RecordOptions::addTo(CLI::App& command) {
+    provider.addTo(command);
+    command.add_option("--client-id", clientId, "The client id at the provider")->type_name("ID");
     auto* const file =
         command
             .add_option("--store", store, "Keep the token in this file instead of the usual place")
@@ -78,21 +103,30 @@ void RecordOptions::addTo(CLI::App& command, bool required) {
         ->excludes(file);
 }
 
+std::filesystem::path RecordOptions::usualFile() const {
+    const std::string url = provider.url();
+    if (url.empty() || clientId.empty()) {
+        throw UsageError(
+            "whose token? Give --config-url and --client-id, or --profile, or --store");
+    }
+    return defaultStore(url, clientId, provider.profile);
+}
+
 std::filesystem::path RecordOptions::file() const {
-    if (!store.empty()) {
-        return store;
-    }
-    if (configUrl.empty() || clientId.empty()) {
-        throw UsageError("whose token? Give --config-url and --client-id, or --store");
-    }
-    return defaultStore(configUrl, clientId);
+    return store.empty() ? usualFile() : store;
 }
 
 std::unique_ptr<RecordStore> RecordOptions::makeStore() const {
+    if (none) {
+        return std::make_unique<MemoryRecord>();
+    }
     const auto path = file();  // looked up for the keyring too: it tells whether all is given
     if (keyring) {
-        return std::make_unique<RecordIn<standalone::SecretKeyring>>(
-            standalone::KeyringEntry{configUrl, clientId, "OIDCAuth token of " + clientId});
+        // A line feed stands in no client id: no two records share an entry.
+        const bool isOwn = !provider.profile.empty();
+        return std::make_unique<RecordIn<standalone::SecretKeyring>>(standalone::KeyringEntry{
+            provider.url(), clientId + (isOwn ? '\n' + provider.profile : ""),
+            "OIDCAuth token of " + clientId + (isOwn ? ", profile " + provider.profile : "")});
     }
     return std::make_unique<RecordIn<standalone::SecretFile>>(path);
 }
@@ -105,19 +139,23 @@ std::unique_ptr<RecordStore> RecordOptions::openStore() const {
 }
 
 std::string RecordOptions::storeName() const {
-    return keyring ? "the desktop's keyring" : file().string();
+    return none ? "nowhere" : keyring ? "the desktop's keyring" : file().string();
 }
 
 std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit(std::function<void()> prepare) const {
+    if (none) {
+        return auth::COIDCHelper::makeExclusivePermit();
+    }
     return std::make_shared<WaitingPermit>(
         standalone::FilePermit::make(standalone::lockFileOf(file())), std::move(prepare));
 }
 
 void RequestOptions::addTo(CLI::App& command) {
-    record.addTo(command, true);
+    record.addTo(command);
+    command.add_flag("--no-store", record.none, "Keep the token nowhere")
+        ->excludes(command.get_option("--store"))
+        ->excludes(command.get_option("--keyring"));
     command.add_option("--scopes", scopes, "The scopes to ask for, separated by spaces")
-        ->required()
-        ->envname("OIDCAUTH_SCOPES")
         ->type_name("SCOPES");
     command
         .add_option("--min-validity", minValidity,
@@ -128,14 +166,24 @@ void RequestOptions::addTo(CLI::App& command) {
     command.add_flag("-v,--verbose", verbosity, "Say more on standard error (-v, -vv)");
 }
 
-void RequestOptions::check() const {
-    checkConfigUrl(record.configUrl);
+void RequestOptions::prepare() const {
+    record.provider.prepare();
+    const auto require = [](const std::string& option, const std::string& value) {
+        if (value.empty()) {
+            throw UsageError(option + " is required");
+        }
+    };
+    require("--client-id", record.clientId);
+    require("--scopes", scopes);
     if (scopes.find_first_not_of(' ') == std::string::npos) {
         throw UsageError("--scopes names none");
     }
 }
 
 std::shared_ptr<LoggingUtilities::CLogger> RequestOptions::logger() const {
+    if (json && verbosity == 0) {
+        return nullptr;  // a failure is one object on standard error
+    }
     // What is only tolerated is of no use by itself: it comes with the steps around it.
     constexpr std::array levels{ELogLevel::Error, ELogLevel::Detail, ELogLevel::Flow};
     const auto level =

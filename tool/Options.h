@@ -13,22 +13,36 @@
 
 namespace tool {
 
-void addConfigUrl(CLI::App& command, std::string& url, bool required);
+/// Where a provider is found, and whom to trust there.
+struct ProviderAddress {
+    std::string configUrl;
+    std::string issuer;                 // in its place
+    std::filesystem::path authorities;  // empty: the system's only
+    std::string profile;                // empty: none
+
+    void addTo(CLI::App& command);
+    /// That of the configuration, given as such or by the issuer (OpenID Connect Discovery 1.0,
+    /// section 4). Empty where neither is.
+    std::string url() const;
+    /// Has the authorities trusted from here on. Throws UsageError for what cannot be used, or is
+    /// not given.
+    void prepare() const;
+};
+
 void addJson(CLI::App& command, bool& json, const std::string& description);
 
-// These throw UsageError for a URL that cannot be used.
-void checkConfigUrl(const std::string& url);
+/// Throws UsageError for a URL that cannot be used.
 void checkRedirectUrl(const std::string& url);
 
 /// A client at a provider, and where its token is kept.
 struct RecordOptions {
-    std::string configUrl;
+    ProviderAddress provider;
     std::string clientId;
     std::filesystem::path store;  // empty: the usual place
     bool keyring = false;
+    bool none = false;  // kept in memory only
 
-    /// Provider and client are `required` where more is done with them than to find the store.
-    void addTo(CLI::App& command, bool required);
+    void addTo(CLI::App& command);
 
     // These throw UsageError when there is no telling where the token is.
 
@@ -44,6 +58,7 @@ struct RecordOptions {
 private:
     /// That of the keyring's record is only locked.
     std::filesystem::path file() const;
+    std::filesystem::path usualFile() const;
     std::unique_ptr<RecordStore> makeStore() const;
 };
 
@@ -57,8 +72,8 @@ struct RequestOptions {
 
     void addTo(CLI::App& command);
 
-    /// Throws UsageError for what cannot be used.
-    void check() const;
+    /// As ProviderAddress has it.
+    void prepare() const;
     std::shared_ptr<LoggingUtilities::CLogger> logger() const;
 };
 

@@ -19,12 +19,16 @@ void print(const std::string& text) {
 }
 
 void print(const web::json::value& json) {
+    print(textOf(json));
+}
+
+std::string textOf(const web::json::value& json) {
     const auto escaped = [](char32_t point) {
         return fmt::format("\\u{:04x}", static_cast<unsigned>(point));
     };
     const auto replacement = [](unsigned char) { return std::string("\\ufffd"); };
-    print(host::detail::replaceUnsafe(utility::conversions::to_utf8string(json.serialize()),
-                                      escaped, replacement));
+    return host::detail::replaceUnsafe(utility::conversions::to_utf8string(json.serialize()),
+                                       escaped, replacement);
 }
 
 void flushOutput() {

@@ -11,8 +11,9 @@ namespace tool {
 
 /// Writes the text and a line end to standard output. Throws when that takes no more.
 void print(const std::string& text);
-/// What could do harm to a terminal is escaped in its texts.
 void print(const web::json::value& json);
+/// On one line; what could do harm to a terminal is escaped in its texts.
+std::string textOf(const web::json::value& json);
 
 /// Sends off what was written to standard output otherwise. Throws when that took not all of it.
 void flushOutput();

@@ -29,7 +29,7 @@ constexpr const char* login = "login";
 constexpr const char* serviceToken = "service-token";
 
 struct ProviderOptions {
-    std::string configUrl;
+    ProviderAddress address;
     std::string scopes;
     std::string use;  // empty: either will do
     bool json = false;
@@ -39,11 +39,11 @@ class Examination {
 public:
     std::vector<Check> examine(const ProviderOptions& options) {
         const Interrupt interrupt(m_source);
-        const auto configuration = fetch(Use::any, "configuration", options.configUrl, {});
+        const auto configuration = fetch(Use::any, "configuration", options.address.url(), {});
         if (!configuration) {
             return std::move(m_checks);
         }
-        append(checkConfiguration(*configuration, options.configUrl, options.scopes));
+        append(checkConfiguration(*configuration, options.address.url(), options.scopes));
         if (const auto url = signingKeysUrl(*configuration)) {
             const auto keySet =
                 fetch(Use::login, "key set", *url, _XPLATSTR("application/jwk-set+json"));
@@ -135,7 +135,7 @@ std::string describe(const std::vector<Check>& checks) {
 }
 
 void runProvider(const ProviderOptions& options) {
-    checkConfigUrl(options.configUrl);
+    options.address.prepare();
     const auto checks = Examination().examine(options);
     if (options.json) {
         print(jsonOf(checks));
@@ -161,9 +161,8 @@ void addProvider(CLI::App& app, std::function<void()>& chosen) {
         "people (login) and services (service-token) need. MISSING is what they cannot do\n"
         "without; what is advised may still work without. Whether the client is registered, and\n"
         "whether access tokens are JWTs that name it, only a request for a token shows.");
-    addConfigUrl(*command, options->configUrl, true);
+    options->address.addTo(*command);
     command->add_option("--scopes", options->scopes, "The scopes that will be asked for")
-        ->envname("OIDCAUTH_SCOPES")
         ->type_name("SCOPES");
     command->add_option("--for", options->use, "Succeed only if it serves this command")
         ->check(CLI::IsMember({login, serviceToken}))

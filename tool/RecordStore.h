@@ -38,4 +38,16 @@ private:
     Secret m_secret;
 };
 
+/// Keeps it while the process lives.
+class MemoryRecord final : public RecordStore {
+public:
+    void clear() override { m_bytes.clear(); }
+    void read(std::vector<std::uint8_t>& bytes, bool /*reread*/) override { bytes = m_bytes; }
+    void write(const std::vector<std::uint8_t>& bytes) override { m_bytes = bytes; }
+    void prepareWrite() override {}
+
+private:
+    std::vector<std::uint8_t> m_bytes;
+};
+
 }  // namespace tool

@@ -2,12 +2,14 @@
 #include "tool/Asking.h"
 #include "tool/ClientSecret.h"
 #include "tool/Commands.h"
+#include "tool/Issuer.h"
 #include "tool/ObservedStore.h"
 #include "tool/Options.h"
 #include "tool/TokenOutput.h"
 
 #include <iostream>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace tool {
@@ -21,16 +23,18 @@ struct ServiceTokenOptions {
 
 void runServiceToken(const ServiceTokenOptions& options) {
     const RequestOptions& request = options.request;
-    request.check();
+    request.prepare();
     const CString secret = readClientSecret(options.secret, std::cin);
     const std::shared_ptr<RecordStore> store = request.record.openStore();
     const auto record = std::make_shared<ObservedStore::Record>();
     auth::COIDCHelper helper(std::make_unique<ObservedStore>(store, record),
                              auth::COIDCHelper::makeExclusivePermit(), request.logger());
-    ask(request.record.configUrl, [&](const auto& cancellation) {
-        return helper.getAccessTokenClientCredentialsAsync(
-            request.record.configUrl, request.record.clientId, secret, request.scopes,
-            request.minValidity, cancellation);
+    const std::string url = request.record.provider.url();
+    confirmIssuer(request, *store);
+    ask(url, [&](const auto& cancellation) {
+        return helper.getAccessTokenClientCredentialsAsync(url, request.record.clientId, secret,
+                                                           request.scopes, request.minValidity,
+                                                           cancellation);
     });
     auth::COIDCToken token = record->token();
     if (!isBearerToken(token.accessToken().toUtf8())) {

@@ -1,13 +1,12 @@
 #include "auth/COIDCHelper.h"
-#include "host/CMemoryArchive.h"
 #include "host/standalone/TokenStoreError.h"
 #include "tool/Commands.h"
 #include "tool/Options.h"
 #include "tool/Output.h"
+#include "tool/TokenRecord.h"
 #include "tool/TokenReport.h"
 
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,18 +20,6 @@ struct StatusOptions {
     bool json = false;
 };
 
-auth::COIDCToken load(const std::vector<std::uint8_t>& bytes, const std::string& store) {
-    try {
-        CMemoryArchive archive(bytes);
-        auth::COIDCToken token;
-        token.Serialize(archive);
-        archive.Close();
-        return token;
-    } catch (const std::exception&) {
-        throw standalone::TokenStoreError(store + ": no token record, or a damaged one");
-    }
-}
-
 void runStatus(const StatusOptions& options) {
     std::vector<std::uint8_t> bytes;
     options.record.openStore()->read(bytes, false);
@@ -40,11 +27,14 @@ void runStatus(const StatusOptions& options) {
         throw auth::RequiresUserAuthException("no token is stored");
     }
     const std::string store = options.record.storeName();
-    const auth::COIDCToken token = load(bytes, store);
+    const auto token = tokenIn(bytes);
+    if (!token) {
+        throw standalone::TokenStoreError(store + ": no token record, or a damaged one");
+    }
     if (options.json) {
-        print(reportOf(token, store));
+        print(reportOf(*token, store));
     } else {
-        print(textOf(token, store));
+        print(textOf(*token, store));
     }
 }
 
@@ -56,7 +46,7 @@ void addStatus(CLI::App& app, std::function<void()>& chosen) {
         "status",
         "Show what is stored for a client, without secrets\n"
         "That is scopes, expiry, and the claims of the tokens. The provider is not asked.");
-    options->record.addTo(*command, false);
+    options->record.addTo(*command);
     addJson(*command, options->json, "Print it as JSON");
     command->callback([options, &chosen] { chosen = [options] { runStatus(*options); }; });
 }

@@ -2,34 +2,17 @@
 
 #include "host/CCryptoUtilities.h"
 #include "tool/ExitCode.h"
+#include "tool/UserFolders.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 namespace tool {
 
 namespace {
-
-std::filesystem::path stateFolder() {
-    const auto variable = [](const char* name) -> std::filesystem::path {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-        const char* const value = std::getenv(name);
-        return value == nullptr ? "" : value;
-    };
-    auto state = variable("XDG_STATE_HOME");
-    if (state.is_absolute()) {
-        return state;
-    }
-    const auto home = variable("HOME");
-    if (!home.is_absolute()) {
-        throw UsageError("no home directory to keep the token in: give --store FILE");
-    }
-    return home / ".local" / "state";
-}
 
 std::string fingerprint(const std::string& text) {
     constexpr auto sha256 = IHashFunction::Algorithm::SHA256;
@@ -42,9 +25,15 @@ std::string fingerprint(const std::string& text) {
 
 }  // namespace
 
-std::filesystem::path defaultStore(const std::string& configUrl, const std::string& clientId) {
-    // A line feed stands in no URL: no two pairs give the same text.
-    return stateFolder() / "oidcauth" / (fingerprint(configUrl + '\n' + clientId) + ".token");
+std::filesystem::path defaultStore(const std::string& configUrl, const std::string& clientId,
+                                   const std::string& profile) {
+    const auto folder = stateFolder();
+    if (!folder) {
+        throw UsageError("no home directory to keep the token in: give --store FILE");
+    }
+    // A line feed stands in none of them: no two records have the same text.
+    const std::string record = configUrl + '\n' + clientId;
+    return *folder / (fingerprint(profile.empty() ? record : record + '\n' + profile) + ".token");
 }
 
 }  // namespace tool

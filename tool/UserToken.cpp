@@ -4,6 +4,7 @@
 #include "host/CString.h"
 #include "tool/Asking.h"
 #include "tool/Countdown.h"
+#include "tool/Issuer.h"
 #include "tool/ObservedStore.h"
 #include "tool/ProviderChecks.h"
 #include "tool/UnreadStore.h"
@@ -59,7 +60,6 @@ void SignInOptions::addTo(CLI::App& command) {
                      "and registered with the provider. Of several the first whose\n"
                      "port is free is taken. Default: path /callback on 127.0.0.1,\n"
                      "port 17419, 23419 or 28419")
-        ->envname("OIDCAUTH_REDIRECT_URL")
         ->type_name("URL")
         ->delimiter(' ')
         ->allow_extra_args(false);
@@ -69,7 +69,7 @@ void SignInOptions::addTo(CLI::App& command) {
 }
 
 UserToken getUserToken(const RequestOptions& request, const SignInOptions& options, SignIn signIn) {
-    request.check();
+    request.prepare();
     for (const std::string& url : options.redirectUrls) {
         checkRedirectUrl(url);
     }
@@ -88,9 +88,16 @@ UserToken getUserToken(const RequestOptions& request, const SignInOptions& optio
         prompt.show(url);
         return true;  // also without a browser: the user has the URL
     });
-    const auto token = ask(request.record.configUrl, [&](const auto& cancellation) {
+    const std::string url = request.record.provider.url();
+    if (signIn == SignIn::always) {
+        MemoryRecord nothing;
+        confirmIssuer(request, nothing);
+    } else {
+        confirmIssuer(request, *kept);
+    }
+    const auto token = ask(url, [&](const auto& cancellation) {
         return helper.getOIDCTokenHybridAsync(
-            request.record.configUrl, request.record.clientId, request.scopes,
+            url, request.record.clientId, request.scopes,
             {options.redirectUrls.begin(), options.redirectUrls.end()}, request.minValidity,
             cancellation, signIn != SignIn::never);
     });

@@ -2,7 +2,10 @@
 #include "tool/Commands.h"
 #include "tool/Descriptors.h"
 #include "tool/ExitCode.h"
+#include "tool/FailureReport.h"
 #include "tool/Output.h"
+#include "tool/Settings.h"
+#include "tool/Surroundings.h"
 
 #include <CLI/CLI.hpp>
 
@@ -23,6 +26,8 @@ using tool::ExitCode;
 constexpr const char* exitCodes =
     "Exit codes: 0 success, 1 system, 2 usage, 3 sign-in needed, 4 the provider refused or\n"
     "answered wrongly, 5 network, 6 token store, 130 interrupted.\n"
+    "What is not given on the command line is taken from the environment, then from a\n"
+    "profile in ~/.config/oidcauth/config.toml, where it has the long option's name.\n"
     "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
 
 /// Lists a subcommand by the first line of its description.
@@ -35,12 +40,27 @@ public:
                                  description.substr(0, description.find('\n')), get_column_width());
         return line.str();
     }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string name = option->get_lnames().empty() ? "" : option->get_lnames().front();
+        return CLI::Formatter::make_option_opts(option) +
+               (tool::findSetting(name) == nullptr ? "" : " (" + tool::variableOf(name) + ')');
+    }
 };
 
-ExitCode report(const std::exception_ptr& failure) {
+/// Whether what ends the process is to be JSON, even where the command line cannot be read.
+bool asksForJson(int argc, char** argv) {
+    const std::vector<std::string> arguments(argv, argv + argc);
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+ExitCode report(const std::exception_ptr& failure, bool asJson) {
     const tool::Outcome outcome = tool::outcomeOf(failure);
     // It can hold text of the provider, which must not control the terminal.
-    std::cerr << "oidcauth: " << standalone::redact(outcome.message) << '\n';
+    std::cerr << (asJson ? tool::textOf(tool::reportOf(failure, outcome))
+                         : "oidcauth: " + standalone::redact(outcome.message))
+              << '\n';
     return outcome.code;
 }
 
@@ -77,7 +97,12 @@ std::string textOf(const CLI::App* app, const CLI::Error& error) {
     return error.what();  // of the names of options
 }
 
-std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
+std::string usageMessage(const CLI::App* app, const CLI::Error& error, bool asJson) {
+    if (asJson) {
+        const std::string text = textOf(app, error);
+        const auto failure = std::make_exception_ptr(tool::UsageError(text));
+        return tool::textOf(tool::reportOf(failure, {ExitCode::Usage, text})) + '\n';
+    }
     return "oidcauth: " + textOf(app, error) + "\nRun with --help for more information.\n";
 }
 
@@ -99,19 +124,35 @@ void refuseEmptyArguments(int argc, char** argv) {
     }
 }
 
+/// The command, with what the command line left open. Its errors name the place of a value.
+void run(const std::function<void()>& command, CLI::App& chosen) {
+    tool::SettingsOf settings(chosen);
+    try {
+        tool::fillFromSurroundings(settings);
+        tool::requireDescriptors();
+        command();
+    } catch (const tool::UsageError& error) {
+        throw tool::UsageError(settings.attributed(error.what()));
+    }
+}
+
 ExitCode run(int argc, char** argv) {
+    const bool asJson = asksForJson(argc, argv);
     CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
     app.formatter(std::make_shared<Formatter>());
     app.set_version_flag("--version", std::string("oidcauth ") + OIDCAUTH_VERSION);
     app.require_subcommand(1);
     app.footer(exitCodes);
-    app.failure_message(usageMessage);
+    app.failure_message([asJson](const CLI::App* parsed, const CLI::Error& error) {
+        return usageMessage(parsed, error, asJson);
+    });
     std::function<void()> command;
     tool::addLogin(app, command);
     tool::addUserTokens(app, command);
     tool::addStatus(app, command);
     tool::addLogout(app, command);
     tool::addServiceToken(app, command);
+    tool::addProfiles(app, command);
     tool::addProvider(app, command);
     refuseFlagValues(app);
     try {
@@ -125,11 +166,10 @@ ExitCode run(int argc, char** argv) {
             tool::flushOutput();  // help, or the version
             return ExitCode::Success;
         }
-        tool::requireDescriptors();
-        command();
+        run(command, *app.get_subcommands().front());
         return ExitCode::Success;
     } catch (...) {
-        return report(std::current_exception());
+        return report(std::current_exception(), asJson);
     }
 }
 

@@ -38,13 +38,13 @@ for (const { what, env, says } of [
 ]) {
     test(`a service is told what the provider says of ${what}`, async (t) => {
         const ended = await new Service(t, provider.configUrl).run([], { env });
-        assert.equal(saysAtLast(ended, `unable to retrieve token; the provider says ${says}`), 4);
+        assert.equal(saysAtLast(ended, `unable to retrieve token: the provider says ${says}`), 4);
     });
 }
 
 test('a user is told why the sign-in was ended', async (t) => {
     const app = await App.make(t, provider.configUrl);
-    const noCode = 'no code in auth code response; the provider says';
+    const noCode = 'no code in auth code response: the provider says';
     const denied = await app.signIn(['login'], '--deny');
     assert.equal(saysAtLast(denied, `${noCode} access_denied (the user cancelled)`), 4);
     const openIdNeeded = 'openid scope must be requested for this response_type';
@@ -73,7 +73,7 @@ test('a user is told of a code that was used twice', async (t) => {
     const child = await app.startSignIn(['login'], { env });
     await visit(child.page);
     const says = 'the provider says invalid_grant (grant request is invalid)';
-    const text = `unable to receive access token by auth code; ${says}`;
+    const text = `unable to receive access token by auth code: ${says}`;
     assert.equal(saysAtLast(await child.result, text), 4);
 });
 
@@ -86,6 +86,6 @@ test('a user is told of a refresh token that was used before', async (t) => {
     await app.succeed(refreshing);
     cpSync(copy, store, { recursive: true, force: true });
     const says = 'the provider says invalid_grant (grant request is invalid)';
-    const text = `unable to refresh token; run oidcauth login; ${says}`;
+    const text = `unable to refresh token: ${says}; run oidcauth login`;
     assert.equal(saysAtLast(await app.run(refreshing), text), 3);
 });

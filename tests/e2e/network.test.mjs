@@ -16,14 +16,18 @@ test('https needs a trusted certificate of the host', async (t) => {
     const [right, wrong] = await Promise.all(
         [own, strange].map((certificate) => startProvider(t, ...tls(certificate))),
     );
-    for (const { name, provider, trusted, code } of [
+    for (const { name, provider, trusted, file, code } of [
         { name: 'an unknown authority', provider: right, code: 5 },
         { name: 'a named authority', provider: right, trusted: own.cert, code: 0 },
+        { name: 'a file of authorities', provider: right, file: own.cert, code: 0 },
+        { name: 'one in place of another', provider: right, trusted: strange.cert, file: own.cert, code: 0 },
         { name: 'another authority', provider: right, trusted: strange.cert, code: 5 },
+        { name: 'a file of another one', provider: right, trusted: own.cert, file: strange.cert, code: 5 },
         { name: 'another host', provider: wrong, trusted: strange.cert, code: 5 },
     ]) {
         const service = new Service(t, provider.configUrl);
-        const ended = await service.run([], { env: { SSL_CERT_FILE: trusted } });
+        const args = file ? ['--ca-file', file] : [];
+        const ended = await service.run(args, { env: { SSL_CERT_FILE: trusted } });
         assert.equal(ended.code, code, `${name}: ${ended.stderr}`);
         assert.equal(provider.requests().length > 0, code === 0, name);
     }

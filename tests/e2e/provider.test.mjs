@@ -157,7 +157,9 @@ for (const { name, broken, args = [], missing, login = false, services = false }
         );
         const isServed = args.includes('--for') ? services : login || services;
         assert.equal(code, isServed ? 0 : 4, stderr);
-        assert.match(stderr, isServed ? /^$/ : /^oidcauth: this provider cannot be used/);
+        const { error, kind } = isServed ? {} : JSON.parse(stderr);
+        assert.equal(kind, isServed ? undefined : 'wrong_answer');
+        assert.match(error ?? '', isServed ? /^$/ : /^this provider cannot be used/);
     });
 }
 

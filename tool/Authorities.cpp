@@ -1,0 +1,70 @@
+#include "tool/Authorities.h"
+
+#include "tool/ExitCode.h"
+
+#include <openssl/bio.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tool {
+
+namespace {
+
+/// That of OpenSSL, by which the HTTP library asks for authorities.
+constexpr const char* variable = "SSL_CERT_FILE";
+
+/// Whether, and with what, the caller had set it.
+std::optional<std::optional<std::string>>& replaced() {
+    static std::optional<std::optional<std::string>> value;
+    return value;
+}
+
+// NOLINTBEGIN(concurrency-mt-unsafe): before there are threads, or none is left that looks
+
+void set(const std::optional<std::string>& value) {
+    value ? ::setenv(variable, value->c_str(), 1) : ::unsetenv(variable);
+}
+
+std::optional<std::string> current() {
+    const char* const value = std::getenv(variable);
+    return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
+}
+
+// NOLINTEND(concurrency-mt-unsafe)
+
+bool holdsCertificate(const std::filesystem::path& file) {
+    const std::unique_ptr<BIO, decltype(&BIO_free)> input(BIO_new_file(file.c_str(), "r"),
+                                                          BIO_free);
+    if (!input) {
+        return false;
+    }
+    const std::unique_ptr<X509, decltype(&X509_free)> certificate(
+        PEM_read_bio_X509_AUX(input.get(), nullptr, nullptr, nullptr), X509_free);
+    return certificate != nullptr;
+}
+
+}  // namespace
+
+void trustAuthorities(const std::filesystem::path& file) {
+    if (!holdsCertificate(file)) {  // which the HTTP library would pass over in silence
+        throw UsageError("--ca-file: no certificate can be read from it");
+    }
+    if (!replaced()) {
+        replaced() = current();
+    }
+    set(std::filesystem::absolute(file).string());
+}
+
+void restoreAuthorities() {
+    if (replaced()) {
+        set(*replaced());
+        replaced().reset();
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,257 @@
+#include "tool/ConfigFile.h"
+
+#include "tool/ExitCode.h"
+#include "tool/UserFolders.h"
+
+#define TOML_EXCEPTIONS 1
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <fstream>
+#include <ios>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+using std::filesystem::path;
+using Kind = Setting::Kind;
+
+constexpr const char* defaultKey = "default-profile";
+
+/// For messages on one line, in the order of the file.
+struct Entry {
+    std::string name;
+    const toml::node* value;
+    std::size_t line;
+};
+
+std::vector<Entry> entriesOf(const toml::table& table) {
+    std::vector<Entry> entries;
+    for (const auto& [key, value] : table) {
+        entries.push_back({std::string(key.str()), &value, key.source().begin.line});
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const Entry& one, const Entry& other) { return one.line < other.line; });
+    return entries;
+}
+
+/// Nothing where there is no file. Whoever can write it decides where the user signs in, and where
+/// tokens are sent.
+std::optional<std::string> contentOf(const path& file) {
+    constexpr std::size_t longest = std::size_t{1} << 20U;
+    using std::filesystem::perms;
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        return std::nullopt;
+    }
+    const auto refuse = [&file](const std::string& reason) {
+        throw UsageError(file.string() + ": " + reason);
+    };
+    if (status.type() != std::filesystem::file_type::regular) {
+        refuse(error ? "cannot be examined: " + error.message() : "is not a file");
+    }
+    if ((status.permissions() & (perms::group_write | perms::others_write)) != perms::none) {
+        refuse("can be written by other users; set its mode to 0644");
+    }
+    std::ifstream stream(file, std::ios::binary);
+    std::string text(longest + 1, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    if (!stream.is_open() || stream.bad()) {
+        refuse("cannot be read");
+    }
+    if (text.size() > longest) {
+        refuse("is too large");
+    }
+    return text;
+}
+
+bool isSecret(const std::string& name) {
+    const std::array words{"secret", "password", "token"};
+    return std::any_of(words.begin(), words.end(),
+                       [&name](const char* word) { return name.find(word) != std::string::npos; });
+}
+
+std::optional<std::vector<std::string>> textsOf(const toml::node& node) {
+    if (const auto* const text = node.as_string()) {
+        return std::vector<std::string>{text->get()};
+    }
+    const auto* const list = node.as_array();
+    if (list == nullptr || list->empty()) {
+        return std::nullopt;
+    }
+    std::vector<std::string> texts;
+    for (const toml::node& item : *list) {
+        const auto* const text = item.as_string();
+        if (text == nullptr) {
+            return std::nullopt;
+        }
+        texts.push_back(text->get());
+    }
+    return texts;
+}
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+/// What the library and the parser of options do not tell from a text that ends there, or from an
+/// option that is left out.
+bool isEmptyOrCut(const std::string& text) {
+    return text.empty() || text.find('\0') != std::string::npos;
+}
+
+}  // namespace
+
+class ConfigFile::Reader {
+public:
+    explicit Reader(path file) : m_file(std::move(file)) {}
+
+    ConfigFile read(const std::string& text) const {
+        ConfigFile config;
+        const toml::table table = parse(text);
+        for (const Entry& entry : entriesOf(table)) {
+            if (const auto* const section = entry.value->as_table()) {
+                if (entry.name.empty()) {
+                    refuse(entry.line, "a profile needs a name");
+                }
+                config.m_profiles.emplace_back(entry.name, layerOf(*section));
+            } else if (entry.name == defaultKey) {
+                config.m_default = defaultProfile(entry);
+                config.m_defaultSource = at(entry.line) + defaultKey;
+            } else {
+                refuseKey(entry, findSetting(entry.name) != nullptr
+                                     ? "belongs into the section of a profile"
+                                     : "no such key");
+            }
+        }
+        return config;
+    }
+
+private:
+    toml::table parse(const std::string& text) const {
+        try {
+            return toml::parse(text);
+        } catch (const toml::parse_error& error) {
+            refuse(error.source().begin.line, std::string(error.description()));
+        }
+    }
+
+    [[noreturn]] void refuse(std::size_t line, const std::string& reason) const {
+        throw UsageError(at(line) + reason);
+    }
+
+    std::string at(std::size_t line) const {
+        return m_file.string() + ':' + std::to_string(line) + ": ";
+    }
+
+    /// A key that is none may be a secret by itself, where its equals sign was forgotten elsewhere.
+    [[noreturn]] void refuseKey(const Entry& entry, const std::string& reason) const {
+        const bool isName =
+            entry.name.find_first_not_of("abcdefghijklmnopqrstuvwxyz-") == std::string::npos;
+        if (isName && isSecret(entry.name)) {
+            refuse(entry.line, entry.name +
+                                   ": a secret does not belong here; name its file by "
+                                   "client-secret-file");
+        }
+        refuse(entry.line, (isName ? entry.name + ": " : "") + reason);
+    }
+
+    std::string defaultProfile(const Entry& entry) const {
+        const auto* const name = entry.value->as_string();
+        if (name == nullptr) {
+            refuse(entry.line, std::string(defaultKey) + ": must be the name of a profile");
+        }
+        return name->get();
+    }
+
+    Layer layerOf(const toml::table& section) const {
+        Layer layer;
+        for (const Entry& entry : entriesOf(section)) {
+            const Setting* const setting = findSetting(entry.name);
+            if (setting == nullptr || entry.name == "profile") {
+                refuseKey(entry, "no such key");
+            }
+            layer.push_back(
+                {entry.name, valuesOf(entry, setting->kind), at(entry.line) + entry.name});
+        }
+        return layer;
+    }
+
+    std::vector<std::string> valuesOf(const Entry& entry, Kind kind) const {
+        const auto require = [&](bool fulfilled, const char* needed) {
+            if (!fulfilled) {
+                refuse(entry.line, entry.name + ": must be " + needed);
+            }
+        };
+        if (kind == Kind::flag) {
+            const auto* const flag = entry.value->as_boolean();
+            require(flag != nullptr, "true or false");
+            return flag->get() ? std::vector<std::string>{"true"} : std::vector<std::string>{};
+        }
+        if (kind == Kind::number) {
+            const auto* const number = entry.value->as_integer();
+            require(number != nullptr, "a whole number");
+            return {std::to_string(number->get())};
+        }
+        const bool mayBeList = kind == Kind::words || kind == Kind::texts;
+        auto texts = textsOf(*entry.value);
+        require(texts && (mayBeList || !entry.value->is_array()),
+                mayBeList ? "a text, or a list of texts" : "a text");
+        require(std::none_of(texts->begin(), texts->end(), isEmptyOrCut),
+                "a text that is not empty");
+        if (kind == Kind::words) {
+            return {joined(*texts)};
+        }
+        if (kind == Kind::path) {  // wherever the command is called
+            return {(m_file.parent_path() / withHome(texts->front())).string()};
+        }
+        return *texts;
+    }
+
+    path m_file;
+};
+
+ConfigFile ConfigFile::load() {
+    ConfigFile config;
+    if (const auto folder = configFolder()) {
+        const path file = *folder / "config.toml";
+        if (const auto text = contentOf(file)) {
+            config = Reader(file).read(*text);
+        }
+        config.m_path = file;
+    }
+    return config;
+}
+
+std::vector<std::string> ConfigFile::profiles() const {
+    std::vector<std::string> names;
+    for (const auto& [name, layer] : m_profiles) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+const Layer& ConfigFile::profile(const std::string& name) const {
+    const auto found = std::find_if(m_profiles.begin(), m_profiles.end(),
+                                    [&name](const auto& item) { return item.first == name; });
+    if (found == m_profiles.end()) {
+        const std::string place = m_path.empty() ? "no home directory" : m_path.string();
+        throw UsageError("--profile: no profile of that name in " + place);
+    }
+    return found->second;
+}
+
+}  // namespace tool

@@ -1,0 +1,47 @@
+#include "tool/Issuer.h"
+
+#include "auth/COIDCToken.h"
+#include "tool/Fetch.h"
+#include "tool/Interrupt.h"
+#include "tool/Output.h"
+#include "tool/TokenRecord.h"
+
+#include <chrono>
+#include <stdexcept>
+
+namespace tool {
+
+namespace {
+
+/// Sooner than the library's own limit, so that it does not ask the provider after all.
+bool serves(const auth::COIDCToken& token, const RequestOptions& request) {
+    const auto now = auth::COIDCToken::TimePoint::clock::now();
+    return token.validateClientID({request.record.clientId}) &&
+           token.validateScopes({request.scopes}) &&
+           token.expiresAt() - now >
+               std::chrono::minutes(request.minValidity) + std::chrono::seconds(30);
+}
+
+}  // namespace
+
+void confirmIssuer(const RequestOptions& request, RecordStore& store) {
+    const std::string& issuer = request.record.provider.issuer;
+    if (issuer.empty()) {
+        return;
+    }
+    const auto token = storedToken(store);
+    if (token && serves(*token, request)) {
+        return;
+    }
+    const std::string url = request.record.provider.url();
+    const Concurrency::cancellation_token_source source;
+    const Interrupt interrupt(source);
+    const auto configuration = fetchJson(url, {}, source.get_token());
+    const utility::string_t name = _XPLATSTR("issuer");
+    if (!configuration.has_string_field(name) ||
+        utility::conversions::to_utf8string(configuration.at(name).as_string()) != issuer) {
+        throw std::runtime_error("the configuration at " + url + " is not that of --issuer");
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,183 @@
+#include "host/standalone/LogSinks.h"
+#include "tool/Commands.h"
+#include "tool/ConfigFile.h"
+#include "tool/ExitCode.h"
+#include "tool/Options.h"
+#include "tool/Output.h"
+#include "tool/Settings.h"
+#include "tool/TokenClaims.h"
+#include "tool/TokenRecord.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+namespace {
+
+using web::json::value;
+
+/// One profile, with what is known of its token.
+struct Listed {
+    std::string name;
+    bool isDefault = false;
+    std::string client;
+    std::string provider;
+    std::string store;
+    std::string state;  ///< for people, and programs
+    std::string problem;
+    std::optional<auth::COIDCToken> token;
+};
+
+void lookAtToken(const RecordOptions& record, Listed& listed) {
+    std::vector<std::uint8_t> bytes;
+    record.openStore()->read(bytes, false);
+    if (bytes.empty()) {
+        listed.state = "none";
+        return;
+    }
+    listed.token = tokenIn(bytes);
+    if (!listed.token) {
+        listed.state = "damaged";
+        return;
+    }
+    const bool isExpired = listed.token->willBeExpiredAfter(0);
+    const bool canRefresh = !listed.token->refreshToken().IsEmpty();
+    listed.state = !isExpired ? "valid" : canRefresh ? "refreshable" : "expired";
+}
+
+/// By what stands in the profile alone: this lists the file, whatever the environment says.
+Listed lookAt(const ConfigFile& file, const std::string& name) {
+    Listed listed;
+    listed.name = name;
+    listed.isDefault = name == file.defaultProfile();
+    CLI::App scratch;
+    RecordOptions record;
+    record.addTo(scratch);
+    SettingsOf settings(scratch);
+    try {
+        settings.fill(file.profile(name));
+        record.provider.profile = name;
+        listed.client = record.clientId;
+        listed.provider = record.provider.url();
+        listed.store = record.storeName();
+        lookAtToken(record, listed);
+    } catch (const std::exception& error) {
+        listed.state = "unusable";
+        listed.problem = settings.attributed(outcomeOf(std::current_exception()).message);
+    }
+    return listed;
+}
+
+std::string stateText(const Listed& listed) {
+    if (!listed.problem.empty()) {
+        return listed.problem;
+    }
+    if (!listed.token) {
+        return listed.state == "none" ? "no token" : "a damaged token";
+    }
+    const std::string expiry = timestamp(listed.token->expiresAt());
+    const std::string text = listed.state == "valid"         ? "valid until " + expiry
+                             : listed.state == "refreshable" ? "expired, will be refreshed"
+                                                             : "expired " + expiry;
+    return listed.token->idToken().IsEmpty() ? text : userOf(*listed.token) + ", " + text;
+}
+
+std::string textOf(const std::vector<Listed>& profiles) {
+    std::array<std::vector<std::string>, 4> columns;
+    for (const Listed& listed : profiles) {
+        const std::array cells{(listed.isDefault ? "* " : "  ") + listed.name, listed.client,
+                               listed.provider, stateText(listed)};
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            columns.at(i).push_back(standalone::redact(cells.at(i)));
+        }
+    }
+    std::vector<std::size_t> widths;
+    for (const auto& column : columns) {
+        const auto widest = std::max_element(column.begin(), column.end(),
+                                             [](const std::string& one, const std::string& other) {
+                                                 return one.size() < other.size();
+                                             });
+        widths.push_back(widest->size());
+    }
+    std::string text;
+    for (std::size_t row = 0; row < profiles.size(); ++row) {
+        text += text.empty() ? "" : "\n";
+        for (std::size_t i = 0; i + 1 < columns.size(); ++i) {
+            text += fmt::format("{:<{}}  ", columns.at(i).at(row), widths.at(i));
+        }
+        text += columns.back().at(row);
+    }
+    return text;
+}
+
+value jsonOf(const std::vector<Listed>& profiles) {
+    std::vector<value> list;
+    for (const Listed& listed : profiles) {
+        auto entry = value::object(true);
+        entry[_XPLATSTR("profile")] = jsonText(listed.name);
+        entry[_XPLATSTR("default")] = value::boolean(listed.isDefault);
+        entry[_XPLATSTR("client_id")] = jsonText(listed.client);
+        entry[_XPLATSTR("config_url")] = jsonText(listed.provider);
+        entry[_XPLATSTR("store")] = jsonText(listed.store);
+        entry[_XPLATSTR("token")] = jsonText(listed.state);
+        if (!listed.problem.empty()) {
+            entry[_XPLATSTR("problem")] = jsonText(listed.problem);
+        }
+        if (listed.token) {
+            entry[_XPLATSTR("expires_at")] = jsonText(timestamp(listed.token->expiresAt()));
+            entry[_XPLATSTR("subject")] =
+                jsonText(listed.token->idTokenClaims().subject().value_or(""));
+        }
+        list.push_back(entry);
+    }
+    return value::array(list);
+}
+
+void runProfiles(bool json) {
+    const ConfigFile file = ConfigFile::load();
+    std::vector<Listed> profiles;
+    for (const std::string& name : file.profiles()) {
+        profiles.push_back(lookAt(file, name));
+    }
+    if (json) {
+        print(jsonOf(profiles));
+    } else if (profiles.empty()) {
+        print("No profiles in " + file.location().string());
+    } else {
+        print(textOf(profiles));
+    }
+}
+
+}  // namespace
+
+void addProfiles(CLI::App& app, std::function<void()>& chosen) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* const command = app.add_subcommand(
+        "profiles",
+        "List the profiles with the state of their tokens\n"
+        "A profile is a section of ~/.config/oidcauth/config.toml; a star marks the default one.\n"
+        "The providers are not asked.");
+    addJson(*command, *json, "Print them as JSON");
+    command->footer(
+        "Example of that file:\n"
+        "  default-profile = \"work\"\n"
+        "\n"
+        "  [work]\n"
+        "  issuer = \"https://id.example\"\n"
+        "  client-id = \"editor\"\n"
+        "  scopes = \"openid offline_access files:read\"\n"
+        "  login-hint = \"ada@example.com\"");
+    command->callback([json, &chosen] { chosen = [json] { runProfiles(*json); }; });
+}
+
+}  // namespace tool

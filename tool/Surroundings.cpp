@@ -1,0 +1,46 @@
+#include "tool/Surroundings.h"
+
+#include "tool/ConfigFile.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+namespace tool {
+
+namespace {
+
+/// Without the sources of a secret that the environment itself has.
+Layer withoutSecrets(Layer layer) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment meanwhile
+    const char* const secret = std::getenv("OIDCAUTH_CLIENT_SECRET");
+    if (secret != nullptr && *secret != '\0') {
+        const auto isSource = [](const Given& given) {
+            return given.name.rfind("client-secret-", 0) == 0;
+        };
+        layer.erase(std::remove_if(layer.begin(), layer.end(), isSource), layer.end());
+    }
+    return layer;
+}
+
+}  // namespace
+
+void fillFromSurroundings(SettingsOf& settings) {
+    settings.fill(environmentLayer());
+    std::string name = settings.valueOf("profile");
+    const bool isIdentified =
+        settings.has("config-url") || settings.has("issuer") || settings.has("client-id");
+    if (name.empty() && (isIdentified || !settings.takes("profile"))) {
+        return;
+    }
+    const ConfigFile file = ConfigFile::load();
+    if (name.empty() && !file.defaultProfile().empty()) {
+        name = file.defaultProfile();
+        settings.fill({{"profile", {name}, file.defaultSource()}});
+    }
+    if (!name.empty()) {
+        settings.fill(withoutSecrets(file.profile(name)));
+    }
+}
+
+}  // namespace tool
