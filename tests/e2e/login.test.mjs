@@ -61,7 +61,7 @@ test('only login, or --sign-in, asks the user', async (t) => {
     for (const args of [['token'], ['id-token'], ['token', '--json']]) {
         const { code, stdout, stderr } = await app.run(args, { env: { BROWSER: browser } });
         assert.deepEqual(
-            [code, stdout, stderr],
+            [code, stdout, args.includes('--json') ? `oidcauth: ${JSON.parse(stderr).error}\n` : stderr],
             [3, '', 'oidcauth: unable to get token; run oidcauth login\n'],
         );
     }

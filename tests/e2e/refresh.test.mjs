@@ -94,7 +94,7 @@ test('a provider that is away is a network error, one that refuses calls for a s
     const refused = await app.run(['token']);
     assert.deepEqual([refused.code, refused.stdout], [3, '']);
     assert.match(refused.stderr, /response \(400\)/);
-    assert.match(refused.stderr, /^oidcauth: unable to refresh token; run oidcauth login; the provider says invalid_\w+ \(.*\)$/m);
+    assert.match(refused.stderr, /^oidcauth: unable to refresh token: the provider says invalid_\w+ \(.*\); run oidcauth login$/m);
     const signedIn = await app.signIn();
     assert.equal(signedIn.code, 0, signedIn.stderr);
 });
