@@ -107,7 +107,7 @@ Layer environmentLayer() {
 }
 
 SettingsOf::SettingsOf(CLI::App& command) {
-    const auto addAll = [this](const CLI::App& group, std::vector<CLI::Option*> options) {
+    const auto addAll = [this](const CLI::App& group, const std::vector<CLI::Option*>& options) {
         for (CLI::Option* const option : options) {
             for (const std::string& name : option->get_lnames()) {
                 m_options[name] = option;
