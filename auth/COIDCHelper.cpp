@@ -2,6 +2,7 @@
 
 #include "auth/COIDCAuthClientCredentials.h"
 #include "auth/ExclusivePermit.h"
+#include "auth/IRefreshAwareStore.h"
 #include "auth/detail/Arguments.h"
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Log.h"
@@ -168,18 +169,27 @@ COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexce
     return record;
 }
 
-void COIDCHelper::saveToken(COIDCToken& token, std::uint64_t signOuts) {
+void COIDCHelper::saveToken(COIDCToken& token, std::uint64_t signOuts, bool isRefreshed) {
     CMemoryArchive archive;
     token.Serialize(archive);
     archive.Close();
     {
         const std::lock_guard<std::mutex> lock(m_writing);
         if (m_signOuts == signOuts) {
-            m_tokenStore->write(archive.detachCompressedData());
+            write(archive.detachCompressedData(), isRefreshed);
             return;
         }
     }
     detail::log(m_logger, ELogLevel::Detail, L"Signed out meanwhile, token is not stored.");
+}
+
+void COIDCHelper::write(const std::vector<std::uint8_t>& bytes, bool isRefreshed) {
+    auto* const aware = dynamic_cast<IRefreshAwareStore*>(m_tokenStore.get());
+    if (isRefreshed && aware != nullptr) {
+        aware->writeRefreshed(bytes);
+    } else {
+        m_tokenStore->write(bytes);
+    }
 }
 
 void COIDCHelper::signOut() {

@@ -76,7 +76,8 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///   be changed while requests are under way.
 class OIDCAUTH_API COIDCHelper {
 public:
-    /// Throws OIDCError when the store is empty. The permit may be shared with other helpers; the
+    /// Throws OIDCError when the store is empty. A store that is an IRefreshAwareStore as well is
+    /// told which records come from a refresh. The permit may be shared with other helpers; the
     /// logger may be empty. Never give it getProcessExclusivePermit(): each request of a user has
     /// that one already and would wait 25 s for it; a warning is logged.
     COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
@@ -188,7 +189,8 @@ private:
 
     StoredRecord loadStoredToken(bool reread) const noexcept;
     /// Stores it only while `signOuts` is still the number of sign-outs.
-    void saveToken(COIDCToken& token, std::uint64_t signOuts);
+    void saveToken(COIDCToken& token, std::uint64_t signOuts, bool isRefreshed = false);
+    void write(const std::vector<std::uint8_t>& bytes, bool isRefreshed);
     void emptyStore(const Concurrency::cancellation_token& token);
 
     template <class T, class Arguments, class Part>

@@ -303,7 +303,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::refreshOutcome(
         data->lastRefreshTime = detail::Moment();
         return scheduleRetryhMakeToken(detail::retryDelay, data, token);
     }
-    saveToken(received, data->signOuts);
+    saveToken(received, data->signOuts, true);
     detail::log(m_logger, ELogLevel::Detail, L"Token has been successfully refreshed.");
     return Concurrency::task_from_result(Made{true, std::move(received)});
 }

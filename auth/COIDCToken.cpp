@@ -82,6 +82,12 @@ CString COIDCToken::scopes() const {
     return joined;
 }
 
+COIDCToken COIDCToken::withRefreshToken(const CString& refreshToken) const {
+    COIDCToken changed = *this;
+    changed.m_refreshToken = refreshToken;
+    return changed;
+}
+
 bool COIDCToken::validateClientID(const CString& clientId) const {
     return m_clientId == clientId;
 }

@@ -49,6 +49,9 @@ public:
     CString scopes();
     CString scopes() const;
 
+    /// The same token with another refresh token.
+    COIDCToken withRefreshToken(const CString& refreshToken) const;
+
     /// Whether the token was requested for exactly this client.
     bool validateClientID(const CString& clientId) const;
 

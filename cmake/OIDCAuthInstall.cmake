@@ -49,8 +49,8 @@ if(TARGET OIDCAuth::Host)
 endif()
 oidcauth_install(OIDCAuth OIDCAuthTargets ${libraries})
 install(FILES
-    auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h auth/IStoreFailure.h
-    auth/IdTokenClaims.h auth/OIDCError.h auth/Requests.h
+    auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
+    auth/IRefreshAwareStore.h auth/IStoreFailure.h auth/IdTokenClaims.h auth/OIDCError.h auth/Requests.h
     DESTINATION ${include_dir}/auth)
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 if(NOT has_own_host)

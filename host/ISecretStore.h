@@ -23,6 +23,7 @@ public:
 
     /// Replaces what is stored; with nothing, where somebody signs out: what is read then is empty,
     /// as if nothing had been stored. Either the old or the new bytes remain, whatever happens; a
-    /// failure is an exception, which reaches the caller of the token operation.
+    /// failure is an exception, which reaches the caller of the token operation. A store that has
+    /// to tell refreshes from sign-ins: auth/IRefreshAwareStore.h.
     virtual void write(const std::vector<std::uint8_t>& bytes) = 0;
 };

@@ -5,7 +5,6 @@
 
 #include <cpprest/http_msg.h>
 
-#include <optional>
 #include <string>
 
 namespace tool {
@@ -31,11 +30,10 @@ auto ask(const std::string& configUrl, Start start) {
     const Concurrency::cancellation_token_source source;
     try {
         const auto answer = start(source.get_token());
-        // What comes from the store is there at once, and not kept waiting for threads to start.
-        std::optional<Interrupt> interrupt;
+        // What comes from the store is there at once.
         if (!answer.is_done()) {
             try {
-                interrupt.emplace(source);
+                waitFor(answer, source);
             } catch (...) {
                 endUnheard(source, answer);
                 throw;

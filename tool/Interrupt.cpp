@@ -5,61 +5,97 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <list>
-#include <thread>
+#include <system_error>
 
 namespace tool {
 
-/// Has threads of its own: those of the HTTP library are there only once a request needs them. Two,
-/// since cancelling may take its time, and a second Ctrl-C must be heard meanwhile.
-class Interrupt::Signals {
+namespace {
+
+class InlineScheduler final : public Concurrency::scheduler_interface {
 public:
-    explicit Signals(const Concurrency::cancellation_token_source& source) {
-        m_signals.async_wait([this, source](const boost::system::error_code& error, int) {
+    void schedule(Concurrency::TaskProc_t body, void* parameter) override { body(parameter); }
+};
+
+}  // namespace
+
+struct Signals::State {
+    explicit State(Concurrency::cancellation_token_source cancelled)
+        : source(std::move(cancelled)) {
+        signals.async_wait([this](const boost::system::error_code& error, int) {
             if (!error) {
                 awaitSecond();
-                source.cancel();
+                cancel();
             }
         });
-        try {
-            for (int i = 0; i < 2; ++i) {
-                m_threads.emplace_back([this] { m_context.run(); });
-            }
-        } catch (...) {
-            end();
-            throw;
+    }
+    ~State() {
+        if (canceller.joinable()) {
+            canceller.join();
         }
     }
-    ~Signals() { end(); }
-    Signals(const Signals&) = delete;
-    Signals& operator=(const Signals&) = delete;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
 
-private:
     void awaitSecond() {
-        m_signals.async_wait([](const boost::system::error_code& error, int) {
+        signals.async_wait([](const boost::system::error_code& error, int) {
             if (!error) {
                 std::_Exit(static_cast<int>(ExitCode::Interrupted));
             }
         });
     }
 
-    void end() {
-        m_context.stop();
-        for (std::thread& thread : m_threads) {
-            thread.join();
+    /// It may take its time, and a second Ctrl-C must be heard meanwhile.
+    void cancel() {
+        try {
+            canceller = std::thread([this] { source.cancel(); });
+        } catch (const std::system_error&) {
+            source.cancel();
         }
     }
 
-    boost::asio::io_context m_context;
-    boost::asio::signal_set m_signals{m_context, SIGINT, SIGTERM};
-    std::list<std::thread> m_threads;
+    const Concurrency::cancellation_token_source source;
+    std::shared_ptr<boost::asio::io_context> context = std::make_shared<boost::asio::io_context>();
+    boost::asio::signal_set signals{*context, SIGINT, SIGTERM};
+    std::thread canceller;
 };
 
-Interrupt::Interrupt(const Concurrency::cancellation_token_source& source)
-    : m_signals(std::make_unique<Signals>(source)) {}
+Signals::Signals(const Concurrency::cancellation_token_source& source)
+    : m_state(std::make_unique<State>(source)) {}
 
-Interrupt::~Interrupt() = default;
+Signals::~Signals() = default;
+
+void Signals::run(const std::function<bool()>& isOver) const {
+    // Who wakes may find no thread for it.
+    constexpr std::chrono::seconds longest{1};
+    boost::asio::io_context& context = *m_state->context;
+    for (;;) {
+        context.restart();  // before the question: what is over behind it stops the context again
+        if (isOver()) {
+            return;
+        }
+        context.run_one_for(longest);
+    }
+}
+
+std::function<void()> Signals::waker() const {
+    return [context = m_state->context] { context->stop(); };
+}
+
+Concurrency::task_options atOnce() {
+    // Shared: nothing static, which the end of the process could take away from another thread.
+    return {Concurrency::scheduler_ptr(std::make_shared<InlineScheduler>())};
+}
+
+Interrupt::Interrupt(const Concurrency::cancellation_token_source& source)
+    : m_signals(source), m_thread([this] { m_signals.run([this] { return m_isOver.load(); }); }) {}
+
+Interrupt::~Interrupt() {
+    m_isOver = true;
+    m_signals.waker()();
+    m_thread.join();
+}
 
 }  // namespace tool

@@ -1,25 +1,29 @@
+// SHA-256 by itself: OpenSSL's newer functions read its configuration first, here for nothing but
+// the name of a file.
+#define OPENSSL_API_COMPAT 0x10101000L
+
 #include "tool/StoreLocation.h"
 
-#include "host/CCryptoUtilities.h"
 #include "tool/ExitCode.h"
 #include "tool/UserFolders.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <openssl/sha.h>
 
+#include <array>
 #include <cstdint>
-#include <vector>
 
 namespace tool {
 
 namespace {
 
 std::string fingerprint(const std::string& text) {
-    constexpr auto sha256 = IHashFunction::Algorithm::SHA256;
-    std::vector<std::uint8_t> digest(CCryptoUtilities::getDigestSize(sha256));
-    if (!CCryptoUtilities::calcChecksum(sha256, text.data(), text.size(), digest)) {
-        throw UsageError("no SHA-256 to name the token file with: give --store FILE");
-    }
+    std::array<std::uint8_t, SHA256_DIGEST_LENGTH> digest{};
+    SHA256_CTX sha256;
+    SHA256_Init(&sha256);
+    SHA256_Update(&sha256, text.data(), text.size());
+    SHA256_Final(digest.data(), &sha256);
     return fmt::format("{:02x}", fmt::join(digest.begin(), digest.begin() + 16, ""));
 }
 

@@ -2,6 +2,7 @@
 
 #include "auth/COIDCHelper.h"
 #include "host/CString.h"
+#include "host/standalone/RefreshTokenKeeper.h"
 #include "tool/Asking.h"
 #include "tool/Countdown.h"
 #include "tool/Issuer.h"
@@ -82,7 +83,8 @@ UserToken getUserToken(const RequestOptions& request, const SignInOptions& optio
     Prompt prompt(!options.noBrowser);
     // A provider that rotates refresh tokens takes the old one for used as soon as it has seen it.
     const auto prepare = [kept] { kept->prepareWrite(); };
-    auth::COIDCHelper helper(std::make_unique<ObservedStore>(std::move(store), record),
+    auth::COIDCHelper helper(std::make_unique<standalone::RefreshTokenKeeper<auth::COIDCToken>>(
+                                 std::make_shared<ObservedStore>(std::move(store), record)),
                              request.record.permit(prepare), request.logger());
     helper.setBrowserOpener([&prompt](const CString& url) {
         prompt.show(url);
@@ -102,9 +104,11 @@ UserToken getUserToken(const RequestOptions& request, const SignInOptions& optio
             cancellation, signIn != SignIn::never);
     });
     using Origin = UserToken::Origin;
-    return {token, prompt.wasShown()      ? Origin::signedIn
-                   : record->wasWritten() ? Origin::refreshed
-                                          : Origin::stored};
+    const bool isNew = record->wasWritten();
+    // What is stored may have a refresh token that the answer did not bring.
+    return {isNew ? record->token() : token, prompt.wasShown() ? Origin::signedIn
+                                             : isNew           ? Origin::refreshed
+                                                               : Origin::stored};
 }
 
 }  // namespace tool

@@ -69,7 +69,7 @@ export function configuration(options) {
         findAccount: (ctx, id) => ({ accountId: id, claims: () => ({ sub: id }) }),
         // By default only prompt=consent with the scope offline_access yields refresh tokens.
         issueRefreshToken: (ctx, client) => client.grantTypeAllowed('refresh_token'),
-        rotateRefreshToken: true,
+        rotateRefreshToken: !options.lastingRefreshTokens,
         expiresWithSession: () => false,
         interactions: { url: (ctx, interaction) => `/interaction/${interaction.uid}` },
         // The default error page loads a font from the internet.

@@ -12,6 +12,7 @@ SIGTERM or SIGINT.
   --access-token-ttl SECONDS   lifetime of access tokens (3600)
   --first-token-ttl SECONDS    lifetime of the access token that comes with a sign-in (the same)
   --refresh-token-ttl SECONDS  lifetime of refresh tokens (1209600); 0: issue none
+  --lasting-refresh-tokens     a refresh token serves on, and the answer to a refresh has none
   --service-secret SECRET      secret of the client demo-service; default: the environment's
                                DEMO_SERVICE_SECRET, else the one of README.md
   --auto-login                 sign in as "demo" and consent without showing a page
@@ -27,6 +28,7 @@ const options = {
     'access-token-ttl': { type: 'string', default: '3600' },
     'first-token-ttl': { type: 'string' },
     'refresh-token-ttl': { type: 'string', default: '1209600' },
+    'lasting-refresh-tokens': { type: 'boolean', default: false },
     'service-secret': { type: 'string' },
     'auto-login': { type: 'boolean', default: false },
     'tls-cert': { type: 'string' },
@@ -70,6 +72,7 @@ export function readOptions() {
             accessTokenTtl: integer(values, 'access-token-ttl', 1),
             firstTokenTtl: integer(values, 'first-token-ttl', 1),
             refreshTokenTtl: integer(values, 'refresh-token-ttl', 0),
+            lastingRefreshTokens: values['lasting-refresh-tokens'],
             serviceSecret: serviceSecret(values),
             autoLogin: values['auto-login'],
             tlsCert: values['tls-cert'],

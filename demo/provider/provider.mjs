@@ -39,6 +39,14 @@ function requestLog(file) {
     };
 }
 
+/// RFC 6749, section 6, leaves it to the provider whether the answer has one.
+async function withholdRefreshToken(ctx, next) {
+    await next();
+    if (ctx.oidc?.body?.grant_type === 'refresh_token') {
+        delete ctx.body.refresh_token;
+    }
+}
+
 /// Serves the sign-in and consent pages, or answers for the user where `autoLogin` is set.
 function interactions(provider, autoLogin) {
     async function consent({ params, grantId }, accountId) {
@@ -121,6 +129,9 @@ server.listen(options.port, '127.0.0.1', () => {
     const provider = new Provider(issuer, configuration(options));
     if (options.log) {
         provider.use(requestLog(options.log));
+    }
+    if (options.lastingRefreshTokens) {
+        provider.use(withholdRefreshToken);
     }
     provider.use(interactions(provider, options.autoLogin));
     server.on('request', provider.callback());

@@ -23,7 +23,7 @@ for (const { command = 'service-token', args = [], env, says } of [
     { args: ['--min-validity', secret], says: /--min-validity/ },
     { args: ['--min-validity', '4294967296'], says: /--min-validity/ },
     { args: ['--client-id'], says: /--client-id/ },
-    { args: ['', '--json'], says: /empty/ },
+    { args: ['', '--keyring'], says: /empty/ },
     { args: ['--scopes', ''], says: /empty/ },
     { env: { OIDCAUTH_SCOPES: undefined }, says: /--scopes is required/ },
     { args: ['--scopes', ' '], says: /--scopes/ },

@@ -35,7 +35,7 @@ class MemoryStore final : public ISecretStore<auth::COIDCToken> {
 public:
     explicit MemoryStore(std::shared_ptr<StoreContent> content) : m_content(std::move(content)) {}
 
-    void clear() override {}
+    void clear() override { m_content->put({}); }
     void read(std::vector<std::uint8_t>& bytes, bool reread) override {
         std::unique_lock<std::mutex> lock(m_content->mutex);
         m_content->rereadFlags.push_back(reread);
