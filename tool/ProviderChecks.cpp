@@ -92,7 +92,8 @@ private:
 
 /// What a document leaves out its provider may still do; what it denies no copy mends.
 const char* const addToCopy =
-    "Where the provider has it all the same, an amended copy of the configuration can say so.";
+    "Where the provider has it all the same, serve an amended copy of the configuration that says "
+    "so, and give its URL as --config-url.";
 
 class ConfigurationChecks {
 public:

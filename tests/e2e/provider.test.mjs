@@ -7,7 +7,7 @@ import { createServer as createTlsServer } from 'node:tls';
 import test from 'node:test';
 
 import { makeCertificate } from './support/certificate.mjs';
-import { App, Command } from './support/command.mjs';
+import { App, Command, Service } from './support/command.mjs';
 import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
@@ -258,6 +258,18 @@ for (const { env, columns, coloured = false } of [
         assert.doesNotMatch(stdout, /\ufffd/);
     });
 }
+
+test('an amended copy makes up for a member that is left out', async (t) => {
+    const there = { issuer: real.issuer, jwks_uri: real.jwks_uri };
+    const short = { configuration: { ...there, ...without('grant_types_supported') } };
+    for (const [broken, code] of [[short, 4], [{ configuration: there }, 0]]) {
+        const configUrl = await startBroken(t, broken);
+        const app = await App.make(t, configUrl);
+        const signedIn = await (code ? app.run(['login', '--no-browser']) : app.signIn());
+        const served = await new Service(t, configUrl).run();
+        assert.deepEqual([signedIn.code, served.code], [code, code], signedIn.stderr);
+    }
+});
 
 test('a provider that is not reached is a network error', async (t) => {
     const { code, stdout, stderr } = await examine(t, 'http://127.0.0.1:1/');
