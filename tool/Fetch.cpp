@@ -19,15 +19,25 @@ void requireOk(const http_response& response) {
 
 }  // namespace
 
-web::json::value fetchJson(const std::string& url, const utility::string_t& otherType,
-                           const Concurrency::cancellation_token& token) {
+FetchedJson fetchJson(const std::string& url, const utility::string_t& otherType,
+                      const Concurrency::cancellation_token& token) {
+    using Clock = std::chrono::system_clock;
     const web::uri target(utility::conversions::to_string_t(url));
+    FetchedJson fetched;
+    const auto checkHead = [&fetched](const http_response& response) {
+        fetched.answeredAt = Clock::now();
+        requireOk(response);
+    };
+    fetched.askedAt = Clock::now();
     try {
-        const auto response = auth::detail::fetch(target, token, requireOk).get();
-        const auto type = response.headers().content_type();
-        return response
-            .extract_json(!otherType.empty() && type.find(otherType) != utility::string_t::npos)
-            .get();
+        const auto response = auth::detail::fetch(target, token, checkHead).get();
+        fetched.headers = response.headers();
+        const auto type = fetched.headers.content_type();
+        fetched.document =
+            response
+                .extract_json(!otherType.empty() && type.find(otherType) != utility::string_t::npos)
+                .get();
+        return fetched;
     } catch (const http_exception& error) {
         throw named(error, url);
     } catch (const auth::detail::Error& error) {

@@ -2,17 +2,26 @@
 
 #include "platform/Tasks.h"
 
+#include <cpprest/http_headers.h>
 #include <cpprest/json.h>
 
+#include <chrono>
 #include <string>
 
 namespace tool {
+
+struct FetchedJson {
+    web::json::value document;
+    web::http::http_headers headers;
+    std::chrono::system_clock::time_point askedAt;
+    std::chrono::system_clock::time_point answeredAt;  ///< when the head of the answer was there
+};
 
 /// Gets a JSON document as the library would: through the host's proxy, without following
 /// redirects, and within the same limits of size and time. `otherType` is a content type that
 /// passes for JSON, or empty. Throws http_exception, named after the URL, with a system's error
 /// code where the document was not received; json_exception for what is no JSON; and task_canceled.
-web::json::value fetchJson(const std::string& url, const utility::string_t& otherType,
-                           const Concurrency::cancellation_token& token);
+FetchedJson fetchJson(const std::string& url, const utility::string_t& otherType,
+                      const Concurrency::cancellation_token& token);
 
 }  // namespace tool

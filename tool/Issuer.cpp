@@ -36,7 +36,7 @@ void confirmIssuer(const RequestOptions& request, RecordStore& store) {
     const std::string url = request.record.provider.url();
     const Concurrency::cancellation_token_source source;
     const Interrupt interrupt(source);
-    const auto configuration = fetchJson(url, {}, source.get_token());
+    const auto configuration = fetchJson(url, {}, source.get_token()).document;
     const utility::string_t name = _XPLATSTR("issuer");
     if (!configuration.has_string_field(name) ||
         utility::conversions::to_utf8string(configuration.at(name).as_string()) != issuer) {

@@ -1,18 +1,13 @@
-#include "host/standalone/LogSinks.h"
 #include "tool/Commands.h"
 #include "tool/ConfigFile.h"
 #include "tool/ExitCode.h"
 #include "tool/Options.h"
 #include "tool/Output.h"
 #include "tool/Settings.h"
+#include "tool/Table.h"
 #include "tool/TokenClaims.h"
 #include "tool/TokenRecord.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -93,31 +88,13 @@ std::string stateText(const Listed& listed) {
 }
 
 std::string textOf(const std::vector<Listed>& profiles) {
-    std::array<std::vector<std::string>, 4> columns;
+    Table table;
     for (const Listed& listed : profiles) {
-        const std::array cells{(listed.isDefault ? "* " : "  ") + listed.name, listed.client,
-                               listed.provider, stateText(listed)};
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            columns.at(i).push_back(standalone::redact(cells.at(i)));
-        }
+        table.add({(listed.isDefault ? "* " : "  ") + listed.name, listed.client, listed.provider,
+                   stateText(listed)});
     }
-    std::vector<std::size_t> widths;
-    for (const auto& column : columns) {
-        const auto widest = std::max_element(column.begin(), column.end(),
-                                             [](const std::string& one, const std::string& other) {
-                                                 return one.size() < other.size();
-                                             });
-        widths.push_back(widest->size());
-    }
-    std::string text;
-    for (std::size_t row = 0; row < profiles.size(); ++row) {
-        text += text.empty() ? "" : "\n";
-        for (std::size_t i = 0; i + 1 < columns.size(); ++i) {
-            text += fmt::format("{:<{}}  ", columns.at(i).at(row), widths.at(i));
-        }
-        text += columns.back().at(row);
-    }
-    return text;
+    // A profile stays on its line: that is what programs such as grep look for.
+    return table.text(0, false);
 }
 
 value jsonOf(const std::vector<Listed>& profiles) {

@@ -1,16 +1,17 @@
-#include "host/standalone/LogSinks.h"
+#include "tool/ClockCheck.h"
 #include "tool/Commands.h"
 #include "tool/Fetch.h"
 #include "tool/Interrupt.h"
 #include "tool/Options.h"
 #include "tool/Output.h"
 #include "tool/ProviderChecks.h"
+#include "tool/Table.h"
+#include "tool/Terminal.h"
 
 #include <cpprest/http_msg.h>
-#include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -39,15 +40,22 @@ class Examination {
 public:
     std::vector<Check> examine(const ProviderOptions& options) {
         const Interrupt interrupt(m_source);
-        const auto configuration = fetch(Use::any, "configuration", options.address.url(), {});
+        const Asked asked{options.address.url(), options.address.issuer, options.scopes};
+        const auto configuration =
+            fetch(Use::any, "configuration", asked.configUrl, {},
+                  "Give the final URL, usually the issuer's and /.well-known/openid-configuration: "
+                  "redirects are not followed.");
         if (!configuration) {
             return std::move(m_checks);
         }
-        append(checkConfiguration(*configuration, options.address.url(), options.scopes));
-        if (const auto url = signingKeysUrl(*configuration)) {
+        append(checkConfiguration(configuration->document, asked));
+        append(checkClock(*configuration));
+        if (const auto url = signingKeysUrl(configuration->document)) {
             const auto keySet =
-                fetch(Use::login, "key set", *url, _XPLATSTR("application/jwk-set+json"));
-            append(keySet ? checkSigningKeys(*keySet) : std::vector<Check>());
+                fetch(Use::login, "key set", *url, _XPLATSTR("application/jwk-set+json"),
+                      "An amended copy of the configuration can name a URL that is answered; "
+                      "otherwise this is the provider's part.");
+            append(keySet ? checkSigningKeys(keySet->document) : std::vector<Check>());
         }
         return std::move(m_checks);
     }
@@ -58,24 +66,28 @@ private:
     }
 
     /// The document, or nothing where the check of it has failed.
-    std::optional<value> fetch(Use use, const char* name, const std::string& url,
-                               const utility::string_t& otherType) {
+    std::optional<FetchedJson> fetch(Use use, const char* name, const std::string& url,
+                                     const utility::string_t& otherType, const char* remedy) {
         const bool isFirst = m_checks.empty();
-        std::optional<value> document;
-        Check check{use, Result::missing, name, "a JSON document", url};
+        std::optional<FetchedJson> fetched;
+        Check check{use, Result::ok, name, "a JSON document", url, {}};
+        const auto fail = [&check, remedy](const std::exception& error) {
+            check.result = Result::missing;
+            check.found = error.what();
+            check.remedy = remedy;
+        };
         try {
-            document = fetchJson(url, otherType, m_source.get_token());
-            check.result = Result::ok;
+            fetched = fetchJson(url, otherType, m_source.get_token());
         } catch (const web::http::http_exception& error) {
             if (isFirst && error.error_code()) {
                 throw;  // nothing can be said about a provider that is not reached
             }
-            check.found = error.what();
+            fail(error);
         } catch (const web::json::json_exception& error) {
-            check.found = error.what();
+            fail(error);
         }
         append({check});
-        return document;
+        return fetched;
     }
 
     Concurrency::cancellation_token_source m_source;
@@ -103,6 +115,7 @@ value jsonOf(const std::vector<Check>& checks) {
         entry[_XPLATSTR("result")] = jsonText(nameOf(check.result));
         entry[_XPLATSTR("needs")] = jsonText(check.needs);
         entry[_XPLATSTR("found")] = jsonText(check.found);
+        entry[_XPLATSTR("remedy")] = check.remedy.empty() ? value() : jsonText(check.remedy);
         list.push_back(entry);
     }
     auto report = value::object(true);
@@ -112,26 +125,49 @@ value jsonOf(const std::vector<Check>& checks) {
     return report;
 }
 
-std::string section(const std::vector<Check>& checks, Use use, const std::string& title) {
-    std::string lines;
-    for (const Check& check : checks) {
-        if (check.use == use) {
-            lines += standalone::redact(fmt::format("  {:<8} {}: needs {}; found {}",
-                                                    nameOf(check.result), check.name, check.needs,
-                                                    check.found)) +
-                     '\n';
-        }
-    }
-    return lines.empty() ? "" : title + '\n' + lines;
+Table::Style styleOf(Result result) {
+    return result == Result::ok        ? Table::Style::good
+           : result == Result::missing ? Table::Style::bad
+                                       : Table::Style::fair;
 }
 
-std::string describe(const std::vector<Check>& checks) {
-    const auto answer = [&checks](Use use) { return serves(checks, use) ? "yes" : "no"; };
-    return section(checks, Use::any, "In any case:") +
-           section(checks, Use::login, "For people (login):") +
-           section(checks, Use::serviceToken, "For services (service-token):") +
-           fmt::format("\nPeople can sign in: {}\nServices get tokens: {}", answer(Use::login),
-                       answer(Use::serviceToken));
+void addSection(Table& table, const std::vector<Check>& checks, Use use, const char* title) {
+    const auto isMine = [use](const Check& check) { return check.use == use; };
+    if (std::none_of(checks.begin(), checks.end(), isMine)) {
+        return;
+    }
+    table.add({{title, Table::Style::heading}});
+    for (const Check& check : checks) {
+        if (!isMine(check)) {
+            continue;
+        }
+        table.add({{std::string("  ") + nameOf(check.result), styleOf(check.result)},
+                   check.name,
+                   check.found});
+        if (check.result != Result::ok) {
+            table.add({"", "", "needs " + check.needs});
+            table.add({"", "-> " + check.remedy});
+        }
+    }
+    table.add({""});
+}
+
+std::string describe(const std::vector<Check>& checks, const OutputForm& form) {
+    Table table;
+    addSection(table, checks, Use::any, "In any case");
+    addSection(table, checks, Use::login, "For people (login)");
+    addSection(table, checks, Use::serviceToken, "For services (service-token)");
+    std::string text = table.text(form.width, form.isColoured);
+
+    Table answers;
+    const auto answer = [&](const char* question, Use use) {
+        const bool isServed = serves(checks, use);
+        answers.add({question,
+                     {isServed ? "yes" : "no", isServed ? Table::Style::good : Table::Style::bad}});
+    };
+    answer("People can sign in:", Use::login);
+    answer("Services get tokens:", Use::serviceToken);
+    return text + '\n' + answers.text(form.width, form.isColoured);
 }
 
 void runProvider(const ProviderOptions& options) {
@@ -140,7 +176,7 @@ void runProvider(const ProviderOptions& options) {
     if (options.json) {
         print(jsonOf(checks));
     } else {
-        print(describe(checks));
+        print(describe(checks, outputForm()));
     }
     const bool servesPeople = options.use != serviceToken && serves(checks, Use::login);
     const bool servesServices = options.use != login && serves(checks, Use::serviceToken);
@@ -161,6 +197,9 @@ void addProvider(CLI::App& app, std::function<void()>& chosen) {
         "people (login) and services (service-token) need. MISSING is what they cannot do\n"
         "without; what is advised may still work without. Whether the client is registered, and\n"
         "whether access tokens are JWTs that name it, only a request for a token shows.");
+    command->footer(
+        "docs/providers.md has the settings of well-known providers, and how to serve an amended\n"
+        "copy of a configuration.");
     options->address.addTo(*command);
     command->add_option("--scopes", options->scopes, "The scopes that will be asked for")
         ->type_name("SCOPES");

@@ -1,5 +1,7 @@
 #include "tool/ProviderChecks.h"
 
+#include "tool/Options.h"
+
 #include <cpprest/base_uri.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -68,72 +70,156 @@ bool isExposed(const std::string& url) {
     return parsed.scheme() == _XPLATSTR("http") && !isLoopback;
 }
 
+/// The list in the member, if it is one.
+class Offer {
+public:
+    Offer(const Json& configuration, const utility::string_t& name)
+        : m_list(textList(configuration, name)) {}
+
+    bool isThere() const { return m_list.has_value(); }
+    bool has(const std::string& text) const {
+        return m_list && std::find(m_list->begin(), m_list->end(), text) != m_list->end();
+    }
+    bool hasAll(const Texts& texts) const {
+        return m_list && std::all_of(texts.begin(), texts.end(),
+                                     [this](const std::string& text) { return has(text); });
+    }
+    std::string found() const { return quoted(m_list.value_or(Texts{})); }
+
+private:
+    std::optional<Texts> m_list;
+};
+
+/// What a document leaves out its provider may still do; what it denies no copy mends.
+const char* const addToCopy =
+    "Where the provider has it all the same, serve an amended copy of the configuration that says "
+    "so, and give its URL as --config-url.";
+
 class ConfigurationChecks {
 public:
-    ConfigurationChecks(const Json& configuration, std::string configUrl)
-        : m_configuration(configuration), m_configUrl(std::move(configUrl)) {}
+    ConfigurationChecks(const Json& configuration, const Asked& asked)
+        : m_configuration(configuration), m_asked(asked) {}
 
     void issuer() {
         const auto found = text(m_configuration, _XPLATSTR("issuer"));
-        add(Use::any, required(found.has_value()), "issuer", "a text", found.value_or("nothing"));
-        if (found) {
-            const bool endsWithSlash = !found->empty() && found->back() == '/';
-            const auto expected = found->substr(0, found->size() - (endsWithSlash ? 1 : 0)) +
-                                  "/.well-known/openid-configuration";
-            add(Use::any, advised(expected == m_configUrl), "configuration URL", expected,
-                m_configUrl);
+        const std::string shown = found.value_or("nothing");
+        add(Use::any, required(found.has_value()), "issuer", "a text", shown,
+            "An amended copy of the configuration can name what the provider's tokens have as "
+            "iss.");
+        if (!m_asked.issuer.empty()) {
+            add(Use::any, required(found == m_asked.issuer), "--issuer", m_asked.issuer, shown,
+                "If that is the provider that you mean, give its issuer exactly so; an amended "
+                "copy "
+                "wants --config-url.");
+        } else if (found) {
+            ProviderAddress usual;
+            usual.issuer = *found;
+            const std::string expected = usual.url();
+            add(Use::any, advised(expected == m_asked.configUrl), "configuration URL", expected,
+                m_asked.configUrl,
+                "An amended copy is elsewhere, and serves. Otherwise make sure that it is the "
+                "issuer that you mean.");
         }
     }
 
     void endpoint(Use use, const utility::string_t& name) {
         const auto found = text(m_configuration, name);
         add(use, required(found && isHttp(*found)), to_utf8string(name), "an http or https URL",
-            found.value_or("nothing"));
-        if (found && isExposed(*found)) {
-            m_exposed.push_back(*found);
+            found.value_or("nothing"), addToCopy);
+        if (found && isHttp(*found)) {
+            m_urls.push_back(*found);
+        }
+    }
+
+    /// The library sends it without.
+    void tokenQuery() {
+        const auto found = text(m_configuration, _XPLATSTR("token_endpoint"));
+        if (found && isHttp(*found) && !web::uri(to_string_t(*found)).query().empty()) {
+            add(Use::any, Result::advised, "token_endpoint", "no query: it is not sent", *found,
+                "Where the provider has the same endpoint without a query, an amended copy of the "
+                "configuration can name it.");
         }
     }
 
     void encryption() {
-        if (isExposed(m_configUrl)) {
-            m_exposed.push_back(m_configUrl);
-        }
-        add(Use::any, advised(m_exposed.empty()), "encryption", "https, except on this machine",
-            m_exposed.empty() ? "nothing else" : quoted(m_exposed));
+        Texts exposed = m_urls;
+        exposed.push_back(m_asked.configUrl);
+        exposed.erase(std::remove_if(exposed.begin(), exposed.end(),
+                                     [](const std::string& url) { return !isExposed(url); }),
+                      exposed.end());
+        add(Use::any, advised(exposed.empty()), "encryption", "https, except on this machine",
+            exposed.empty() ? "https, except on this machine" : quoted(exposed),
+            "Switch on https at the provider: secrets and tokens can be read on the way.");
     }
 
-    void list(Use use, Result (*weight)(bool), const utility::string_t& name, const Texts& needs) {
-        const auto found = textList(m_configuration, name);
-        const auto has = [&found](const std::string& need) {
-            return std::find(found->begin(), found->end(), need) != found->end();
+    /// A provider behind a proxy that does not know its own address names one inside.
+    void hosts() {
+        const auto hostOf = [](const std::string& url) {
+            return to_utf8string(web::uri(to_string_t(url)).host());
         };
-        add(use, weight(found && std::all_of(needs.begin(), needs.end(), has)), to_utf8string(name),
-            quoted(needs), quoted(found.value_or(Texts{})));
+        const auto issuer = text(m_configuration, _XPLATSTR("issuer"));
+        if (!issuer || !isHttp(*issuer)) {
+            return;
+        }
+        Texts others;
+        std::copy_if(m_urls.begin(), m_urls.end(), std::back_inserter(others),
+                     [&](const std::string& url) { return hostOf(url) != hostOf(*issuer); });
+        if (!others.empty()) {
+            add(Use::any, Result::advised, "hosts", hostOf(*issuer) + ", as the issuer's",
+                quoted(others),
+                "Some providers have several. Otherwise tell the provider its public address: it "
+                "may stand behind a proxy.");
+        }
     }
 
-    void scopes(const Texts& asked) {
+    void list(Use use, Result (*weight)(bool), const utility::string_t& name, const Texts& needs,
+              const std::string& remedy) {
+        const Offer offer(m_configuration, name);
+        const Result result = weight(offer.hasAll(needs));
+        add(use, result, to_utf8string(name), quoted(needs), offer.found(),
+            result == Result::missing && !offer.isThere() ? addToCopy : remedy);
+    }
+
+    void scopes() {
         const utility::string_t name = _XPLATSTR("scopes_supported");
-        const auto found = textList(m_configuration, name);
-        add(Use::any, required(found.has_value()), to_utf8string(name), "a list",
-            quoted(found.value_or(Texts{})));
+        const Offer offer(m_configuration, name);
+        add(Use::any, required(offer.isThere()), to_utf8string(name), "a list", offer.found(),
+            "An amended copy of the configuration can list them.");
+        const Texts asked = words(m_asked.scopes);
         if (asked.empty()) {
             return;
         }
         const bool hasOpenid = std::find(asked.begin(), asked.end(), "openid") != asked.end();
-        add(Use::login, required(hasOpenid), "scopes to ask for", "\"openid\"", quoted(asked));
-        list(Use::any, advised, name, asked);
+        add(Use::login, required(hasOpenid), "scopes to ask for", "\"openid\"", quoted(asked),
+            "Add it to --scopes: without it a provider gives no ID token.");
+        list(Use::any, advised, name, asked,
+             "Define the scope at the provider and allow it for the client; some have more than "
+             "they list.");
+    }
+
+    /// Demands of the provider that make it refuse the library's authorization requests.
+    void plainRequests() {
+        for (const utility::string_t name : {_XPLATSTR("require_pushed_authorization_requests"),
+                                             _XPLATSTR("require_signed_request_object")}) {
+            if (m_configuration.has_boolean_field(name) && m_configuration.at(name).as_bool()) {
+                add(Use::login, Result::missing, to_utf8string(name), "false", "true",
+                    "Switch it off: the authorization request goes out as a plain URL.");
+            }
+        }
     }
 
     std::vector<Check> take() { return std::move(m_checks); }
 
 private:
-    void add(Use use, Result result, std::string name, std::string needs, std::string found) {
-        m_checks.push_back({use, result, std::move(name), std::move(needs), std::move(found)});
+    void add(Use use, Result result, std::string name, std::string needs, std::string found,
+             std::string remedy) {
+        m_checks.push_back({use, result, std::move(name), std::move(needs), std::move(found),
+                            result == Result::ok ? "" : std::move(remedy)});
     }
 
     const Json& m_configuration;
-    const std::string m_configUrl;
-    Texts m_exposed;
+    const Asked& m_asked;
+    Texts m_urls;
     std::vector<Check> m_checks;
 };
 
@@ -153,6 +239,11 @@ bool isNamed(const Json& key) {
     return text(key, _XPLATSTR("kid")).has_value();
 }
 
+/// Its own word; tokens are judged by theirs.
+bool isForRs256(const Json& key) {
+    return text(key, _XPLATSTR("alg")).value_or("RS256") == "RS256";
+}
+
 }  // namespace
 
 bool isHttp(const std::string& url) {
@@ -165,27 +256,38 @@ bool isHttp(const std::string& url) {
            (uri.scheme() == _XPLATSTR("https") || uri.scheme() == _XPLATSTR("http"));
 }
 
-std::vector<Check> checkConfiguration(const Json& configuration, const std::string& configUrl,
-                                      const std::string& scopes) {
-    ConfigurationChecks checks(configuration, configUrl);
+std::vector<Check> checkConfiguration(const Json& configuration, const Asked& asked) {
+    ConfigurationChecks checks(configuration, asked);
     checks.issuer();
     checks.endpoint(Use::any, _XPLATSTR("authorization_endpoint"));
     checks.endpoint(Use::any, _XPLATSTR("token_endpoint"));
+    checks.tokenQuery();
     checks.endpoint(Use::login, _XPLATSTR("jwks_uri"));
     checks.encryption();
-    checks.scopes(words(scopes));
+    checks.hosts();
+    checks.scopes();
 
     const utility::string_t grants = _XPLATSTR("grant_types_supported");
     const utility::string_t authentication = _XPLATSTR("token_endpoint_auth_methods_supported");
-    checks.list(Use::login, required, _XPLATSTR("response_types_supported"), {"code id_token"});
-    checks.list(Use::login, required, _XPLATSTR("response_modes_supported"), {"form_post"});
-    checks.list(Use::login, required, grants, {"authorization_code", "refresh_token"});
-    checks.list(Use::login, required, _XPLATSTR("id_token_signing_alg_values_supported"),
-                {"RS256"});
-    checks.list(Use::login, advised, _XPLATSTR("code_challenge_methods_supported"), {"S256"});
-    checks.list(Use::login, advised, authentication, {"none"});
-    checks.list(Use::serviceToken, required, grants, {"client_credentials"});
-    checks.list(Use::serviceToken, advised, authentication, {"client_secret_post"});
+    checks.list(Use::login, required, _XPLATSTR("response_types_supported"), {"code id_token"},
+                "Switch on the hybrid flow at the provider, or the implicit flow beside that of "
+                "codes. One that has no hybrid flow cannot be used.");
+    checks.list(Use::login, required, _XPLATSTR("response_modes_supported"), {"form_post"},
+                "Switch it on at the provider. One that cannot post forms cannot be used.");
+    checks.list(Use::login, required, grants, {"authorization_code", "refresh_token"},
+                "Switch on these grants at the provider.");
+    checks.list(Use::login, required, _XPLATSTR("id_token_signing_alg_values_supported"), {"RS256"},
+                "Give the provider an RSA key, and have it sign ID tokens with RS256.");
+    checks.list(Use::login, advised, _XPLATSTR("code_challenge_methods_supported"), {"S256"},
+                "Switch on PKCE at the provider. It is used in any case, and guards the sign-in "
+                "only where the provider checks it.");
+    checks.list(Use::login, advised, authentication, {"none"},
+                "Register a public client, also called native: it redeems codes without a secret.");
+    checks.plainRequests();
+    checks.list(Use::serviceToken, required, grants, {"client_credentials"},
+                "Switch on this grant at the provider; some call it service accounts.");
+    checks.list(Use::serviceToken, advised, authentication, {"client_secret_post"},
+                "Register the client so that it sends its secret in the body.");
     return checks.take();
 }
 
@@ -195,11 +297,14 @@ std::optional<std::string> signingKeysUrl(const Json& configuration) {
 }
 
 std::vector<Check> checkSigningKeys(const Json& keySet) {
-    const auto check = [](bool fulfilled, const char* needs, const std::string& found) {
-        return Check{Use::login, required(fulfilled), "signing keys", needs, found};
+    const auto check = [](Result result, const char* needs, const std::string& found,
+                          const char* remedy) {
+        return Check{Use::login, result, "signing keys",
+                     needs,      found,  result == Result::ok ? "" : remedy};
     };
     if (!keySet.has_array_field(_XPLATSTR("keys"))) {
-        return {check(false, "a list of keys", "nothing")};
+        return {check(Result::missing, "a list of keys", "nothing",
+                      "This is not a key set: compare jwks_uri with the provider's pages.")};
     }
     const web::json::array& keys = keySet.at(_XPLATSTR("keys")).as_array();
     const auto count = [&keys](const auto& has) {
@@ -208,12 +313,23 @@ std::vector<Check> checkSigningKeys(const Json& keySet) {
     const auto readable = count(isReadable);
     const auto usable = count(isUsable);
     const auto named = count([](const Json& key) { return isUsable(key) && isNamed(key); });
-    const auto of = [](std::size_t some, std::size_t all) {
-        return fmt::format("{} of {}", some, all);
+    const auto fitting = count([](const Json& key) { return isUsable(key) && isForRs256(key); });
+    const auto of = [](std::size_t some, std::size_t all, const char* have) {
+        return fmt::format("{} of {} {}", some, all, have);
     };
-    return {check(readable == keys.size(), "kty and use in all", of(readable, keys.size())),
-            check(usable > 0, "one with kty RSA, use sig, n and e", of(usable, keys.size())),
-            check(named == usable, "kid in each of those", of(named, usable))};
+    const char* const copyKeys =
+        "No setting is known to help. An amended copy of the keys, named by an amended copy of the "
+        "configuration, serves until the provider changes its keys.";
+    return {
+        check(required(readable == keys.size()), "kty and use in all",
+              of(readable, keys.size(), "have kty and use"), copyKeys),
+        check(required(usable > 0), "one with kty RSA, use sig, n and e",
+              of(usable, keys.size(), "can be used"), "Give the provider an RSA key to sign with."),
+        check(required(named == usable), "kid in each of those", of(named, usable, "have a kid"),
+              copyKeys),
+        check(advised(fitting > 0 || usable == 0), "one of those with alg RS256, or without",
+              of(fitting, usable, "are for RS256"),
+              "Have the provider sign with RS256: tokens signed otherwise are refused.")};
 }
 
 }  // namespace tool

@@ -19,15 +19,22 @@ struct Check {
     std::string name;
     std::string needs;
     std::string found;
+    std::string remedy;  ///< where it is not ok
+};
+
+/// How a provider was asked for.
+struct Asked {
+    std::string configUrl;
+    std::string issuer;  ///< empty: any
+    std::string scopes;  ///< that a client will ask for; empty: not known
 };
 
 /// Whether it is the URL of something that a program or a browser can ask for.
 bool isHttp(const std::string& url);
 
 /// What the library asks of a configuration document before it uses the provider, and what it would
-/// come to need later. `scopes` are those that a client will ask for, or empty.
-std::vector<Check> checkConfiguration(const web::json::value& configuration,
-                                      const std::string& configUrl, const std::string& scopes);
+/// come to need later.
+std::vector<Check> checkConfiguration(const web::json::value& configuration, const Asked& asked);
 
 /// Where that document says the signing keys are, if it does.
 std::optional<std::string> signingKeysUrl(const web::json::value& configuration);

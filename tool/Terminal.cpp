@@ -3,18 +3,59 @@
 #if defined(_WIN32)
 #include <io.h>
 #else
+#include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
+#include <cstdlib>
+#include <string>
+
 namespace tool {
 
-bool isErrorTerminal() {
-    constexpr int standardError = 2;
+namespace {
+
+constexpr int standardOutput = 1;
+constexpr int standardError = 2;
+
+std::string variable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
 #if defined(_WIN32)
-    return _isatty(standardError) != 0;
+bool isTerminal(int descriptor) {
+    return _isatty(descriptor) != 0;
+}
+
+std::size_t outputWidth() {
+    return 0;
+}
 #else
-    return isatty(standardError) != 0;
+bool isTerminal(int descriptor) {
+    return isatty(descriptor) != 0;
+}
+
+/// Nothing for what is no terminal, or does not tell.
+std::size_t outputWidth() {
+    winsize size{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system has no other way to ask
+    return ioctl(standardOutput, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 #endif
+
+}  // namespace
+
+bool isErrorTerminal() {
+    return isTerminal(standardError);
+}
+
+OutputForm outputForm() {
+    constexpr std::size_t usualWidth = 100;
+    const std::size_t width = outputWidth();
+    const std::string terminal = variable("TERM");
+    const bool understandsColours =
+        isTerminal(standardOutput) && !terminal.empty() && terminal != "dumb";
+    return {width > 0 ? width : usualWidth, understandsColours && variable("NO_COLOR").empty()};
 }
 
 }  // namespace tool

@@ -1,8 +1,18 @@
 #pragma once
 
+#include <cstddef>
+
 namespace tool {
 
 /// Whether a person may be reading standard error.
 bool isErrorTerminal();
+
+/// How standard output is best written to.
+struct OutputForm {
+    std::size_t width;  ///< of a line, in characters
+    bool isColoured;    ///< never against NO_COLOR (of any value but the empty one)
+};
+
+OutputForm outputForm();
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // Signs in at the demo provider as a browser would, and posts the answer to the redirect URL:
-// node sign-in.mjs [--user NAME] [--deny] <authorization URL>
+// node sign-in.mjs [--user NAME] [--password TEXT] [--deny] <authorization URL>
 // Prints what the redirect URL answered; succeeds if that was 200.
 
 import { parseArgs } from 'node:util';
@@ -7,6 +7,7 @@ import { parseArgs } from 'node:util';
 const { values, positionals } = parseArgs({
     options: {
         user: { type: 'string', default: 'demo' },
+        password: { type: 'string' },
         deny: { type: 'boolean', default: false },
     },
     allowPositionals: true,
@@ -65,9 +66,12 @@ function filledForm(url, html) {
         return undefined;
     }
     const fields = new URLSearchParams();
+    const typed = { user: values.user, password: values.password };
     for (const [input] of html.matchAll(/<input [^>]*>/g)) {
         const name = attribute(input, 'name');
-        fields.append(name, name === 'user' ? values.user : attribute(input, 'value'));
+        if (attribute(input, 'type') !== 'checkbox') {
+            fields.append(name, typed[name] ?? attribute(input, 'value'));
+        }
     }
     const button = html.match(/<button name="action"[^>]*>/)?.[0];
     if (button) {
@@ -77,7 +81,7 @@ function filledForm(url, html) {
 }
 
 if (positionals.length !== 1) {
-    console.error('usage: sign-in.mjs [--user NAME] [--deny] <authorization URL>');
+    console.error('usage: sign-in.mjs [--user NAME] [--password TEXT] [--deny] <authorization URL>');
     process.exit(2);
 }
 const provider = new URL(positionals[0]).origin;

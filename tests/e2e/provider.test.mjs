@@ -7,7 +7,7 @@ import { createServer as createTlsServer } from 'node:tls';
 import test from 'node:test';
 
 import { makeCertificate } from './support/certificate.mjs';
-import { App, Command } from './support/command.mjs';
+import { App, Command, Service } from './support/command.mjs';
 import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
@@ -23,8 +23,22 @@ test('the demo provider serves people and services', async (t) => {
     const { code, stdout } = await examine(t, provider.configUrl, ...scopes);
     assert.equal(code, 0);
     assert.doesNotMatch(stdout, /MISSING|advised/);
-    assert.match(stdout, /People can sign in: yes\nServices get tokens: yes\n$/);
+    assert.match(stdout, /People can sign in: +yes\nServices get tokens: +yes\n$/);
 });
+
+for (const { end, code } of [{ end: '', code: 0 }, { end: '/', code: 4 }]) {
+    test(`the issuer with "${end}" behind it gives ${code}`, async (t) => {
+        const issuer = real.issuer + end;
+        const ended = await new Command(t, {}).run(['provider', '--json', '--issuer', issuer]);
+        assert.equal(ended.code, code, ended.stderr);
+        const { checks, login } = JSON.parse(ended.stdout);
+        const found = checks.filter(({ check }) => /^(--issuer|configuration URL)$/.test(check));
+        const { result, remedy, ...rest } = found.shift();
+        assert.deepEqual(rest, { use: null, check: '--issuer', needs: issuer, found: real.issuer });
+        assert.deepEqual([result, remedy === null, login], code ? ['MISSING', false, false] : ['ok', true, true]);
+        assert.deepEqual(found, []);
+    });
+}
 
 /// Answers with a configuration, or with signing keys, that differ from the real ones. Gives the
 /// URL of the configuration.
@@ -78,6 +92,12 @@ for (const { name, broken, args = [], missing, login = false, services = false }
             ),
         },
         missing: ['scopes_supported', 'response_modes_supported'],
+    },
+    {
+        name: 'requests that are pushed before',
+        broken: { configuration: { require_pushed_authorization_requests: true } },
+        missing: ['require_pushed_authorization_requests'],
+        services: true,
     },
     {
         name: 'members of other types',
@@ -151,6 +171,7 @@ for (const { name, broken, args = [], missing, login = false, services = false }
         const { code, stdout, stderr } = await examine(t, configUrl, '--json', ...args);
         const report = JSON.parse(stdout);
         const failed = report.checks.filter(({ result }) => result === 'MISSING');
+        assert.ok(report.checks.every(({ result, remedy }) => !remedy === (result === 'ok')));
         assert.deepEqual(
             { missing: failed.map(({ check }) => check), ...report },
             { missing, checks: report.checks, login, service_token: services },
@@ -162,6 +183,93 @@ for (const { name, broken, args = [], missing, login = false, services = false }
         assert.match(error ?? '', isServed ? /^$/ : /^this provider cannot be used/);
     });
 }
+
+const dated = (seconds, headers = {}) => ({
+    head: (_, response) => {
+        response.setHeader('Date', new Date(Date.now() + seconds * 1000).toUTCString());
+        response.setHeaders(new Map(Object.entries(headers)));
+    },
+});
+
+for (const { name, broken, advised = [], missing = [] } of [
+    {
+        name: 'a token endpoint with a query',
+        broken: { configuration: { token_endpoint: `${real.token_endpoint}?p=policy` } },
+        advised: ['token_endpoint'],
+    },
+    {
+        name: 'an endpoint inside',
+        broken: { configuration: { authorization_endpoint: 'http://idp.internal/auth' } },
+        advised: ['encryption', 'hosts'],
+    },
+    {
+        name: 'a configuration elsewhere',
+        broken: { configuration: { issuer: real.issuer } },
+        advised: ['configuration URL'],
+    },
+    { name: 'a key for other signatures', broken: keyWith({ alg: 'PS512' }), advised: ['signing keys'] },
+    { name: 'a key for any signature', broken: keyWith({ alg: undefined }) },
+    // A date has no fractions: what it tells is up to a second less.
+    { name: 'a clock ahead', broken: dated(3), advised: ['clock'] },
+    { name: 'a clock far ahead', broken: dated(7), missing: ['clock'] },
+    { name: 'a clock somewhat behind', broken: dated(-3) },
+    { name: 'a clock behind', broken: dated(-9), advised: ['clock'] },
+    { name: 'a clock behind, in a cache', broken: dated(-9, { Age: '9' }) },
+    { name: 'a clock in the year 9999', broken: dated(250e9), missing: ['clock'] },
+    { name: 'a date that is none', broken: dated(9, { Date: 'tomorrow' }) },
+]) {
+    test(`has a remedy for ${name}`, async (t) => {
+        const { stdout } = await examine(t, await startBroken(t, broken), '--json');
+        const { checks } = JSON.parse(stdout);
+        const having = (wanted) =>
+            checks.filter(({ result }) => result === wanted).map(({ check }) => check);
+        assert.deepEqual([having('advised'), having('MISSING')], [advised, missing]);
+        assert.ok(checks.every(({ result, remedy }) => !remedy === (result === 'ok')));
+    });
+}
+
+for (const { env, columns, coloured = false } of [
+    { env: { TERM: 'xterm' }, columns: 84, coloured: true },
+    { env: { TERM: 'xterm', NO_COLOR: '' }, columns: 130, coloured: true },
+    { env: { TERM: 'xterm', NO_COLOR: '0' }, columns: 84 },
+    { env: { TERM: 'dumb' }, columns: 84 },
+    { env: { TERM: 'xterm' } }, // a pipe
+]) {
+    const where = `${columns ?? 'no'} columns of a terminal with ${JSON.stringify(env)}`;
+    test(`fits into ${where}`, async (t) => {
+        const configuration = {
+            issuer: `https://${'\u00e9'.repeat(700)}`,
+            scopes_supported: Array.from({ length: 99 }, (_, i) => `scope-${i}`),
+        };
+        const url = await startBroken(t, { configuration });
+        const inTerminal = `script -qec "stty cols ${columns} && $*" /dev/null`;
+        const launcher = columns ? ['sh', '-c', inTerminal, '-'] : [];
+        const command = new Command(t, env);
+        const { stdout } = await command.run(['provider', '--config-url', url], { launcher });
+        const lines = stdout.replaceAll(/\x1b\[[0-9;]*m/g, '').split(/\r?\n/);
+        assert.equal(lines.join() !== stdout.split(/\r?\n/).join(), coloured);
+        const widest = Math.max(...lines.map(({ length }) => length));
+        const limit = columns ?? 100;
+        assert.ok(widest <= limit && widest > limit - 15, `${widest} of ${limit}: ${stdout}`);
+        // The issuer is cut after four lines, not within a character; all scopes would take more.
+        const start = lines.findIndex((line) => line.startsWith('  ok       issuer  '));
+        assert.match(lines[start + 3], /^ +\u00e9+ \.\.\.$/);
+        assert.match(lines.slice(start + 4).join('\n'), /"scope-5",(?!.*scope-60)/s);
+        assert.doesNotMatch(stdout, /\ufffd/);
+    });
+}
+
+test('an amended copy makes up for a member that is left out', async (t) => {
+    const there = { issuer: real.issuer, jwks_uri: real.jwks_uri };
+    const short = { configuration: { ...there, ...without('grant_types_supported') } };
+    for (const [broken, code] of [[short, 4], [{ configuration: there }, 0]]) {
+        const configUrl = await startBroken(t, broken);
+        const app = await App.make(t, configUrl);
+        const signedIn = await (code ? app.run(['login', '--no-browser']) : app.signIn());
+        const served = await new Service(t, configUrl).run();
+        assert.deepEqual([signedIn.code, served.code], [code, code], signedIn.stderr);
+    }
+});
 
 test('a provider that is not reached is a network error', async (t) => {
     const { code, stdout, stderr } = await examine(t, 'http://127.0.0.1:1/');

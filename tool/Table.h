@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tool {
+
+/// Rows of cells below each other in columns. The last cell of a row takes the rest of the line,
+/// however few come before it, and goes on below itself where it does not fit.
+class Table {
+public:
+    enum class Style : std::uint8_t { plain, heading, good, fair, bad };
+
+    struct Cell {
+        // By value: most are made of a text alone.
+        Cell(std::string shown) : text(std::move(shown)) {}
+        Cell(const char* shown) : text(shown) {}
+        Cell(std::string shown, Style look) : text(std::move(shown)), style(look) {}
+
+        std::string text;
+        Style style = Style::plain;
+    };
+
+    /// Redacts the cells: what others say must not control a terminal.
+    void add(std::vector<Cell> row);
+
+    /// Without a line end. `width` is that of a line, 0 for lines of any length: nothing goes on
+    /// below then, and nothing is cut.
+    std::string text(std::size_t width, bool isColoured) const;
+
+private:
+    std::vector<std::size_t> columnWidths() const;
+
+    std::vector<std::vector<Cell>> m_rows;
+};
+
+}  // namespace tool
