@@ -5,6 +5,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <list>
@@ -12,14 +13,21 @@
 
 namespace tool {
 
+namespace {
+
+std::atomic<bool> isTermination{false};
+
+}  // namespace
+
 /// Has threads of its own: those of the HTTP library are there only once a request needs them. Two,
 /// since cancelling may take its time, and a second Ctrl-C must be heard meanwhile.
 class Interrupt::Signals {
 public:
     explicit Signals(const Concurrency::cancellation_token_source& source) {
-        m_signals.async_wait([this, source](const boost::system::error_code& error, int) {
+        m_signals.async_wait([this, source](const boost::system::error_code& error, int signal) {
             if (!error) {
                 awaitSecond();
+                isTermination = signal == SIGTERM;
                 source.cancel();
             }
         });
@@ -61,5 +69,9 @@ Interrupt::Interrupt(const Concurrency::cancellation_token_source& source)
     : m_signals(std::make_unique<Signals>(source)) {}
 
 Interrupt::~Interrupt() = default;
+
+bool Interrupt::wasTermination() {
+    return isTermination;
+}
 
 }  // namespace tool

@@ -15,6 +15,9 @@ public:
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
+    /// Whether it was the request to terminate, which need not come from the user.
+    static bool wasTermination();
+
 private:
     class Signals;
 
