@@ -36,8 +36,8 @@ protected:
     /// `reports` are shell commands; what they write is the report.
     void makeBrowser(const std::string& name, const std::string& reports) const {
         const auto file = m_folder.path() / name;
-        std::ofstream(file) << "#!/bin/bash\n{ " << reports << "; } >" << report() << ".new\nmv "
-                            << report() << ".new " << report() << "\n";
+        std::ofstream(file) << "#!/bin/bash\n{ " << reports << "; } >" << report()
+                            << ".new\n/bin/mv " << report() << ".new " << report() << "\n";
         fs::permissions(file, fs::perms::owner_all);
     }
 
@@ -93,9 +93,20 @@ TEST_F(BrowserTest, StartsWhatTheUserChose) {
             EXPECT_EQ(takeReport(), each.report);
         }
     }
-    ::unsetenv("BROWSER");
-    EXPECT_TRUE(platform::openBrowser(url));
-    EXPECT_EQ(takeReport(), "xdg-open\n" + url + "\n");
+}
+
+TEST_F(BrowserTest, StartsTheFirstOfTheSystemsOpenersThatIsThere) {
+    ::setenv("PATH", m_folder.path().c_str(), 1);
+    const std::string url = "http://h/?a=%20%s";
+    EXPECT_FALSE(platform::openBrowser(url));
+    // Each is preferred to those before it.
+    for (const std::string opener :
+         {"gio", "x-www-browser", "sensible-browser", "wslview", "xdg-open"}) {
+        SCOPED_TRACE(opener);
+        makeBrowser(opener, R"(echo "${0##*/}"; printf '%s\n' "$@")");
+        EXPECT_TRUE(platform::openBrowser(url));
+        EXPECT_EQ(takeReport(), opener + (opener == "gio" ? "\nopen\n" : "\n") + url + "\n");
+    }
 }
 
 TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {

@@ -5,6 +5,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -13,6 +14,8 @@
 namespace tool {
 
 namespace {
+
+std::atomic<bool> isTermination{false};
 
 class InlineScheduler final : public Concurrency::scheduler_interface {
 public:
@@ -24,9 +27,10 @@ public:
 struct Signals::State {
     explicit State(Concurrency::cancellation_token_source cancelled)
         : source(std::move(cancelled)) {
-        signals.async_wait([this](const boost::system::error_code& error, int) {
+        signals.async_wait([this](const boost::system::error_code& error, int signal) {
             if (!error) {
                 awaitSecond();
+                isTermination = signal == SIGTERM;
                 cancel();
             }
         });
@@ -96,6 +100,10 @@ Interrupt::~Interrupt() {
     m_isOver = true;
     m_signals.waker()();
     m_thread.join();
+}
+
+bool Interrupt::wasTermination() {
+    return isTermination;
 }
 
 }  // namespace tool

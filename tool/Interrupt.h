@@ -49,6 +49,9 @@ public:
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
+    /// Whether it was the request to terminate, which need not come from the user.
+    static bool wasTermination();
+
 private:
     Signals m_signals;
     std::atomic<bool> m_isOver{false};

@@ -35,7 +35,7 @@ void runLogin(const LoginOptions& options) {
         throw UsageError("--no-store: login would keep nothing");
     }
     const UserToken user = getUserToken(options.request, options.signIn,
-                                        options.force ? SignIn::always : SignIn::ifNeeded);
+                                        options.force ? SignIn::always : SignIn::asked);
     if (options.request.json) {
         print(reportOf(user.token, options.request.record.storeName()));
     } else {

@@ -2,6 +2,7 @@
 #include "tool/Commands.h"
 #include "tool/Options.h"
 #include "tool/Output.h"
+#include "tool/SignInMark.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,6 +15,7 @@ namespace {
 
 void runLogout(const RecordOptions& record) {
     auto store = record.openStore();
+    SignInMark(record.signInMark()).remove();
     std::vector<std::uint8_t> bytes;
     store->read(bytes, false);
     if (bytes.empty()) {

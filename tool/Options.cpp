@@ -138,6 +138,10 @@ std::unique_ptr<RecordStore> RecordOptions::openStore() const {
     return opened;
 }
 
+std::filesystem::path RecordOptions::signInMark() const {
+    return none ? std::filesystem::path() : file().concat(".sign-in");
+}
+
 std::string RecordOptions::storeName() const {
     return none ? "nowhere" : keyring ? "the desktop's keyring" : file().string();
 }

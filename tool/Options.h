@@ -49,6 +49,8 @@ struct RecordOptions {
     /// The store, which has been read once: the library takes one that fails to read for an empty
     /// one. Throws what it threw.
     std::unique_ptr<RecordStore> openStore() const;
+    /// Where it is noted that a sign-in page waits for its user; empty where nothing is kept.
+    std::filesystem::path signInMark() const;
     /// For people.
     std::string storeName() const;
     /// By it those who get the token take turns, in all processes; whoever waits is told.

@@ -3,8 +3,11 @@
 #if defined(_WIN32)
 #include <io.h>
 #else
+#include <pwd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <vector>
 #endif
 
 #include <cstdlib>
@@ -56,6 +59,19 @@ OutputForm outputForm() {
     const bool understandsColours =
         isTerminal(standardOutput) && !terminal.empty() && terminal != "dumb";
     return {width > 0 ? width : usualWidth, understandsColours && variable("NO_COLOR").empty()};
+}
+
+std::string userName() {
+#if defined(_WIN32)
+    return variable("USERNAME");
+#else
+    constexpr std::size_t roomForEntry = 16384;
+    std::vector<char> room(roomForEntry);
+    passwd entry{};
+    passwd* found = nullptr;
+    getpwuid_r(geteuid(), &entry, room.data(), room.size(), &found);
+    return found == nullptr ? "" : found->pw_name;
+#endif
 }
 
 }  // namespace tool

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace tool {
 
@@ -14,5 +15,8 @@ struct OutputForm {
 };
 
 OutputForm outputForm();
+
+/// That of the person by whom the process runs; empty where the system knows none.
+std::string userName();
 
 }  // namespace tool

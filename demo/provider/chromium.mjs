@@ -23,7 +23,9 @@ export const launch = () =>
 /// Gives control of a Chromium that somebody else has started.
 export const connect = (webSocketUrl) => chromium.connectOverCDP(webSocketUrl);
 
-export const press = (page, label) => page.getByRole('button', { name: label }).click();
+/// Does not wait for the next page, which can stay away.
+export const press = (page, label) =>
+    page.getByRole('button', { name: label }).click({ noWaitAfter: true });
 
 /// On the first page of a sign-in.
 export async function enter(page, user) {

@@ -18,6 +18,7 @@ SIGTERM or SIGINT.
   --auto-login                 sign in as "demo" and consent without showing a page
   --tls-cert FILE              serve https with this certificate (PEM); needs --tls-key
   --tls-key FILE               private key of the certificate (PEM)
+  --form-action SOURCES        send "Content-Security-Policy: form-action SOURCES" with all pages
   --exit-with-stdin            end when standard input ends, that is with the parent process
   --help                       show this text
 `;
@@ -33,6 +34,7 @@ const options = {
     'auto-login': { type: 'boolean', default: false },
     'tls-cert': { type: 'string' },
     'tls-key': { type: 'string' },
+    'form-action': { type: 'string' },
     'exit-with-stdin': { type: 'boolean', default: false },
     help: { type: 'boolean', default: false },
 };
@@ -77,6 +79,7 @@ export function readOptions() {
             autoLogin: values['auto-login'],
             tlsCert: values['tls-cert'],
             tlsKey: values['tls-key'],
+            formAction: values['form-action'],
             exitWithStdin: values['exit-with-stdin'],
         };
     } catch (error) {

@@ -47,6 +47,16 @@ async function withholdRefreshToken(ctx, next) {
     }
 }
 
+/// What browsers send from these pages, and where to: also the form with which a sign-in ends.
+function formPolicy(sources) {
+    return async (ctx, next) => {
+        await next();
+        if (ctx.response.is('html')) {
+            ctx.set('Content-Security-Policy', `form-action ${sources}`);
+        }
+    };
+}
+
 /// Serves the sign-in and consent pages, or answers for the user where `autoLogin` is set.
 function interactions(provider, autoLogin) {
     async function consent({ params, grantId }, accountId) {
@@ -132,6 +142,9 @@ server.listen(options.port, '127.0.0.1', () => {
     }
     if (options.lastingRefreshTokens) {
         provider.use(withholdRefreshToken);
+    }
+    if (options.formAction) {
+        provider.use(formPolicy(options.formAction));
     }
     provider.use(interactions(provider, options.autoLogin));
     server.on('request', provider.callback());

@@ -112,7 +112,11 @@ private:
     std::vector<std::filesystem::path> m_paths;
 };
 
-/// The user's choice, or none.
+/// They know the default browser: the desktop's, that of the Windows around us, Debian's, GNOME's.
+constexpr std::array openers{"xdg-open", "wslview", "sensible-browser", "x-www-browser",
+                             "gio open"};
+
+/// The user's choice, else the system's: the first that is there is taken.
 std::vector<Program> programsFor(const std::string& url) {
     std::vector<Program> programs;
     for (const auto& command : split(variable("BROWSER"), ":")) {
@@ -121,7 +125,9 @@ std::vector<Program> programsFor(const std::string& url) {
         }
     }
     if (programs.empty()) {
-        programs.emplace_back("xdg-open", url);
+        for (const char* const command : openers) {
+            programs.emplace_back(command, url);
+        }
     }
     return programs;
 }

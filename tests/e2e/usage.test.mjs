@@ -35,6 +35,18 @@ for (const { command = 'service-token', args = [], env, says } of [
     { env: { http_proxy: 'socks5://127.0.0.1:1080' }, says: /http_proxy.*socks5/ },
     { env: { HOME: undefined }, says: /--store/ },
     { command: 'login', args: ['--redirect-url', 'https://127.0.0.1/'], says: /--redirect-url.*http,/ },
+    {
+        command: 'login',
+        args: ['--authorization-parameter', `client_secret=${secret}`],
+        says: /--authorization-parameter: .*client_secret\n/,
+    },
+    { command: 'login', args: ['--authorization-parameter', `=${secret}`], says: /must be NAME=VALUE\n/ },
+    { command: 'login', args: ['--authorization-parameter', 'name'], says: /must be NAME=VALUE\n/ },
+    {
+        command: 'login',
+        args: ['--prompt', 'login', '--authorization-parameter', `prompt=${secret}`],
+        says: /--authorization-parameter: prompt /,
+    },
     { command: 'status', env: { OIDCAUTH_CLIENT_ID: undefined }, says: /--client-id.*--store/ },
     { command: 'provider', args: ['--for', 'people'], says: /--for/ },
 ]) {

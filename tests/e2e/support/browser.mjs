@@ -1,6 +1,7 @@
 // The browser of a user: Chromium, started by the program that opens it.
 
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import {
     existsSync,
     mkdirSync,
@@ -44,7 +45,8 @@ export class Browser {
     #profile;
     #pidFile;
 
-    constructor(t) {
+    /// `authority` is a PEM file that its user has told it to trust, `flags` are further ones.
+    constructor(t, { authority, flags = [] } = {}) {
         const folder = mkdtempSync(join(tmpdir(), 'oidcauth-e2e-browser-'));
         this.#profile = join(folder, 'profile');
         this.#pidFile = join(folder, 'pid');
@@ -56,6 +58,7 @@ export class Browser {
             ...['--headless', '--no-first-run', '--disable-gpu', '--disable-dev-shm-usage'],
             ...[`--user-data-dir=${this.#profile}`, '--remote-debugging-port=0'],
             ...chromium.flags,
+            ...flags,
         ];
         const script = [
             '#!/bin/sh',
@@ -64,6 +67,9 @@ export class Browser {
             `exec ${words.map(quoted).join(' ')} "$@"`,
         ];
         writeFileSync(this.command, `${script.join('\n')}\n`, { mode: 0o700 });
+        if (authority) {
+            this.#trust(join(folder, '.pki/nssdb'), authority);
+        }
         t.after(async () => {
             await this.close();
             await remove(folder);
@@ -78,6 +84,14 @@ export class Browser {
         const browser = await chromium.connect(await Promise.race([this.#debugger(), ended]));
         const [context] = browser.contexts();
         return context.pages()[0] ?? context.waitForEvent('page');
+    }
+
+    /// Neither the system's authorities nor SSL_CERT_FILE count for it.
+    #trust(database, authority) {
+        const certutil = (...args) => execFileSync('certutil', [...args, '-d', `sql:${database}`]);
+        mkdirSync(database, { recursive: true });
+        certutil('-N', '--empty-password');
+        certutil('-A', '-n', 'authority', '-t', 'C,,', '-i', authority);
     }
 
     /// The address of the interface that controls it; Chromium writes it to a file.

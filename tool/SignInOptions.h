@@ -1,0 +1,32 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tool {
+
+/// How a user signs in.
+struct SignInOptions {
+    /// Free on most machines: outside the range from which systems give ports to programs that ask
+    /// for any.
+    std::vector<std::string> redirectUrls{"http://127.0.0.1:17419/callback",
+                                          "http://127.0.0.1:23419/callback",
+                                          "http://127.0.0.1:28419/callback"};
+    bool noBrowser = false;
+    std::string loginHint;
+    std::string prompt;
+    std::vector<std::string> authorizationParameters;  // NAME=VALUE
+
+    void addTo(CLI::App& command);
+
+    // These throw UsageError for what cannot be used.
+
+    void check() const;
+    /// Names and values for the address of the sign-in page.
+    std::vector<std::pair<std::string, std::string>> parameters() const;
+};
+
+}  // namespace tool
