@@ -28,7 +28,7 @@ RequiresUserAuthException tooEarly(SignInMark::Clock::time_point endOfPause) {
 bool wasAnswered(const std::exception_ptr& failure) {
     const OIDCError::Kind kind = OIDCError::of(failure).kind();
     return kind != OIDCError::Kind::nobodySignedIn &&
-           (kind != OIDCError::Kind::cancelled || !Interrupt::wasTermination());
+           (kind != OIDCError::Kind::cancelled || !Signals::wasTermination());
 }
 
 }  // namespace

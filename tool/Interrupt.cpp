@@ -88,6 +88,10 @@ std::function<void()> Signals::waker() const {
     return [context = m_state->context] { context->stop(); };
 }
 
+bool Signals::wasTermination() {
+    return isTermination;
+}
+
 Concurrency::task_options atOnce() {
     // Shared: nothing static, which the end of the process could take away from another thread.
     return {Concurrency::scheduler_ptr(std::make_shared<InlineScheduler>())};
@@ -100,10 +104,6 @@ Interrupt::~Interrupt() {
     m_isOver = true;
     m_signals.waker()();
     m_thread.join();
-}
-
-bool Interrupt::wasTermination() {
-    return isTermination;
 }
 
 }  // namespace tool

@@ -23,6 +23,9 @@ public:
     void run(const std::function<bool()>& isOver) const;
     std::function<void()> waker() const;
 
+    /// Whether what was heard was the request to terminate, which need not come from the user.
+    static bool wasTermination();
+
 private:
     struct State;
 
@@ -48,9 +51,6 @@ public:
     ~Interrupt();
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
-
-    /// Whether it was the request to terminate, which need not come from the user.
-    static bool wasTermination();
 
 private:
     Signals m_signals;
