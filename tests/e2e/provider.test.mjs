@@ -208,6 +208,7 @@ for (const { name, broken, advised = [], missing = [] } of [
         advised: ['configuration URL'],
     },
     { name: 'a key for other signatures', broken: keyWith({ alg: 'PS512' }), advised: ['signing keys'] },
+    { name: 'a key for no signature here', broken: keyWith({ kty: 'EC' }), missing: ['signing keys'] },
     { name: 'a key for any signature', broken: keyWith({ alg: undefined }) },
     // A date has no fractions: what it tells is up to a second less.
     { name: 'a clock ahead', broken: dated(3), advised: ['clock'] },
