@@ -13,8 +13,6 @@ namespace tool {
 
 namespace {
 
-constexpr const char* defaultVariable = "OIDCAUTH_CLIENT_SECRET";
-
 // What is given to an option where a name belongs may be the secret itself: the messages name the
 // option only.
 
@@ -61,13 +59,13 @@ std::string readText(const ClientSecretSource& source, std::istream& standardInp
         return readAll(standardInput, "--client-secret-stdin");
     }
     const bool isNamed = !source.environmentVariable.empty();
-    const auto text = readVariable(isNamed ? source.environmentVariable : defaultVariable);
+    const auto text = readVariable(isNamed ? source.environmentVariable : clientSecretVariable);
     if (!text) {
         throw UsageError(isNamed ? "--client-secret-env: that variable is not set"
                                  : std::string("no client secret: give --client-secret-file, "
                                                "--client-secret-env or --client-secret-stdin, or "
                                                "set ") +
-                                       defaultVariable);
+                                       clientSecretVariable);
     }
     return *text;
 }

@@ -8,6 +8,9 @@
 
 namespace tool {
 
+/// The environment variable of a secret whose source is not given.
+constexpr const char* clientSecretVariable = "OIDCAUTH_CLIENT_SECRET";
+
 /// Where a client secret comes from. Never the command line: every user of the machine can read
 /// that of every process.
 struct ClientSecretSource {
@@ -16,7 +19,7 @@ struct ClientSecretSource {
     bool standardInput = false;
 };
 
-/// Reads the secret from the one source that is set, or else from OIDCAUTH_CLIENT_SECRET. One line
+/// Reads the secret from the one source that is set, or else from that variable. One line
 /// end behind it is not part of it. Throws UsageError when there is none.
 CString readClientSecret(const ClientSecretSource& source, std::istream& standardInput);
 

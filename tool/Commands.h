@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -14,6 +16,9 @@ void addStatus(CLI::App& app, std::function<void()>& chosen);
 void addLogout(CLI::App& app, std::function<void()>& chosen);
 void addServiceToken(CLI::App& app, std::function<void()>& chosen);
 void addProfiles(CLI::App& app, std::function<void()>& chosen);
+/// `program` is what the command line has behind "--".
+void addExec(CLI::App& app, const std::vector<std::string>& program, std::function<void()>& chosen);
+void addKeep(CLI::App& app, std::function<void()>& chosen);
 void addProvider(CLI::App& app, std::function<void()>& chosen);
 
 }  // namespace tool

@@ -23,24 +23,53 @@ bool reserveStandardStreams() {
 
 void surviveFailedWrites() {}
 
+void restoreInherited() {}
+
 void requireDescriptors() {}
 
 #else
+
+namespace {
+
+std::array<bool, 3> wasClosed{};  // by standard stream
+
+struct Ignored {
+    int number;
+    void (*before)(int);
+};
+std::array<Ignored, 2> ignored{{{SIGPIPE, SIG_DFL}, {SIGXFSZ, SIG_DFL}}};
+
+}  // namespace
 
 bool reserveStandardStreams() {
     // In this order: what is opened gets the lowest number that is free.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const int wrongWay = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", wrongWay) != stream) {
+        if (::fcntl(stream, F_GETFD) >= 0) {
+            continue;
+        }
+        if (::open("/dev/null", wrongWay) != stream) {
             return false;
         }
+        wasClosed.at(static_cast<std::size_t>(stream)) = true;
     }
     return true;
 }
 
 void surviveFailedWrites() {
-    for (const int number : {SIGPIPE, SIGXFSZ}) {
-        (void)std::signal(number, SIG_IGN);
+    for (Ignored& signal : ignored) {
+        signal.before = std::signal(signal.number, SIG_IGN);
+    }
+}
+
+void restoreInherited() {
+    for (const Ignored& signal : ignored) {
+        (void)std::signal(signal.number, signal.before);
+    }
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (wasClosed.at(static_cast<std::size_t>(stream))) {
+            ::close(stream);
+        }
     }
 }
 

@@ -105,6 +105,8 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
         return {ExitCode::Interrupted, "interrupted"};
     } catch (const UsageError& error) {
         return {ExitCode::Usage, error.what()};
+    } catch (const ProgramError& error) {
+        return {error.code(), error.what()};
     } catch (const standalone::ProxySettingsError& error) {
         return {ExitCode::Usage, error.what()};
     } catch (const auth::RequiresUserAuthException& error) {

@@ -14,23 +14,23 @@ namespace tool {
 namespace {
 
 /// Sooner than the library's own limit, so that it does not ask the provider after all.
-bool serves(const auth::COIDCToken& token, const RequestOptions& request) {
+bool serves(const auth::COIDCToken& token, const RequestOptions& request,
+            unsigned int minValidity) {
     const auto now = auth::COIDCToken::TimePoint::clock::now();
     return token.validateClientID({request.record.clientId}) &&
            token.validateScopes({request.scopes}) &&
-           token.expiresAt() - now >
-               std::chrono::minutes(request.minValidity) + std::chrono::seconds(30);
+           token.expiresAt() - now > std::chrono::minutes(minValidity) + std::chrono::seconds(30);
 }
 
 }  // namespace
 
-void confirmIssuer(const RequestOptions& request, RecordStore& store) {
+void confirmIssuer(const RequestOptions& request, unsigned int minValidity, PlainStore& store) {
     const std::string& issuer = request.record.provider.issuer;
     if (issuer.empty()) {
         return;
     }
     const auto token = storedToken(store);
-    if (token && serves(*token, request)) {
+    if (token && serves(*token, request, minValidity)) {
         return;
     }
     const std::string url = request.record.provider.url();

@@ -1,49 +1,94 @@
+#include "tool/ServiceToken.h"
+
 #include "auth/COIDCHelper.h"
-#include "tool/Asking.h"
-#include "tool/ClientSecret.h"
 #include "tool/Commands.h"
 #include "tool/Issuer.h"
 #include "tool/ObservedStore.h"
-#include "tool/Options.h"
+#include "tool/Output.h"
 #include "tool/TokenOutput.h"
 
+#include <chrono>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace tool {
 
 namespace {
 
+const RequestOptions& checked(const RequestOptions& request) {
+    request.prepare();
+    return request;
+}
+
+class ServiceTokens final : public TokenSource {
+public:
+    ServiceTokens(const RequestOptions& request, const ClientSecretSource& secret)
+        : m_options(checked(request)),
+          m_secret(readClientSecret(secret, std::cin).toUtf8()),
+          m_kept(request.record.openStore()),
+          m_helper(std::make_unique<ObservedStore>(m_kept, m_record),
+                   auth::COIDCHelper::makeExclusivePermit(), request.logger()) {}
+
+    const std::string& url() const override { return m_url; }
+
+    Concurrency::task<auth::COIDCToken> request(
+        unsigned int minValidity, const Concurrency::cancellation_token& cancellation) override {
+        confirmIssuer(m_options, minValidity, *m_kept);
+        return m_helper.getOIDCTokenClientCredentialsAsync(
+            {url(), m_options.record.clientId, m_secret, m_options.scopes,
+             std::chrono::minutes(minValidity)},
+            cancellation);
+    }
+
+    bool wasStored() const override { return !m_record->wasWritten(); }
+
+    /// Another one can be had at any time.
+    void discard() override { m_kept->clear(); }
+
+private:
+    const RequestOptions m_options;
+    const std::string m_url = m_options.record.provider.url();
+    const std::string m_secret;
+    const std::shared_ptr<RecordStore> m_kept;
+    const std::shared_ptr<ObservedStore::Record> m_record =
+        std::make_shared<ObservedStore::Record>();
+    auth::COIDCHelper m_helper;  // the last one: its requests use the others
+};
+
 struct ServiceTokenOptions {
     RequestOptions request;
+    OutputOptions output;
     ClientSecretSource secret;
 };
 
 void runServiceToken(const ServiceTokenOptions& options) {
     const RequestOptions& request = options.request;
-    request.prepare();
-    const CString secret = readClientSecret(options.secret, std::cin);
-    const std::shared_ptr<RecordStore> store = request.record.openStore();
-    const auto record = std::make_shared<ObservedStore::Record>();
-    auth::COIDCHelper helper(std::make_unique<ObservedStore>(store, record),
-                             auth::COIDCHelper::makeExclusivePermit(), request.logger());
-    const std::string url = request.record.provider.url();
-    confirmIssuer(request, *store);
-    ask(url, [&](const auto& cancellation) {
-        return helper.getAccessTokenClientCredentialsAsync(url, request.record.clientId, secret,
-                                                           request.scopes, request.minValidity,
-                                                           cancellation);
-    });
-    auth::COIDCToken token = record->token();
-    if (!isBearerToken(token.accessToken().toUtf8())) {
-        store->clear();  // the next one may be better, and can be had at any time
-    }
-    printToken(std::move(token), TokenKind::access, request.json);
+    const TokenOutput output(TokenKind::access, options.output.chosen(request.json));
+    const auto tokens = openServiceTokens(request, options.secret);
+    print(output.text(freshToken(*tokens, TokenKind::access, request.minValidity)));
 }
 
 }  // namespace
+
+CLI::Option_group* addClientSecret(CLI::App& command, ClientSecretSource& secret) {
+    auto* const sources = command.add_option_group(
+        "Client secret", "One of these, or else the environment variable OIDCAUTH_CLIENT_SECRET");
+    sources->add_option("--client-secret-file", secret.file, "Read it from this file")
+        ->type_name("FILE");
+    sources
+        ->add_option("--client-secret-env", secret.environmentVariable,
+                     "Read it from this environment variable")
+        ->type_name("NAME");
+    sources->add_flag("--client-secret-stdin", secret.standardInput, "Read it from standard input");
+    sources->require_option(0, 1);
+    return sources;
+}
+
+std::unique_ptr<TokenSource> openServiceTokens(const RequestOptions& request,
+                                               const ClientSecretSource& secret) {
+    return std::make_unique<ServiceTokens>(request, secret);
+}
 
 void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<ServiceTokenOptions>();
@@ -54,20 +99,9 @@ void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
         "the provider is asked and the new token is stored. Standard output carries nothing but\n"
         "the token.");
     options->request.addTo(*command);
-    addJson(*command, options->request.json, "Print token, expiry and scopes as JSON");
-
-    auto* const sources = command->add_option_group(
-        "Client secret", "One of these, or else the environment variable OIDCAUTH_CLIENT_SECRET");
-    sources->add_option("--client-secret-file", options->secret.file, "Read it from this file")
-        ->type_name("FILE");
-    sources
-        ->add_option("--client-secret-env", options->secret.environmentVariable,
-                     "Read it from this environment variable")
-        ->type_name("NAME");
-    sources->add_flag("--client-secret-stdin", options->secret.standardInput,
-                      "Read it from standard input");
-    sources->require_option(0, 1);
-
+    options->output.addTo(*command);
+    addJson(*command, options->request.json, "As --output json: token, expiry and scopes");
+    addClientSecret(*command, options->secret);
     command->footer(
         "Example:\n"
         "  oidcauth service-token --config-url https://id.example/.well-known/openid-configuration "

@@ -4,8 +4,10 @@
 #include "tool/AskedUser.h"
 #include "tool/Options.h"
 #include "tool/SignInOptions.h"
+#include "tool/TokenSource.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace tool {
 
@@ -19,5 +21,9 @@ struct UserToken {
 /// The token of a user. Tells the user on standard error what to do where a sign-in is needed and
 /// allowed. Throws UsageError for options that cannot be followed, and what the library throws.
 UserToken getUserToken(const RequestOptions& request, const SignInOptions& options, SignIn signIn);
+
+/// The same for who asks several times.
+std::unique_ptr<TokenSource> openUserTokens(const RequestOptions& request,
+                                            const SignInOptions& options, SignIn signIn);
 
 }  // namespace tool

@@ -1,5 +1,7 @@
 #include "tool/Commands.h"
+#include "tool/Output.h"
 #include "tool/TokenOutput.h"
+#include "tool/TokenSource.h"
 #include "tool/UserToken.h"
 
 #include <memory>
@@ -11,14 +13,16 @@ namespace {
 
 struct UserTokenOptions {
     RequestOptions request;
+    OutputOptions output;
     SignInOptions signIn;
     bool maySignIn = false;
 };
 
 void runUserToken(const UserTokenOptions& options, TokenKind kind) {
-    const UserToken user = getUserToken(options.request, options.signIn,
-                                        options.maySignIn ? SignIn::ifNeeded : SignIn::never);
-    printToken(user.token, kind, options.request.json);
+    const TokenOutput output(kind, options.output.chosen(options.request.json));
+    const auto tokens = openUserTokens(options.request, options.signIn,
+                                       options.maySignIn ? SignIn::ifNeeded : SignIn::never);
+    print(output.text(freshToken(*tokens, kind, options.request.minValidity)));
 }
 
 void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,
@@ -32,7 +36,8 @@ void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,
             "--sign-in is the user asked; else oidcauth login does that. Standard output carries\n"
             "nothing but the token.");
     options->request.addTo(*command);
-    addJson(*command, options->request.json, "Print token, expiry and scopes as JSON");
+    options->output.addTo(*command);
+    addJson(*command, options->request.json, "As --output json: token, expiry and scopes");
     command->add_flag("--sign-in", options->maySignIn,
                       "Ask the user to sign in where that is needed");
     options->signIn.addTo(*command);

@@ -11,12 +11,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -25,7 +27,8 @@ using tool::ExitCode;
 
 constexpr const char* exitCodes =
     "Exit codes: 0 success, 1 system, 2 usage, 3 sign-in needed, 4 the provider refused or\n"
-    "answered wrongly, 5 network, 6 token store, 130 interrupted.\n"
+    "answered wrongly, 5 network, 6 token store, 130 interrupted. The program that exec runs\n"
+    "ends it with its own.\n"
     "What is not given on the command line is taken from the environment, then from a\n"
     "profile in ~/.config/oidcauth/config.toml, where it has the long option's name.\n"
     "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
@@ -50,9 +53,12 @@ public:
 
 /// Whether what ends the process is to be JSON, even where the command line cannot be read.
 bool asksForJson(int argc, char** argv) {
-    const std::vector<std::string> arguments(argv, argv + argc);
-    const auto end = std::find(arguments.begin(), arguments.end(), "--");
-    return std::find(arguments.begin(), end, "--json") != end;
+    std::string previous;
+    return std::any_of(argv, argv + argc, [&previous](const std::string& argument) {
+        const bool isFormat = std::exchange(previous, argument) == "--output";
+        return argument == "--json" || argument == "--output=json" ||
+               (isFormat && argument == "json");
+    });
 }
 
 ExitCode report(const std::exception_ptr& failure, bool asJson) {
@@ -116,6 +122,18 @@ void refuseFlagValues(CLI::App& app) {
     }
 }
 
+/// What stands behind "--", which is a program with its arguments: none of it is for the parser.
+std::vector<std::string> takeProgram(int& argc, char** argv) {
+    char** const end = argv + argc;
+    char** const mark = std::find_if(
+        argv, end, [](const char* argument) { return std::strcmp(argument, "--") == 0; });
+    if (mark == end) {
+        return {};
+    }
+    argc = static_cast<int>(mark - argv);
+    return {mark + 1, end};
+}
+
 /// As of a variable that is not set, in quotes. The parser can go on for ever over one, and no
 /// option has a use for it.
 void refuseEmptyArguments(int argc, char** argv) {
@@ -137,6 +155,7 @@ void run(const std::function<void()>& command, CLI::App& chosen) {
 }
 
 ExitCode run(int argc, char** argv) {
+    const std::vector<std::string> program = takeProgram(argc, argv);
     const bool asJson = asksForJson(argc, argv);
     CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
     app.formatter(std::make_shared<Formatter>());
@@ -153,12 +172,17 @@ ExitCode run(int argc, char** argv) {
     tool::addLogout(app, command);
     tool::addServiceToken(app, command);
     tool::addProfiles(app, command);
+    tool::addExec(app, program, command);
+    tool::addKeep(app, command);
     tool::addProvider(app, command);
     refuseFlagValues(app);
     try {
         try {
             refuseEmptyArguments(argc, argv);
             app.parse(argc, argv);
+            if (!program.empty() && !app.got_subcommand("exec")) {
+                throw CLI::ArgumentMismatch("only exec takes a program behind --");
+            }
         } catch (const CLI::ParseError& error) {
             if (app.exit(error) != 0) {
                 return ExitCode::Usage;

@@ -60,7 +60,7 @@ export function configuration(options) {
                     : options.accessTokenTtl,
             ClientCredentials: options.accessTokenTtl,
             RefreshToken: options.refreshTokenTtl || 1, // 0 would be refused, though none is issued
-            IdToken: 3600,
+            IdToken: options.idTokenTtl,
             Interaction: 3600,
             Grant: 14 * day,
             Session: 14 * day,

@@ -11,6 +11,7 @@ SIGTERM or SIGINT.
   --log FILE                   append one JSON line per request to FILE
   --access-token-ttl SECONDS   lifetime of access tokens (3600)
   --first-token-ttl SECONDS    lifetime of the access token that comes with a sign-in (the same)
+  --id-token-ttl SECONDS       lifetime of ID tokens (3600)
   --refresh-token-ttl SECONDS  lifetime of refresh tokens (1209600); 0: issue none
   --lasting-refresh-tokens     a refresh token serves on, and the answer to a refresh has none
   --service-secret SECRET      secret of the client demo-service; default: the environment's
@@ -28,6 +29,7 @@ const options = {
     log: { type: 'string' },
     'access-token-ttl': { type: 'string', default: '3600' },
     'first-token-ttl': { type: 'string' },
+    'id-token-ttl': { type: 'string', default: '3600' },
     'refresh-token-ttl': { type: 'string', default: '1209600' },
     'lasting-refresh-tokens': { type: 'boolean', default: false },
     'service-secret': { type: 'string' },
@@ -73,6 +75,7 @@ export function readOptions() {
             log: values.log,
             accessTokenTtl: integer(values, 'access-token-ttl', 1),
             firstTokenTtl: integer(values, 'first-token-ttl', 1),
+            idTokenTtl: integer(values, 'id-token-ttl', 1),
             refreshTokenTtl: integer(values, 'refresh-token-ttl', 0),
             lastingRefreshTokens: values['lasting-refresh-tokens'],
             serviceSecret: serviceSecret(values),

@@ -24,6 +24,24 @@ for (const { command = 'service-token', args = [], env, says } of [
     { args: ['--min-validity', '4294967296'], says: /--min-validity/ },
     { args: ['--client-id'], says: /--client-id/ },
     { args: ['', '--keyring'], says: /empty/ },
+    { args: ['--output', secret], says: /--output/ },
+    { args: ['--output', 'header', '--json'], says: /--json and --output/ },
+    ...['{', '[]', '{"apiVersion":1}', '{"apiVersion":"client.authentication.k8s.io/v1alpha1"}'].map((info) => ({
+        args: ['--output', 'exec-credential'],
+        env: { KUBERNETES_EXEC_INFO: info },
+        says: /KUBERNETES_EXEC_INFO/,
+    })),
+    { args: ['--', 'true'], says: /only exec/ },
+    { command: 'exec', args: ['--service'], says: /no program .*--/ },
+    { command: 'exec', args: ['--service', '--'], says: /no program .*--/ },
+    { command: 'exec', args: ['--service', '--id-token', '--', 'true'], says: /--id-token/ },
+    { command: 'exec', args: ['--client-secret-stdin', '--', 'true'], says: /--service/ },
+    ...[secret, '1a', 'a=b', 'a-b'].map((name) => ({
+        command: 'exec',
+        args: ['--service', '--env', name, '--', 'true'],
+        says: /--env: not the name/,
+    })),
+    { command: 'keep', args: ['--service'], says: /FILE/ },
     { args: ['--scopes', ''], says: /empty/ },
     { env: { OIDCAUTH_SCOPES: undefined }, says: /--scopes is required/ },
     { args: ['--scopes', ' '], says: /--scopes/ },
@@ -57,7 +75,7 @@ for (const { command = 'service-token', args = [], env, says } of [
         assert.equal(code, 2, stderr);
         assert.equal(stdout, '');
         assert.match(stderr, says);
-        assert.match(stderr, /^oidcauth: /);
+        assert.match(stderr, /^(oidcauth: |\{"error":)/);
         assert.ok(!stderr.includes(secret), 'who reads the log learns the secret');
     });
 }

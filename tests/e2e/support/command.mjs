@@ -16,7 +16,7 @@ const command = process.env.OIDCAUTH_COMMAND;
 const signInScript = join(process.env.OIDCAUTH_SOURCE_DIR, 'demo/provider/sign-in.mjs');
 
 /// Kills what hangs. Exchanges end by themselves after 30 s, so a test fails well before that.
-const limit = 20_000;
+const usualLimit = 20_000;
 
 /// Nothing of the caller's gets in, proxies least of all, but what sanitizers are told.
 export function inherited() {
@@ -75,8 +75,9 @@ export class Command {
 
     /// Gives the process, with what it `prints` on standard output and `says` on standard error,
     /// and a promise of how it ended. `launcher` is a command that ends in running the arguments
-    /// behind its own; an `input` of null leaves standard input open.
-    start(args, { env = {}, input = '', launcher = [] } = {}) {
+    /// behind its own; an `input` of null leaves standard input open; what takes its time has a
+    /// `limit` of its own.
+    start(args, { env = {}, input = '', launcher = [], limit = usualLimit } = {}) {
         const [file, ...rest] = [...launcher, command, ...args];
         const child = spawn(file, rest, {
             cwd: this.home,

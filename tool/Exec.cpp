@@ -1,0 +1,108 @@
+#include "tool/Authorities.h"
+#include "tool/ClientSecret.h"
+#include "tool/Commands.h"
+#include "tool/ExitCode.h"
+#include "tool/Program.h"
+#include "tool/SourceOptions.h"
+#include "tool/TokenFile.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+struct ExecOptions {
+    SourceOptions source;
+    std::string variable;  // empty: the usual one
+    bool inFile = false;
+
+    std::string variableName() const {
+        return !variable.empty() ? variable
+                                 : variableOf(source.kind()) + std::string(inFile ? "_FILE" : "");
+    }
+};
+
+void checkVariable(const std::string& name) {
+    constexpr const char* letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_";
+    const std::string digits = "0123456789";
+    if (name.find_first_not_of(letters + digits) != std::string::npos ||
+        digits.find(name.front()) != std::string::npos) {
+        throw UsageError("--env: not the name of a variable");
+    }
+}
+
+std::string tokenOf(const SourceOptions& options) {
+    const TokenOutput output(options.kind(), OutputFormat::token);
+    const auto source = options.open();
+    return output.text(freshToken(*source, options.kind(), options.request.minValidity));
+}
+
+/// How the program ended.
+int runWithFile(Program& program, const Inheritance& inheritance, const std::string& variable,
+                const std::string& token) {
+    const SignalRelay relay;  // none must end this process and leave the file behind
+    const PrivateFolder folder;
+    const auto file = folder.path() / "token";
+    TokenFile(file).replace(token);
+    program.set(variable, file);
+    inheritance.restore();
+    return program.run(relay);
+}
+
+[[noreturn]] void runExec(const ExecOptions& options, const std::vector<std::string>& command) {
+    if (command.empty()) {
+        throw UsageError("no program is given: it stands behind --");
+    }
+    const std::string variable = options.variableName();
+    checkVariable(variable);
+    const Inheritance inheritance;
+    const std::string token = tokenOf(options.source);
+    restoreAuthorities();  // nobody asks for them any more
+    Program program(command);
+    program.unset(clientSecretVariable);
+    if (!options.source.secret.environmentVariable.empty()) {
+        program.unset(options.source.secret.environmentVariable);
+    }
+    if (options.inFile) {
+        endLike(runWithFile(program, inheritance, variable, token));
+    }
+    program.set(variable, token);
+    inheritance.restore();
+    program.become();
+}
+
+}  // namespace
+
+void addExec(CLI::App& app, const std::vector<std::string>& program,
+             std::function<void()>& chosen) {
+    const auto options = std::make_shared<ExecOptions>();
+    CLI::App* const command = app.add_subcommand(
+        "exec",
+        "Run a program with a fresh token\n"
+        "The token is in the environment of the program and nowhere on a command line. It is not\n"
+        "refreshed while the program runs; oidcauth keep does that.");
+    options->source.addTo(*command);
+    options->source.addSignInTo(*command);
+    command
+        ->add_option("--env", options->variable,
+                     "The variable to put it into. Default: OIDCAUTH_ACCESS_TOKEN,\n"
+                     "with --id-token OIDCAUTH_ID_TOKEN, and _FILE behind with --file")
+        ->type_name("NAME");
+    command->add_flag("--file", options->inFile,
+                      "Put it into a file of this user alone, and its path into the\n"
+                      "variable; the file goes when the program ends");
+    command->footer(
+        "The program stands behind --, and ends this command with its own exit code or signal.\n"
+        "126: it cannot be run; 127: there is none of that name.\n"
+        "Example:\n"
+        "  oidcauth exec --env API_TOKEN -- make deploy");
+    command->callback([options, program, &chosen] {
+        chosen = [options, program] { runExec(*options, program); };
+    });
+}
+
+}  // namespace tool

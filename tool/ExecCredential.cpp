@@ -1,0 +1,60 @@
+#include "tool/ExecCredential.h"
+
+#include "tool/ExitCode.h"
+#include "tool/Output.h"
+
+#include <cstdlib>
+
+namespace tool {
+
+namespace {
+
+constexpr const char* variable = "KUBERNETES_EXEC_INFO";
+
+/// Of the object in the variable; empty where that has none.
+std::string askedVersion(const char* info) {
+    try {
+        const auto asked =
+            web::json::value::parse(utility::conversions::to_string_t(std::string(info)));
+        const utility::string_t name = _XPLATSTR("apiVersion");
+        return asked.has_string_field(name)
+                   ? utility::conversions::to_utf8string(asked.at(name).as_string())
+                   : "";
+    } catch (const std::exception&) {
+        throw UsageError(std::string(variable) + " is no JSON");
+    }
+}
+
+}  // namespace
+
+std::string execCredentialVersion() {
+    const std::string group = "client.authentication.k8s.io/";
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+    const char* const info = std::getenv(variable);
+    if (info == nullptr || *info == '\0') {
+        return group + "v1";
+    }
+    std::string version = askedVersion(info);
+    if (version != group + "v1" && version != group + "v1beta1") {
+        throw UsageError(std::string(variable) + ": its apiVersion is neither " + group +
+                         "v1 nor " + group + "v1beta1");
+    }
+    return version;
+}
+
+web::json::value execCredential(const std::string& version, const std::string& token,
+                                const std::optional<auth::COIDCToken::TimePoint>& expiry) {
+    using web::json::value;
+    auto status = value::object(true);
+    if (expiry) {
+        status[_XPLATSTR("expirationTimestamp")] = jsonText(timestamp(*expiry));
+    }
+    status[_XPLATSTR("token")] = jsonText(token);
+    auto credential = value::object(true);
+    credential[_XPLATSTR("apiVersion")] = jsonText(version);
+    credential[_XPLATSTR("kind")] = jsonText("ExecCredential");
+    credential[_XPLATSTR("status")] = status;
+    return credential;
+}
+
+}  // namespace tool

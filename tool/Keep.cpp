@@ -1,0 +1,236 @@
+#include "auth/OIDCError.h"
+#include "host/standalone/LogSinks.h"
+#include "tool/Asking.h"
+#include "tool/Commands.h"
+#include "tool/ExitCode.h"
+#include "tool/Output.h"
+#include "tool/ServiceManager.h"
+#include "tool/SourceOptions.h"
+#include "tool/TokenFile.h"
+#include "tool/Watch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+
+namespace tool {
+
+namespace {
+
+using auth::COIDCToken;
+using auth::OIDCError;
+using Duration = Moment::Duration;
+
+/// Between looks at the store, where somebody else may put another token.
+constexpr std::chrono::minutes longestSleep{1};
+/// The age at which a token is replaced that does not say when it expires.
+constexpr std::chrono::hours oldAge{1};
+
+struct KeepOptions {
+    SourceOptions source;
+    OutputOptions output;
+    std::filesystem::path file;
+};
+
+/// At which age to replace a token that lives so long: early enough for the minimum validity, but
+/// not before half of its life, since a provider's tokens may live no longer than that. At once
+/// where it is as good as expired.
+Duration ageToReplace(Duration life, std::chrono::minutes minValidity) {
+    return life < std::chrono::seconds(1)
+               ? Duration()
+               : std::clamp<Duration>(life - minValidity, life / 2, life * 2 / 3);
+}
+
+/// How long to wait after so many failures: longer and longer, and for each process a bit
+/// different, since a provider that comes back should not see all of them at once.
+Duration pauseAfter(unsigned int failures) {
+    static std::mt19937 random{std::random_device{}()};
+    constexpr unsigned int mostDoublings = 5;  // 32 s
+    const double seconds = 1U << std::min(failures - 1, mostDoublings);
+    std::uniform_real_distribution<double> part(0.5, 1);
+    return std::chrono::duration_cast<Duration>(
+        std::chrono::duration<double>(seconds * part(random)));
+}
+
+class Keeper {
+public:
+    Keeper(const KeepOptions& options, Watch& watch)
+        : m_watch(watch),
+          m_file(options.file),
+          m_kind(options.source.kind()),
+          m_minValidity(options.source.request.minValidity),
+          m_output(m_kind, options.output.chosen(false)),
+          m_source(options.source.open()) {}
+
+    /// Until task_canceled ends it, or a failure that does not pass.
+    [[noreturn]] void run() {
+        for (;;) {
+            const Attempt made = attempt();
+            if (!made.failure || isServing(made)) {
+                publish(*made.token, !made.failure);
+            }
+            m_watch.sleepUntil(made.failure ? afterFailure(made) : afterSuccess());
+        }
+    }
+
+private:
+    struct Attempt {
+        std::optional<COIDCToken> token;  // with a failure: what is stored
+        std::exception_ptr failure;
+    };
+
+    COIDCToken get(unsigned int minValidity) {
+        const Concurrency::cancellation_token_source source;
+        try {
+            return m_watch.await(m_source->request(minValidity, source.get_token()), source);
+        } catch (const web::http::http_exception& error) {
+            throw named(error, m_source->url());
+        }
+    }
+
+    Attempt attempt() {
+        Attempt made;
+        try {
+            made.token = get(0);  // others may have stored a new one
+            if (isDue(*made.token)) {
+                made.token = get(beyondLifeOf(*made.token));
+            }
+        } catch (const Concurrency::task_canceled&) {
+            throw;
+        } catch (...) {
+            made.failure = std::current_exception();
+        }
+        return made;
+    }
+
+    bool isDue(const COIDCToken& token) const {
+        return textOf(token, m_kind) == m_last
+                   ? m_replaceAt.hasCome()
+                   : !serves(token, m_kind, m_minValidity);  // nobody knows how old it is
+    }
+
+    void publish(const COIDCToken& token, bool isFresh) {
+        const std::string text = textOf(token, m_kind);
+        if (text == m_last) {
+            return;
+        }
+        if (!isBearerToken(text)) {
+            m_source->discard();
+        }
+        m_file.replace(m_output.fileText(token));
+        m_last = text;
+        const Duration life = lifeOf(token);
+        m_replaceAt =
+            Moment(isFresh ? ageToReplace(life, std::chrono::minutes(m_minValidity)) : Duration());
+        tellServiceManager("READY=1\nSTATUS=" + m_file.path().string() + " serves until " +
+                           timestamp(Moment(life).system()));
+    }
+
+    /// What is left of it.
+    Duration lifeOf(const COIDCToken& token) const {
+        const auto expiry = expiryOf(token, m_kind);
+        return expiry ? std::chrono::duration_cast<Duration>(*expiry -
+                                                             COIDCToken::TimePoint::clock::now())
+                      : Duration(oldAge);
+    }
+
+    Moment afterSuccess() {
+        if (m_replaceAt.hasCome()) {
+            return pause("the provider's tokens are expired when they come");
+        }
+        m_failures = 0;
+        return nextLook();
+    }
+
+    /// Throws where no further attempt can help.
+    Moment afterFailure(const Attempt& made) {
+        if (const OIDCError known = OIDCError::of(made.failure); known.canRetry()) {
+            return pause(known.what());
+        }
+        if (!isServing(made)) {
+            std::rethrow_exception(made.failure);
+        }
+        // Before that only somebody who signs in can help.
+        m_replaceAt = Moment(lifeOf(*made.token));
+        tell(outcomeOf(made.failure).message + "; the last token serves until " +
+             timestamp(m_replaceAt.system()));
+        return nextLook();
+    }
+
+    bool isServing(const Attempt& made) const {
+        return made.token && serves(*made.token, m_kind, 0);
+    }
+
+    Moment nextLook() const {
+        const Moment look(longestSleep);
+        return look.system() < m_replaceAt.system() ? look : m_replaceAt;
+    }
+
+    Moment pause(const std::string& reason) {
+        const Duration length = pauseAfter(++m_failures);
+        tell(fmt::format("{}; trying again in {:.0f} s", reason,
+                         std::chrono::duration<double>(length).count()));
+        return Moment(length);
+    }
+
+    static void tell(const std::string& text) {
+        const std::string line = standalone::redact(text);
+        std::cerr << "oidcauth: " << line << std::endl;
+        tellServiceManager("STATUS=" + line);
+    }
+
+    Watch& m_watch;
+    const TokenFile m_file;
+    const TokenKind m_kind;
+    const unsigned int m_minValidity;
+    const TokenOutput m_output;
+    const std::unique_ptr<TokenSource> m_source;
+    std::string m_last;  // token in the file
+    Moment m_replaceAt{Duration()};
+    unsigned int m_failures = 0;  // in a row
+};
+
+void runKeep(const KeepOptions& options) {
+    Watch watch;
+    try {
+        Keeper(options, watch).run();
+    } catch (const Concurrency::task_canceled&) {
+        tellServiceManager("STOPPING=1");
+        if (!watch.isStopped()) {
+            throw;
+        }
+    }
+}
+
+}  // namespace
+
+void addKeep(CLI::App& app, std::function<void()>& chosen) {
+    const auto options = std::make_shared<KeepOptions>();
+    CLI::App* const command = app.add_subcommand(
+        "keep",
+        "Keep a file with a fresh token, for programs that read one\n"
+        "The file is replaced at once, long before its token expires: between half and two thirds\n"
+        "of its life, as --min-validity has it. While the provider is away it is asked again and\n"
+        "again. Runs until SIGTERM, which is its success, or Ctrl-C.");
+    command
+        ->add_option("FILE", options->file, "Only its user can read it. Its folder must be there")
+        ->required()
+        ->type_name("");
+    options->output.addTo(*command);
+    options->source.addTo(*command);
+    command->footer(
+        "Example:\n"
+        "  oidcauth keep --output header \"$XDG_RUNTIME_DIR/files.token\" &\n"
+        "  curl -H @\"$XDG_RUNTIME_DIR/files.token\" https://files.example/");
+    command->callback([options, &chosen] { chosen = [options] { runKeep(*options); }; });
+}
+
+}  // namespace tool

@@ -1,0 +1,31 @@
+#include "tool/SourceOptions.h"
+
+#include "tool/ServiceToken.h"
+
+namespace tool {
+
+void SourceOptions::addTo(CLI::App& command) {
+    request.addTo(command);
+    auto* const service = command.add_flag(
+        "--service", isService, "The token of a service, not of the user who has signed in");
+    command.add_flag("--id-token", isIdToken, "The ID token, not the access token")
+        ->excludes(service);
+    for (CLI::Option* const option : addClientSecret(command, secret)->get_options()) {
+        option->needs(service);
+    }
+}
+
+void SourceOptions::addSignInTo(CLI::App& command) {
+    command.add_flag("--sign-in", maySignIn, "Ask the user to sign in where that is needed")
+        ->excludes(command.get_option("--service"));
+    signIn.addTo(command);
+}
+
+std::unique_ptr<TokenSource> SourceOptions::open() const {
+    if (isService) {
+        return openServiceTokens(request, secret);
+    }
+    return openUserTokens(request, signIn, maySignIn ? SignIn::ifNeeded : SignIn::never);
+}
+
+}  // namespace tool

@@ -1,0 +1,242 @@
+#include "tool/Program.h"
+
+#include "tool/Descriptors.h"
+#include "tool/ExitCode.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+#include <system_error>
+
+namespace tool {
+
+namespace {
+
+std::set<int> openDescriptors() {
+    constexpr const char* place = "/proc/self/fd";
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(place), ::closedir);
+    if (!listing) {
+        throw std::system_error(errno, std::generic_category(), place);
+    }
+    std::set<int> open;
+    while (const dirent* const entry = ::readdir(listing.get())) {
+        const std::string_view name = static_cast<const char*>(entry->d_name);
+        int number = 0;
+        const auto parsed = std::from_chars(name.data(), name.data() + name.size(), number);
+        if (parsed.ec == std::errc() && number != ::dirfd(listing.get())) {
+            open.insert(number);
+        }
+    }
+    return open;
+}
+
+bool isIgnored(int number) {
+    struct sigaction action {};
+    return ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+/// For the end of a list that the system takes.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+constexpr std::array relayed{SIGHUP,  SIGINT,  SIGQUIT,  SIGTERM, SIGUSR1,
+                             SIGUSR2, SIGALRM, SIGWINCH, SIGTSTP, SIGCONT};
+static_assert(std::atomic<pid_t>::is_always_lock_free &&
+              std::atomic<std::uint64_t>::is_always_lock_free);
+std::atomic<pid_t> receiver{0};         // while it runs
+std::atomic<std::uint64_t> waiting{0};  // a bit for each signal that came before it did
+
+void deliver(int number) {
+    const std::uint64_t bit = std::uint64_t{1} << static_cast<unsigned>(number);
+    const pid_t program = receiver;
+    if (program != 0 && (waiting.fetch_and(~bit) & bit) != 0) {
+        ::kill(program, number);
+    }
+}
+
+extern "C" void relaySignal(int number, siginfo_t* info, void* /*context*/) {
+    // Above 0 stands the kernel: the terminal has sent it to the program as well.
+    if (info->si_code <= 0) {
+        const int error = errno;
+        waiting.fetch_or(std::uint64_t{1} << static_cast<unsigned>(number));
+        deliver(number);
+        errno = error;
+    }
+}
+
+void startRelayTo(pid_t program) {
+    receiver = program;
+    for (const int number : relayed) {
+        deliver(number);
+    }
+}
+
+/// Waits until it has stopped or ended. Of one that has ended the number is still its own then.
+void awaitChangeOf(pid_t program) {
+    siginfo_t change{};
+    while (::waitid(P_PID, static_cast<id_t>(program), &change, WEXITED | WSTOPPED | WNOWAIT) !=
+           0) {
+        if (errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "cannot wait for the program");
+        }
+    }
+    if (change.si_code != CLD_STOPPED) {
+        receiver = 0;
+    }
+}
+
+bool isByTerminal(int stopSignal) {
+    return stopSignal == SIGTSTP || stopSignal == SIGTTIN || stopSignal == SIGTTOU;
+}
+
+}  // namespace
+
+Inheritance::Inheritance() : m_descriptors(openDescriptors()) {
+    for (const int number : {SIGINT, SIGTERM}) {  // a request for a token takes them
+        if (isIgnored(number)) {
+            m_ignoredSignals.insert(number);
+        }
+    }
+}
+
+void Inheritance::restore() const {
+    for (const int descriptor : openDescriptors()) {
+        if (m_descriptors.count(descriptor) == 0) {
+            ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+        }
+    }
+    for (const int number : m_ignoredSignals) {
+        (void)std::signal(number, SIG_IGN);
+    }
+    restoreInherited();
+}
+
+SignalRelay::SignalRelay() : m_childSignalBefore(std::signal(SIGCHLD, SIG_DFL)) {
+    for (const int number : relayed) {
+        if (!isIgnored(number)) {
+            struct sigaction action {};
+            action.sa_sigaction = relaySignal;
+            action.sa_flags = SA_SIGINFO | SA_RESTART;
+            ::sigaction(number, &action, nullptr);
+        }
+    }
+}
+
+SignalRelay::~SignalRelay() {
+    for (const int number : relayed) {
+        if (!isIgnored(number)) {
+            (void)std::signal(number, SIG_DFL);
+        }
+    }
+}
+
+std::vector<std::string> Program::environment() const {
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        if (m_changes.count(text.substr(0, text.find('='))) == 0) {
+            variables.push_back(text);
+        }
+    }
+    for (const auto& [name, value] : m_changes) {
+        if (value) {
+            variables.push_back(name + '=' + *value);
+        }
+    }
+    return variables;
+}
+
+void Program::become() const {
+    auto command = m_command;
+    auto variables = environment();
+    ::execvpe(command.front().c_str(), pointersTo(command).data(), pointersTo(variables).data());
+    fail(errno);
+}
+
+pid_t Program::start(const SignalRelay& relay) const {
+    auto command = m_command;
+    auto variables = environment();
+    const auto arguments = pointersTo(command);
+    const auto values = pointersTo(variables);
+    std::array<int, 2> failure{};  // closed by exec, written when there is none
+    if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot start the program");
+    }
+    const pid_t program = ::fork();
+    if (program == 0) {  // from here on nothing that needs memory
+        (void)std::signal(SIGCHLD, relay.m_childSignalBefore);
+        ::execvpe(arguments.front(), arguments.data(), values.data());
+        const int error = errno;
+        (void)!::write(failure.back(), &error, sizeof error);
+        ::_exit(EXIT_FAILURE);
+    }
+    int error = program < 0 ? errno : 0;
+    ::close(failure.back());
+    (void)!::read(failure.front(), &error, sizeof error);
+    ::close(failure.front());
+    if (error != 0) {
+        ::waitpid(program, nullptr, 0);
+        fail(error);
+    }
+    return program;
+}
+
+int Program::run(const SignalRelay& relay) const {
+    const pid_t program = start(relay);
+    startRelayTo(program);
+    for (;;) {
+        awaitChangeOf(program);
+        int status = 0;
+        ::waitpid(program, &status, WUNTRACED);
+        if (!WIFSTOPPED(status)) {
+            return status;
+        }
+        if (isByTerminal(WSTOPSIG(status))) {
+            (void)::raise(SIGSTOP);  // the shell waits for this process
+        }
+    }
+}
+
+void Program::fail(int error) const {
+    const bool isMissing = error == ENOENT || error == ENOTDIR;
+    throw ProgramError(isMissing ? ExitCode::ProgramNotFound : ExitCode::ProgramNotExecutable,
+                       m_command.front() + ": " + std::generic_category().message(error));
+}
+
+void endLike(int status) {
+    if (WIFEXITED(status)) {
+        std::exit(WEXITSTATUS(status));
+    }
+    const int number = WTERMSIG(status);
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);  // the program's core, if there is one, must stay
+    (void)std::signal(number, SIG_DFL);
+    sigset_t one;
+    ::sigemptyset(&one);
+    ::sigaddset(&one, number);
+    ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+    (void)::raise(number);
+    constexpr int signalBase = 128;  // as shells have it
+    std::exit(signalBase + number);
+}
+
+}  // namespace tool

@@ -1,0 +1,38 @@
+#include "tool/ServiceManager.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <string_view>
+
+namespace tool {
+
+void tellServiceManager(const std::string& state) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+    const char* const variable = std::getenv("NOTIFY_SOCKET");
+    const std::string_view path = variable == nullptr ? "" : variable;
+    sockaddr_un address{};
+    // What begins otherwise is of a kind that we do not know.
+    if (path.empty() || (path.front() != '/' && path.front() != '@') ||
+        path.size() >= sizeof address.sun_path) {
+        return;
+    }
+    address.sun_family = AF_UNIX;
+    std::copy(path.begin(), path.end(), std::begin(address.sun_path));
+    if (path.front() == '@') {
+        address.sun_path[0] = '\0';  // in no file system
+    }
+    const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (descriptor >= 0) {
+        (void)::sendto(descriptor, state.data(), state.size(), MSG_NOSIGNAL,
+                       reinterpret_cast<const sockaddr*>(&address),
+                       static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size()));
+        ::close(descriptor);
+    }
+}
+
+}  // namespace tool

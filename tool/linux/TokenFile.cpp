@@ -1,0 +1,190 @@
+#include "tool/TokenFile.h"
+
+#include "tool/ExitCode.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+constexpr mode_t fileMode = 0600;
+
+[[noreturn]] void fail(const fs::path& path, const std::string& what, int error = errno) {
+    throw std::system_error(error, std::generic_category(), path.string() + ": " + what);
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~Descriptor() {
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int get() const { return m_descriptor; }
+
+private:
+    const int m_descriptor;
+};
+
+int openFolder(const fs::path& folder) {
+    const int opened = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (opened < 0) {
+        fail(folder, "the folder cannot be opened");
+    }
+    return opened;
+}
+
+/// What lies there, if anything does, is replaced: that must not be a device, for one.
+void requireReplaceable(const Descriptor& folder, const fs::path& file) {
+    struct stat status {};
+    if (::fstatat(folder.get(), file.filename().c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        !S_ISREG(status.st_mode)) {
+        throw UsageError(file.string() + " is no regular file");
+    }
+}
+
+void synchronize(const Descriptor& descriptor, const fs::path& path) {
+    // EINVAL: a file system whose folders need no fsync.
+    if (::fsync(descriptor.get()) != 0 && errno != EINVAL) {
+        fail(path, "cannot be brought to the disk");
+    }
+}
+
+void writeAll(const Descriptor& descriptor, std::string_view text, const fs::path& path) {
+    while (!text.empty()) {
+        const auto count = ::write(descriptor.get(), text.data(), text.size());
+        if (count < 0 && errno != EINTR) {
+            fail(path, "cannot be written");
+        }
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+}
+
+/// The file beside, by whose lock its writers take turns. It has one name, so that killed writers
+/// leave one at most.
+class Successor {
+public:
+    Successor(const Descriptor& folder, const fs::path& file)
+        : m_folder(folder),
+          m_file(file),
+          m_name("." + file.filename().string() + ".oidcauth"),
+          m_descriptor(::openat(folder.get(), m_name.c_str(),
+                                O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                                fileMode)) {
+        if (m_descriptor.get() < 0) {
+            fail(file, "no new file can be made beside it");
+        }
+    }
+
+    Successor(const Successor&) = delete;
+    Successor& operator=(const Successor&) = delete;
+    ~Successor() {
+        if (m_isOurs) {
+            ::unlinkat(m_folder.get(), m_name.c_str(), 0);
+        }
+    }
+
+    /// Whether it is this writer's, and not in its place meanwhile.
+    bool take() {
+        if (::flock(m_descriptor.get(), LOCK_EX) != 0 && errno != ENOLCK && errno != EOPNOTSUPP) {
+            return false;
+        }
+        struct stat opened {};
+        struct stat present {};
+        if (::fstat(m_descriptor.get(), &opened) != 0 ||
+            ::fstatat(m_folder.get(), m_name.c_str(), &present, AT_SYMLINK_NOFOLLOW) != 0 ||
+            opened.st_dev != present.st_dev || opened.st_ino != present.st_ino) {
+            return false;
+        }
+        if (!S_ISREG(opened.st_mode) || opened.st_uid != ::geteuid() || opened.st_nlink != 1) {
+            fail(m_file, m_name + " beside it is not this user's own file", EPERM);
+        }
+        m_isOurs = true;
+        return true;
+    }
+
+    void write(const std::string& text) {
+        if (::fchmod(m_descriptor.get(), fileMode) != 0 ||
+            ::ftruncate(m_descriptor.get(), 0) != 0) {
+            fail(m_file, "cannot be written");
+        }
+        writeAll(m_descriptor, text, m_file);
+        synchronize(m_descriptor, m_file);
+        if (::renameat(m_folder.get(), m_name.c_str(), m_folder.get(), m_file.filename().c_str()) !=
+            0) {
+            fail(m_file, "cannot be replaced");
+        }
+        m_isOurs = false;
+    }
+
+private:
+    const Descriptor& m_folder;
+    const fs::path& m_file;
+    const std::string m_name;
+    const Descriptor m_descriptor;
+    bool m_isOurs = false;
+};
+
+fs::path sessionFolder() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
+    return runtime != nullptr && fs::path(runtime).is_absolute() ? fs::path(runtime)
+                                                                 : fs::temp_directory_path();
+}
+
+}  // namespace
+
+TokenFile::TokenFile(const fs::path& file) : m_file(fs::absolute(file)) {
+    if (!m_file.has_filename()) {
+        throw UsageError(file.string() + " is no regular file");
+    }
+    requireReplaceable(Descriptor(openFolder(m_file.parent_path())), m_file);
+}
+
+void TokenFile::replace(const std::string& text) const {
+    // Opened anew each time: what had that name may have been replaced.
+    const Descriptor folder(openFolder(m_file.parent_path()));
+    requireReplaceable(folder, m_file);
+    // Whoever waited for another writer finds that its file is in its place already.
+    constexpr int attempts = 16;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        Successor successor(folder, m_file);
+        if (successor.take()) {
+            successor.write(text);
+            synchronize(folder, m_file.parent_path());
+            return;
+        }
+    }
+    fail(m_file, "is being written by too many at once", EBUSY);
+}
+
+PrivateFolder::PrivateFolder() {
+    std::string name = sessionFolder() / "oidcauth-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) {
+        fail(name, "cannot be made");
+    }
+    m_path = name;
+}
+
+PrivateFolder::~PrivateFolder() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+}
+
+}  // namespace tool
