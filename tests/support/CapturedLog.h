@@ -41,11 +41,20 @@ public:
         return std::exchange(m_lines, {});
     }
 
+    /// Those of this level and above, one behind the other with their levels, since the last call.
+    std::string takeFrom(int level) {
+        std::string text;
+        for (const std::string& line : takeLines()) {
+            text += line.front() - '0' >= level ? line : "";
+        }
+        return text;
+    }
+
     /// All lines of a level, one behind the other.
     std::string textAt(int level) const {
         std::string text;
         for (const std::string& line : lines()) {
-            text += line.rfind(std::to_string(level), 0) == 0 ? line.substr(2) : "";
+            text += line.front() - '0' == level ? line.substr(2) : "";
         }
         return text;
     }

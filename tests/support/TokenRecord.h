@@ -25,6 +25,9 @@ struct TokenRecord {
     auth::COIDCToken token() const;
 };
 
+/// With these scopes, and as long to live.
+TokenRecord recordWith(std::vector<std::string> scopes, std::chrono::hours life = {});
+
 auth::COIDCToken load(const std::vector<std::uint8_t>& bytes);
 std::vector<std::uint8_t> store(auth::COIDCToken token);
 
