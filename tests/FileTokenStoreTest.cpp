@@ -1,6 +1,5 @@
 #include "host/standalone/FileTokenStore.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/Eventually.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
@@ -10,9 +9,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
 #include <cstdarg>
-#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <iterator>
@@ -30,15 +27,14 @@ using Bytes = std::vector<std::uint8_t>;
 
 std::vector<std::string>* watcher = nullptr;  // gets the calls that decide what is durable
 int reserveError = 0;
+int openings = 0;
+std::optional<timespec> timesOfFiles;  // what the system says of any
 
 void tell(const char* call) {
     if (watcher != nullptr) {
         watcher->emplace_back(call);
     }
 }
-
-int openings = 0;
-std::optional<timespec> timesOfFiles;  // what the system says of any
 
 /// A record that shows when it holds parts of two: every byte tells the number, so does the size.
 Bytes recordOf(std::size_t number, std::size_t scale = 512) {
@@ -118,73 +114,90 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
     }
 }
 
+/// Also of a record that it has served before.
 TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
+    const auto elsewhere = m_base / "elsewhere";
     struct Case {
-        const char* text;
-        std::function<void()> prepare;  // in an empty folder of mode 0700
+        std::string text;
+        std::function<void(SecretFile&)> change;
+        bool isSeenAtOnce = true;
     };
-    const std::vector<Case> cases{
+    const auto mode = [](const fs::path& path, mode_t bits) {
+        return [=](auto&) { return ::chmod(path.c_str(), bits); };
+    };
+    const auto inPlace = [&](auto make) {
+        return [=](auto&) {
+            fs::remove(m_file);
+            make(m_file.c_str());
+        };
+    };
+    const std::string openFile = "/folder/token: is open to other users; set its mode to 0600";
+    const std::string openFolder = "/folder: is open to other users; set its mode to 0700";
+    std::vector<Case> cases{
         {"/folder/token: is a symbolic link",
-         [&] {
-             put(m_base / "other", 3);
-             fs::create_symlink(m_base / "other", m_file);
+         [&](auto&) {
+             fs::rename(m_file, elsewhere);
+             fs::create_symlink(elsewhere, m_file);
          }},
         {"/folder/token: is a symbolic link",
-         [&] { fs::create_symlink(m_base / "missing", m_file); }},
+         inPlace([](auto* file) { return ::symlink("missing", file); })},
+        {"/folder/token: is not a regular file",
+         inPlace([](auto* file) { return ::mkfifo(file, 0600); })},
+        {"/folder/token: is not a regular file",
+         inPlace([](auto* file) { return ::mkdir(file, 0700); })},
         {"/folder: is a symbolic link",
-         [&] {
-             put(m_file, 3);
-             fs::rename(m_folder, m_base / "elsewhere");
-             fs::create_directory_symlink(m_base / "elsewhere", m_folder);
+         [&](auto&) {
+             SecretFile(elsewhere / "token").write({1});
+             fs::remove_all(m_folder);
+             fs::create_directory_symlink(elsewhere, m_folder);
          }},
         {"/folder: is a symbolic link or no folder",
-         [&] {
+         [&](auto& secret) {
+             secret.clear();
+             EXPECT_TRUE(comesToBeRemembered(secret));
              fs::remove(m_folder);
              put(m_folder, 3);
          }},
-        {"/folder/token: is not a regular file",
-         [&] { ASSERT_EQ(::mkfifo(m_file.c_str(), 0600), 0); }},
-        {"/folder/token: is not a regular file",
-         [&] { ASSERT_EQ(::mkdir(m_file.c_str(), 0700), 0); }},
-        {"/folder/token: is open to other users; set its mode to 0600",
-         [&] { put(m_file, 3, 0640); }},
-        {"/folder/token: is open to other users", [&] { put(m_file, 3, 0602); }},
-        {"/folder: is open to other users; set its mode to 0700",
-         [&] {
-             put(m_file, 3);
-             ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
+        {openFile, mode(m_file, 0640)},
+        {openFile, mode(m_file, 0602)},
+        {"/folder/token: is too large",
+         [&](auto&) { fs::resize_file(m_file, SecretFile::maxSize + 1); }},
+        // The look at the file does not show it.
+        {openFolder, mode(m_folder, 0710), false},
+        {openFolder,
+         [&](auto& secret) {
+             mode(m_folder, 0710)(secret);
+             EXPECT_THAT([&] { secret.read(true); }, fails());
          }},
-        {"/folder/token: is too large", [&] { put(m_file, SecretFile::maxSize + 1); }},
     };
-    for (const auto& each : cases) {
-        fs::remove_all(m_base);
-        ASSERT_EQ(::mkdir(m_base.c_str(), 0700) | ::mkdir(m_folder.c_str(), 0700), 0);
-        each.prepare();
+    const auto give = [](const fs::path& path) {
+        return [=](auto&) { return ::chown(path.c_str(), 65534, 0); };
+    };
+    if (::geteuid() == 0) {  // who alone can give files away
+        cases.push_back({"/folder/token: belongs to another user", give(m_file)});
+        cases.push_back({"/folder: belongs to another user", give(m_folder), false});
+    }
+    for (const auto& [text, change, isSeenAtOnce] : cases) {
+        SCOPED_TRACE(text);
+        fs::remove_all(m_folder);
+        fs::remove_all(elsewhere);
         SecretFile secret(m_file);
+        secret.write({1});
+        EXPECT_TRUE(comesToBeRemembered(secret));
+        change(secret);
+        for (int again = 0; again < 2 && isSeenAtOnce; ++again) {
+            EXPECT_THAT([&] { secret.read(false); }, fails());
+        }
         Bytes bytes{1};
         EXPECT_THAT([&] { standalone::FileTokenStore<int>(m_file).read(bytes, false); },
-                    fails(m_base.string() + each.text));
+                    fails(m_base.string() + text));
         EXPECT_TRUE(bytes.empty());
-        EXPECT_THAT([&] { secret.write({1}); }, fails(m_base.string() + each.text));
+        EXPECT_THAT([&] { secret.write({1}); }, fails(m_base.string() + text));
+        EXPECT_THAT([&] { secret.read(false); }, fails());
     }
     EXPECT_THAT([&] { SecretFile(m_base / "").read(true); }, fails("not the path of a file"));
     EXPECT_THAT([&] { SecretFile(m_base / "t").write(Bytes(SecretFile::maxSize + 1)); },
                 fails("too large"));
-}
-
-TEST_F(FileTokenStoreTest, RefusesForeignOwners) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "only root can give files away";
-    }
-    constexpr uid_t someone = 65534;
-    for (const auto& path : {m_file, m_folder}) {
-        SecretFile secret(m_file);
-        secret.write({1});
-        ASSERT_EQ(::chown(path.c_str(), someone, 0), 0);
-        EXPECT_THAT([&] { secret.read(true); }, fails("belongs to another user"));
-        EXPECT_THAT([&] { secret.write({2}); }, fails("belongs to another user"));
-        ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
-    }
 }
 
 TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
@@ -273,47 +286,6 @@ TEST_F(FileTokenStoreTest, RemembersNothingOfAFileThatHasJustChanged) {
         SecretFile(m_file).write({1, 2});
         EXPECT_EQ(secret.read(false), (Bytes{1, 2})) << "the identity tells";
         timesOfFiles.reset();
-    }
-}
-
-TEST_F(FileTokenStoreTest, RefusesWhatItServedBefore) {
-    const std::vector<std::function<void(SecretFile&)>> changes{
-        [&](auto&) { ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0); },
-        // That a folder is open now is not seen by the look at the file: but by these.
-        [&](auto& secret) {
-            ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
-            EXPECT_THAT([&] { secret.write({3}); }, fails());
-        },
-        [&](auto& secret) {
-            ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
-            EXPECT_THAT([&] { secret.read(true); }, fails());
-        },
-        [&](auto&) {
-            fs::rename(m_file, m_folder / "other");
-            fs::create_symlink("other", m_file);
-        },
-        [&](auto&) {
-            fs::create_directory(m_base / "elsewhere");
-            put(m_base / "elsewhere" / "token", 1);
-            fs::remove_all(m_folder);
-            fs::create_directory_symlink(m_base / "elsewhere", m_folder);
-        },
-        [&](auto& secret) {
-            secret.clear();
-            EXPECT_TRUE(comesToBeRemembered(secret));
-            fs::remove_all(m_folder);
-            put(m_folder, 1);
-        },
-    };
-    for (const auto& change : changes) {
-        fs::remove_all(m_folder);
-        SecretFile secret(m_file);
-        secret.write({1});
-        EXPECT_TRUE(comesToBeRemembered(secret));
-        change(secret);
-        for (int again = 0; again < 2; ++again) {
-            EXPECT_THAT([&] { secret.read(false); }, fails());
-        }
     }
 }
 
