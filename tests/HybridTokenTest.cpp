@@ -58,8 +58,7 @@ TEST(HybridToken, SendsExactlyThis) {
 TEST(HybridToken, IsRedeemedAndRefreshed) {
     TestProvider provider;
     TestClock clock;
-    // Ahead of the provider's clock for as long as this test may take.
-    const auto now = std::chrono::system_clock::now() + 10min;
+    const auto now = std::chrono::system_clock::now() + 10min;  // ahead of the provider's clock
     clock.freezeAt(now);
     provider.setTokenLifetime(3600s);
     const auto log = std::make_shared<CapturedLog>();
@@ -161,11 +160,11 @@ std::vector<Refusal> answerRefusals() {
 
 TEST(HybridToken, NamesTheClaimsOfARefusedToken) {
     TestProvider provider;
-    const auto flow = test::hybridFlow(provider);
+    const auto flow = hybridFlow(provider);
     const auto refused = [&](TokenKind kind, const std::string& name, const std::string& json) {
         provider.reset();
         provider.setClaim(kind, name, json);
-        return test::failure([&] { get(redeem(provider, *flow)); });
+        return failure([&] { get(redeem(provider, *flow)); });
     };
     for (const auto& [kind, name] : {std::pair{TokenKind::Id, "aud"}, {TokenKind::Access, "iss"}}) {
         const auto error = refused(kind, name, R"("secret")");
@@ -180,7 +179,7 @@ TEST(HybridToken, NamesTheClaimsOfARefusedToken) {
         provider.setClaim(TokenKind::Access, "\u001b" + std::to_string(i), "1");
     }
     provider.removeClaim(TokenKind::Access, "iss");
-    const auto error = test::failure([&] { get(refresh(provider, *flow)); });
+    const auto error = failure([&] { get(refresh(provider, *flow)); });
     EXPECT_EQ(error.missedClaim(), "kid");
     ASSERT_EQ(error.claims().size(), 64U);
     EXPECT_EQ(error.claims().front(), " 0");

@@ -6,19 +6,14 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <optional>
-#include <utility>
 
 namespace {
 
 using namespace std::chrono_literals;
+using test::recordWith;
 using test::TokenRecord;
-
-TokenRecord recordWith(std::vector<std::string> scopes) {
-    TokenRecord record;
-    record.scopes = std::move(scopes);
-    return record;
-}
 
 TEST(Token, ChecksScopes) {
     struct Case {
@@ -64,20 +59,18 @@ TEST(Token, TellsTheClaimsOfItsIdToken) {
         "email":"a@b","n":1.5,"none":null,"yes":true,"list":["a",{"b":1}]})");
     const auto claims = record.token().idTokenClaims();
     EXPECT_EQ(claims.subject(), "s1");
-    EXPECT_EQ(claims.name(),
-              "\xC3\x84"
-              "da >>>>?~?~?");
+    EXPECT_EQ(claims.name(), "\u00c4da >>>>?~?~?");
     EXPECT_EQ(claims.preferredUsername(), "ada");
     EXPECT_EQ(claims.email(), "a@b");
-    for (const auto& [name, text] : std::vector<std::pair<const char*, std::optional<std::string>>>{
-             {"sub", "s1"},
-             {"n", "1.5"},
-             {"yes", "true"},
-             {"list", R"(["a",{"b":1}])"},
-             {"none", std::nullopt},
-             {"Sub", std::nullopt},
-             {"su", std::nullopt},
-             {"", std::nullopt}}) {
+    for (const auto& [name, text] :
+         std::map<std::string, std::optional<std::string>>{{"sub", "s1"},
+                                                           {"n", "1.5"},
+                                                           {"yes", "true"},
+                                                           {"list", R"(["a",{"b":1}])"},
+                                                           {"none", {}},
+                                                           {"Sub", {}},
+                                                           {"su", {}},
+                                                           {"", {}}}) {
         EXPECT_EQ(claims.claim(name), text) << name;
     }
     EXPECT_EQ(auth::IdTokenClaims().subject(), std::nullopt);
