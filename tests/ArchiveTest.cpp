@@ -3,9 +3,6 @@
 
 #include <zlib.h>
 
-#include <algorithm>
-#include <limits>
-
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;

@@ -8,9 +8,7 @@
 
 #include <cpprest/base_uri.h>
 
-#include <list>
 #include <numeric>
-#include <sstream>
 
 namespace {
 

@@ -2,9 +2,6 @@
 #include "tests/support/Refusals.h"
 #include "tests/support/TestClock.h"
 
-#include <limits>
-#include <map>
-
 namespace {
 
 using namespace std::chrono_literals;

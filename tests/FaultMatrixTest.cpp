@@ -2,8 +2,6 @@
 #include "tests/support/TestHost.h"
 #include "tests/support/Usage.h"
 
-#include <optional>
-
 // Every kind of request that the library makes meets every fault. Whatever comes of it: in time,
 // with the stored token as it was, with both permits free, and with no thread or descriptor left
 // behind. What the browser sends is AuthCodeListenerTest's and HybridFlowTest's.

@@ -1,17 +1,12 @@
 #include "host/standalone/FilePermit.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Common.h"
 #include "tests/support/Permit.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <list>
-#include <memory>
 
 namespace fs = std::filesystem;
 

@@ -11,10 +11,7 @@
 
 #include <cstdarg>
 #include <ctime>
-#include <fstream>
 #include <iterator>
-#include <list>
-#include <optional>
 
 namespace fs = std::filesystem;
 

@@ -15,9 +15,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-
 namespace {
 
 std::atomic<bool> tellsTcpState{true};

@@ -2,9 +2,6 @@
 #include "tests/support/Application.h"
 #include "tests/support/HybridFlow.h"
 
-#include <list>
-#include <set>
-
 namespace {
 
 using namespace test;

@@ -3,10 +3,6 @@
 #include "tests/support/HybridFlow.h"
 #include "tests/support/HybridHelper.h"
 
-#include <atomic>
-#include <future>
-#include <set>
-
 namespace {
 
 using namespace test;

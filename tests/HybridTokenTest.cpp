@@ -2,8 +2,6 @@
 #include "tests/support/Refusals.h"
 #include "tests/support/TestClock.h"
 
-#include <utility>
-
 namespace {
 
 using namespace std::chrono_literals;

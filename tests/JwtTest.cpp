@@ -8,8 +8,6 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
-#include <exception>
-#include <optional>
 #include <typeinfo>
 
 namespace {

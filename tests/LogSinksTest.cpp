@@ -2,8 +2,6 @@
 #include "tests/support/Test.h"
 #include "tests/support/Threads.h"
 
-#include <sstream>
-
 using LoggingUtilities::ELogLevel;
 using standalone::redact;
 using standalone::StandardErrorLog;

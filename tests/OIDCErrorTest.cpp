@@ -5,7 +5,6 @@
 
 #include <ios>
 #include <new>
-#include <optional>
 #include <typeinfo>
 
 namespace {

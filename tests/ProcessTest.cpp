@@ -8,12 +8,6 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <thread>
-
 namespace {
 
 using namespace test;

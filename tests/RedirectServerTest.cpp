@@ -11,11 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <future>
 #include <new>
-#include <optional>
 
 namespace {
 

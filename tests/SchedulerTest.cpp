@@ -3,11 +3,6 @@
 #include "platform/Timer.h"
 #include "tests/support/Test.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <future>
-#include <thread>
-
 namespace {
 
 using namespace std::chrono_literals;

@@ -4,11 +4,6 @@
 
 #include <cpprest/asyncrt_utils.h>
 
-#include <algorithm>
-#include <limits>
-#include <map>
-#include <optional>
-
 namespace {
 
 using namespace std::chrono_literals;

@@ -10,13 +10,8 @@
 #include "tests/support/Outcome.h"
 #include "tests/support/Usage.h"
 
-#include <cstdlib>
 #include <iomanip>
 #include <iostream>
-#include <list>
-#include <map>
-#include <optional>
-#include <system_error>
 
 // This program's own host: what is not answered ends soon.
 web::http::client::http_client_config get_http_proxy_config(const web::uri& /*target*/) {

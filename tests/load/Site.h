@@ -1,11 +1,9 @@
 #pragma once
 
 #include "testing/TestProvider.h"
+#include "tests/support/Common.h"
 #include "tests/support/MemoryStore.h"
 #include "tests/support/TokenRecord.h"
-
-#include <array>
-#include <random>
 
 namespace load {
 

@@ -1,13 +1,7 @@
 #pragma once
 
 #include "host/CLogger.h"
-
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 

@@ -2,8 +2,6 @@
 
 #include "tests/support/Application.h"
 
-#include <algorithm>
-
 namespace test {
 
 /// A permit whose calls fail as a test wants it.

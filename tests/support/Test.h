@@ -7,16 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <cstddef>
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
-
 namespace test {
 
 /// A change of something, and what comes of it.

@@ -1,8 +1,7 @@
 #include "tests/support/TestClock.h"
 
 #include "auth/detail/Clock.h"
-
-#include <atomic>
+#include "tests/support/Common.h"
 
 namespace {
 

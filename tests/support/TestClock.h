@@ -1,6 +1,6 @@
 #pragma once
 
-#include <chrono>
+#include "tests/support/Common.h"
 
 namespace test {
 

@@ -2,11 +2,7 @@
 
 #include "auth/COIDCToken.h"
 #include "host/CMemoryArchive.h"
-
-#include <chrono>
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 

@@ -4,10 +4,6 @@
 #include "tests/support/LocalPort.h"
 #include "tests/support/MemoryStore.h"
 
-#include <exception>
-#include <memory>
-#include <string>
-
 namespace {
 
 using Concurrency::cancellation_token_source;
