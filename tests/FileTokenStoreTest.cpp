@@ -41,10 +41,10 @@ Bytes recordOf(std::size_t number, std::size_t scale = 512) {
 /// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
 /// in the middle of the write.
 int writeBeyondLimit(const fs::path& file, bool dies) {
-    constexpr rlimit fileSize{4096, 4096};
-    constexpr rlimit noCore{0, 0};
-    ::setrlimit(RLIMIT_CORE, &noCore);
-    ::setrlimit(RLIMIT_FSIZE, &fileSize);
+    for (const auto& [what, most] : {std::pair{RLIMIT_CORE, 0U}, {RLIMIT_FSIZE, 4096U}}) {
+        const rlimit limit{most, most};
+        ::setrlimit(what, &limit);
+    }
     (void)::signal(SIGXFSZ, dies ? SIG_DFL : SIG_IGN);
     SecretFile secret(file);
     secret.read(true);
@@ -96,11 +96,12 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
         EXPECT_EQ(bytes, secret);
     }
     ::umask(mask);
-    for (const auto& [path, mode] :
-         {std::pair{m_base / "a", 0700U}, std::pair{m_base / "a" / "b", 0700U},
-          std::pair{file, 0600U}}) {
-        EXPECT_EQ(static_cast<unsigned>(fs::status(path).permissions()), mode) << path;
-    }
+    const auto mode = [](const fs::path& path) {
+        return static_cast<unsigned>(fs::status(path).permissions());
+    };
+    EXPECT_EQ(mode(m_base / "a"), 0700U);
+    EXPECT_EQ(mode(file.parent_path()), 0700U);
+    EXPECT_EQ(mode(file), 0600U);
 
     for (const bool byWriting : {true, false}) {
         store.write({7});
@@ -226,38 +227,35 @@ TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
 TEST_F(FileTokenStoreTest, IsOnTheDiskBeforeItIsTheRecord) {
     SecretFile secret(m_file);
     secret.write({});
-    std::vector<std::string> calls;
-    watcher = &calls;
-    for (const bool prepared : {false, true}) {
-        if (prepared) {
-            secret.prepareWrite();
-        }
-        calls.clear();
-        secret.write({1});
-        EXPECT_THAT(calls, testing::ElementsAre("fsync file", "rename", "fsync folder"));
-    }
-    calls.clear();
-    secret.clear();
-    watcher = nullptr;
-    EXPECT_THAT(calls, testing::ElementsAre("unlink", "fsync folder"));
+    const auto callsOf = [](auto action) {
+        std::vector<std::string> calls;
+        watcher = &calls;
+        action();
+        watcher = nullptr;
+        return calls;
+    };
+    const auto isDurable = testing::ElementsAre("fsync file", "rename", "fsync folder");
+    EXPECT_THAT(callsOf([&] { secret.write({1}); }), isDurable);
+    secret.prepareWrite();
+    EXPECT_THAT(callsOf([&] { secret.write({1}); }), isDurable);
+    EXPECT_THAT(callsOf([&] { secret.clear(); }), testing::ElementsAre("unlink", "fsync folder"));
 }
 
 TEST_F(FileTokenStoreTest, SeesWhatOthersDoAndOpensNothingElse) {
     SecretFile here(m_file);
     SecretFile there(m_file);
-    const std::vector<std::function<Bytes()>> changes{
-        [&] { return Bytes{}; },
-        [&] { return there.write({1}), Bytes{1}; },
-        [&] { return here.write({2}), Bytes{2}; },
-        [&] { return put(m_file, 1), Bytes{'x'}; },
-        [&] {
-            return fs::resize_file(m_file, 2), Bytes{'x', 0};
-        },
-        [&] { return here.clear(), Bytes{}; },
-        [&] { return there.write({3}), Bytes{3}; },
-        [&] { return there.clear(), Bytes{}; },
-    };
-    for (const auto& change : changes) {
+    for (const auto& change : std::vector<std::function<Bytes()>>{
+             [&] { return Bytes{}; },
+             [&] { return there.write({1}), Bytes{1}; },
+             [&] { return here.write({2}), Bytes{2}; },
+             [&] { return put(m_file, 1), Bytes{'x'}; },
+             [&] {
+                 return fs::resize_file(m_file, 2), Bytes({'x', 0});
+             },
+             [&] { return here.clear(), Bytes{}; },
+             [&] { return there.write({3}), Bytes{3}; },
+             [&] { return there.clear(), Bytes{}; },
+         }) {
         const Bytes expected = change();
         EXPECT_EQ(here.read(false), expected);
         EXPECT_TRUE(comesToBeRemembered(here));
@@ -268,9 +266,8 @@ TEST_F(FileTokenStoreTest, SeesWhatOthersDoAndOpensNothingElse) {
 /// In one step of the file's times the same file, of the same size, may have had other bytes.
 TEST_F(FileTokenStoreTest, RemembersNothingOfAFileThatHasJustChanged) {
     const auto now = ::time(nullptr);
-    for (const auto& [times, isRemembered] :
-         {std::pair{timespec{now + 3600, 1}, false}, std::pair{timespec{now, 0}, false},
-          std::pair{timespec{now - 3600, 1}, true}}) {
+    for (const auto& [times, isRemembered] : std::vector<std::pair<timespec, bool>>{
+             {{now + 3600, 1}, false}, {{now, 0}, false}, {{now - 3600, 1}, true}}) {
         SecretFile secret(m_file);
         secret.write({'-'});
         timesOfFiles = times;
@@ -384,16 +381,17 @@ int statusOf(int folder, const char* name, struct stat* status, int flags) {
 }  // namespace
 
 // The store finds these before the system's own.
+#pragma GCC visibility push(default)
 extern "C" {
 
-__attribute__((visibility("default"))) int fsync(int file) {
+int fsync(int file) {
     struct stat status {};
     ::fstat(file, &status);
     tell(S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file");
     return static_cast<int>(::syscall(SYS_fsync, file));
 }
 
-__attribute__((visibility("default"))) int openat(int folder, const char* name, int flags, ...) {
+int openat(int folder, const char* name, int flags, ...) {
     std::va_list rest;
     va_start(rest, flags);
     const auto mode = (flags & O_CREAT) == 0 ? mode_t{} : va_arg(rest, mode_t);
@@ -402,28 +400,27 @@ __attribute__((visibility("default"))) int openat(int folder, const char* name, 
     return static_cast<int>(::syscall(SYS_openat, folder, name, flags, mode));
 }
 
-__attribute__((visibility("default"))) int fstat(int file, struct stat* status) noexcept {
+int fstat(int file, struct stat* status) noexcept {
     return statusOf(file, "", status, AT_EMPTY_PATH);
 }
 
-__attribute__((visibility("default"))) int lstat(const char* name, struct stat* status) noexcept {
+int lstat(const char* name, struct stat* status) noexcept {
     return statusOf(AT_FDCWD, name, status, AT_SYMLINK_NOFOLLOW);
 }
 
-__attribute__((visibility("default"))) int posix_fallocate(int file, off_t from, off_t size) {
+int posix_fallocate(int file, off_t from, off_t size) {
     const bool fails = reserveError != 0;
     return fails ? reserveError : ::syscall(SYS_fallocate, file, 0, from, size) == 0 ? 0 : errno;
 }
 
-__attribute__((visibility("default"))) int renameat(int from, const char* name, int to,
-                                                    const char* other) noexcept {
+int renameat(int from, const char* name, int to, const char* other) noexcept {
     tell("rename");
     return static_cast<int>(::syscall(SYS_renameat2, from, name, to, other, 0));
 }
 
-__attribute__((visibility("default"))) int unlinkat(int folder, const char* name,
-                                                    int flags) noexcept {
+int unlinkat(int folder, const char* name, int flags) noexcept {
     tell("unlink");
     return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
 }
 }
+#pragma GCC visibility pop

@@ -1,4 +1,5 @@
 #include "platform/TaskScheduler.h"
+#include "tests/support/HybridFlow.h"
 #include "tests/support/HybridHelper.h"
 
 #include <cpprest/base_uri.h>
@@ -270,6 +271,61 @@ TEST_F(HybridHelper, SignsInAndKeepsTheToken) {
     EXPECT_EQ(user.urls().size(), 1U);
     EXPECT_TRUE(logged("Hybrid authentication performed successfully, token received."));
     EXPECT_TRUE(permitsAreFree());
+}
+
+TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
+    const auto refuses = [this](unsigned status, const std::string& words) {
+        return [=] {
+            provider.setStatus(Endpoint::Token, status);
+            provider.setDocument(Endpoint::Token, words);
+        };
+    };
+    struct Case {
+        std::function<void()> fault;
+        std::string line;
+        std::string providerError;
+        bool canRetry;
+        bool authRequested = false;
+    };
+    const auto refused = refuses(400, R"({"error": "invalid_grant"})");
+    for (const Case& row : std::vector<Case>{
+             {refused, "Failed to refresh token.", "invalid_grant", false},
+             {refused, "Failed to refresh token.", "", false, true},
+             {refuses(503, ""), "Failed to refresh token.", "", true},
+             {[this] { provider.setMember(Endpoint::Token, "token_type", "\"mac\""); },
+              "Failed to refresh token. Reason: ", "", false}}) {
+        SCOPED_TRACE(row.line + row.providerError);
+        TestClock clock;
+        clock.freezeAt(start);
+        store(expiredRecord());
+        row.fault();
+        provider.resetAfter(Endpoint::Token, 1);
+        log->takeLines();
+        log->onLine([&](const std::string& line) {
+            if (line == "Refreshing token...") {
+                clock.freezeAt(start + 10s);  // the pause begins behind the refresh
+            }
+        });
+        const auto before = tokenRequests();
+        const auto request = ask(row.authRequested);
+        ASSERT_TRUE(logged(row.line));
+        log->onLine({});
+        EXPECT_TRUE(waitsOn());
+        EXPECT_FALSE(request.is_done());
+        clock.freezeAt(start + 12s - 1ms);
+        EXPECT_TRUE(waitsOn());
+        clock.freezeAt(start + 12s);
+        EXPECT_EQ(outcome(request),
+                  row.authRequested ? "accepted" : "user: unable to refresh token");
+        EXPECT_EQ(tokenRequests() - before, row.authRequested ? 2U : 1U);
+        if (!row.authRequested) {
+            const auto error = failure([&] { request.get(); });
+            EXPECT_EQ(error.kind(), auth::OIDCError::Kind::signInNeeded);
+            EXPECT_EQ(error.providerError(), row.providerError);
+            EXPECT_EQ(error.canRetry(), row.canRetry);
+        }
+    }
+    EXPECT_EQ(user.urls().size(), 1U);
 }
 
 TEST_F(HybridHelper, RefreshesOnceFor100RequestsAtOnce) {
