@@ -16,6 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using auth::COIDCAuthCodeListener;
 using test::RawPeer;
+using test::repeated;
 using Task = Concurrency::task<auth::COIDCAuthCodeListener::OIDCAuthCode>;
 
 constexpr std::size_t headLimit = 64U << 10U;
@@ -68,14 +69,6 @@ std::string chunk(const std::string& body) {
     std::ostringstream framed;
     framed << std::hex << body.size() << "\r\n" << body << "\r\n";
     return framed.str();
-}
-
-std::string repeated(const std::string& text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) {
-        all += text;
-    }
-    return all;
 }
 
 /// What comes of a request: the bytes of the answer, and the outcome of the sign-in.
@@ -200,7 +193,6 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
         {post(formOf(bodyLimit + 1)), noCode(tooLarge)},
     };
     std::vector<Case> cases;
-    cases.reserve(results.size());
     for (const auto& [sent, result] : results) {
         cases.push_back({{{sent, result.answer}}, result.outcome});
     }
@@ -208,30 +200,24 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
 }
 
 TEST(AuthCodeListener, ComparesPathsAsTheyStand) {
-    struct Row {
-        std::string path;
-        std::vector<std::string> others;
-        std::vector<std::string> same;
-    };
-    const std::vector<Row> rows = {
-        {"/callback",
-         {"/", "/callbac", "/callback/", "/Callback", "/%63allback", "//callback", "///callback",
-          "//x/callback", "callback", "ftp:/callback", "ftp://x/callback", "http:/callback",
-          "http:///callback", "http://x", "http://x#/callback", "http://x//callback", "?/callback",
-          "\xC3\xA4"},
-         {"/callback?iss=a%zz", "/callback#a?b", "HTTP://elsewhere.test/callback?/"}},
-        {"//callback", {"/callback", "http://callback"}, {"//callback", "http://x//callback"}},
-        {"", {"//", "*", "http://", "?x"}, {"/", "/?/a", "http://x", "http://x?/a"}},
-    };
     std::vector<Case> cases;
-    for (const Row& row : rows) {
-        for (const std::string& target : row.others) {
-            cases.push_back({{{postTo(target), otherPath.answer}}, otherPath.outcome, row.path});
+    const auto add = [&](const std::string& path, const Result& result,
+                         const std::vector<std::string>& targets) {
+        for (const std::string& target : targets) {
+            cases.push_back({{{postTo(target), result.answer}}, result.outcome, path});
         }
-        for (const std::string& target : row.same) {
-            cases.push_back({{{postTo(target), accepted.answer}}, accepted.outcome, row.path});
-        }
-    }
+    };
+    add("/callback", accepted,
+        {"/callback?iss=a%zz", "/callback#a?b", "HTTP://elsewhere.test/callback?/"});
+    add("/callback", otherPath,
+        {"/", "/callbac", "/callback/", "/Callback", "/%63allback", "//callback", "///callback",
+         "//x/callback", "callback", "ftp:/callback", "ftp://x/callback", "http:/callback",
+         "http:///callback", "http://x", "http://x#/callback", "http://x//callback", "?/callback",
+         "\xC3\xA4"});
+    add("//callback", accepted, {"//callback", "http://x//callback"});
+    add("//callback", otherPath, {"/callback", "http://callback"});
+    add("", accepted, {"/", "/?/a", "http://x", "http://x?/a"});
+    add("", otherPath, {"//", "*", "http://", "?x"});
     check(cases);
 }
 
@@ -257,8 +243,8 @@ TEST(AuthCodeListener, CountsTheFirstRequestOnly) {
 TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
     SignIn signIn;
     std::list<RawPeer> others;
-    const auto idle = [&](int count) {
-        for (int i = 0; i < count; ++i) {
+    const auto idle = [&](std::size_t count) {
+        for (count += others.size(); others.size() < count;) {
             others.emplace_back(signIn.port);
         }
     };
@@ -363,11 +349,8 @@ TEST(AuthCodeListener, LetsGoOfALongLivedToken) {
     const SignIn signIn;
     signIn.exchange(post(form));
     EXPECT_FALSE(test::growsEachTime(100, [&] {
-        std::vector<Task> waits;
-        waits.reserve(2000);
-        for (int i = 0; i < 2000; ++i) {
-            waits.push_back(signIn.receive(600));
-        }
+        std::vector<Task> waits(2000);
+        std::generate(waits.begin(), waits.end(), [&] { return signIn.receive(600); });
         for (const Task& wait : waits) {
             ASSERT_EQ(outcome(wait), accepted.outcome);
         }

@@ -74,31 +74,6 @@ TEST_F(FilePermitTest, StaysWithTheProcessThatTookIt) {
     EXPECT_TRUE(isFree()) << "a forked process has kept it";
 }
 
-TEST_F(FilePermitTest, ExcludesProcesses) {
-    constexpr int times = 50;
-    const auto counter = m_folder.path() / "counter";
-    std::list<ChildProcess> children;
-    for (int i = 0; i < 4; ++i) {
-        children.emplace_back([&](const ChildProcess&) {
-            for (int taken = 0; taken < times;) {
-                if (const auto lock = newLock(); lock->tryLock()) {
-                    int value = 0;
-                    std::ifstream(counter) >> value;
-                    std::ofstream(counter) << value + 1;
-                    ++taken;
-                }
-            }
-            return EXIT_SUCCESS;
-        });
-    }
-    for (auto& child : children) {
-        EXPECT_EQ(child.end(), 0);
-    }
-    int value = 0;
-    std::ifstream(counter) >> value;
-    EXPECT_EQ(value, 4 * times);
-}
-
 TEST_F(FilePermitTest, RefusesLockFilesThatOthersCouldHold) {
     EXPECT_THAT([&] { FilePermit::make(m_folder.path() / ""); }, test::fails());
     isFree();

@@ -1,5 +1,4 @@
 #include "host/standalone/FileTokenStore.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
@@ -11,7 +10,6 @@
 
 #include <cstdarg>
 #include <ctime>
-#include <iterator>
 
 namespace fs = std::filesystem;
 
@@ -31,27 +29,6 @@ void tell(const char* call) {
     if (watcher != nullptr) {
         watcher->emplace_back(call);
     }
-}
-
-/// A record that shows when it holds parts of two: every byte tells the number, so does the size.
-Bytes recordOf(std::size_t number, std::size_t scale = 512) {
-    return Bytes((number % 64 + 1) * scale, static_cast<std::uint8_t>(number % 64));
-}
-
-/// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
-/// in the middle of the write.
-int writeBeyondLimit(const fs::path& file, bool dies) {
-    for (const auto& [what, most] : {std::pair{RLIMIT_CORE, 0U}, {RLIMIT_FSIZE, 4096U}}) {
-        const rlimit limit{most, most};
-        ::setrlimit(what, &limit);
-    }
-    (void)::signal(SIGXFSZ, dies ? SIG_DFL : SIG_IGN);
-    SecretFile secret(file);
-    secret.read(true);
-    for (const std::string& reason : {file.string(), std::string("File too large")}) {
-        EXPECT_THAT([&] { secret.write(Bytes(10000, 1)); }, fails(reason));
-    }
-    return !testing::Test::HasFailure() && secret.read(false) == recordOf(1) ? 0 : 1;
 }
 
 class FileTokenStoreTest : public testing::Test {
@@ -90,7 +67,7 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
 
     const mode_t mask = ::umask(0);
     for (const auto& secret :
-         {Bytes{0, 255, '\n', 0}, recordOf(63), Bytes(SecretFile::maxSize), Bytes{7}}) {
+         {Bytes{0, 255, '\n', 0}, Bytes(100, 63), Bytes(SecretFile::maxSize), Bytes{7}}) {
         store.write(secret);
         standalone::FileTokenStore<int>(file).read(bytes, false);
         EXPECT_EQ(bytes, secret);
@@ -200,18 +177,18 @@ TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
 
 TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
     SecretFile other(m_file);
-    other.write(recordOf(1));
+    other.write(Bytes{1});
     {
         SecretFile secret(m_file);
         secret.prepareWrite();
         EXPECT_EQ(entries(), 2);
-        other.write(recordOf(2));  // takes away only what nobody is about to write
+        other.write(Bytes{2});  // takes away only what nobody is about to write
         EXPECT_EQ(entries(), 2);
         ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0);
-        EXPECT_THAT([&] { secret.write(recordOf(3)); }, fails("open to other users"));
+        EXPECT_THAT([&] { secret.write(Bytes{3}); }, fails("open to other users"));
         EXPECT_THAT([&] { secret.prepareWrite(); }, fails("open to other users"));
         ASSERT_EQ(::chmod(m_file.c_str(), 0600), 0);
-        for (const auto& bytes : {recordOf(4), Bytes(SecretFile::maxSize), Bytes{}}) {
+        for (const auto& bytes : {Bytes{4}, Bytes(SecretFile::maxSize), Bytes{}}) {
             secret.prepareWrite();
             secret.prepareWrite();
             EXPECT_EQ(entries(), 2);
@@ -283,21 +260,6 @@ TEST_F(FileTokenStoreTest, RemembersNothingOfAFileThatHasJustChanged) {
     }
 }
 
-TEST_F(FileTokenStoreTest, KeepsTheOldRecordWhenAWriteFails) {
-    SecretFile secret(m_file);
-    secret.write(recordOf(1));
-    EXPECT_EQ(test::endOf([&] { return writeBeyondLimit(m_file, false); }), 0);
-    EXPECT_EQ(entries(), 1);
-    for (const bool byWriting : {true, false}) {
-        EXPECT_EQ(secret.read(true), recordOf(1));
-        ASSERT_TRUE(WIFSIGNALED(test::endOf([&] { return writeBeyondLimit(m_file, true); })));
-        EXPECT_EQ(secret.read(true), recordOf(1));
-        ASSERT_EQ(entries(), 2) << "the dead writer left no file behind";
-        byWriting ? secret.write(recordOf(1)) : secret.clear();
-        EXPECT_EQ(entries(), byWriting ? 1 : 0);
-    }
-}
-
 TEST_F(FileTokenStoreTest, LeavesOtherFilesAlone) {
     SecretFile secret(m_file);
     secret.write({1});
@@ -332,42 +294,6 @@ TEST_F(FileTokenStoreTest, TellsWhatTheSystemDoesNotGive) {
     ::setrlimit(RLIMIT_NOFILE, &noFiles);
     EXPECT_THAT([&] { secret.read(true); }, fails("cannot be opened: Too many open files"));
     ::setrlimit(RLIMIT_NOFILE, &usual);
-}
-
-/// The first of three writers is killed in the middle, and so is the one that takes its place.
-TEST_F(FileTokenStoreTest, ServesSeveralProcessesAndSurvivesThem) {
-    constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
-    const auto write = [this](const test::ChildProcess& self) -> int {
-        SecretFile own(m_file);
-        for (std::size_t number = 0; number < 40; ++number) {
-            own.write(recordOf(number, scale));
-            self.tell();
-        }
-        return 0;
-    };
-    SecretFile secret(m_file);
-    const auto isWhole = [&](bool reread) {
-        const Bytes bytes = secret.read(reread);
-        return !bytes.empty() && bytes == recordOf(bytes.front(), scale);
-    };
-    std::list<test::ChildProcess> writers;
-    writers.emplace_back(write);
-    writers.emplace_back(write);
-    for (int round = 0; round < 20; ++round) {
-        test::ChildProcess killed(write);
-        for (int count = 0; count < round % 3 + 1; ++count) {
-            ASSERT_TRUE(killed.told());
-            ASSERT_TRUE(isWhole(true));
-        }
-    }
-    for (auto& writer : writers) {
-        while (writer.told()) {
-            EXPECT_TRUE(isWhole(false));
-        }
-        EXPECT_EQ(writer.end(), 0);
-    }
-    SecretFile(m_file).write({1});
-    EXPECT_EQ(entries(), 1);
 }
 
 int statusOf(int folder, const char* name, struct stat* status, int flags) {

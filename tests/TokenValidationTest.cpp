@@ -63,12 +63,7 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
     std::vector<Row<TestToken>> rows = {
         {"as issued", [](auto&) {}, "accepted"},
         {"no time of issue", [](auto& t) { t.removeClaim("iat"); }, "accepted"},
-        {"no time at all",
-         [](auto& t) {
-             t.removeClaim("iat");
-             t.removeClaim("exp");
-         },
-         "accepted"},
+        {"no time at all", [](auto& t) { t.removeClaim("iat").removeClaim("exp"); }, "accepted"},
         {"issued now", claim("iat", at(0s)), "accepted"},
         {"issued at the beginning of time", claim("iat", "-9223372036854775808"), "accepted"},
         {"expires now", claim("exp", at(0s)), "accepted"},
@@ -80,11 +75,8 @@ TEST_F(TokenValidation, ChecksHeaderAndTimes) {
         {"no algorithm", [](auto& t) { t.removeHeader("alg"); }, "claim not found"},
         {"algorithm is a number", header("alg", "256"), "std::bad_cast"},
         {"algorithm before key",
-         [&](auto& t) {
-             header("alg", R"("ES256")")(t);
-             header("kid", "1")(t);
-         },
-         "refused", badAlgorithm},
+         [](auto& t) { t.setHeader("alg", R"("ES256")").setHeader("kid", "1"); }, "refused",
+         badAlgorithm},
         {"no key", [](auto& t) { t.removeHeader("kid"); }, "claim not found"},
         {"key is a number", header("kid", "1"), "std::bad_cast"},
         {"critical extension, which is not looked at", header("crit", R"(["exp"])"), "accepted"},
