@@ -119,7 +119,7 @@ TEST_F(Process, TellsAfterAForkThatItsThreadsAreGone) {
     EXPECT_TRUE(eventually(othersRest));
     const std::string ofTasks = "tokens were asked for before this process was forked";
     const std::string ofTimers = "the HTTP library was used before this process was forked";
-    EXPECT_EQ(endOf([&] {
+    EXPECT_EQ(test::endOf([&] {
                   requests.store(-1h);
                   const auto lock = requests.permit->createLock();
                   const bool toldWhy = lock->tryLock() &&

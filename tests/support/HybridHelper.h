@@ -26,7 +26,10 @@ private:
 /// Requests of a user.
 class HybridHelper : public Applications {
 protected:
-    HybridHelper() { useHelper(permit); }
+    HybridHelper() {
+        provider.signingKey();  // so that no request has to wait until it is made
+        useHelper(permit);
+    }
 
     void useHelper(std::shared_ptr<auth::IExclusivePermit> by) {
         helper = makeHelper(std::move(by));
