@@ -3,9 +3,6 @@
 
 #include <zlib.h>
 
-#include <algorithm>
-#include <limits>
-
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -22,31 +19,25 @@ int causeOf(Action action) {
 }
 
 TEST(Archive, TellsTheLengthOfTextInTheShortestForm) {
-    struct Case {
-        std::size_t length;
-        Bytes prefix;
-    };
-    const std::vector<Case> cases = {
-        {0, {0xFF, 0xFE, 0xFF, 0x00}},
-        {254, {0xFF, 0xFE, 0xFF, 0xFE}},
-        {255, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0x00}},
-        {0xFFFD, {0xFF, 0xFE, 0xFF, 0xFF, 0xFD, 0xFF}},
-        {0xFFFE, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0x00}},
-        {70000, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x70, 0x11, 0x01, 0x00}},
-    };
-    for (const Case& row : cases) {
-        const CString text(std::string(row.length, 'x'));
+    for (const auto& [length, prefix] : std::vector<std::pair<std::size_t, Bytes>>{
+             {0, {0xFF, 0xFE, 0xFF, 0x00}},
+             {254, {0xFF, 0xFE, 0xFF, 0xFE}},
+             {255, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0x00}},
+             {0xFFFD, {0xFF, 0xFE, 0xFF, 0xFF, 0xFD, 0xFF}},
+             {0xFFFE, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0x00}},
+             {70000, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x70, 0x11, 0x01, 0x00}},
+         }) {
+        const CString text(std::string(length, 'x'));
         CArchive storing;
         storing << text;
-        ASSERT_GE(storing.bytes().size(), row.prefix.size());
-        EXPECT_EQ(Bytes(storing.bytes().begin(),
-                        storing.bytes().begin() + static_cast<std::ptrdiff_t>(row.prefix.size())),
-                  row.prefix);
-        EXPECT_EQ(storing.bytes().size(), row.prefix.size() + 2 * row.length);
+        Bytes begin = storing.bytes();
+        EXPECT_EQ(begin.size(), prefix.size() + 2 * length);
+        begin.resize(prefix.size());
+        EXPECT_EQ(begin, prefix);
         CArchive loading(storing.bytes());
         CString loaded;
         loading >> loaded;
-        EXPECT_TRUE(loaded == text) << row.length;
+        EXPECT_TRUE(loaded == text) << length;
     }
 }
 

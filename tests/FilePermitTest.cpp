@@ -1,17 +1,12 @@
 #include "host/standalone/FilePermit.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Common.h"
 #include "tests/support/Permit.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <list>
-#include <memory>
 
 namespace fs = std::filesystem;
 
@@ -77,31 +72,6 @@ TEST_F(FilePermitTest, StaysWithTheProcessThatTookIt) {
     EXPECT_FALSE(isFree()) << "a forked process has given it back";
     lock.reset();
     EXPECT_TRUE(isFree()) << "a forked process has kept it";
-}
-
-TEST_F(FilePermitTest, ExcludesProcesses) {
-    constexpr int times = 50;
-    const auto counter = m_folder.path() / "counter";
-    std::list<ChildProcess> children;
-    for (int i = 0; i < 4; ++i) {
-        children.emplace_back([&](const ChildProcess&) {
-            for (int taken = 0; taken < times;) {
-                if (const auto lock = newLock(); lock->tryLock()) {
-                    int value = 0;
-                    std::ifstream(counter) >> value;
-                    std::ofstream(counter) << value + 1;
-                    ++taken;
-                }
-            }
-            return EXIT_SUCCESS;
-        });
-    }
-    for (auto& child : children) {
-        EXPECT_EQ(child.end(), 0);
-    }
-    int value = 0;
-    std::ifstream(counter) >> value;
-    EXPECT_EQ(value, 4 * times);
 }
 
 TEST_F(FilePermitTest, RefusesLockFilesThatOthersCouldHold) {

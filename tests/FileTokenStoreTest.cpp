@@ -1,6 +1,4 @@
 #include "host/standalone/FileTokenStore.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/Eventually.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
@@ -10,14 +8,8 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
 #include <cstdarg>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
-#include <iterator>
-#include <list>
-#include <optional>
 
 namespace fs = std::filesystem;
 
@@ -30,35 +22,13 @@ using Bytes = std::vector<std::uint8_t>;
 
 std::vector<std::string>* watcher = nullptr;  // gets the calls that decide what is durable
 int reserveError = 0;
+int openings = 0;
+std::optional<timespec> timesOfFiles;  // what the system says of any
 
 void tell(const char* call) {
     if (watcher != nullptr) {
         watcher->emplace_back(call);
     }
-}
-
-int openings = 0;
-std::optional<timespec> timesOfFiles;  // what the system says of any
-
-/// A record that shows when it holds parts of two: every byte tells the number, so does the size.
-Bytes recordOf(std::size_t number, std::size_t scale = 512) {
-    return Bytes((number % 64 + 1) * scale, static_cast<std::uint8_t>(number % 64));
-}
-
-/// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
-/// in the middle of the write.
-int writeBeyondLimit(const fs::path& file, bool dies) {
-    constexpr rlimit fileSize{4096, 4096};
-    constexpr rlimit noCore{0, 0};
-    ::setrlimit(RLIMIT_CORE, &noCore);
-    ::setrlimit(RLIMIT_FSIZE, &fileSize);
-    (void)::signal(SIGXFSZ, dies ? SIG_DFL : SIG_IGN);
-    SecretFile secret(file);
-    secret.read(true);
-    for (const std::string& reason : {file.string(), std::string("File too large")}) {
-        EXPECT_THAT([&] { secret.write(Bytes(10000, 1)); }, fails(reason));
-    }
-    return !testing::Test::HasFailure() && secret.read(false) == recordOf(1) ? 0 : 1;
 }
 
 class FileTokenStoreTest : public testing::Test {
@@ -97,17 +67,18 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
 
     const mode_t mask = ::umask(0);
     for (const auto& secret :
-         {Bytes{0, 255, '\n', 0}, recordOf(63), Bytes(SecretFile::maxSize), Bytes{7}}) {
+         {Bytes{0, 255, '\n', 0}, Bytes(100, 63), Bytes(SecretFile::maxSize), Bytes{7}}) {
         store.write(secret);
         standalone::FileTokenStore<int>(file).read(bytes, false);
         EXPECT_EQ(bytes, secret);
     }
     ::umask(mask);
-    for (const auto& [path, mode] :
-         {std::pair{m_base / "a", 0700U}, std::pair{m_base / "a" / "b", 0700U},
-          std::pair{file, 0600U}}) {
-        EXPECT_EQ(static_cast<unsigned>(fs::status(path).permissions()), mode) << path;
-    }
+    const auto mode = [](const fs::path& path) {
+        return static_cast<unsigned>(fs::status(path).permissions());
+    };
+    EXPECT_EQ(mode(m_base / "a"), 0700U);
+    EXPECT_EQ(mode(file.parent_path()), 0700U);
+    EXPECT_EQ(mode(file), 0600U);
 
     for (const bool byWriting : {true, false}) {
         store.write({7});
@@ -118,89 +89,106 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
     }
 }
 
+/// Also of a record that it has served before.
 TEST_F(FileTokenStoreTest, RefusesWhatIsNotPrivate) {
+    const auto elsewhere = m_base / "elsewhere";
     struct Case {
-        const char* text;
-        std::function<void()> prepare;  // in an empty folder of mode 0700
+        std::string text;
+        std::function<void(SecretFile&)> change;
+        bool isSeenAtOnce = true;
     };
-    const std::vector<Case> cases{
+    const auto mode = [](const fs::path& path, mode_t bits) {
+        return [=](auto&) { return ::chmod(path.c_str(), bits); };
+    };
+    const auto inPlace = [&](auto make) {
+        return [=](auto&) {
+            fs::remove(m_file);
+            make(m_file.c_str());
+        };
+    };
+    const std::string openFile = "/folder/token: is open to other users; set its mode to 0600";
+    const std::string openFolder = "/folder: is open to other users; set its mode to 0700";
+    std::vector<Case> cases{
         {"/folder/token: is a symbolic link",
-         [&] {
-             put(m_base / "other", 3);
-             fs::create_symlink(m_base / "other", m_file);
+         [&](auto&) {
+             fs::rename(m_file, elsewhere);
+             fs::create_symlink(elsewhere, m_file);
          }},
         {"/folder/token: is a symbolic link",
-         [&] { fs::create_symlink(m_base / "missing", m_file); }},
+         inPlace([](auto* file) { return ::symlink("missing", file); })},
+        {"/folder/token: is not a regular file",
+         inPlace([](auto* file) { return ::mkfifo(file, 0600); })},
+        {"/folder/token: is not a regular file",
+         inPlace([](auto* file) { return ::mkdir(file, 0700); })},
         {"/folder: is a symbolic link",
-         [&] {
-             put(m_file, 3);
-             fs::rename(m_folder, m_base / "elsewhere");
-             fs::create_directory_symlink(m_base / "elsewhere", m_folder);
+         [&](auto&) {
+             SecretFile(elsewhere / "token").write({1});
+             fs::remove_all(m_folder);
+             fs::create_directory_symlink(elsewhere, m_folder);
          }},
         {"/folder: is a symbolic link or no folder",
-         [&] {
+         [&](auto& secret) {
+             secret.clear();
+             EXPECT_TRUE(comesToBeRemembered(secret));
              fs::remove(m_folder);
              put(m_folder, 3);
          }},
-        {"/folder/token: is not a regular file",
-         [&] { ASSERT_EQ(::mkfifo(m_file.c_str(), 0600), 0); }},
-        {"/folder/token: is not a regular file",
-         [&] { ASSERT_EQ(::mkdir(m_file.c_str(), 0700), 0); }},
-        {"/folder/token: is open to other users; set its mode to 0600",
-         [&] { put(m_file, 3, 0640); }},
-        {"/folder/token: is open to other users", [&] { put(m_file, 3, 0602); }},
-        {"/folder: is open to other users; set its mode to 0700",
-         [&] {
-             put(m_file, 3);
-             ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
+        {openFile, mode(m_file, 0640)},
+        {openFile, mode(m_file, 0602)},
+        {"/folder/token: is too large",
+         [&](auto&) { fs::resize_file(m_file, SecretFile::maxSize + 1); }},
+        // The look at the file does not show it.
+        {openFolder, mode(m_folder, 0710), false},
+        {openFolder,
+         [&](auto& secret) {
+             mode(m_folder, 0710)(secret);
+             EXPECT_THAT([&] { secret.read(true); }, fails());
          }},
-        {"/folder/token: is too large", [&] { put(m_file, SecretFile::maxSize + 1); }},
     };
-    for (const auto& each : cases) {
-        fs::remove_all(m_base);
-        ASSERT_EQ(::mkdir(m_base.c_str(), 0700) | ::mkdir(m_folder.c_str(), 0700), 0);
-        each.prepare();
+    const auto give = [](const fs::path& path) {
+        return [=](auto&) { return ::chown(path.c_str(), 65534, 0); };
+    };
+    if (::geteuid() == 0) {  // who alone can give files away
+        cases.push_back({"/folder/token: belongs to another user", give(m_file)});
+        cases.push_back({"/folder: belongs to another user", give(m_folder), false});
+    }
+    for (const auto& [text, change, isSeenAtOnce] : cases) {
+        SCOPED_TRACE(text);
+        fs::remove_all(m_folder);
+        fs::remove_all(elsewhere);
         SecretFile secret(m_file);
+        secret.write({1});
+        EXPECT_TRUE(comesToBeRemembered(secret));
+        change(secret);
+        for (int again = 0; again < 2 && isSeenAtOnce; ++again) {
+            EXPECT_THAT([&] { secret.read(false); }, fails());
+        }
         Bytes bytes{1};
         EXPECT_THAT([&] { standalone::FileTokenStore<int>(m_file).read(bytes, false); },
-                    fails(m_base.string() + each.text));
+                    fails(m_base.string() + text));
         EXPECT_TRUE(bytes.empty());
-        EXPECT_THAT([&] { secret.write({1}); }, fails(m_base.string() + each.text));
+        EXPECT_THAT([&] { secret.write({1}); }, fails(m_base.string() + text));
+        EXPECT_THAT([&] { secret.read(false); }, fails());
     }
     EXPECT_THAT([&] { SecretFile(m_base / "").read(true); }, fails("not the path of a file"));
     EXPECT_THAT([&] { SecretFile(m_base / "t").write(Bytes(SecretFile::maxSize + 1)); },
                 fails("too large"));
 }
 
-TEST_F(FileTokenStoreTest, RefusesForeignOwners) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "only root can give files away";
-    }
-    constexpr uid_t someone = 65534;
-    for (const auto& path : {m_file, m_folder}) {
-        SecretFile secret(m_file);
-        secret.write({1});
-        ASSERT_EQ(::chown(path.c_str(), someone, 0), 0);
-        EXPECT_THAT([&] { secret.read(true); }, fails("belongs to another user"));
-        EXPECT_THAT([&] { secret.write({2}); }, fails("belongs to another user"));
-        ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
-    }
-}
-
 TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
     SecretFile other(m_file);
-    other.write(recordOf(1));
+    other.write(Bytes{1});
     {
         SecretFile secret(m_file);
         secret.prepareWrite();
         EXPECT_EQ(entries(), 2);
-        other.write(recordOf(2));  // takes away only what nobody is about to write
+        other.write(Bytes{2});  // takes away only what nobody is about to write
         EXPECT_EQ(entries(), 2);
         ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0);
-        EXPECT_THAT([&] { secret.write(recordOf(3)); }, fails("open to other users"));
+        EXPECT_THAT([&] { secret.write(Bytes{3}); }, fails("open to other users"));
         EXPECT_THAT([&] { secret.prepareWrite(); }, fails("open to other users"));
         ASSERT_EQ(::chmod(m_file.c_str(), 0600), 0);
-        for (const auto& bytes : {recordOf(4), Bytes(SecretFile::maxSize), Bytes{}}) {
+        for (const auto& bytes : {Bytes{4}, Bytes(SecretFile::maxSize), Bytes{}}) {
             secret.prepareWrite();
             secret.prepareWrite();
             EXPECT_EQ(entries(), 2);
@@ -216,38 +204,35 @@ TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
 TEST_F(FileTokenStoreTest, IsOnTheDiskBeforeItIsTheRecord) {
     SecretFile secret(m_file);
     secret.write({});
-    std::vector<std::string> calls;
-    watcher = &calls;
-    for (const bool prepared : {false, true}) {
-        if (prepared) {
-            secret.prepareWrite();
-        }
-        calls.clear();
-        secret.write({1});
-        EXPECT_THAT(calls, testing::ElementsAre("fsync file", "rename", "fsync folder"));
-    }
-    calls.clear();
-    secret.clear();
-    watcher = nullptr;
-    EXPECT_THAT(calls, testing::ElementsAre("unlink", "fsync folder"));
+    const auto callsOf = [](auto action) {
+        std::vector<std::string> calls;
+        watcher = &calls;
+        action();
+        watcher = nullptr;
+        return calls;
+    };
+    const auto isDurable = testing::ElementsAre("fsync file", "rename", "fsync folder");
+    EXPECT_THAT(callsOf([&] { secret.write({1}); }), isDurable);
+    secret.prepareWrite();
+    EXPECT_THAT(callsOf([&] { secret.write({1}); }), isDurable);
+    EXPECT_THAT(callsOf([&] { secret.clear(); }), testing::ElementsAre("unlink", "fsync folder"));
 }
 
 TEST_F(FileTokenStoreTest, SeesWhatOthersDoAndOpensNothingElse) {
     SecretFile here(m_file);
     SecretFile there(m_file);
-    const std::vector<std::function<Bytes()>> changes{
-        [&] { return Bytes{}; },
-        [&] { return there.write({1}), Bytes{1}; },
-        [&] { return here.write({2}), Bytes{2}; },
-        [&] { return put(m_file, 1), Bytes{'x'}; },
-        [&] {
-            return fs::resize_file(m_file, 2), Bytes{'x', 0};
-        },
-        [&] { return here.clear(), Bytes{}; },
-        [&] { return there.write({3}), Bytes{3}; },
-        [&] { return there.clear(), Bytes{}; },
-    };
-    for (const auto& change : changes) {
+    for (const auto& change : std::vector<std::function<Bytes()>>{
+             [&] { return Bytes{}; },
+             [&] { return there.write({1}), Bytes{1}; },
+             [&] { return here.write({2}), Bytes{2}; },
+             [&] { return put(m_file, 1), Bytes{'x'}; },
+             [&] {
+                 return fs::resize_file(m_file, 2), Bytes({'x', 0});
+             },
+             [&] { return here.clear(), Bytes{}; },
+             [&] { return there.write({3}), Bytes{3}; },
+             [&] { return there.clear(), Bytes{}; },
+         }) {
         const Bytes expected = change();
         EXPECT_EQ(here.read(false), expected);
         EXPECT_TRUE(comesToBeRemembered(here));
@@ -258,9 +243,8 @@ TEST_F(FileTokenStoreTest, SeesWhatOthersDoAndOpensNothingElse) {
 /// In one step of the file's times the same file, of the same size, may have had other bytes.
 TEST_F(FileTokenStoreTest, RemembersNothingOfAFileThatHasJustChanged) {
     const auto now = ::time(nullptr);
-    for (const auto& [times, isRemembered] :
-         {std::pair{timespec{now + 3600, 1}, false}, std::pair{timespec{now, 0}, false},
-          std::pair{timespec{now - 3600, 1}, true}}) {
+    for (const auto& [times, isRemembered] : std::vector<std::pair<timespec, bool>>{
+             {{now + 3600, 1}, false}, {{now, 0}, false}, {{now - 3600, 1}, true}}) {
         SecretFile secret(m_file);
         secret.write({'-'});
         timesOfFiles = times;
@@ -273,62 +257,6 @@ TEST_F(FileTokenStoreTest, RemembersNothingOfAFileThatHasJustChanged) {
         SecretFile(m_file).write({1, 2});
         EXPECT_EQ(secret.read(false), (Bytes{1, 2})) << "the identity tells";
         timesOfFiles.reset();
-    }
-}
-
-TEST_F(FileTokenStoreTest, RefusesWhatItServedBefore) {
-    const std::vector<std::function<void(SecretFile&)>> changes{
-        [&](auto&) { ASSERT_EQ(::chmod(m_file.c_str(), 0640), 0); },
-        // That a folder is open now is not seen by the look at the file: but by these.
-        [&](auto& secret) {
-            ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
-            EXPECT_THAT([&] { secret.write({3}); }, fails());
-        },
-        [&](auto& secret) {
-            ASSERT_EQ(::chmod(m_folder.c_str(), 0710), 0);
-            EXPECT_THAT([&] { secret.read(true); }, fails());
-        },
-        [&](auto&) {
-            fs::rename(m_file, m_folder / "other");
-            fs::create_symlink("other", m_file);
-        },
-        [&](auto&) {
-            fs::create_directory(m_base / "elsewhere");
-            put(m_base / "elsewhere" / "token", 1);
-            fs::remove_all(m_folder);
-            fs::create_directory_symlink(m_base / "elsewhere", m_folder);
-        },
-        [&](auto& secret) {
-            secret.clear();
-            EXPECT_TRUE(comesToBeRemembered(secret));
-            fs::remove_all(m_folder);
-            put(m_folder, 1);
-        },
-    };
-    for (const auto& change : changes) {
-        fs::remove_all(m_folder);
-        SecretFile secret(m_file);
-        secret.write({1});
-        EXPECT_TRUE(comesToBeRemembered(secret));
-        change(secret);
-        for (int again = 0; again < 2; ++again) {
-            EXPECT_THAT([&] { secret.read(false); }, fails());
-        }
-    }
-}
-
-TEST_F(FileTokenStoreTest, KeepsTheOldRecordWhenAWriteFails) {
-    SecretFile secret(m_file);
-    secret.write(recordOf(1));
-    EXPECT_EQ(test::endOf([&] { return writeBeyondLimit(m_file, false); }), 0);
-    EXPECT_EQ(entries(), 1);
-    for (const bool byWriting : {true, false}) {
-        EXPECT_EQ(secret.read(true), recordOf(1));
-        ASSERT_TRUE(WIFSIGNALED(test::endOf([&] { return writeBeyondLimit(m_file, true); })));
-        EXPECT_EQ(secret.read(true), recordOf(1));
-        ASSERT_EQ(entries(), 2) << "the dead writer left no file behind";
-        byWriting ? secret.write(recordOf(1)) : secret.clear();
-        EXPECT_EQ(entries(), byWriting ? 1 : 0);
     }
 }
 
@@ -368,42 +296,6 @@ TEST_F(FileTokenStoreTest, TellsWhatTheSystemDoesNotGive) {
     ::setrlimit(RLIMIT_NOFILE, &usual);
 }
 
-/// The first of three writers is killed in the middle, and so is the one that takes its place.
-TEST_F(FileTokenStoreTest, ServesSeveralProcessesAndSurvivesThem) {
-    constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
-    const auto write = [this](const test::ChildProcess& self) -> int {
-        SecretFile own(m_file);
-        for (std::size_t number = 0; number < 40; ++number) {
-            own.write(recordOf(number, scale));
-            self.tell();
-        }
-        return 0;
-    };
-    SecretFile secret(m_file);
-    const auto isWhole = [&](bool reread) {
-        const Bytes bytes = secret.read(reread);
-        return !bytes.empty() && bytes == recordOf(bytes.front(), scale);
-    };
-    std::list<test::ChildProcess> writers;
-    writers.emplace_back(write);
-    writers.emplace_back(write);
-    for (int round = 0; round < 20; ++round) {
-        test::ChildProcess killed(write);
-        for (int count = 0; count < round % 3 + 1; ++count) {
-            ASSERT_TRUE(killed.told());
-            ASSERT_TRUE(isWhole(true));
-        }
-    }
-    for (auto& writer : writers) {
-        while (writer.told()) {
-            EXPECT_TRUE(isWhole(false));
-        }
-        EXPECT_EQ(writer.end(), 0);
-    }
-    SecretFile(m_file).write({1});
-    EXPECT_EQ(entries(), 1);
-}
-
 int statusOf(int folder, const char* name, struct stat* status, int flags) {
     const int result = ::fstatat(folder, name, status, flags);
     if (timesOfFiles && result == 0) {
@@ -415,16 +307,17 @@ int statusOf(int folder, const char* name, struct stat* status, int flags) {
 }  // namespace
 
 // The store finds these before the system's own.
+#pragma GCC visibility push(default)
 extern "C" {
 
-__attribute__((visibility("default"))) int fsync(int file) {
+int fsync(int file) {
     struct stat status {};
     ::fstat(file, &status);
     tell(S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file");
     return static_cast<int>(::syscall(SYS_fsync, file));
 }
 
-__attribute__((visibility("default"))) int openat(int folder, const char* name, int flags, ...) {
+int openat(int folder, const char* name, int flags, ...) {
     std::va_list rest;
     va_start(rest, flags);
     const auto mode = (flags & O_CREAT) == 0 ? mode_t{} : va_arg(rest, mode_t);
@@ -433,28 +326,27 @@ __attribute__((visibility("default"))) int openat(int folder, const char* name, 
     return static_cast<int>(::syscall(SYS_openat, folder, name, flags, mode));
 }
 
-__attribute__((visibility("default"))) int fstat(int file, struct stat* status) noexcept {
+int fstat(int file, struct stat* status) noexcept {
     return statusOf(file, "", status, AT_EMPTY_PATH);
 }
 
-__attribute__((visibility("default"))) int lstat(const char* name, struct stat* status) noexcept {
+int lstat(const char* name, struct stat* status) noexcept {
     return statusOf(AT_FDCWD, name, status, AT_SYMLINK_NOFOLLOW);
 }
 
-__attribute__((visibility("default"))) int posix_fallocate(int file, off_t from, off_t size) {
+int posix_fallocate(int file, off_t from, off_t size) {
     const bool fails = reserveError != 0;
     return fails ? reserveError : ::syscall(SYS_fallocate, file, 0, from, size) == 0 ? 0 : errno;
 }
 
-__attribute__((visibility("default"))) int renameat(int from, const char* name, int to,
-                                                    const char* other) noexcept {
+int renameat(int from, const char* name, int to, const char* other) noexcept {
     tell("rename");
     return static_cast<int>(::syscall(SYS_renameat2, from, name, to, other, 0));
 }
 
-__attribute__((visibility("default"))) int unlinkat(int folder, const char* name,
-                                                    int flags) noexcept {
+int unlinkat(int folder, const char* name, int flags) noexcept {
     tell("unlink");
     return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
 }
 }
+#pragma GCC visibility pop

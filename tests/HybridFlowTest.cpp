@@ -1,62 +1,32 @@
 #include "auth/detail/Pkce.h"
+#include "tests/support/Application.h"
 #include "tests/support/HybridFlow.h"
-#include "tests/support/LocalPort.h"
-#include "tests/support/Test.h"
-#include "tests/support/User.h"
-
-#include <list>
-#include <set>
 
 namespace {
 
+using namespace test;
 using auth::COIDCAuthHybrid;
-using auth::COIDCToken;
-using namespace auth::testing;
-using Concurrency::cancellation_token;
-using Concurrency::cancellation_token_source;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::MatchesRegex;
 
-constexpr std::uint32_t timeLimit = 90;
+const auto noToken = cancellation_token::none();
 
 /// One sign-in at a provider of its own.
-class HybridFlow : public ::testing::Test {
+class HybridFlow : public Applications {
 protected:
-    COIDCToken signIn(const COIDCAuthHybrid::OpenBrowser& openBrowser,
-                      const std::vector<CString>& redirectUrls) {
-        COIDCAuthHybrid flow(provider.configUrl(), test::CapturedLog::loggerTo(log),
-                             test::flowSettings(), cancellation_token::none(), openBrowser);
+    COIDCToken signIn(const COIDCAuthHybrid::OpenBrowser& open, const std::vector<CString>& urls,
+                      const cancellation_token& token = noToken) {
+        COIDCAuthHybrid flow(provider.configUrl(), CapturedLog::loggerTo(log), flowSettings(),
+                             noToken, open);
         log->takeLines();
-        return test::get(flow.requestTokenHybridFlowAsync("client", "openid b", redirectUrls,
-                                                          cancellation_token::none(), timeLimit));
+        return get(flow.requestTokenHybridFlowAsync("client", "openid b", urls, token, 90));
     }
 
-    std::string failure(const COIDCAuthHybrid::OpenBrowser& openBrowser,
-                        const std::vector<CString>& redirectUrls) {
-        return test::outcome([&] { signIn(openBrowser, redirectUrls); });
+    std::string end(const COIDCAuthHybrid::OpenBrowser& open, const std::vector<CString>& urls) {
+        return outcome([&] { signIn(open, urls); });
     }
-
-    auth::testing::TestProvider provider;
-    std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
-    const CString redirectUrl = test::freeRedirectUrl();
 };
-
-TEST_F(HybridFlow, SignsInAndRedeemsTheCode) {
-    test::User user;
-    COIDCToken token = signIn(user.opener(), {redirectUrl});
-    EXPECT_FALSE(token.accessToken().IsEmpty());
-    EXPECT_FALSE(token.refreshToken().IsEmpty());
-    EXPECT_EQ(token.scopes(), CString("b openid"));
-    EXPECT_TRUE(token.validateClientID("client"));
-    EXPECT_EQ(provider.requests(Endpoint::Token).size(), 1U);
-
-    auto lines = log->takeLines();
-    lines.resize(5);
-    EXPECT_THAT(lines, ElementsAre("2 Requesting token...", "1 Requesting auth code...",
-                                   "1 Auth code requested successfully.",
-                                   "1 Validating auth code...", "1 Validating JWT..."));
-}
 
 TEST_F(HybridFlow, OpensExactlyThisUrl) {
     provider.setMember(Endpoint::Discovery, "authorization_endpoint",
@@ -65,14 +35,13 @@ TEST_F(HybridFlow, OpensExactlyThisUrl) {
                        '"' + provider.url(Endpoint::Keys) + "?tenant=a%26b\"");
     std::string opened;
     const std::string query = "?tenant=a%26b";
-    COIDCAuthHybrid flow((provider.configUrl() + query).c_str(), nullptr, test::flowSettings(),
-                         cancellation_token::none(), [&opened](const CString& url) {
+    COIDCAuthHybrid flow((provider.configUrl() + query).c_str(), nullptr, flowSettings(), noToken,
+                         [&opened](const CString& url) {
                              opened = url.toUtf8();
                              return false;
                          });
-    EXPECT_EQ(test::outcome(flow.requestTokenHybridFlowAsync(
-                  "my client&1", "openid a+b \xC3\xA4/c", {redirectUrl + "/%C3%A4"},
-                  cancellation_token::none(), timeLimit)),
+    EXPECT_EQ(outcome(flow.requestTokenHybridFlowAsync("my client&1", "openid a+b \xC3\xA4/c",
+                                                       {redirectUrl + "/%C3%A4"}, noToken, 90)),
               "unable to request authentication through the browser");
     EXPECT_THAT(provider.requests(Endpoint::Discovery).back().target, EndsWith(query));
     EXPECT_THAT(provider.requests(Endpoint::Keys).back().target, EndsWith(query));
@@ -100,10 +69,9 @@ struct Posted {
 };
 
 /// Signs in by what `edit` makes of the answer.
-test::User::Acts posting(const auth::testing::TestProvider& provider,
-                         const std::function<void(Posted&)>& edit) {
+User::Acts posting(const TestProvider& provider, const std::function<void(Posted&)>& edit) {
     return [&provider, edit](const std::string& url) {
-        FormPost form = auth::testing::openPage(url);
+        FormPost form = openPage(url);
         auto fields = web::uri::split_query(form.body);
         const std::string nonce = web::uri::split_query(web::uri(url).query())["nonce"];
         Posted posted{fields["code"], fields["state"], fields["id_token"],
@@ -113,7 +81,7 @@ test::User::Acts posting(const auth::testing::TestProvider& provider,
         for (const auto& [name, value] : fields) {
             form.body.append(name).append("=").append(value).append("&");
         }
-        auth::testing::submit(form);
+        submit(form);
     };
 }
 
@@ -125,7 +93,7 @@ TEST_F(HybridFlow, TakesNoOtherAnswerThanItsOwn) {
             by.idToken = by.token.setClaim(name, json).signedBy(provider.signingKey());
         };
     };
-    std::vector<test::Row<Posted>> rows = {
+    std::vector<Row<Posted>> rows = {
         {"as it is", claim("x", "1"), "accepted"},
         {"no JWT", [](Posted& by) { by.idToken = "a.b"; }, "invalid token supplied"},
         {"unknown key",
@@ -148,29 +116,29 @@ TEST_F(HybridFlow, TakesNoOtherAnswerThanItsOwn) {
          "unable to receive access token by auth code",
          "Unable to request token using received auth code. Unexpected response (400) received."},
     };
-    for (const auto& [name, edit] : test::nearMisses()) {
+    for (const auto& [name, edit] : nearMisses()) {
         rows.push_back({name, [edit = edit](Posted& by) { by.state = edit(by.state); },
                         "request state does not match", noMatch});
     }
     struct SignIn {
-        std::shared_ptr<test::CapturedLog> log = std::make_shared<test::CapturedLog>();
-        std::unique_ptr<test::User> user;
+        std::shared_ptr<CapturedLog> log = std::make_shared<CapturedLog>();
+        std::unique_ptr<User> user;
         std::unique_ptr<COIDCAuthHybrid> flow;
-        Concurrency::task<COIDCToken> token;
+        task<COIDCToken> token;
     };
     std::list<SignIn> signIns;  // side by side: each is noticed up to half a second later
     for (const auto& row : rows) {
         SignIn& each = signIns.emplace_back();
-        each.user = std::make_unique<test::User>(posting(provider, row.change));
-        each.flow = std::make_unique<COIDCAuthHybrid>(
-            provider.configUrl(), test::CapturedLog::loggerTo(each.log), test::flowSettings(),
-            cancellation_token::none(), each.user->opener());
-        each.token = each.flow->requestTokenHybridFlowAsync(
-            "client", "openid", {test::freeRedirectUrl()}, cancellation_token::none(), timeLimit);
+        each.user = std::make_unique<User>(posting(provider, row.change));
+        each.flow =
+            std::make_unique<COIDCAuthHybrid>(provider.configUrl(), CapturedLog::loggerTo(each.log),
+                                              flowSettings(), noToken, each.user->opener());
+        each.token = each.flow->requestTokenHybridFlowAsync("client", "openid", {freeRedirectUrl()},
+                                                            noToken, 90);
     }
     auto each = signIns.begin();
     for (const auto& row : rows) {
-        EXPECT_EQ(test::outcome(each->token), row.outcome) << row.name;
+        EXPECT_EQ(outcome(each->token), row.outcome) << row.name;
         EXPECT_EQ((each++)->log->textAt(4), row.logged) << row.name;
     }
     EXPECT_EQ(provider.requests(Endpoint::Token).size(), 2U)
@@ -178,29 +146,32 @@ TEST_F(HybridFlow, TakesNoOtherAnswerThanItsOwn) {
 }
 
 TEST_F(HybridFlow, NeedsABrowserThatOpens) {
-    const std::string line = "Unable to request auth code through the browser.";
     const std::string text = "unable to request authentication through the browser";
-    EXPECT_EQ(failure([](const CString&) { return false; }, {redirectUrl}), text);
-    EXPECT_EQ(log->textAt(4), line);
-    EXPECT_EQ(failure({}, {redirectUrl}), text);
+    EXPECT_EQ(end([](const CString&) { return false; }, {redirectUrl}), text);
+    EXPECT_EQ(log->textAt(4), "Unable to request auth code through the browser.");
+    EXPECT_EQ(end({}, {redirectUrl}), text);
 }
 
 TEST_F(HybridFlow, ListensOnTheFirstUrlThatOpens) {
-    const test::TakenPort taken;
-    const test::TakenPort alsoTaken;
-    test::User user;
-    EXPECT_EQ(failure(user.opener(), {taken.url(), "no URL", redirectUrl, alsoTaken.url()}),
+    const TakenPort taken;
+    const TakenPort alsoTaken;
+    EXPECT_EQ(end(user.opener(), {taken.url(), "no URL", redirectUrl, alsoTaken.url()}),
               "accepted");
     EXPECT_EQ(provider.requests(Endpoint::Authorization).back().parameter("redirect_uri"),
               redirectUrl.toUtf8());
     EXPECT_EQ(provider.requests(Endpoint::Token).back().field("redirect_uri"),
               redirectUrl.toUtf8());
     EXPECT_EQ(log->textAt(4), "") << "what another URL makes up for is no error";
+    auto lines = log->takeLines();
+    lines.resize(5);
+    EXPECT_THAT(lines, ElementsAre("2 Requesting token...", "1 Requesting auth code...",
+                                   "1 Auth code requested successfully.",
+                                   "1 Validating auth code...", "1 Validating JWT..."));
 
-    const std::string last = failure(user.opener(), {"no URL", taken.url()});
+    const std::string last = end(user.opener(), {"no URL", taken.url()});
     EXPECT_THAT(last, ::testing::HasSubstr(taken.url()));
     EXPECT_EQ(log->textAt(4), "Unable to construct listener. " + last + ".");
-    EXPECT_EQ(failure(user.opener(), {}), "cannot construct listener");
+    EXPECT_EQ(end(user.opener(), {}), "cannot construct listener");
     EXPECT_EQ(log->textAt(4), "");
     EXPECT_EQ(user.urls().size(), 1U);
 }
@@ -212,11 +183,7 @@ TEST_F(HybridFlow, OpensNothingOnceItIsCancelled) {
             source.cancel();
         }
     });
-    test::User user;
-    COIDCAuthHybrid flow(provider.configUrl(), test::CapturedLog::loggerTo(log),
-                         test::flowSettings(), cancellation_token::none(), user.opener());
-    EXPECT_EQ(test::outcome(flow.requestTokenHybridFlowAsync("client", "openid", {redirectUrl},
-                                                             source.get_token(), timeLimit)),
+    EXPECT_EQ(outcome([&] { signIn(user.opener(), {redirectUrl}, source.get_token()); }),
               "cancelled");
     EXPECT_TRUE(user.urls().empty());
 }

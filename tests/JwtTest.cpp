@@ -8,8 +8,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
-#include <exception>
-#include <optional>
+#include <numeric>
 #include <typeinfo>
 
 namespace {
@@ -30,6 +29,7 @@ using Token = jwt::decoded_jwt<jwt::traits::kazuho_picojson>;
 const std::string passed = "passed";
 const std::string badCast = "std::bad_cast: std::bad_cast";
 const std::string noType = "std::logic_error: invalid type";
+const std::string invalidJson = "jwt::error::invalid_json_exception: invalid json";
 const std::string noClaim = "jwt::error::claim_not_present_exception: claim not found";
 const std::string verification = "jwt::error::token_verification_exception: ";
 const std::string expired = verification + "token expired";
@@ -69,9 +69,11 @@ std::string signedToken(const std::string& payload, const std::string& header = 
     return data + '.' + encoded(rsaKey().sign("RS256", data));
 }
 
-std::string textOf(BIO& written) {
+std::string written(const std::function<void(BIO*)>& write) {
+    const std::shared_ptr<BIO> to(BIO_new(BIO_s_mem()), BIO_free_all);
+    write(to.get());
     char* begin = nullptr;
-    const long length = BIO_get_mem_data(&written, &begin);
+    const long length = BIO_get_mem_data(to.get(), &begin);
     return {begin, static_cast<std::size_t>(length)};
 }
 
@@ -87,18 +89,16 @@ std::string expiredCertificate() {
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), -1);
     X509_set_pubkey(certificate.get(), key.get());
     X509_sign(certificate.get(), issuer.get(), EVP_sha256());
-    const std::shared_ptr<BIO> written(BIO_new(BIO_s_mem()), BIO_free_all);
-    PEM_write_bio_X509(written.get(), certificate.get());
-    return textOf(*written);
+    return written([&](BIO* to) { PEM_write_bio_X509(to, certificate.get()); });
 }
 
 /// Of no RSA key: it verifies nothing.
 std::string privateKey(const std::string& password) {
     const std::shared_ptr<EVP_PKEY> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
-    const std::shared_ptr<BIO> written(BIO_new(BIO_s_mem()), BIO_free_all);
-    PEM_write_bio_PKCS8PrivateKey(written.get(), key.get(), EVP_aes_256_cbc(), password.data(),
-                                  static_cast<int>(password.size()), nullptr, nullptr);
-    return textOf(*written);
+    return written([&](BIO* to) {
+        PEM_write_bio_PKCS8PrivateKey(to, key.get(), EVP_aes_256_cbc(), password.data(),
+                                      static_cast<int>(password.size()), nullptr, nullptr);
+    });
 }
 
 /// What becomes of each of these texts.
@@ -111,8 +111,7 @@ TEST(Jwt, Decodes) {
     const std::string invalid = "std::runtime_error: Invalid input: ";
     const std::vector<TextCase> cases = {
         {"std::invalid_argument: invalid token supplied", {"", "a.b"}},
-        {"jwt::error::invalid_json_exception: invalid json",
-         {"..", "e30..AAAA", unsignedToken("{"), unsignedToken("{\"a\":1,}")}},
+        {invalidJson, {"..", "e30..AAAA", unsignedToken("{"), unsignedToken("{\"a\":1,}")}},
         {badCast, {"W10.e30.", unsignedToken("null")}},
         {"std::overflow_error: ", {unsignedToken("{\"a\":1e999}")}},
         {invalid + "too much fill",
@@ -137,67 +136,60 @@ TEST(Jwt, Decodes) {
     EXPECT_EQ(jwt::base::encode<jwt::alphabet::base64url>("a"), "YQ%3d%3d");
 }
 
-std::string array(const std::string& value) {
-    return '[' + value + ']';
-}
-
-std::string tokenOf(const std::string& first, const std::string& second) {
-    return unsignedToken("{\"b\":" + first + ",\"a\":" + second + '}');
-}
-
 TEST(Jwt, NestsAHundredLevels) {
+    const auto array = [](const std::string& value) { return '[' + value + ']'; };
     for (const std::string pattern : {"o", "a", "oa", "ooa"}) {
         std::string inner = "1";
         for (std::size_t level = 99; level > 0; --level) {
             inner = pattern[level % pattern.size()] == 'a' ? array(inner) : object("b", inner);
         }
-        const auto decode = [&](const std::string& second) { jwt::decode(tokenOf(inner, second)); };
-        EXPECT_NO_THROW(decode(inner)) << pattern;
+        const auto end = [&](const std::string& second) {
+            return endOf([&] {
+                const auto payload = "{\"b\":" + inner + ",\"a\":" + second + '}';
+                return jwt::decode(unsignedToken(payload)), passed;
+            });
+        };
+        EXPECT_EQ(end(inner), passed) << pattern;
         if (ownHeader) {
-            EXPECT_THROW(decode(array(inner)), jwt::error::invalid_json_exception) << pattern;
-            EXPECT_THROW(decode(object("a", inner)), jwt::error::invalid_json_exception) << pattern;
+            EXPECT_EQ(end(array(inner)), invalidJson) << pattern;
+            EXPECT_EQ(end(object("a", inner)), invalidJson) << pattern;
         }
     }
 }
 
-struct ClaimCase {
-    std::string value;
-    std::string text;
-    std::string audience;
-    std::string set;
-    std::string date;  // in seconds
-};
-
 TEST(Jwt, ReadsClaims) {
     const auto joined = [](const auto& texts) {
-        std::string all;
-        for (const std::string& text : texts) {
-            all += text + ',';
-        }
-        return all;
+        return std::accumulate(texts.begin(), texts.end(), std::string(),
+                               [](const auto& all, const auto& text) { return all + text + ','; });
     };
-    const std::vector<ClaimCase> cases = {{R"("s")", "s", "s,", badCast, badCast},
-                                          {"1", badCast, badCast, badCast, "1"},
-                                          {"2.5", badCast, badCast, badCast, "3"},
-                                          {"-1.5", badCast, badCast, badCast, "-2"},
-                                          {"true", badCast, badCast, badCast, badCast},
-                                          {"null", badCast, noType, badCast, noType},
-                                          {"[]", badCast, "", "", badCast},
-                                          {R"(["b","a","a"])", badCast, "a,b,", "a,b,", badCast},
-                                          {R"(["a",1])", badCast, badCast, badCast, badCast},
-                                          {R"(1,"aud":"last")", "last", "last,", badCast, badCast}};
-    for (const ClaimCase& row : cases) {
+    struct Row {
+        std::string value;
+        std::string text;
+        std::string audience;
+        std::string set;
+        std::string date;  // in seconds
+    };
+    for (const Row& row :
+         std::vector<Row>{{R"("s")", "s", "s,", badCast, badCast},
+                          {"1", badCast, badCast, badCast, "1"},
+                          {"2.5", badCast, badCast, badCast, "3"},
+                          {"-1.5", badCast, badCast, badCast, "-2"},
+                          {"true", badCast, badCast, badCast, badCast},
+                          {"null", badCast, noType, badCast, noType},
+                          {"[]", badCast, "", "", badCast},
+                          {R"(["b","a","a"])", badCast, "a,b,", "a,b,", badCast},
+                          {R"(["a",1])", badCast, badCast, badCast, badCast},
+                          {R"(1,"aud":"last")", "last", "last,", badCast, badCast}}) {
         const Token token = jwt::decode(unsignedToken(object("aud", row.value)));
         const jwt::claim claim = token.get_payload_claim("aud");
-        const auto date = [&] {
-            const auto since = claim.as_date().time_since_epoch();
-            return std::to_string(std::chrono::duration_cast<seconds>(since).count());
-        };
         EXPECT_TRUE(token.has_audience());
         EXPECT_EQ(endOf([&] { return joined(token.get_audience()); }), row.audience) << row.value;
         EXPECT_EQ(endOf([&] { return claim.as_string(); }), row.text) << row.value;
         EXPECT_EQ(endOf([&] { return joined(claim.as_set()); }), row.set) << row.value;
-        EXPECT_EQ(endOf(date), row.date) << row.value;
+        EXPECT_EQ(
+            endOf([&] { return std::to_string(claim.as_date().time_since_epoch() / seconds(1)); }),
+            row.date)
+            << row.value;
     }
     const Token empty = jwt::decode(unsignedToken("{}"));
     EXPECT_FALSE(empty.has_issuer());

@@ -5,9 +5,6 @@
 #include "tests/support/Test.h"
 #include "tests/support/Threads.h"
 
-#include <filesystem>
-#include <fstream>
-
 using standalone::KeyringEntry;
 using standalone::SecretKeyring;
 using test::ChildProcess;

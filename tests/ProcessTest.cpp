@@ -1,47 +1,29 @@
 // What the library does to its process, and the end of that to the library. Each test has a process
 // of its own, which ends with 0 when all is well.
 
-#include "testing/TestProvider.h"
 #include "tests/support/Application.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/LocalPort.h"
 #include "tests/support/NoThreads.h"
-#include "tests/support/Outcome.h"
-#include "tests/support/Test.h"
-#include "tests/support/TokenRecord.h"
 #include "tests/support/Usage.h"
 
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <thread>
-
 namespace {
 
-using namespace std::chrono_literals;
-using namespace auth::testing;
-using Concurrency::cancellation_token;
-using test::outcome;
+using namespace test;
 
 /// Of whatever process it is made in.
-struct Requests : test::Application {
+struct Requests : Application {
     explicit Requests(const std::string& provider) : configUrl(provider) {}
 
     void store(std::chrono::hours lifetime) const {
-        test::TokenRecord record;
-        record.scopes = {"openid"};
-        record.expiresAt = std::chrono::system_clock::now() + lifetime;
-        content->bytes = record.bytes();
+        content->bytes = recordWith({"openid"}, lifetime).bytes();
     }
-    Concurrency::task<auth::COIDCToken> ofAUser(bool authRequested = false) const {
-        return helper->getOIDCTokenHybridAsync(configUrl, "client", "openid",
-                                               {test::freeRedirectUrl()}, 0,
-                                               cancellation_token::none(), authRequested);
+    task<COIDCToken> ofAUser(bool authRequested = false) const {
+        return helper->getOIDCTokenHybridAsync(configUrl, "client", "openid", {freeRedirectUrl()},
+                                               0, cancellation_token::none(), authRequested);
     }
-    Concurrency::task<CString> ofAService() const {
+    task<CString> ofAService() const {
         return helper->getAccessTokenClientCredentialsAsync(configUrl, "client", "secret", "openid",
                                                             0, cancellation_token::none());
     }
@@ -75,7 +57,7 @@ protected:
 TEST_F(Process, GivesPermitsBackAlthoughThereIsNoThread) {
     const auto isWell = [] {
         const Requests requests(nowhere);
-        const test::NoThreads none;
+        const NoThreads none;
         const auto fails = [](const std::string& end) {
             return end != "accepted" && end != "this has not ended";
         };
@@ -91,10 +73,10 @@ TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
     const auto threads = [] {
         const Requests requests(nowhere);
         requests.store(1h);
-        test::get(requests.ofAService());
-        test::get(requests.ofAUser());
+        get(requests.ofAService());
+        get(requests.ofAUser());
         requests.helper->signOut();
-        return static_cast<int>(test::usage().threads);
+        return static_cast<int>(usage().threads);
     };
     // And that of the scheduler; a sanitizer may have one.
     EXPECT_EXIT(std::exit(threads() <= 3 ? 0 : threads()), ::testing::ExitedWithCode(0), "");
@@ -124,7 +106,7 @@ TEST_F(Process, EndsWithoutWaitingForOthers) {
         silent.neverAnswer(Endpoint::Discovery);
         const Requests service(silent.configUrl());
         service.ofAService();
-        silent.waitForRequests(Endpoint::Discovery, 1, test::patience);
+        silent.waitForRequests(Endpoint::Discovery, 1, patience);
         std::exit(0);
     };
     EXPECT_EXIT(end(), ::testing::ExitedWithCode(0), "");
@@ -134,7 +116,7 @@ TEST_F(Process, TellsAfterAForkThatItsThreadsAreGone) {
     const TestProvider provider;
     const Requests requests(provider.configUrl());
     EXPECT_EQ(outcome(requests.ofAService()), "accepted");
-    EXPECT_TRUE(test::eventually(othersRest));
+    EXPECT_TRUE(eventually(othersRest));
     const std::string ofTasks = "tokens were asked for before this process was forked";
     const std::string ofTimers = "the HTTP library was used before this process was forked";
     EXPECT_EQ(test::endOf([&] {

@@ -4,9 +4,6 @@
 #include <cpprest/http_client.h>
 #include <dlfcn.h>
 
-#include <cstdlib>
-#include <map>
-
 using standalone::ProxySettings;
 using standalone::ProxySettingsError;
 using testing::HasSubstr;

@@ -3,15 +3,15 @@
 #include "platform/Timer.h"
 #include "tests/support/Test.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <future>
-#include <thread>
-
 namespace {
 
 using namespace std::chrono_literals;
 using platform::GrowingScheduler;
+
+template <class Body>
+auto run(GrowingScheduler& by, Body body) {
+    return Concurrency::create_task(body, Concurrency::task_options(by));
+}
 
 TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
     constexpr int bodies = 100;
@@ -22,14 +22,12 @@ TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
     const auto all = allRun.get_future().share();
     tasks.reserve(bodies);
     for (int i = 0; i < bodies; ++i) {
-        tasks.push_back(Concurrency::create_task(
-            [&] {
-                if (++running == bodies) {
-                    allRun.set_value();
-                }
-                all.wait_for(test::patience);  // ends at once when every body has a thread
-            },
-            Concurrency::task_options(scheduler)));
+        tasks.push_back(run(scheduler, [&] {
+            if (++running == bodies) {
+                allRun.set_value();
+            }
+            all.wait_for(test::patience);  // ends at once when every body has a thread
+        }));
     }
     for (const auto& task : tasks) {
         test::get(task);
@@ -40,7 +38,7 @@ TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
 TEST(GrowingScheduler, ReusesAnIdleThread) {
     GrowingScheduler scheduler(1h);
     for (int i = 0; i < 50; ++i) {
-        test::get(Concurrency::create_task([] {}, Concurrency::task_options(scheduler)));
+        test::get(run(scheduler, [] {}));
     }
     // Some find no idle thread: a task ends a moment before its thread is idle again.
     EXPECT_LT(scheduler.threadCount(), 50U);
@@ -51,7 +49,7 @@ TEST(GrowingScheduler, RunsWhatIsScheduledBeforeItEnds) {
     {
         GrowingScheduler scheduler(1h);
         for (int i = 0; i < 200; ++i) {
-            Concurrency::create_task([&ran] { ++ran; }, Concurrency::task_options(scheduler));
+            run(scheduler, [&ran] { ++ran; });
         }
     }
     EXPECT_EQ(ran, 200);
@@ -60,9 +58,7 @@ TEST(GrowingScheduler, RunsWhatIsScheduledBeforeItEnds) {
 TEST(GrowingScheduler, RunsAtOnceWhatIsScheduledAfterItStopped) {
     GrowingScheduler scheduler(1h);
     scheduler.stop();
-    EXPECT_EQ(test::get(Concurrency::create_task([] { return std::this_thread::get_id(); },
-                                                 Concurrency::task_options(scheduler))),
-              std::this_thread::get_id());
+    EXPECT_EQ(test::get(run(scheduler, std::this_thread::get_id)), std::this_thread::get_id());
 }
 
 TEST(GrowingScheduler, LetsABodyEndTheProcess) {

@@ -37,10 +37,6 @@ Fields signInRequest(const std::string& redirectUri, const std::string& state) {
             {"code_challenge_method", "S256"}};
 }
 
-web::json::value claims(const std::string& token) {
-    return web::json::value::parse(test::payloadOf(token));
-}
-
 std::string answer(const TestProvider& provider, Endpoint endpoint, const std::string& form = "") {
     web::http::http_request request(form.empty() ? "GET" : "POST");
     request.set_body(form, "application/x-www-form-urlencoded");
@@ -55,8 +51,7 @@ std::string refresh(const TestProvider& provider, const std::string& client,
 }
 
 std::string refreshToken(const std::string& answer) {
-    const auto json = web::json::value::parse(answer);
-    return json.has_field("refresh_token") ? json.at("refresh_token").as_string() : "";
+    return web::json::value::parse(answer).at("refresh_token").as_string();
 }
 
 TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
@@ -77,7 +72,7 @@ TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
     const auto first = redeem("app", "app:/back", verifier);
     EXPECT_EQ(refresh(provider, "other", refreshToken(first)), refused);
     const auto second = refresh(provider, "app", refreshToken(first));
-    ASSERT_NE(refreshToken(second), "");
+    EXPECT_NE(refreshToken(second), "");
     EXPECT_EQ(redeem("app", "app:/back", verifier), refused);
     EXPECT_EQ(refresh(provider, "app", refreshToken(second)), refused) << "the code was replayed";
 }
@@ -98,7 +93,7 @@ TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
     EXPECT_EQ(application.issuer() + posted.target, redirectUri);
     EXPECT_EQ(posted.field("state"), state);
     EXPECT_EQ(posted.form().size(), 3U);
-    const auto id = claims(posted.field("id_token"));
+    const auto id = web::json::value::parse(test::payloadOf(posted.field("id_token")));
     EXPECT_EQ(id.at("nonce").as_string(), "the nonce");
     EXPECT_EQ(id.at("aud").as_string(), "app");
 

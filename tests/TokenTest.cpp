@@ -4,50 +4,38 @@
 
 #include <cpprest/asyncrt_utils.h>
 
-#include <algorithm>
-#include <limits>
-#include <optional>
-#include <utility>
-
 namespace {
 
 using namespace std::chrono_literals;
+using test::recordWith;
 using test::TokenRecord;
-
-TokenRecord recordWith(std::vector<std::string> scopes) {
-    TokenRecord record;
-    record.scopes = std::move(scopes);
-    return record;
-}
 
 TEST(Token, ChecksScopes) {
     struct Case {
         std::vector<std::string> granted;
         const char* requested;
-        bool covered;
+        bool isCovered;
     };
-    const std::vector<Case> cases = {
-        {{}, "", true},
-        {{}, "   ", true},
-        {{}, "openid", false},
-        {{"openid"}, "openid email", false},
-        {{"email", "openid", "profile"}, " openid   email", true},
-        {{"openid"}, "openid openid ", true},
-        {{"openid"}, "openid  ", false},  // the empty scope that two spaces at the end leave
-        {{"", "openid"}, "openid  ", true},
-        {{"a\tb"}, "a b", false},
-        {{"a\tb"}, "a\tb", true},
-        {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x91", true},
-        {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x92", false},
-    };
-    for (const Case& row : cases) {
-        EXPECT_EQ(recordWith(row.granted).token().validateScopes(row.requested), row.covered)
-            << '\'' << row.requested << '\'';
+    for (const auto& [granted, requested, isCovered] : std::vector<Case>{
+             {{}, "", true},
+             {{}, "   ", true},
+             {{}, "openid", false},
+             {{"openid"}, "openid email", false},
+             {{"email", "openid", "profile"}, " openid   email", true},
+             {{"openid"}, "openid openid ", true},
+             {{"openid"}, "openid  ", false},  // the empty scope that two spaces at the end leave
+             {{"", "openid"}, "openid  ", true},
+             {{"a\tb"}, "a b", false},
+             {{"a\tb"}, "a\tb", true},
+             {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x91", true},
+             {{"\xF0\x9F\x94\x91"}, "\xF0\x9F\x94\x92", false},
+         }) {
+        EXPECT_EQ(recordWith(granted).token().validateScopes(requested), isCovered)
+            << '\'' << requested << '\'';
     }
     // In ordinal order.
     EXPECT_EQ(recordWith({"profile", "openid"}).token().scopes(), CString("openid profile"));
-    const auto constant = recordWith({"a", "A", "a"}).token();
-    EXPECT_EQ(constant.scopes(), CString("A a"));
+    EXPECT_EQ(recordWith({"a", "A", "a"}).token().scopes(), CString("A a"));
     EXPECT_EQ(recordWith({"openid", ""}).token().scopes(), CString(" openid"));
 }
 
@@ -64,28 +52,26 @@ TEST(Token, TellsTheClaimsOfItsIdToken) {
         "email":"a@b","n":1.5,"none":null,"yes":true,"list":["a",{"b":1}]})");
     const auto claims = record.token().idTokenClaims();
     EXPECT_EQ(claims.subject(), "s1");
-    EXPECT_EQ(claims.name(),
-              "\xC3\x84"
-              "da >>>>?~?~?");
+    EXPECT_EQ(claims.name(), "\u00c4da >>>>?~?~?");
     EXPECT_EQ(claims.preferredUsername(), "ada");
     EXPECT_EQ(claims.email(), "a@b");
-    for (const auto& [name, text] : std::vector<std::pair<const char*, std::optional<std::string>>>{
-             {"sub", "s1"},
-             {"n", "1.5"},
-             {"yes", "true"},
-             {"list", R"(["a",{"b":1}])"},
-             {"none", std::nullopt},
-             {"Sub", std::nullopt},
-             {"su", std::nullopt},
-             {"", std::nullopt}}) {
+    for (const auto& [name, text] :
+         std::map<std::string, std::optional<std::string>>{{"sub", "s1"},
+                                                           {"n", "1.5"},
+                                                           {"yes", "true"},
+                                                           {"list", R"(["a",{"b":1}])"},
+                                                           {"none", {}},
+                                                           {"Sub", {}},
+                                                           {"su", {}},
+                                                           {"", {}}}) {
         EXPECT_EQ(claims.claim(name), text) << name;
     }
     EXPECT_EQ(auth::IdTokenClaims().subject(), std::nullopt);
     for (const std::string& idToken :
-         {std::string(), std::string("id"), "e30." + jwtWith("{}").substr(4, 4),
-          std::string("e30.!!.c2ln"), jwtWith("{"), jwtWith(R"(["sub"])"), jwtWith("null"),
-          jwtWith(R"({"sub":5})"), jwtWith("{\"sub\":\"\xC3(\"}"), jwtWith(R"({"sub":null})"),
-          jwtWith(std::string(100'000, '['))}) {
+         std::vector<std::string>{"", "id", "e30." + jwtWith("{}").substr(4, 4), "e30.!!.c2ln",
+                                  jwtWith("{"), jwtWith(R"(["sub"])"), jwtWith("null"),
+                                  jwtWith(R"({"sub":5})"), jwtWith("{\"sub\":\"\xC3(\"}"),
+                                  jwtWith(R"({"sub":null})"), jwtWith(std::string(100'000, '['))}) {
         record.idToken = idToken;
         EXPECT_EQ(record.token().idTokenClaims().subject(), std::nullopt) << idToken.substr(0, 50);
     }
@@ -110,26 +96,24 @@ TEST(Token, ExpiresWithALeadOfMinutes) {
     struct Case {
         std::chrono::nanoseconds left;
         unsigned int lead;
-        bool expired;
-    };
-    const std::vector<Case> cases = {
-        {5min, 5, true},
-        {5min + tick, 5, false},
-        {tick, 0, false},
-        {0ns, 0, true},
-        {-1h, 0, true},
-        // Taken as signed: the largest lead is one minute back in time, not far ahead.
-        {-30s, std::numeric_limits<unsigned int>::max(), false},
-        {-1min, std::numeric_limits<unsigned int>::max(), true},
-        {1h, std::numeric_limits<int>::max(), true},
+        bool isExpired;
     };
     test::TestClock clock;
     clock.freezeAt(now);
-    for (const Case& row : cases) {
+    // A lead is taken as signed: the largest one is one minute back in time, not far ahead.
+    for (const auto& [left, lead, isExpired] :
+         std::vector<Case>{{5min, 5, true},
+                           {5min + tick, 5, false},
+                           {tick, 0, false},
+                           {0ns, 0, true},
+                           {-1h, 0, true},
+                           {-30s, std::numeric_limits<unsigned int>::max(), false},
+                           {-1min, std::numeric_limits<unsigned int>::max(), true},
+                           {1h, std::numeric_limits<int>::max(), true}}) {
         TokenRecord record;
-        record.expiresAt = now + row.left;
-        EXPECT_EQ(record.token().willBeExpiredAfter(row.lead), row.expired)
-            << row.left.count() << " ns, " << row.lead << " min";
+        record.expiresAt = now + left;
+        EXPECT_EQ(record.token().willBeExpiredAfter(lead), isExpired)
+            << left.count() << " ns, " << lead << " min";
     }
 }
 

@@ -10,13 +10,8 @@
 #include "tests/support/Outcome.h"
 #include "tests/support/Usage.h"
 
-#include <cstdlib>
 #include <iomanip>
 #include <iostream>
-#include <list>
-#include <optional>
-#include <random>
-#include <system_error>
 
 // This program's own host: what is not answered ends soon.
 web::http::client::http_client_config get_http_proxy_config(const web::uri& /*target*/) {
@@ -27,15 +22,12 @@ web::http::client::http_client_config get_http_proxy_config(const web::uri& /*ta
 
 namespace {
 
-using namespace std::chrono_literals;
+using namespace load;
+using auth::COIDCHelper;
 using Clock = std::chrono::steady_clock;
-using load::Account;
-using load::below;
-using load::Site;
 
 /// Whoever waits for others waits long when these fail, but not for ever.
 constexpr auto longest = 5min;
-constexpr auto tokenLife = 2s;
 
 enum class Kind { Service, User, SignIn };
 
@@ -43,59 +35,31 @@ std::string nameOf(Kind kind) {
     return kind == Kind::Service ? "service" : kind == Kind::User ? "user" : "user, may sign in";
 }
 
-struct Helper {
+struct Application {
     Account account;
-    std::shared_ptr<auth::IExclusivePermit> permit = auth::COIDCHelper::makeExclusivePermit();
-    std::unique_ptr<auth::COIDCHelper> helper = std::make_unique<auth::COIDCHelper>(
+    std::shared_ptr<auth::IExclusivePermit> permit = COIDCHelper::makeExclusivePermit();
+    std::unique_ptr<COIDCHelper> helper = std::make_unique<COIDCHelper>(
         std::make_unique<test::MemoryStore>(account.content), permit, nullptr);
 };
 
 struct Request {
     Kind kind;
-    CString client;
+    std::string client;
     std::shared_ptr<Site> site;  // outlives it
-    auth::COIDCHelper& helper;
     Clock::time_point begun = Clock::now();
     std::optional<Clock::time_point> cancelAt = {};
     Concurrency::cancellation_token_source source = {};
     Concurrency::task<CString> task = {};
-
-    void start(const std::vector<CString>& urls) {
-        const auto token = cancelAt ? source.get_token() : Concurrency::cancellation_token::none();
-        const CString config = site->configUrl();
-        task = kind == Kind::Service
-                   ? helper.getAccessTokenClientCredentialsAsync(config, client, "secret", "a b", 0,
-                                                                 token)
-                   : helper.getAccessTokenHybridAsync(config, client, "openid", urls, 0, token,
-                                                      kind == Kind::SignIn);
-    }
-
-    void startBlocking(const std::vector<CString>& urls) {
-        const Concurrency::task_completion_event<CString> end;
-        task = Concurrency::create_task(end);
-        std::thread([this, urls, end, config = site->configUrl()] {
-            try {
-                end.set(
-                    kind == Kind::Service
-                        ? helper.getAccessTokenClientCredentials(config, client, "secret", "a b", 0)
-                        : helper.getAccessTokenHybrid(config, client, "openid", urls, 0,
-                                                      kind == Kind::SignIn));
-            } catch (...) {
-                end.set_exception(std::current_exception());
-            }
-        }).detach();
-    }
 };
 
 /// How the request ended, with "!" in front when it may not end so.
 std::string outcomeOf(const Request& request) {
-    const std::string client = request.client.toUtf8();
     const std::string end = test::outcome([&] {
         try {
             const std::string token = request.task.get().toUtf8();
             return request.kind == Kind::Service
-                       ? token.rfind("token-" + client + '-', 0) == 0
-                       : test::payloadOf(token).find(R"("client_id":")" + client + '"') !=
+                       ? token.rfind("token-" + request.client + '-', 0) == 0
+                       : test::payloadOf(token).find(R"("client_id":")" + request.client + '"') !=
                              std::string::npos;
         } catch (const std::system_error& failure) {
             // The token library has such ones, too, with codes of its own.
@@ -112,24 +76,11 @@ std::string outcomeOf(const Request& request) {
     return (isWrong ? "! " : "") + end;
 }
 
-/// Comes due once in a period.
-class Pulse {
-public:
-    explicit Pulse(Clock::duration period) : m_period(period) {}
-
-    bool due() {
-        const auto now = Clock::now();
-        if (now < m_next) {
-            return false;
-        }
-        m_next = now + m_period;
-        return true;
-    }
-
-private:
-    const Clock::duration m_period;
-    Clock::time_point m_next = Clock::now() + m_period;
-};
+/// Whether something comes due that does so once in a period.
+bool isDue(Clock::time_point& next, Clock::duration period) {
+    const auto now = Clock::now();
+    return now >= next && (next = now + period, true);
+}
 
 class Load {
 public:
@@ -137,10 +88,11 @@ public:
         for (int i = 0; i < 25; ++i) {
             m_services.push_back({{"service-" + std::to_string(i)}});
             // Some have their account and their permit in common.
-            m_users.push_back(i % 5 == 4 ? Helper{m_users.back().account, m_users.back().permit}
-                                         : Helper{{"user-" + std::to_string(i)}});
+            m_users.push_back(i % 5 == 4
+                                  ? Application{m_users.back().account, m_users.back().permit}
+                                  : Application{{"user-" + std::to_string(i)}});
             m_users.back().helper->setBrowserOpener([](const CString& url) {
-                auth::testing::signIn(url.toUtf8());
+                signIn(url.toUtf8());
                 return true;
             });
         }
@@ -150,14 +102,13 @@ public:
     /// A few requests, one after the other, to providers that answer as yet.
     void warmUp() {
         for (int i = 0; i < 30; ++i) {
-            begin();
-            finish();
+            burst(1);
         }
-        m_faulty = true;
+        m_isFaulty = true;
     }
 
     void burst(std::size_t requests) {
-        for (const Helper& user : m_users) {
+        for (const auto& user : m_users) {
             reseed(user.account);
         }
         for (std::size_t i = 0; i < requests; ++i) {
@@ -168,77 +119,85 @@ public:
 
     /// Gives what the process had meanwhile.
     std::vector<test::Usage> soak(Clock::duration length) {
-        constexpr std::size_t samples = 300;
         constexpr std::size_t mostAtOnce = 200;
-        std::vector<test::Usage> result;
-        Pulse request(5ms);
-        Pulse seed(100ms);
-        Pulse site(5s);
-        Pulse sample(length / samples);
-        for (const auto end = Clock::now() + length; Clock::now() < end; tick()) {
-            if (request.due() && m_running.size() < mostAtOnce) {
+        std::vector<test::Usage> samples;
+        auto request = Clock::now();
+        auto seed = request;
+        auto site = request;
+        auto sample = request;
+        for (const auto end = request + length; Clock::now() < end; tick()) {
+            if (m_running.size() < mostAtOnce && isDue(request, 5ms)) {
                 begin();
             }
-            if (seed.due()) {
-                reseed(m_users.at(below(m_users.size(), m_random)).account);
+            if (isDue(seed, 100ms)) {
+                reseed(m_users.at(below(m_users.size())).account);
             }
-            if (site.due()) {
+            if (isDue(site, 5s)) {
                 openSites();
             }
-            if (sample.due()) {
-                result.push_back(test::usage());
+            if (isDue(sample, length / 300)) {
+                samples.push_back(test::usage());
             }
         }
         finish();
-        return result;
+        return samples;
     }
 
     /// Tells what became of the requests since the last report, and whether nothing was wrong.
     bool report() {
         openSites();  // so that the last ones have told what they received
-        const auto tell = [](auto& counts, const char* prefix) {
-            for (const auto& [name, count] : counts) {
-                std::cout << std::setw(8) << count << "  " << prefix << name << '\n';
-            }
-            counts.clear();
-        };
-        tell(m_outcomes, "");
-        tell(*m_grants, "received by the providers: ");
-        return !m_wrong;
+        bool isRight = true;
+        for (const auto& [name, count] : m_counts) {
+            std::cout << std::setw(8) << count << "  " << name << '\n';
+            isRight = isRight && name.find(": !") == std::string::npos;
+        }
+        m_counts.clear();
+        return isRight;
     }
 
 private:
     /// New providers, since they keep what they receive. All users have signed in there.
     void openSites() {
         for (auto* const site : {&m_serviceSite, &m_userSite}) {
-            *site = std::make_shared<Site>(m_grants, tokenLife);
+            if (*site != nullptr) {
+                for (const auto& request : (*site)->provider.requests(Endpoint::Token)) {
+                    ++m_counts["received by the providers: " + request.field("grant_type")];
+                }
+            }
+            *site = std::make_shared<Site>();
         }
-        for (const Helper& user : m_users) {
-            m_userSite->seed(user.account, tokenLife);
+        for (const auto& user : m_users) {
+            m_userSite->seed(user.account);
         }
     }
 
     /// As another program does: the user has a token that serves, one to be refreshed, or none.
     void reseed(const Account& account) {
-        const std::size_t choice = below(20, m_random);
+        const std::size_t choice = below(20);
         choice == 0 ? account.content->put({})
                     : m_userSite->seed(account, choice < 10 ? tokenLife : 0s);
     }
 
     void begin() {
-        const std::size_t choice = below(100, m_random);
+        const std::size_t choice = below(100);
         const Kind kind = choice < 70 ? Kind::Service : choice < 85 ? Kind::User : Kind::SignIn;
-        const auto& helpers = kind == Kind::Service ? m_services : m_users;
-        const Helper& chosen = helpers.at(below(helpers.size(), m_random));
-        const bool second = kind == Kind::Service && below(2, m_random) == 0;
+        const bool isService = kind == Kind::Service;
+        const auto& applications = isService ? m_services : m_users;
+        const auto& [account, permit, helper] = applications.at(below(applications.size()));
         Request& request = m_running.emplace_back(
-            Request{kind, (second ? "too-" : "") + chosen.account.client,
-                    kind == Kind::Service ? m_serviceSite : m_userSite, *chosen.helper});
-        const std::size_t manner = below(100, m_random);
-        if (manner < 15) {
-            request.cancelAt = request.begun + std::chrono::milliseconds(below(1000, m_random));
+            Request{kind, (isService && below(2) == 0 ? "too-" : "") + account.client,
+                    isService ? m_serviceSite : m_userSite});
+        auto token = Concurrency::cancellation_token::none();
+        if (below(100) < 15) {
+            request.cancelAt = request.begun + std::chrono::milliseconds(below(1000));
+            token = request.source.get_token();
         }
-        manner >= 95 ? request.startBlocking(m_redirectUrls) : request.start(m_redirectUrls);
+        const CString config = request.site->provider.configUrl();
+        request.task =
+            isService ? helper->getAccessTokenClientCredentialsAsync(config, request.client,
+                                                                     "secret", "a b", 0, token)
+                      : helper->getAccessTokenHybridAsync(config, request.client, "openid", m_urls,
+                                                          0, token, kind == Kind::SignIn);
     }
 
     void finish() {
@@ -248,67 +207,50 @@ private:
     }
 
     void tick() {
-        const auto now = Clock::now();
-        for (auto request = m_running.begin(); request != m_running.end();) {
-            if (request->task.is_done()) {
-                count(*request);
-                request = m_running.erase(request);
-                continue;
+        m_running.remove_if([this](const Request& request) {
+            if (request.task.is_done()) {
+                ++m_counts[nameOf(request.kind) + ": " + outcomeOf(request)];
+                return true;
             }
-            if (request->cancelAt && now >= *request->cancelAt) {
-                request->source.cancel();
+            const auto now = Clock::now();
+            if (request.cancelAt && now >= *request.cancelAt) {
+                request.source.cancel();
             }
-            if (now > request->begun + longest) {
-                std::cout << "WRONG: a request does not end: " << nameOf(request->kind)
-                          << std::endl;
+            if (now > request.begun + longest) {
+                std::cout << "WRONG: a request does not end: " << nameOf(request.kind) << std::endl;
                 std::_Exit(EXIT_FAILURE);  // the helpers cannot be destroyed
             }
-            ++request;
+            return false;
+        });
+        if (m_isFaulty && isDue(m_serviceFault, 50ms)) {
+            m_serviceSite->changeFault();
         }
-        if (m_faulty && m_serviceFault.due()) {
-            m_serviceSite->changeFault(m_random);
-        }
-        if (m_faulty && m_userFault.due()) {
-            m_userSite->changeFault(m_random);
+        if (m_isFaulty &&
+            isDue(m_userFault, 1s)) {  // all wait while a failed refresh of one pauses
+            m_userSite->changeFault();
         }
         std::this_thread::sleep_for(1ms);
     }
 
-    void count(const Request& request) {
-        const std::string outcome = outcomeOf(request);
-        m_wrong = m_wrong || outcome.rfind('!', 0) == 0;
-        ++m_outcomes[nameOf(request.kind) + ": " + outcome];
-    }
-
-    load::Random m_random{std::random_device()()};
-    std::vector<Helper> m_services;
-    std::vector<Helper> m_users;
-    const std::vector<CString> m_redirectUrls{test::freeRedirectUrl(), test::freeRedirectUrl()};
-    const std::shared_ptr<Site::Grants> m_grants = std::make_shared<Site::Grants>();
+    std::vector<Application> m_services;
+    std::vector<Application> m_users;
+    const std::vector<CString> m_urls{test::freeRedirectUrl(), test::freeRedirectUrl()};
     std::shared_ptr<Site> m_serviceSite;
     std::shared_ptr<Site> m_userSite;
-    bool m_faulty = false;
-    Pulse m_serviceFault{50ms};
-    Pulse m_userFault{1s};  // all users wait while a failed refresh of one pauses
+    bool m_isFaulty = false;
+    Clock::time_point m_serviceFault;
+    Clock::time_point m_userFault;
     std::list<Request> m_running;
-    std::map<std::string, std::size_t> m_outcomes;
-    bool m_wrong = false;
+    std::map<std::string, std::size_t> m_counts;
 };
 
 /// Tells what the process had in each fifth of the time, as medians, since requests come and go,
 /// and compares the last fifth with the second one: in the first one caches fill. Judges nothing of
 /// less than a minute, since threads that have nothing to do stay for ten seconds.
 bool isFlat(const std::vector<test::Usage>& samples, bool isLong) {
-    struct Row {
-        const char* name;
-        std::size_t test::Usage::*figure;
-        std::size_t slack;
-    };
-    bool flat = true;
-    for (const auto& [name, figure, slack] :
-         {Row{"resident KiB", &test::Usage::residentKiB, 4096},
-          Row{"heap KiB", &test::Usage::heapKiB, 2048}, Row{"threads", &test::Usage::threads, 20},
-          Row{"descriptors", &test::Usage::descriptors, 20}}) {
+    using test::Usage;
+    bool isFlat = true;
+    const auto tell = [&](const char* name, std::size_t Usage::*figure, std::size_t slack) {
         std::array<std::size_t, 5> medians{};
         std::cout << std::setw(12) << name;
         for (std::size_t fifth = 0; fifth < 5; ++fifth) {
@@ -322,9 +264,13 @@ bool isFlat(const std::vector<test::Usage>& samples, bool isLong) {
         }
         const bool grew = isLong && medians[4] > medians[1] + medians[1] / 10 + slack;
         std::cout << (grew ? "  WRONG: grows\n" : "\n");
-        flat = flat && !grew;
-    }
-    return flat;
+        isFlat = isFlat && !grew;
+    };
+    tell("resident KiB", &Usage::residentKiB, 4096);
+    tell("heap KiB", &Usage::heapKiB, 2048);
+    tell("threads", &Usage::threads, 20);
+    tell("descriptors", &Usage::descriptors, 20);
+    return isFlat;
 }
 
 double secondsSince(Clock::time_point begin) {
@@ -339,19 +285,19 @@ int main(int argc, char** argv) {
     std::cout << std::fixed << std::setprecision(1);
     Load load;
     load.warmUp();
-    bool right = load.report();
+    bool isRight = load.report();
     const test::Usage before = test::usage();
 
     if (minutes > 0) {
         const auto length = std::chrono::duration<double>(60 * minutes);
         const auto samples = load.soak(std::chrono::duration_cast<Clock::duration>(length));
-        right = isFlat(samples, minutes >= 1) && right;
-        right = load.report() && right;
+        isRight = isFlat(samples, minutes >= 1) && isRight;
+        isRight = load.report() && isRight;
     }
     auto begin = Clock::now();
     load.burst(requests);
     std::cout << requests << " requests in " << secondsSince(begin) << " s\n";
-    right = load.report() && right;
+    isRight = load.report() && isRight;
 
     begin = Clock::now();
     const test::Usage most = test::usage();
@@ -362,5 +308,5 @@ int main(int argc, char** argv) {
               << " and descriptors " << before.descriptors << ", " << most.descriptors << ", "
               << after.descriptors << ": before, at the end, and " << secondsSince(begin)
               << " s later\n";
-    return right && settled ? EXIT_SUCCESS : EXIT_FAILURE;
+    return isRight && settled ? EXIT_SUCCESS : EXIT_FAILURE;
 }

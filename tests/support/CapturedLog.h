@@ -1,13 +1,7 @@
 #pragma once
 
 #include "host/CLogger.h"
-
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 
@@ -41,11 +35,20 @@ public:
         return std::exchange(m_lines, {});
     }
 
+    /// Those of this level and above, one behind the other with their levels, since the last call.
+    std::string takeFrom(int level) {
+        std::string text;
+        for (const std::string& line : takeLines()) {
+            text += line.front() - '0' >= level ? line : "";
+        }
+        return text;
+    }
+
     /// All lines of a level, one behind the other.
     std::string textAt(int level) const {
         std::string text;
         for (const std::string& line : lines()) {
-            text += line.rfind(std::to_string(level), 0) == 0 ? line.substr(2) : "";
+            text += line.front() - '0' == level ? line.substr(2) : "";
         }
         return text;
     }

@@ -1,15 +1,14 @@
 #pragma once
 
+#include "tests/support/Common.h"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
-#include <cstdlib>
-#include <functional>
 
 namespace test {
 

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <chrono>
-#include <stdexcept>
-#include <thread>
+#include "tests/support/Common.h"
 
 namespace test {
 

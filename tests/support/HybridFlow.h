@@ -6,9 +6,6 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Outcome.h"
 
-#include <exception>
-#include <memory>
-
 namespace test {
 
 inline auth::OIDCFlowSettings flowSettings() {

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cpprest/asyncrt_utils.h>
+#include "tests/support/Common.h"
 
-#include <algorithm>
-#include <string>
+#include <cpprest/asyncrt_utils.h>
 
 namespace test {
 

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "tests/support/Common.h"
+
 #include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/system/system_error.hpp>
-
-#include <random>
-#include <string>
 
 namespace test {
 

@@ -2,14 +2,7 @@
 
 #include "auth/COIDCToken.h"
 #include "host/ISecretStore.h"
-
-#include <cstdint>
-#include <exception>
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <utility>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 

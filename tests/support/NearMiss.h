@@ -1,11 +1,8 @@
 #pragma once
 
-#include <algorithm>
+#include "tests/support/Common.h"
+
 #include <cctype>
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace test {
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <pthread.h>
+#include "tests/support/Common.h"
 
-#include <cstddef>
-#include <stdexcept>
+#include <pthread.h>
 
 namespace test {
 

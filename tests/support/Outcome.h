@@ -3,9 +3,6 @@
 #include "auth/COIDCHelper.h"
 #include "tests/support/Eventually.h"
 
-#include <exception>
-#include <memory>
-#include <string>
 #include <type_traits>
 
 namespace test {

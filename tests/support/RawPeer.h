@@ -8,12 +8,6 @@
 #include <boost/asio/write.hpp>
 #include <poll.h>
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <chrono>
-#include <string>
-
 namespace test {
 
 /// A connection on which a test sends what it wants, byte by byte. Sending ends silently when the

@@ -28,6 +28,13 @@ inline Arrange header(TokenKind kind, const std::string& name, const std::string
     return [=](TestProvider& provider) { provider.setTokenHeader(kind, name, json); };
 }
 
+inline Arrange both(const Arrange& one, const Arrange& other) {
+    return [=](TestProvider& provider) {
+        one(provider);
+        other(provider);
+    };
+}
+
 /// The head of a request as it has to be: the fields sent stand in the order of their names.
 inline std::string headOf(const TestProvider& provider, const std::string& line,
                           const std::string& fields = {}) {
@@ -45,14 +52,13 @@ inline std::string formFields(const std::string& body) {
 struct Refusal {
     std::string name;
     Arrange arrange;
-    std::string text;      // part of the exception's text
-    std::string logged;    // the lines at level 4
-    std::size_t requests;  // nothing is asked further
+    std::string text;         // part of the exception's text
+    std::string logged = {};  // the lines at level 4
 };
 
-/// Refused as told, whether there is a log or not.
+/// Refused as told, whether there is a log or not; nothing is asked behind so many requests.
 inline void expectRefusals(
-    const std::vector<Refusal>& rows,
+    const std::vector<Refusal>& rows, std::size_t requests,
     const std::function<void(TestProvider&, const auth::detail::LoggerPtr&)>& request) {
     TestProvider provider;
     for (const Refusal& row : rows) {
@@ -67,7 +73,7 @@ inline void expectRefusals(
             EXPECT_NE(end, "accepted");
             EXPECT_THAT(end, ::testing::HasSubstr(row.text));
             EXPECT_EQ(log->textAt(4), logs ? row.logged : "");
-            EXPECT_EQ(provider.requests().size() - before, row.requests);
+            EXPECT_EQ(provider.requests().size() - before, requests);
         }
     }
 }

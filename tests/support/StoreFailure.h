@@ -1,10 +1,9 @@
 #pragma once
 
 #include "host/standalone/TokenStoreError.h"
+#include "tests/support/Common.h"
 
 #include <gmock/gmock.h>
-
-#include <string>
 
 namespace test {
 

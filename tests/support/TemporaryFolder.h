@@ -1,10 +1,6 @@
 #pragma once
 
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <system_error>
+#include "tests/support/Common.h"
 
 namespace test {
 

@@ -7,16 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <cstddef>
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
-
 namespace test {
 
 /// A change of something, and what comes of it.
@@ -27,5 +17,13 @@ struct Row {
     std::string outcome;
     std::string logged = {};
 };
+
+inline std::string repeated(const std::string& text, std::size_t times) {
+    std::string all;
+    for (std::size_t i = 0; i < times; ++i) {
+        all += text;
+    }
+    return all;
+}
 
 }  // namespace test

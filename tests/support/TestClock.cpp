@@ -1,14 +1,12 @@
 #include "tests/support/TestClock.h"
 
 #include "auth/detail/Clock.h"
-
-#include <atomic>
+#include "tests/support/Common.h"
 
 namespace {
 
 using Ticks = auth::COIDCToken::TimePoint::duration;
 
-std::atomic<Ticks::rep> timePassed{0};
 std::atomic<Ticks::rep> timeSet{0};
 std::atomic<Ticks::rep> timeFrozen{0};
 // How far the steady clock is from the other while nobody sets that.
@@ -28,15 +26,14 @@ COIDCToken::TimePoint now() {
     if (timeFrozen != 0) {
         return COIDCToken::TimePoint(Ticks(timeFrozen) + Ticks(timeSet));
     }
-    return std::chrono::time_point_cast<Ticks>(std::chrono::system_clock::now()) +
-           Ticks(timePassed) + Ticks(timeSet);
+    return std::chrono::time_point_cast<Ticks>(std::chrono::system_clock::now()) + Ticks(timeSet);
 }
 
 std::chrono::steady_clock::time_point steadyNow() {
     if (timeFrozen != 0) {
         return std::chrono::steady_clock::time_point(Ticks(timeFrozen) + apart);
     }
-    return std::chrono::steady_clock::now() + Ticks(timePassed);
+    return std::chrono::steady_clock::now();
 }
 
 }  // namespace auth::detail
@@ -44,13 +41,8 @@ std::chrono::steady_clock::time_point steadyNow() {
 namespace test {
 
 TestClock::~TestClock() {
-    timePassed = 0;
     timeSet = 0;
     timeFrozen = 0;
-}
-
-void TestClock::advance(std::chrono::system_clock::duration by) {
-    timePassed += ticks(by);
 }
 
 void TestClock::setSystemClock(std::chrono::system_clock::duration by) {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <chrono>
+#include "tests/support/Common.h"
 
 namespace test {
 
-/// While it lives, the library's clocks are ahead of the system's by this much, or stand still.
+/// While it lives, the library's clocks go or stand as a test wants it.
 class TestClock {
 public:
     TestClock() = default;
@@ -12,8 +12,6 @@ public:
     TestClock(const TestClock&) = delete;
     TestClock& operator=(const TestClock&) = delete;
 
-    /// Time passes: both clocks.
-    void advance(std::chrono::system_clock::duration by);
     /// Somebody sets the system clock, forth or back.
     void setSystemClock(std::chrono::system_clock::duration by);
     /// Both stand still from now on, the system clock at this time.

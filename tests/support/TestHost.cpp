@@ -1,11 +1,9 @@
 #include "tests/support/TestHost.h"
 
 #include "host/HttpProxyConfig.h"
+#include "tests/support/Common.h"
 
 #include <boost/asio/ssl/context.hpp>
-
-#include <mutex>
-#include <string>
 
 namespace {
 

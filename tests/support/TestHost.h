@@ -1,7 +1,6 @@
 #pragma once
 
-#include <chrono>
-#include <filesystem>
+#include "tests/support/Common.h"
 
 namespace test {
 

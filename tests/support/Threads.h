@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <functional>
-#include <future>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 

@@ -28,6 +28,13 @@ auth::COIDCToken TokenRecord::token() const {
     return load(bytes());
 }
 
+TokenRecord recordWith(std::vector<std::string> scopes, std::chrono::hours life) {
+    TokenRecord record;
+    record.scopes = std::move(scopes);
+    record.expiresAt = std::chrono::system_clock::now() + life;
+    return record;
+}
+
 auth::COIDCToken load(const std::vector<std::uint8_t>& bytes) {
     CMemoryArchive archive(bytes);
     auth::COIDCToken token;

@@ -2,11 +2,7 @@
 
 #include "auth/COIDCToken.h"
 #include "host/CMemoryArchive.h"
-
-#include <chrono>
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 
@@ -24,6 +20,9 @@ struct TokenRecord {
     std::vector<std::uint8_t> bytes() const;
     auth::COIDCToken token() const;
 };
+
+/// With these scopes, and as long to live.
+TokenRecord recordWith(std::vector<std::string> scopes, std::chrono::hours life = {});
 
 auth::COIDCToken load(const std::vector<std::uint8_t>& bytes);
 std::vector<std::uint8_t> store(auth::COIDCToken token);

@@ -4,12 +4,7 @@
 
 #include <malloc.h>
 
-#include <chrono>
-#include <cstddef>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
 
 namespace test {
 

@@ -2,14 +2,7 @@
 
 #include "host/CString.h"
 #include "testing/TestBrowser.h"
-
-#include <exception>
-#include <functional>
-#include <future>
-#include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/support/Common.h"
 
 namespace test {
 

@@ -1,25 +1,12 @@
 // What an application loads and lets go of again: a plugin that gets its tokens by the library.
 
-#include "auth/COIDCHelper.h"
 #include "tests/support/LocalPort.h"
 #include "tests/support/MemoryStore.h"
-
-#include <exception>
-#include <memory>
-#include <string>
+#include "tests/support/Outcome.h"
 
 namespace {
 
 using Concurrency::cancellation_token_source;
-
-bool isCancelled(const Concurrency::task<CString>& request) {
-    try {
-        request.get();
-        return false;
-    } catch (const Concurrency::task_canceled&) {
-        return true;
-    }
-}
 
 /// Whether the library served. What is left of the cancelled requests still runs behind it.
 bool use(const std::string& configUrl, const std::string& silentUrl) {
@@ -36,22 +23,18 @@ bool use(const std::string& configUrl, const std::string& silentUrl) {
     });
     const auto signIn = helper.getAccessTokenHybridAsync(
         configUrl, "user", "openid", {test::freeRedirectUrl()}, 0, inSignIn.get_token(), true);
-    const bool signInEnded = isCancelled(signIn);
+    const bool signInEnded = test::outcome([&] { signIn.get(); }) == "cancelled";
 
     const cancellation_token_source inExchange;
     const auto exchange = helper.getAccessTokenClientCredentialsAsync(
         silentUrl, "other", "secret", "a b", 0, inExchange.get_token());
     inExchange.cancel();
-    return isCancelled(exchange) && signInEnded && served;
+    return test::outcome([&] { exchange.get(); }) == "cancelled" && signInEnded && served;
 }
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) bool useLibrary(const char* configUrl,
                                                                   const char* silentUrl) {
-    try {
-        return use(configUrl, silentUrl);
-    } catch (const std::exception&) {
-        return false;
-    }
+    return test::outcome([&] { return use(configUrl, silentUrl); }) == "accepted";
 }

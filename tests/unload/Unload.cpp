@@ -6,11 +6,7 @@
 
 #include <dlfcn.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <iostream>
-#include <stdexcept>
-#include <string>
 
 namespace {
 
