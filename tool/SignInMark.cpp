@@ -26,9 +26,9 @@ std::optional<SignInMark::Clock::time_point> SignInMark::pausedUntil() const {
     if (!(text >> count)) {
         return std::nullopt;
     }
-    const auto age = Clock::now().time_since_epoch() - seconds(count);
+    const Clock::duration age = Clock::now().time_since_epoch() - seconds(count);
     // A time to come is of a clock that was set back since: it could keep pages away for years.
-    if (age < age.zero() || age >= signInLimit + pause) {
+    if (age < Clock::duration::zero() || age >= signInLimit + pause) {
         return std::nullopt;
     }
     return Clock::time_point(seconds(count) + signInLimit + pause);

@@ -4,6 +4,8 @@
 #include "tool/ExitCode.h"
 #include "tool/Options.h"
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 
 namespace tool {
@@ -85,7 +87,8 @@ Parameters SignInOptions::parameters() const {
         const std::string name = text.substr(0, end);
         for (const auto& [taken, value] : ofOptions) {
             if (name == taken) {  // a provider that is told one thing twice must refuse
-                throw UsageError(option + ": " + name + " is given by an option of its own, too");
+                throw UsageError(
+                    fmt::format("{}: {} is given by an option of its own, too", option, name));
             }
         }
         add(option, name, text.substr(end + 1));
