@@ -74,7 +74,7 @@ protected:
             return request.is_done();
         }));
         source.cancel();
-        const std::string end = outcome(request);
+        std::string end = outcome(request);
         if (where != Refresh || end == success) {
             return end;
         }

@@ -145,8 +145,8 @@ TEST_F(HybridHelper, TakesAStructWhoseMembersMakeSense) {
         change(request);
         return outcome(helper->getIdTokenHybridAsync(request));
     };
-    const auto parameters = [](decltype(UserRequest::authorizationParameters) all) {
-        return [=](UserRequest& by) {
+    const auto parameters = [](const decltype(UserRequest::authorizationParameters)& all) {
+        return [all](UserRequest& by) {
             by.mayAskUser = true;
             by.authorizationParameters = all;
         };
