@@ -190,7 +190,7 @@ describe('keep', { concurrency: true }, () => {
         const provider = await startPaused(t);
         const command = service(t, provider.configUrl);
         for (const [signal, code] of [['SIGTERM', 0], ['SIGINT', 130]]) {
-            const child = command.keep(['--service', '-vv']);
+            const child = command.keep(['--service', '-vv'], { limit: 10_000 });
             await child.says.match(/flow: /);
             child.kill(signal);
             assert.equal((await child.result).code, code);
