@@ -24,7 +24,8 @@ bool serves(const auth::COIDCToken& token, const RequestOptions& request,
 
 }  // namespace
 
-void confirmIssuer(const RequestOptions& request, unsigned int minValidity, PlainStore& store) {
+void confirmIssuer(const RequestOptions& request, unsigned int minValidity, PlainStore& store,
+                   Concurrency::cancellation_token cancellation) {
     const std::string& issuer = request.record.provider.issuer;
     if (issuer.empty()) {
         return;
@@ -34,7 +35,7 @@ void confirmIssuer(const RequestOptions& request, unsigned int minValidity, Plai
         return;
     }
     const std::string url = request.record.provider.url();
-    const Concurrency::cancellation_token_source source;
+    const auto source = Concurrency::cancellation_token_source::create_linked_source(cancellation);
     const Interrupt interrupt(source);
     const auto configuration = fetchJson(url, {}, source.get_token()).document;
     const utility::string_t name = _XPLATSTR("issuer");

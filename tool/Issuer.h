@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Tasks.h"
 #include "tool/Options.h"
 
 namespace tool {
@@ -8,6 +9,7 @@ namespace tool {
 /// the configuration must name it (RFC 8414, section 3.3). With a stored token that serves for
 /// longer than so many minutes nobody is asked. Throws std::runtime_error for another issuer, and
 /// what fetching the configuration throws.
-void confirmIssuer(const RequestOptions& request, unsigned int minValidity, PlainStore& store);
+void confirmIssuer(const RequestOptions& request, unsigned int minValidity, PlainStore& store,
+                   Concurrency::cancellation_token cancellation);
 
 }  // namespace tool

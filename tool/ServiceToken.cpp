@@ -34,7 +34,7 @@ public:
 
     Concurrency::task<auth::COIDCToken> request(
         unsigned int minValidity, const Concurrency::cancellation_token& cancellation) override {
-        confirmIssuer(m_options, minValidity, *m_kept);
+        confirmIssuer(m_options, minValidity, *m_kept, cancellation);
         return m_helper.getOIDCTokenClientCredentialsAsync(
             {url(), m_options.record.clientId, m_secret, m_options.scopes,
              std::chrono::minutes(minValidity)},

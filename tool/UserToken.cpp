@@ -58,7 +58,7 @@ public:
         asked.minValidity = std::chrono::minutes(minValidity);
         asked.mayAskUser = m_user.mayBeAsked();
         asked.authorizationParameters = m_options.parameters();
-        confirmIssuer(m_request, minValidity, *m_store);
+        confirmIssuer(m_request, minValidity, *m_store, cancellation);
         return outcomeFor(asked, cancellation)
             .then(
                 [this](const Concurrency::task<auth::COIDCToken>& outcome) {

@@ -51,7 +51,7 @@ public:
         if (!request.is_done()) {
             awaitEvent(
                 [&request](const std::function<void()>& notify) {
-                    request.then([notify](const Concurrency::task<T>&) { notify(); });
+                    request.then([notify](const Concurrency::task<T>&) { notify(); }, atOnce());
                 },
                 source);
         }
