@@ -1,5 +1,6 @@
 #include "tool/Authorities.h"
 
+#include "tool/Environment.h"
 #include "tool/ExitCode.h"
 
 #include <openssl/bio.h>
@@ -16,7 +17,7 @@ namespace tool {
 namespace {
 
 /// That of OpenSSL, by which the HTTP library asks for authorities.
-constexpr const char* variable = "SSL_CERT_FILE";
+constexpr const char* authoritiesVariable = "SSL_CERT_FILE";
 
 /// Whether, and with what, the caller had set it.
 std::optional<std::optional<std::string>>& replaced() {
@@ -27,12 +28,7 @@ std::optional<std::optional<std::string>>& replaced() {
 // NOLINTBEGIN(concurrency-mt-unsafe): before there are threads, or none is left that looks
 
 void set(const std::optional<std::string>& value) {
-    value ? ::setenv(variable, value->c_str(), 1) : ::unsetenv(variable);
-}
-
-std::optional<std::string> current() {
-    const char* const value = std::getenv(variable);
-    return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
+    value ? ::setenv(authoritiesVariable, value->c_str(), 1) : ::unsetenv(authoritiesVariable);
 }
 
 // NOLINTEND(concurrency-mt-unsafe)
@@ -55,7 +51,7 @@ void trustAuthorities(const std::filesystem::path& file) {
         throw UsageError("--ca-file: no certificate can be read from it");
     }
     if (!replaced()) {
-        replaced() = current();
+        replaced() = readVariable(authoritiesVariable);
     }
     set(std::filesystem::absolute(file).string());
 }

@@ -1,9 +1,9 @@
 #include "tool/ClientSecret.h"
 
+#include "tool/Environment.h"
 #include "tool/ExitCode.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <fstream>
 #include <ios>
 #include <optional>
@@ -43,12 +43,6 @@ std::string readFile(const std::filesystem::path& path) {
         throw UsageError(std::string(option) + ": cannot open that file");
     }
     return readAll(file, option);
-}
-
-std::optional<std::string> readVariable(const std::string& name) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* const value = std::getenv(name.c_str());
-    return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
 }
 
 std::string readText(const ClientSecretSource& source, std::istream& standardInput) {

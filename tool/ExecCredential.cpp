@@ -1,27 +1,25 @@
 #include "tool/ExecCredential.h"
 
+#include "tool/Environment.h"
 #include "tool/ExitCode.h"
 #include "tool/Output.h"
-
-#include <cstdlib>
 
 namespace tool {
 
 namespace {
 
-constexpr const char* variable = "KUBERNETES_EXEC_INFO";
+constexpr const char* infoVariable = "KUBERNETES_EXEC_INFO";
 
 /// Of the object in the variable; empty where that has none.
-std::string askedVersion(const char* info) {
+std::string askedVersion(const std::string& info) {
     try {
-        const auto asked =
-            web::json::value::parse(utility::conversions::to_string_t(std::string(info)));
+        const auto asked = web::json::value::parse(utility::conversions::to_string_t(info));
         const utility::string_t name = _XPLATSTR("apiVersion");
         return asked.has_string_field(name)
                    ? utility::conversions::to_utf8string(asked.at(name).as_string())
                    : "";
     } catch (const std::exception&) {
-        throw UsageError(std::string(variable) + " is no JSON");
+        throw UsageError(std::string(infoVariable) + " is no JSON");
     }
 }
 
@@ -29,14 +27,13 @@ std::string askedVersion(const char* info) {
 
 std::string execCredentialVersion() {
     const std::string group = "client.authentication.k8s.io/";
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* const info = std::getenv(variable);
-    if (info == nullptr || *info == '\0') {
+    const std::string info = variable(infoVariable);
+    if (info.empty()) {
         return group + "v1";
     }
     std::string version = askedVersion(info);
     if (version != group + "v1" && version != group + "v1beta1") {
-        throw UsageError(std::string(variable) + ": its apiVersion is neither " + group +
+        throw UsageError(std::string(infoVariable) + ": its apiVersion is neither " + group +
                          "v1 nor " + group + "v1beta1");
     }
     return version;

@@ -87,7 +87,7 @@ std::string stateText(const Listed& listed) {
     return listed.token->idToken().IsEmpty() ? text : userOf(*listed.token) + ", " + text;
 }
 
-std::string textOf(const std::vector<Listed>& profiles) {
+std::string tableOf(const std::vector<Listed>& profiles) {
     Table table;
     for (const Listed& listed : profiles) {
         table.add({(listed.isDefault ? "* " : "  ") + listed.name, listed.client, listed.provider,
@@ -131,7 +131,7 @@ void runProfiles(bool json) {
     } else if (profiles.empty()) {
         print("No profiles in " + file.location().string());
     } else {
-        print(textOf(profiles));
+        print(tableOf(profiles));
     }
 }
 

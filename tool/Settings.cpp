@@ -1,10 +1,10 @@
 #include "tool/Settings.h"
 
+#include "tool/Environment.h"
 #include "tool/ExitCode.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <optional>
 
 namespace tool {
@@ -32,12 +32,6 @@ constexpr std::array settings{
     Setting{"client-secret-file", Kind::path},
     Setting{"client-secret-env", Kind::text},
 };
-
-std::string fromEnvironment(const std::string& name) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment meanwhile
-    const char* const value = std::getenv(name.c_str());
-    return value == nullptr ? "" : value;
-}
 
 std::optional<bool> flagOf(const std::string& text) {
     const std::array on{"1", "true", "yes", "on"};
@@ -86,16 +80,16 @@ std::string variableOf(std::string_view name) {
 Layer environmentLayer() {
     Layer layer;
     for (const Setting& setting : settings) {
-        const std::string variable = variableOf(setting.name);
-        const std::string value = fromEnvironment(variable);
+        const std::string source = variableOf(setting.name);
+        const std::string value = variable(source);
         if (value.empty()) {  // as if it were not set
             continue;
         }
-        Given given{std::string(setting.name), {value}, variable};
+        Given given{std::string(setting.name), {value}, source};
         if (setting.kind == Kind::flag) {
             const auto flag = flagOf(value);
             if (!flag) {
-                throw UsageError(variable + ": must be 1 or 0");
+                throw UsageError(source + ": must be 1 or 0");
             }
             if (!*flag) {
                 given.values.clear();

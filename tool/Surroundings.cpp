@@ -1,9 +1,10 @@
 #include "tool/Surroundings.h"
 
+#include "tool/ClientSecret.h"
 #include "tool/ConfigFile.h"
+#include "tool/Environment.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 namespace tool {
@@ -12,9 +13,7 @@ namespace {
 
 /// Without the sources of a secret that the environment itself has.
 Layer withoutSecrets(Layer layer) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment meanwhile
-    const char* const secret = std::getenv("OIDCAUTH_CLIENT_SECRET");
-    if (secret != nullptr && *secret != '\0') {
+    if (!variable(clientSecretVariable).empty()) {
         const auto isSource = [](const Given& given) {
             return given.name.rfind("client-secret-", 0) == 0;
         };

@@ -1,5 +1,7 @@
 #include "tool/Terminal.h"
 
+#include "tool/Environment.h"
+
 #if defined(_WIN32)
 #include <io.h>
 #else
@@ -10,7 +12,6 @@
 #include <vector>
 #endif
 
-#include <cstdlib>
 #include <string>
 
 namespace tool {
@@ -19,11 +20,6 @@ namespace {
 
 constexpr int standardOutput = 1;
 constexpr int standardError = 2;
-
-std::string variable(const char* name) {
-    const char* const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
 
 #if defined(_WIN32)
 bool isTerminal(int descriptor) {

@@ -1,23 +1,17 @@
 #include "tool/Tunnel.h"
 
+#include "tool/Environment.h"
 #include "tool/Terminal.h"
 
 #include <boost/asio/ip/host_name.hpp>
 #include <cpprest/base_uri.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <sstream>
 
 namespace tool {
 
 namespace {
-
-std::string variable(const char* name) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* const value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
 
 bool consistsOf(const std::string& text, const char* characters) {
     return !text.empty() && text.find_first_not_of(characters) == std::string::npos;

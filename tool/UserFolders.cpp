@@ -1,6 +1,7 @@
 #include "tool/UserFolders.h"
 
-#include <cstdlib>
+#include "tool/Environment.h"
+
 #include <string>
 
 namespace tool {
@@ -11,9 +12,7 @@ using std::filesystem::path;
 
 /// One that is not absolute does not count, as the XDG Base Directory Specification has it.
 std::optional<path> folderIn(const char* name) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment meanwhile
-    const char* const value = std::getenv(name);
-    const path folder(value == nullptr ? "" : value);
+    const path folder(variable(name));
     return folder.is_absolute() ? std::make_optional(folder) : std::nullopt;
 }
 

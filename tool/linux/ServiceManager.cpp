@@ -1,20 +1,18 @@
 #include "tool/ServiceManager.h"
 
+#include "tool/Environment.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
-#include <string_view>
 
 namespace tool {
 
 void tellServiceManager(const std::string& state) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* const variable = std::getenv("NOTIFY_SOCKET");
-    const std::string_view path = variable == nullptr ? "" : variable;
+    const std::string path = variable("NOTIFY_SOCKET");
     sockaddr_un address{};
     // What begins otherwise is of a kind that we do not know.
     if (path.empty() || (path.front() != '/' && path.front() != '@') ||

@@ -1,6 +1,8 @@
 #include "tool/TokenFile.h"
 
+#include "tool/Environment.h"
 #include "tool/ExitCode.h"
+#include "tool/linux/Descriptor.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -24,23 +26,6 @@ constexpr mode_t fileMode = 0600;
 [[noreturn]] void fail(const fs::path& path, const std::string& what, int error = errno) {
     throw std::system_error(error, std::generic_category(), path.string() + ": " + what);
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~Descriptor() {
-        if (m_descriptor >= 0) {
-            ::close(m_descriptor);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return m_descriptor; }
-
-private:
-    const int m_descriptor;
-};
 
 int openFolder(const fs::path& folder) {
     const int opened = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -142,10 +127,8 @@ private:
 };
 
 fs::path sessionFolder() {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    return runtime != nullptr && fs::path(runtime).is_absolute() ? fs::path(runtime)
-                                                                 : fs::temp_directory_path();
+    const fs::path runtime = variable("XDG_RUNTIME_DIR");
+    return runtime.is_absolute() ? runtime : fs::temp_directory_path();
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tool/Watch.h"
 
 #include "tool/ExitCode.h"
+#include "tool/linux/Descriptor.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -25,22 +26,12 @@ namespace {
 using std::chrono::steady_clock;
 using TimePoint = auth::COIDCToken::TimePoint;
 
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {
-        if (descriptor < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot wait");
-        }
+int opened(int descriptor) {
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot wait");
     }
-    ~Descriptor() { ::close(m_descriptor); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return m_descriptor; }
-
-private:
-    const int m_descriptor;
-};
+    return descriptor;
+}
 
 /// Those that end a service, and a program in a terminal. One that is ignored stays so.
 sigset_t endingSignals() {
@@ -75,8 +66,8 @@ bool Moment::hasCome() const {
 
 struct Watch::State {
     sigset_t signals = endingSignals();
-    Descriptor signal{::signalfd(-1, &signals, SFD_CLOEXEC)};
-    Descriptor timer{::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC)};
+    Descriptor signal{opened(::signalfd(-1, &signals, SFD_CLOEXEC))};
+    Descriptor timer{opened(::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC))};
     std::uint32_t received = 0;
 
     /// Returns when the descriptor can be read, the time is over, or a signal has come: whether it
@@ -119,7 +110,7 @@ void Watch::sleepUntil(const Moment& moment) {
 
 void Watch::awaitEvent(const std::function<void(std::function<void()>)>& begin,
                        const Concurrency::cancellation_token_source& source) {
-    const auto event = std::make_shared<Descriptor>(::eventfd(0, EFD_CLOEXEC));
+    const auto event = std::make_shared<Descriptor>(opened(::eventfd(0, EFD_CLOEXEC)));
     const auto hasCome = std::make_shared<std::atomic<bool>>(false);
     begin([event, hasCome] {
         *hasCome = true;
