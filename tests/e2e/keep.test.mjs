@@ -59,12 +59,12 @@ async function user(t, configUrl) {
 
 describe('keep', { concurrency: true }, () => {
     test('readers always find a whole token that serves', async (t) => {
-        const provider = await startProvider(t, '--access-token-ttl', '4');
+        const provider = await startProvider(t, '--access-token-ttl', '8');
         const app = await user(t, provider.configUrl);
         const child = app.keep();
         await app.next(child);
         const seen = new Set();
-        while (seen.size < 8) {
+        while (seen.size < 4) {
             const token = app.content();
             assert.ok(isWhole(token), token);
             assert.ok(Date.now() < claims(token).exp * 1000, 'it has expired');
@@ -102,14 +102,14 @@ describe('keep', { concurrency: true }, () => {
     });
 
     test('where only the user can help, the last token stays until it expires', async (t) => {
-        const first = await startProvider(t, '--access-token-ttl', '6');
+        const first = await startProvider(t, '--access-token-ttl', '10');
         const { port } = new URL(first.configUrl);
         const app = await user(t, first.configUrl);
         const child = app.keep();
         let last = await app.next(child);
         await first.stop();
         // It knows no refresh token of the first.
-        const second = await startProvider(t, '--access-token-ttl', '6', '--port', port);
+        const second = await startProvider(t, '--access-token-ttl', '10', '--port', port);
         await child.says.match(/unable to refresh token.*run oidcauth login.*; the last token serves until/);
         last = app.content();
         assert.ok(Date.now() < claims(last).exp * 1000);
@@ -118,7 +118,7 @@ describe('keep', { concurrency: true }, () => {
         assert.equal(JSON.parse(await app.succeed(['token', '--json', '--min-validity', '0'])).access_token, last);
 
         await second.stop();
-        await startProvider(t, '--access-token-ttl', '6', '--port', port);
+        await startProvider(t, '--access-token-ttl', '10', '--port', port);
         const { code, stderr } = await child.result;
         assert.equal(code, 3, stderr);
         assert.ok(Date.now() >= claims(app.content()).exp * 1000, 'too early');
