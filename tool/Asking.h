@@ -29,11 +29,13 @@ template <class Start>
 auto ask(const std::string& configUrl, Start start) {
     const Concurrency::cancellation_token_source source;
     try {
+        // Before the start: by the default, a signal would end the process in the middle of it.
+        const Signals signals(source);
         const auto answer = start(source.get_token());
         // What comes from the store is there at once.
         if (!answer.is_done()) {
             try {
-                waitFor(answer, source);
+                waitFor(answer, signals);
             } catch (...) {
                 endUnheard(source, answer);
                 throw;

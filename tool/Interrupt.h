@@ -38,8 +38,7 @@ Concurrency::task_options atOnce();
 /// Waits for the task, and hears the signals meanwhile: by this thread alone, since most of what is
 /// waited for is soon there.
 template <class Task>
-void waitFor(const Task& task, const Concurrency::cancellation_token_source& source) {
-    const Signals signals(source);
+void waitFor(const Task& task, const Signals& signals) {
     task.then([wake = signals.waker()](const Task&) { wake(); }, atOnce());
     signals.run([&task] { return task.is_done(); });
 }
