@@ -10,7 +10,9 @@ web::http::http_exception named(const web::http::http_exception& error, const st
     if (!parsed.is_port_default()) {
         host += ':' + std::to_string(parsed.port());
     }
-    return {error.error_code(), host + ": " + error.what()};
+    const std::string text = error.what();
+    const std::string name = host + ": ";
+    return {error.error_code(), text.rfind(name, 0) == 0 ? text : name + text};
 }
 
 }  // namespace tool

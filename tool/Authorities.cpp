@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace tool {
 
@@ -34,6 +35,10 @@ void set(const std::optional<std::string>& value) {
 // NOLINTEND(concurrency-mt-unsafe)
 
 bool holdsCertificate(const std::filesystem::path& file) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(file, ignored)) {  // one that can be read again
+        return false;
+    }
     const std::unique_ptr<BIO, decltype(&BIO_free)> input(BIO_new_file(file.c_str(), "r"),
                                                           BIO_free);
     if (!input) {

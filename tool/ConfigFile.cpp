@@ -75,9 +75,14 @@ std::optional<std::string> contentOf(const path& file) {
 }
 
 bool isSecret(const std::string& name) {
+    std::string lower = name;
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    });
     const std::array words{"secret", "password", "token"};
-    return std::any_of(words.begin(), words.end(),
-                       [&name](const char* word) { return name.find(word) != std::string::npos; });
+    return std::any_of(words.begin(), words.end(), [&lower](const char* word) {
+        return lower.find(word) != std::string::npos;
+    });
 }
 
 std::optional<std::vector<std::string>> textsOf(const toml::node& node) {
@@ -137,6 +142,13 @@ public:
                                      : "no such key");
             }
         }
+        const auto isDefault = [&config](const auto& item) {
+            return item.first == config.m_default;
+        };
+        if (!config.m_default.empty() &&
+            std::none_of(config.m_profiles.begin(), config.m_profiles.end(), isDefault)) {
+            throw UsageError(config.m_defaultSource + ": no profile of that name");
+        }
         return config;
     }
 
@@ -159,8 +171,9 @@ private:
 
     /// A key that is none may be a secret by itself, where its equals sign was forgotten elsewhere.
     [[noreturn]] void refuseKey(const Entry& entry, const std::string& reason) const {
-        const bool isName =
-            entry.name.find_first_not_of("abcdefghijklmnopqrstuvwxyz-") == std::string::npos;
+        const bool isName = entry.name.find_first_not_of(
+                                "abcdefghijklmnopqrstuvwxyz-_"
+                                "ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos;
         if (isName && isSecret(entry.name)) {
             refuse(entry.line, entry.name +
                                    ": a secret does not belong here; name its file by "
@@ -248,8 +261,9 @@ const Layer& ConfigFile::profile(const std::string& name) const {
     const auto found = std::find_if(m_profiles.begin(), m_profiles.end(),
                                     [&name](const auto& item) { return item.first == name; });
     if (found == m_profiles.end()) {
-        const std::string place = m_path.empty() ? "no home directory" : m_path.string();
-        throw UsageError("--profile: no profile of that name in " + place);
+        throw UsageError(m_path.empty()
+                             ? "--profile: no home directory to find profiles in"
+                             : "--profile: no profile of that name in " + m_path.string());
     }
     return found->second;
 }

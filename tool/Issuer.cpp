@@ -2,11 +2,11 @@
 
 #include "auth/COIDCToken.h"
 #include "tool/Fetch.h"
-#include "tool/Interrupt.h"
 #include "tool/Output.h"
 #include "tool/TokenRecord.h"
 
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 
 namespace tool {
@@ -24,25 +24,25 @@ bool serves(const auth::COIDCToken& token, const RequestOptions& request,
 
 }  // namespace
 
-void confirmIssuer(const RequestOptions& request, unsigned int minValidity, PlainStore& store,
-                   Concurrency::cancellation_token cancellation) {
-    const std::string& issuer = request.record.provider.issuer;
-    if (issuer.empty()) {
-        return;
+std::optional<Concurrency::task<void>> confirmIssuer(
+    const RequestOptions& request, unsigned int minValidity, PlainStore& store,
+    const Concurrency::cancellation_token& cancellation) {
+    const std::string issuer = request.record.provider.issuer;
+    const auto token = issuer.empty() ? std::nullopt : storedToken(store);
+    if (issuer.empty() || (token && serves(*token, request, minValidity))) {
+        return std::nullopt;
     }
-    const auto token = storedToken(store);
-    if (token && serves(*token, request, minValidity)) {
-        return;
-    }
-    const std::string url = request.record.provider.url();
-    const auto source = Concurrency::cancellation_token_source::create_linked_source(cancellation);
-    const Interrupt interrupt(source);
-    const auto configuration = fetchJson(url, {}, source.get_token()).document;
-    const utility::string_t name = _XPLATSTR("issuer");
-    if (!configuration.has_string_field(name) ||
-        utility::conversions::to_utf8string(configuration.at(name).as_string()) != issuer) {
-        throw std::runtime_error("the configuration at " + url + " is not that of --issuer");
-    }
+    return Concurrency::create_task(
+        [issuer, url = request.record.provider.url(), cancellation] {
+            const auto configuration = fetchJson(url, {}, cancellation).document;
+            const utility::string_t name = _XPLATSTR("issuer");
+            if (!configuration.has_string_field(name) ||
+                utility::conversions::to_utf8string(configuration.at(name).as_string()) != issuer) {
+                throw std::runtime_error("the configuration at " + url +
+                                         " is not that of --issuer");
+            }
+        },
+        cancellation);
 }
 
 }  // namespace tool

@@ -124,7 +124,8 @@ private:
 
     void publish(const COIDCToken& token, bool isFresh) {
         const std::string text = textOf(token, m_kind);
-        if (text == m_last) {
+        // Somebody may have removed the file.
+        if (text == m_last && std::filesystem::exists(m_file.path())) {
             return;
         }
         if (!isBearerToken(text)) {

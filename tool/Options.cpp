@@ -87,6 +87,9 @@ void ProviderAddress::prepare() const {
     }
     checkUrl(issuer.empty() ? "--config-url" : "--issuer", url(),
              {_XPLATSTR("https"), _XPLATSTR("http")}, "https (or http, for tests on this machine)");
+    if (issuer.find_first_of("?#") != std::string::npos) {
+        throw UsageError("--issuer: an issuer has neither a query nor a fragment");
+    }
     if (!authorities.empty()) {
         trustAuthorities(authorities);
     }

@@ -129,7 +129,8 @@ void runProfiles(bool json) {
     if (json) {
         print(jsonOf(profiles));
     } else if (profiles.empty()) {
-        print("No profiles in " + file.location().string());
+        const std::string place = file.location().string();
+        print(place.empty() ? "No home directory to find profiles in" : "No profiles in " + place);
     } else {
         print(tableOf(profiles));
     }

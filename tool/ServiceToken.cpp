@@ -2,6 +2,7 @@
 
 #include "auth/COIDCHelper.h"
 #include "tool/Commands.h"
+#include "tool/Interrupt.h"
 #include "tool/Issuer.h"
 #include "tool/ObservedStore.h"
 #include "tool/Output.h"
@@ -34,11 +35,14 @@ public:
 
     Concurrency::task<auth::COIDCToken> request(
         unsigned int minValidity, const Concurrency::cancellation_token& cancellation) override {
-        confirmIssuer(m_options, minValidity, *m_kept, cancellation);
-        return m_helper.getOIDCTokenClientCredentialsAsync(
-            {url(), m_options.record.clientId, m_secret, m_options.scopes,
-             std::chrono::minutes(minValidity)},
-            cancellation);
+        const auto begin = [this, minValidity, cancellation] {
+            return m_helper.getOIDCTokenClientCredentialsAsync(
+                {url(), m_options.record.clientId, m_secret, m_options.scopes,
+                 std::chrono::minutes(minValidity)},
+                cancellation);
+        };
+        const auto confirmed = confirmIssuer(m_options, minValidity, *m_kept, cancellation);
+        return confirmed ? confirmed->then(begin, atOnce()) : begin();
     }
 
     bool wasStored() const override { return !m_record->wasWritten(); }
@@ -63,8 +67,10 @@ struct ServiceTokenOptions {
 };
 
 void runServiceToken(const ServiceTokenOptions& options) {
-    const RequestOptions& request = options.request;
-    const TokenOutput output(TokenKind::access, options.output.chosen(request.json));
+    RequestOptions request = options.request;
+    const OutputFormat format = options.output.chosen(request.json);
+    request.json = format == OutputFormat::json;
+    const TokenOutput output(TokenKind::access, format);
     const auto tokens = openServiceTokens(request, options.secret);
     print(output.text(freshToken(*tokens, TokenKind::access, request.minValidity)));
 }

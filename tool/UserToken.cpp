@@ -58,8 +58,9 @@ public:
         asked.minValidity = std::chrono::minutes(minValidity);
         asked.mayAskUser = m_user.mayBeAsked();
         asked.authorizationParameters = m_options.parameters();
-        confirmIssuer(m_request, minValidity, *m_store, cancellation);
-        return outcomeFor(asked, cancellation)
+        const auto begin = [this, asked, cancellation] { return outcomeFor(asked, cancellation); };
+        const auto confirmed = confirmIssuer(m_request, minValidity, *m_store, cancellation);
+        return (confirmed ? confirmed->then(begin, atOnce()) : begin())
             .then(
                 [this](const Concurrency::task<auth::COIDCToken>& outcome) {
                     return settled(outcome);

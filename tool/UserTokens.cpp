@@ -19,10 +19,13 @@ struct UserTokenOptions {
 };
 
 void runUserToken(const UserTokenOptions& options, TokenKind kind) {
-    const TokenOutput output(kind, options.output.chosen(options.request.json));
-    const auto tokens = openUserTokens(options.request, options.signIn,
+    RequestOptions request = options.request;
+    const OutputFormat format = options.output.chosen(request.json);
+    request.json = format == OutputFormat::json;
+    const TokenOutput output(kind, format);
+    const auto tokens = openUserTokens(request, options.signIn,
                                        options.maySignIn ? SignIn::ifNeeded : SignIn::never);
-    print(output.text(freshToken(*tokens, kind, options.request.minValidity)));
+    print(output.text(freshToken(*tokens, kind, request.minValidity)));
 }
 
 void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,

@@ -91,7 +91,8 @@ bool is(const CLI::Error& error) {
 
 std::string textOf(const CLI::App* app, const CLI::Error& error) {
     if (is<CLI::ExtrasError>(error)) {
-        return unexpected(app->remaining(true));
+        return unexpected(app->remaining(true)) +
+               (app->got_subcommand("exec") ? "; the program stands behind --" : "");
     }
     if (is<CLI::ValidationError>(error)) {
         const std::string text = error.what();  // the option, a colon, and the value

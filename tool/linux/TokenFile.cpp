@@ -128,7 +128,9 @@ private:
 
 fs::path sessionFolder() {
     const fs::path runtime = variable("XDG_RUNTIME_DIR");
-    return runtime.is_absolute() ? runtime : fs::temp_directory_path();
+    // Without a session of one's own, as in a job, it may be that of another user, or be gone.
+    const bool isUsable = runtime.is_absolute() && ::access(runtime.c_str(), W_OK | X_OK) == 0;
+    return isUsable ? runtime : fs::temp_directory_path();
 }
 
 }  // namespace
