@@ -193,6 +193,7 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
         {post(formOf(bodyLimit + 1)), noCode(tooLarge)},
     };
     std::vector<Case> cases;
+    cases.reserve(results.size());
     for (const auto& [sent, result] : results) {
         cases.push_back({{{sent, result.answer}}, result.outcome});
     }
