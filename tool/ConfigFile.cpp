@@ -25,13 +25,14 @@ using Kind = Setting::Kind;
 
 constexpr const char* defaultKey = "default-profile";
 
-/// For messages on one line, in the order of the file.
+/// A key with its value, and the line on which it stands.
 struct Entry {
     std::string name;
     const toml::node* value;
     std::size_t line;
 };
 
+/// In the order of the file.
 std::vector<Entry> entriesOf(const toml::table& table) {
     std::vector<Entry> entries;
     for (const auto& [key, value] : table) {
@@ -112,8 +113,7 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-/// What the library and the parser of options do not tell from a text that ends there, or from an
-/// option that is left out.
+/// An empty text would count as none, and one with a NUL would be cut there.
 bool isEmptyOrCut(const std::string& text) {
     return text.empty() || text.find('\0') != std::string::npos;
 }
@@ -169,7 +169,7 @@ private:
         return m_file.string() + ':' + std::to_string(line) + ": ";
     }
 
-    /// A key that is none may be a secret by itself, where its equals sign was forgotten elsewhere.
+    /// A key that looks like no name may be a secret itself: it is not shown.
     [[noreturn]] void refuseKey(const Entry& entry, const std::string& reason) const {
         const bool isName = entry.name.find_first_not_of(
                                 "abcdefghijklmnopqrstuvwxyz-_"

@@ -90,12 +90,7 @@ private:
     COIDCToken get(unsigned int minValidity) {
         const Concurrency::cancellation_token_source source;
         try {
-            // Not on this thread, which hears of the end: the issuer may be asked for first.
-            const auto request =
-                Concurrency::create_task([this, minValidity, cancellation = source.get_token()] {
-                    return m_source->request(minValidity, cancellation);
-                });
-            return m_watch.await(request, source);
+            return m_watch.await(m_source->request(minValidity, source.get_token()), source);
         } catch (const web::http::http_exception& error) {
             throw named(error, m_source->url());
         }

@@ -131,7 +131,7 @@ bool SettingsOf::isRival(const CLI::Option* one, const CLI::Option* other) const
 void SettingsOf::fill(const Layer& layer) {
     std::vector<const CLI::Option*> before;
     for (const auto& [name, option] : m_options) {
-        if (has(name)) {
+        if (option->count() > 0) {  // one that is off excludes nothing
             before.push_back(option);
         }
     }

@@ -10,7 +10,7 @@ namespace {
 
 using std::filesystem::path;
 
-/// One that is not absolute does not count, as the XDG Base Directory Specification has it.
+/// One that is not absolute does not count, as in other programs.
 std::optional<path> folderIn(const char* name) {
     const path folder(variable(name));
     return folder.is_absolute() ? std::make_optional(folder) : std::nullopt;

@@ -151,6 +151,15 @@ test('two users of one client live side by side', async (t) => {
     assert.equal(claimsOf(await app.succeed(['token'])).sub, 'ada');
 });
 
+test('a flag that a variable takes back excludes nothing', async (t) => {
+    const command = new Command(t, { OIDCAUTH_KEYRING: '0', OIDCAUTH_NO_STORE: '0' });
+    const file = writeConfig(command, '[p]\nstore = "token"\nkeyring = false');
+    chmodSync(dirname(file), 0o700);
+    writeFileSync(`${dirname(file)}/token`, 'no token', { mode: 0o600 });
+    const { code, stderr } = await command.run(['status', '--profile', 'p']);
+    assert.deepEqual([code, stderr.includes(`${dirname(file)}/token: no token record`)], [6, true], stderr);
+});
+
 test('profiles tell of one that cannot be used, and of none', async (t) => {
     const command = new Command(t, {});
     assert.match(await command.succeed(['profiles']), /^No profiles in .*config\.toml\n$/);
