@@ -123,10 +123,12 @@ test('two users of one client live side by side', async (t) => {
             `[bob]\nconfig-url = "${configUrl}"\n${section}`,
     );
     // Nobody is named but by the profile; the redirect URL is the test's own.
-    const { HOME, PATH, OIDCAUTH_REDIRECT_URL } = app.environment;
-    app.environment = { HOME, PATH, OIDCAUTH_REDIRECT_URL };
+    for (const name of ['CONFIG_URL', 'CLIENT_ID', 'SCOPES']) {
+        delete app.environment[`OIDCAUTH_${name}`];
+    }
     for (const user of ['ada', 'bob']) {
-        assert.equal((await app.signIn(['login', '--profile', user], '--user', user)).code, 0);
+        const { code, stderr } = await app.signIn(['login', '--profile', user], '--user', user);
+        assert.equal(code, 0, stderr);
     }
     const turns = Array.from({ length: 8 }, async (_, process) => {
         for (let turn = 0; turn < 4; ++turn) {
