@@ -83,22 +83,20 @@ void addExec(CLI::App& app, const std::vector<std::string>& program,
     CLI::App* const command = app.add_subcommand(
         "exec",
         "Run a program with a fresh token\n"
-        "The token is in the environment of the program and nowhere on a command line. It is not\n"
-        "refreshed while the program runs; oidcauth keep does that.");
+        "The program finds the token in a variable of its environment; it stands on no command "
+        "line. The token is not refreshed while the program runs; oidcauth keep does that.");
     options->source.addTo(*command);
     options->source.addSignInTo(*command);
     command
         ->add_option("--env", options->variable,
-                     "The variable to put it into. Default: OIDCAUTH_ACCESS_TOKEN,\n"
-                     "with --id-token OIDCAUTH_ID_TOKEN, and _FILE behind with --file")
-        ->type_name("NAME");
+                     "The variable to set. Default: OIDCAUTH_ACCESS_TOKEN, with --id-token "
+                     "OIDCAUTH_ID_TOKEN; with --file, the same with _FILE appended")
+        ->type_name("VARIABLE");
     command->add_flag("--file", options->inFile,
-                      "Put it into a file of this user alone, and its path into the\n"
-                      "variable; the file goes when the program ends");
+                      "Put the token into a file that only this user can read, and the file's "
+                      "path into the variable; the file is removed when the program ends");
     command->footer(
-        "The program stands behind --, and ends this command with its own exit code or signal.\n"
-        "126: it cannot be run; 127: there is none of that name.\n"
-        "Example:\n"
+        "Example: run make with an access token in API_TOKEN\n"
         "  oidcauth exec --env API_TOKEN -- make deploy");
     command->callback([options, program, &chosen] {
         chosen = [options, program] { runExec(*options, program); };

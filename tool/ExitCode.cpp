@@ -84,6 +84,33 @@ Outcome ofSystem(const std::error_code& code, const std::string& text) {
             text + (isThreads ? " (no more threads can be had; see ulimit -u)" : "")};
 }
 
+/// Empty for a number that is none of them. The compiler misses a code that stands not here.
+const char* meaningOf(ExitCode code) {
+    switch (code) {
+        case ExitCode::Success:
+            return "success";
+        case ExitCode::Unexpected:
+            return "the system failed: no free port, no memory, output closed";
+        case ExitCode::Usage:
+            return "the command line, a variable or config.toml cannot be followed";
+        case ExitCode::SignInNeeded:
+            return "a user has to sign in: run oidcauth login";
+        case ExitCode::ProviderRefused:
+            return "the provider refused, or its answer is not what it should be";
+        case ExitCode::Network:
+            return "the provider was not reached, or not in time";
+        case ExitCode::TokenStore:
+            return "the stored token cannot be kept or read safely";
+        case ExitCode::ProgramNotExecutable:
+            return "the program of exec cannot be run";
+        case ExitCode::ProgramNotFound:
+            return "the program of exec is not found";
+        case ExitCode::Interrupted:
+            return "interrupted";
+    }
+    return "";
+}
+
 /// Of an exception of the HTTP library.
 ExitCode codeOf(OIDCError::Kind kind) {
     switch (kind) {
@@ -97,6 +124,23 @@ ExitCode codeOf(OIDCError::Kind kind) {
 }
 
 }  // namespace
+
+std::vector<std::pair<ExitCode, std::string>> exitCodes() {
+    constexpr int last = 255;
+    std::vector<std::pair<ExitCode, std::string>> codes;
+    for (int number = 0; number <= last; ++number) {
+        const auto code = static_cast<ExitCode>(number);
+        const std::string meaning = meaningOf(code);
+        if (!meaning.empty()) {
+            codes.emplace_back(code, meaning);
+        }
+    }
+    return codes;
+}
+
+bool isOfProgram(ExitCode code) {
+    return code == ExitCode::ProgramNotExecutable || code == ExitCode::ProgramNotFound;
+}
 
 Outcome outcomeOf(const std::exception_ptr& failure) {
     try {

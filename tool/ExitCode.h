@@ -3,22 +3,29 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tool {
 
 /// What the process ends with; scripts rely on the numbers.
 enum class ExitCode : int {
     Success = 0,
-    Unexpected = 1,              ///< the system failed us: no memory, output closed
-    Usage = 2,                   ///< the command line cannot be followed
-    SignInNeeded = 3,            ///< only a user could provide the token
-    ProviderRefused = 4,         ///< the provider refused, or its answer is not what it should be
-    Network = 5,                 ///< the provider was not reached, or not in time
-    TokenStore = 6,              ///< the stored token cannot be kept or read safely
+    Unexpected = 1,
+    Usage = 2,
+    SignInNeeded = 3,
+    ProviderRefused = 4,
+    Network = 5,
+    TokenStore = 6,
     ProgramNotExecutable = 126,  ///< that of exec, as shells have it
     ProgramNotFound = 127,
     Interrupted = 130,
 };
+
+/// All of them, with what they tell people.
+std::vector<std::pair<ExitCode, std::string>> exitCodes();
+/// Whether only exec, which runs a program, ends with it.
+bool isOfProgram(ExitCode code);
 
 /// The command line can be read, but not followed.
 class UsageError : public std::runtime_error {

@@ -218,17 +218,19 @@ void addKeep(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "keep",
         "Keep a file with a fresh token, for programs that read one\n"
-        "The file is replaced at once, long before its token expires: between half and two thirds\n"
-        "of its life, as --min-validity has it. While the provider is away it is asked again and\n"
-        "again. Runs until SIGTERM, which is its success, or Ctrl-C.");
+        "The token is replaced long before it expires: after half to two thirds of its life, as "
+        "--min-validity demands. Readers find the old file or the new one, never a part of either. "
+        "While the provider cannot be reached, it is asked again and again. The command runs until "
+        "SIGTERM, which ends it with success, or Ctrl-C.");
     command
-        ->add_option("FILE", options->file, "Only its user can read it. Its folder must be there")
+        ->add_option("FILE", options->file,
+                     "The file to keep, in a folder that exists. Only this user can read it")
         ->required()
         ->type_name("");
     options->output.addTo(*command);
     options->source.addTo(*command);
     command->footer(
-        "Example:\n"
+        "Example: keep a request header for curl\n"
         "  oidcauth keep --output header \"$XDG_RUNTIME_DIR/files.token\" &\n"
         "  curl -H @\"$XDG_RUNTIME_DIR/files.token\" https://files.example/");
     command->callback([options, &chosen] { chosen = [options] { runKeep(*options); }; });

@@ -50,17 +50,17 @@ void addLogin(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "login",
         "Sign in as a user and store the tokens\n"
-        "Nobody is asked while a stored token serves, or once it is refreshed. Otherwise the\n"
-        "browser opens, and there are 90 s to sign in.");
+        "A stored token that is valid, or can be refreshed, is kept, and nobody is asked. "
+        "Otherwise the browser opens, and the user has 90 seconds to sign in.");
     options->request.addTo(*command);
-    addJson(*command, options->request.json, "Print what is stored now, as status --json does");
+    addJson(*command, options->request.json, "Print what is stored, as status --json does");
     options->signIn.addTo(*command);
     command->add_flag("--force", options->force,
-                      "Sign in anew; the stored token is kept until that has succeeded");
+                      "Sign in anew; the stored token is kept until that succeeds");
     command->footer(
-        "Example:\n"
-        "  oidcauth login --config-url https://id.example/.well-known/openid-configuration \\\n"
-        "      --client-id editor --scopes \"openid offline_access files:read\"");
+        "Example: sign in without a profile\n"
+        "  oidcauth login --issuer https://id.example --client-id editor \\\n"
+        "      --scopes \"openid offline_access files:read\"");
     command->callback([options, &chosen] { chosen = [options] { runLogin(*options); }; });
 }
 

@@ -55,21 +55,25 @@ void checkRedirectUrl(const std::string& url) {
 }
 
 void ProviderAddress::addTo(CLI::App& command) {
-    auto* const url =
-        command.add_option("--config-url", configUrl, "The provider's configuration document")
-            ->type_name("URL");
+    auto* const url = command
+                          .add_option("--config-url", configUrl,
+                                      "The URL of the provider's configuration document")
+                          ->type_name("URL");
     command
         .add_option("--issuer", issuer,
-                    "The provider itself, in place of --config-url: its configuration\n"
-                    "stands at the usual path below, and must name this issuer")
+                    "The provider's issuer URL, in place of --config-url. The configuration is "
+                    "read from /.well-known/openid-configuration below it, and must name "
+                    "exactly this issuer")
         ->type_name("URL")
         ->excludes(url);
     command
         .add_option("--ca-file", authorities,
-                    "Trust the authorities in this PEM file, besides the system's")
+                    "Trust the certificate authorities in this PEM file, besides the "
+                    "system's")
         ->type_name("FILE");
-    command.add_option("--profile", profile, "Take what is not given here from this profile")
-        ->type_name("NAME");
+    command
+        .add_option("--profile", profile, "Take from this profile the options that are not given")
+        ->type_name("PROFILE");
 }
 
 std::string ProviderAddress::url() const {
@@ -97,12 +101,15 @@ void ProviderAddress::prepare() const {
 
 void RecordOptions::addTo(CLI::App& command) {
     provider.addTo(command);
-    command.add_option("--client-id", clientId, "The client id at the provider")->type_name("ID");
+    command
+        .add_option("--client-id", clientId,
+                    "The client id that the provider knows this program by")
+        ->type_name("ID");
     auto* const file =
         command
-            .add_option("--store", store, "Keep the token in this file instead of the usual place")
+            .add_option("--store", store, "Keep the tokens in this file instead of the usual one")
             ->type_name("FILE");
-    command.add_flag("--keyring", keyring, "Keep the token in the desktop's keyring")
+    command.add_flag("--keyring", keyring, "Keep the tokens in the desktop's keyring")
         ->excludes(file);
 }
 
@@ -159,18 +166,18 @@ std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit(std::function<void
 
 void RequestOptions::addTo(CLI::App& command) {
     record.addTo(command);
-    command.add_flag("--no-store", record.none, "Keep the token nowhere")
+    command.add_flag("--no-store", record.none, "Keep no tokens: ask the provider each time")
         ->excludes(command.get_option("--store"))
         ->excludes(command.get_option("--keyring"));
     command.add_option("--scopes", scopes, "The scopes to ask for, separated by spaces")
         ->type_name("SCOPES");
     command
         .add_option("--min-validity", minValidity,
-                    "Reuse a stored token that stays valid for this many minutes")
+                    "Reuse a stored token if it stays valid for this many minutes")
         ->capture_default_str()
         ->check(CLI::Range(0, 1'000'000))
         ->type_name("MIN");
-    command.add_flag("-v,--verbose", verbosity, "Say more on standard error (-v, -vv)");
+    command.add_flag("-v,--verbose", verbosity, "Say more on standard error; -vv says everything");
 }
 
 void RequestOptions::prepare() const {

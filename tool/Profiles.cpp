@@ -1,3 +1,4 @@
+#include "host/standalone/LogSinks.h"
 #include "tool/Commands.h"
 #include "tool/ConfigFile.h"
 #include "tool/ExitCode.h"
@@ -120,13 +121,24 @@ value jsonOf(const std::vector<Listed>& profiles) {
     return value::array(list);
 }
 
-void runProfiles(bool json) {
+struct ProfilesOptions {
+    bool json = false;
+    bool names = false;
+};
+
+void runProfiles(const ProfilesOptions& options) {
     const ConfigFile file = ConfigFile::load();
+    if (options.names) {
+        for (const std::string& name : file.profiles()) {
+            print(standalone::redact(name));
+        }
+        return;
+    }
     std::vector<Listed> profiles;
     for (const std::string& name : file.profiles()) {
         profiles.push_back(lookAt(file, name));
     }
-    if (json) {
+    if (options.json) {
         print(jsonOf(profiles));
     } else if (profiles.empty()) {
         const std::string place = file.location().string();
@@ -139,15 +151,19 @@ void runProfiles(bool json) {
 }  // namespace
 
 void addProfiles(CLI::App& app, std::function<void()>& chosen) {
-    const auto json = std::make_shared<bool>(false);
+    const auto options = std::make_shared<ProfilesOptions>();
     CLI::App* const command = app.add_subcommand(
         "profiles",
         "List the profiles with the state of their tokens\n"
-        "A profile is a section of ~/.config/oidcauth/config.toml; a star marks the default one.\n"
+        "A profile is a section of ~/.config/oidcauth/config.toml. A star marks the default one. "
         "The providers are not asked.");
-    addJson(*command, *json, "Print them as JSON");
+    addJson(*command, options->json, "Print the list as JSON");
+    command
+        ->add_flag("--names", options->names,
+                   "Print the names only, one on a line; the tokens are not looked at")
+        ->excludes(command->get_option("--json"));
     command->footer(
-        "Example of that file:\n"
+        "Example: a file with one profile\n"
         "  default-profile = \"work\"\n"
         "\n"
         "  [work]\n"
@@ -155,7 +171,7 @@ void addProfiles(CLI::App& app, std::function<void()>& chosen) {
         "  client-id = \"editor\"\n"
         "  scopes = \"openid offline_access files:read\"\n"
         "  login-hint = \"ada@example.com\"");
-    command->callback([json, &chosen] { chosen = [json] { runProfiles(*json); }; });
+    command->callback([options, &chosen] { chosen = [options] { runProfiles(*options); }; });
 }
 
 }  // namespace tool

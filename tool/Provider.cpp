@@ -193,17 +193,18 @@ void addProvider(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "provider",
         "Check whether a provider can be used\n"
-        "Fetches its configuration and keys, and says check by check whether it offers what\n"
-        "people (login) and services (service-token) need. MISSING is what they cannot do\n"
-        "without; what is advised may still work without. Whether the client is registered, and\n"
-        "whether access tokens are JWTs that name it, only a request for a token shows.");
-    command->footer(
-        "docs/providers.md has the settings of well-known providers, and how to serve an amended\n"
-        "copy of a configuration.");
+        "The command fetches the provider's configuration and keys, and says check by check "
+        "whether "
+        "it offers what people (login) and services (service-token) need. What is MISSING is "
+        "required; what "
+        "is advised may not be. Whether the client is registered, and whether access tokens are "
+        "JWTs that name it, only a request for a token shows.");
     options->address.addTo(*command);
-    command->add_option("--scopes", options->scopes, "The scopes that will be asked for")
+    command
+        ->add_option("--scopes", options->scopes,
+                     "The scopes that will be asked for, separated by spaces")
         ->type_name("SCOPES");
-    command->add_option("--for", options->use, "Succeed only if it serves this command")
+    command->add_option("--for", options->use, "Succeed only if the provider serves this command")
         ->check(CLI::IsMember({login, serviceToken}))
         ->type_name("COMMAND");
     addJson(*command, options->json, "Print the checks as JSON");

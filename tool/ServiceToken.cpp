@@ -79,14 +79,16 @@ void runServiceToken(const ServiceTokenOptions& options) {
 
 CLI::Option_group* addClientSecret(CLI::App& command, ClientSecretSource& secret) {
     auto* const sources = command.add_option_group(
-        "Client secret", "One of these, or else the environment variable OIDCAUTH_CLIENT_SECRET");
-    sources->add_option("--client-secret-file", secret.file, "Read it from this file")
+        "Client secret", "one of these, or the variable OIDCAUTH_CLIENT_SECRET");
+    sources
+        ->add_option("--client-secret-file", secret.file, "Read the client secret from this file")
         ->type_name("FILE");
     sources
         ->add_option("--client-secret-env", secret.environmentVariable,
-                     "Read it from this environment variable")
-        ->type_name("NAME");
-    sources->add_flag("--client-secret-stdin", secret.standardInput, "Read it from standard input");
+                     "Read the client secret from this variable")
+        ->type_name("VARIABLE");
+    sources->add_flag("--client-secret-stdin", secret.standardInput,
+                      "Read the client secret from standard input");
     sources->require_option(0, 1);
     return sources;
 }
@@ -101,19 +103,17 @@ void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "service-token",
         "Print an access token for a service\n"
-        "By the client credentials grant. A stored token is printed while it is valid; otherwise\n"
-        "the provider is asked and the new token is stored. Standard output carries nothing but\n"
-        "the token.");
+        "The token comes by the client credentials grant. A stored token is printed while it is "
+        "valid; otherwise the provider is asked, and the new token is stored. Standard output "
+        "carries nothing but the token.");
     options->request.addTo(*command);
     options->output.addTo(*command);
-    addJson(*command, options->request.json, "As --output json: token, expiry and scopes");
+    addJson(*command, options->request.json, "Short for --output json");
     addClientSecret(*command, options->secret);
     command->footer(
-        "Example:\n"
-        "  oidcauth service-token --config-url https://id.example/.well-known/openid-configuration "
-        "\\\n"
-        "      --client-id backup --scopes \"files:read files:write\" \\\n"
-        "      --client-secret-file /run/secrets/backup");
+        "Example: a client secret in a file\n"
+        "  oidcauth service-token --issuer https://id.example --client-id backup \\\n"
+        "      --scopes \"files:read files:write\" --client-secret-file /run/secrets/backup");
     command->callback([options, &chosen] { chosen = [options] { runServiceToken(*options); }; });
 }
 

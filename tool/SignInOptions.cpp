@@ -29,31 +29,32 @@ void SignInOptions::addTo(CLI::App& command) {
     auto* const group = command.add_option_group("Sign-in");
     group
         ->add_option("--redirect-url", redirectUrls,
-                     "Where the provider sends its answer: http, on this machine,\n"
-                     "and registered with the provider. Of several the first whose\n"
-                     "port is free is taken. Default: path /callback on 127.0.0.1,\n"
-                     "port 17419, 23419 or 28419")
+                     "Where the provider sends its answer: an http URL on this machine that is "
+                     "registered with the provider. If it is given several times, the first "
+                     "whose port is free is used. Default: path /callback on 127.0.0.1, port "
+                     "17419, 23419 or 28419")
         ->type_name("URL")
         ->delimiter(' ')
         ->allow_extra_args(false);
     group->add_flag("--no-browser", noBrowser,
-                    "Only print the page to open, and how a browser on another\n"
-                    "machine reaches the redirect URL");
+                    "Open no browser: print the URL of the sign-in page, and how a browser on "
+                    "another machine reaches the redirect URL");
     group
         ->add_option("--login-hint", loginHint,
-                     "Tell the provider who is to sign in: mostly a user name or\n"
-                     "an e-mail address")
+                     "Tell the provider who will sign in: usually a user name or an e-mail "
+                     "address")
         ->type_name("TEXT");
     group
-        ->add_option("--prompt", prompt,
-                     "Have the provider ask for more than it needs: login, consent\n"
-                     "or select_account; or for nothing: none")
-        ->type_name("VALUE");
+        ->add_option(
+            "--prompt", prompt,
+            "Make the provider ask the user to sign in (login), to consent (consent) or to "
+            "choose an account (select_account), even if it need not; with none it asks "
+            "nothing, and fails if it would have to")
+        ->type_name("VALUE:{login,consent,select_account,none,...}");
     group
         ->add_option("--authorization-parameter", authorizationParameters,
-                     "Add this to the address of the sign-in page, as max_age=0 or\n"
-                     "resource=https://api.example/. No secrets: others can read it.\n"
-                     "May be given several times")
+                     "Add a parameter to the URL of the sign-in page, such as max_age=0. Can be "
+                     "given several times. Not for secrets: others can read that URL")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
 }

@@ -45,7 +45,7 @@ void addStatus(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "status",
         "Show what is stored for a client, without secrets\n"
-        "That is scopes, expiry, and the claims of the tokens. The provider is not asked.");
+        "Scopes, expiry and the claims of the tokens are shown. The provider is not asked.");
     options->record.addTo(*command);
     addJson(*command, options->json, "Print it as JSON");
     command->callback([options, &chosen] { chosen = [options] { runStatus(*options); }; });

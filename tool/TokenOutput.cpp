@@ -72,9 +72,9 @@ bool isBearerToken(const std::string& token) {
 void OutputOptions::addTo(CLI::App& command) {
     command
         .add_option("--output", format,
-                    "header is for curl -H @-; env, variables for a shell or a\n"
-                    "file of them; exec-credential, what kubectl expects.\n"
-                    "Default: token, as it is")
+                    "The form of the token: as it is (token, the default), an object with its "
+                    "expiry and scopes (json), a request header for curl -H @- (header), "
+                    "variables for a shell (env), or what kubectl expects (exec-credential)")
         ->check(CLI::IsMember(formats()))
         ->type_name("FORMAT");
 }

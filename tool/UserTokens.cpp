@@ -35,14 +35,13 @@ void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,
         name,
         "Print " + thing +
             " of the user who has signed in\n"
-            "A stored token is printed while it serves, and refreshed when it does not. Only with\n"
-            "--sign-in is the user asked; else oidcauth login does that. Standard output carries\n"
-            "nothing but the token.");
+            "A stored token is printed while it is valid, and refreshed when it has expired. The "
+            "user is asked only with --sign-in; without it, the command tells you to run oidcauth "
+            "login. Standard output carries nothing but the token.");
     options->request.addTo(*command);
     options->output.addTo(*command);
-    addJson(*command, options->request.json, "As --output json: token, expiry and scopes");
-    command->add_flag("--sign-in", options->maySignIn,
-                      "Ask the user to sign in where that is needed");
+    addJson(*command, options->request.json, "Short for --output json");
+    command->add_flag("--sign-in", options->maySignIn, "Ask the user to sign in if that is needed");
     options->signIn.addTo(*command);
     command->callback(
         [options, kind, &chosen] { chosen = [options, kind] { runUserToken(*options, kind); }; });

@@ -1,5 +1,5 @@
 #include "host/standalone/LogSinks.h"
-#include "tool/Commands.h"
+#include "tool/CommandTree.h"
 #include "tool/Descriptors.h"
 #include "tool/ExitCode.h"
 #include "tool/FailureReport.h"
@@ -16,7 +16,6 @@
 #include <functional>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,32 +23,6 @@
 namespace {
 
 using tool::ExitCode;
-
-constexpr const char* exitCodes =
-    "Exit codes: 0 success, 1 system, 2 usage, 3 sign-in needed, 4 the provider refused or\n"
-    "answered wrongly, 5 network, 6 token store, 130 interrupted. The program that exec runs\n"
-    "ends it with its own.\n"
-    "What is not given on the command line is taken from the environment, then from a\n"
-    "profile in ~/.config/oidcauth/config.toml, where it has the long option's name.\n"
-    "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
-
-/// Lists a subcommand by the first line of its description.
-class Formatter final : public CLI::Formatter {
-public:
-    std::string make_subcommand(const CLI::App* command) const override {
-        const std::string description = command->get_description();
-        std::ostringstream line;
-        CLI::detail::format_help(line, command->get_name(),
-                                 description.substr(0, description.find('\n')), get_column_width());
-        return line.str();
-    }
-
-    std::string make_option_opts(const CLI::Option* option) const override {
-        const std::string name = option->get_lnames().empty() ? "" : option->get_lnames().front();
-        return CLI::Formatter::make_option_opts(option) +
-               (tool::findSetting(name) == nullptr ? "" : " (" + tool::variableOf(name) + ')');
-    }
-};
 
 /// Whether what ends the process is to be JSON, even where the command line cannot be read.
 bool asksForJson(int argc, char** argv) {
@@ -113,16 +86,6 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error, bool asJs
     return "oidcauth: " + textOf(app, error) + "\nRun with --help for more information.\n";
 }
 
-/// A flag takes no value, as in `--json=yes`: the parser would show it.
-void refuseFlagValues(CLI::App& app) {
-    for (CLI::Option* const option : app.get_options()) {
-        option->disable_flag_override();
-    }
-    for (CLI::App* const part : app.get_subcommands({})) {
-        refuseFlagValues(*part);
-    }
-}
-
 /// What stands behind "--", which is a program with its arguments: none of it is for the parser.
 std::vector<std::string> takeProgram(int& argc, char** argv) {
     char** const end = argv + argc;
@@ -158,40 +121,26 @@ void run(const std::function<void()>& command, CLI::App& chosen) {
 ExitCode run(int argc, char** argv) {
     const std::vector<std::string> program = takeProgram(argc, argv);
     const bool asJson = asksForJson(argc, argv);
-    CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
-    app.formatter(std::make_shared<Formatter>());
-    app.set_version_flag("--version", std::string("oidcauth ") + OIDCAUTH_VERSION);
-    app.require_subcommand(1);
-    app.footer(exitCodes);
-    app.failure_message([asJson](const CLI::App* parsed, const CLI::Error& error) {
+    std::function<void()> command;
+    const auto app = tool::makeCommandTree(program, command);
+    app->failure_message([asJson](const CLI::App* parsed, const CLI::Error& error) {
         return usageMessage(parsed, error, asJson);
     });
-    std::function<void()> command;
-    tool::addLogin(app, command);
-    tool::addUserTokens(app, command);
-    tool::addStatus(app, command);
-    tool::addLogout(app, command);
-    tool::addServiceToken(app, command);
-    tool::addProfiles(app, command);
-    tool::addExec(app, program, command);
-    tool::addKeep(app, command);
-    tool::addProvider(app, command);
-    refuseFlagValues(app);
     try {
         try {
             refuseEmptyArguments(argc, argv);
-            app.parse(argc, argv);
-            if (!program.empty() && !app.got_subcommand("exec")) {
+            app->parse(argc, argv);
+            if (!program.empty() && !tool::takesProgram(*app->get_subcommands().front())) {
                 throw CLI::ArgumentMismatch("only exec takes a program behind --");
             }
         } catch (const CLI::ParseError& error) {
-            if (app.exit(error) != 0) {
+            if (app->exit(error) != 0) {
                 return ExitCode::Usage;
             }
             tool::flushOutput();  // help, or the version
             return ExitCode::Success;
         }
-        run(command, *app.get_subcommands().front());
+        run(command, *app->get_subcommands().front());
         return ExitCode::Success;
     } catch (...) {
         return report(std::current_exception(), asJson);

@@ -67,6 +67,7 @@ for (const { command = 'service-token', args = [], env, says } of [
     },
     { command: 'status', env: { OIDCAUTH_CLIENT_ID: undefined }, says: /--client-id.*--store/ },
     { command: 'provider', args: ['--for', 'people'], says: /--for/ },
+    { command: 'profiles', args: ['--names', '--json'], says: /excludes/ },
 ]) {
     const changes = Object.entries(env ?? {}).map((pair) => pair.join('='));
     test(`refuses ${[command, ...args, ...changes].join(' ')}`, async (t) => {
