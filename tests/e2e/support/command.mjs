@@ -35,7 +35,7 @@ export function temporaryFolder(t) {
 }
 
 /// What a process writes, as it comes.
-class Transcript {
+export class Transcript {
     #stream;
     #text = '';
 

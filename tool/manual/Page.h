@@ -1,0 +1,22 @@
+#pragma once
+
+#include "tool/manual/Description.h"
+#include "tool/manual/PageText.h"
+
+#include <string>
+
+namespace manual {
+
+/// Version and date that a page shows; the date may be empty.
+struct Edition {
+    std::string version;
+    std::string date;
+};
+
+/// The manual page of the command.
+std::string pageOf(const Description& command, const PageText& text, const Edition& edition);
+/// That of one of its subcommands.
+std::string pageOf(const Description& command, const Description& subcommand, const PageText& text,
+                   const Edition& edition);
+
+}  // namespace manual
