@@ -1,4 +1,5 @@
 #include "host/standalone/LogSinks.h"
+#include "oidcauth/version.h"
 #include "tool/Commands.h"
 #include "tool/Descriptors.h"
 #include "tool/ExitCode.h"
@@ -160,7 +161,7 @@ ExitCode run(int argc, char** argv) {
     const bool asJson = asksForJson(argc, argv);
     CLI::App app("Gets OAuth 2.0 and OpenID Connect tokens, and keeps them.", "oidcauth");
     app.formatter(std::make_shared<Formatter>());
-    app.set_version_flag("--version", std::string("oidcauth ") + OIDCAUTH_VERSION);
+    app.set_version_flag("--version", "oidcauth " OIDCAUTH_VERSION);
     app.require_subcommand(1);
     app.footer(exitCodes);
     app.failure_message([asJson](const CLI::App* parsed, const CLI::Error& error) {
