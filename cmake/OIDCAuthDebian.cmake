@@ -98,6 +98,13 @@ oidcauth_package(oidcauth utils
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 
+# Manual pages are kept compressed.
+install(CODE "
+    file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man*/*.[1-9]\")
+    if(pages)
+        execute_process(COMMAND gzip -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)
+    endif()" COMPONENT OIDCAuth_Tool)
+
 # Debian runs ldconfig by a trigger. CPack would write scripts that call it, but for a package that is
 # said to have its own, although there are none.
 string(TOUPPER "CPACK_DEBIAN_${library}" of)
