@@ -11,6 +11,7 @@ build_packages() (
     export DEBEMAIL=${DEBEMAIL-maintainers@oidcauth.invalid}
     # Times are that of the commit, and paths begin at the checkout.
     SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
+    umask 022
     export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C.UTF-8
     # As Debian builds, but without what would be stripped anyway.
     export DEB_BUILD_MAINT_OPTIONS="hardening=+all reproducible=+all" DEB_CXXFLAGS_MAINT_STRIP=-g
@@ -21,8 +22,8 @@ build_packages() (
         -DCMAKE_SHARED_LINKER_FLAGS="$(flags LDFLAGS)" -DCMAKE_MODULE_LINKER_FLAGS="$(flags LDFLAGS)" \
         -DCMAKE_EXE_LINKER_FLAGS="$(flags LDFLAGS)" -DCMAKE_UNITY_BUILD=ON \
         -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)" \
-        -DCMAKE_SKIP_INSTALL_RPATH=ON -DOIDCAUTH_BUILD_TESTS=OFF -DOIDCAUTH_BUILD_KEYRING=ON \
-        -DOIDCAUTH_DEBIAN_PACKAGES=ON
+        -DCMAKE_BUILD_RPATH_USE_ORIGIN=ON -DCMAKE_SKIP_INSTALL_RPATH=ON -DOIDCAUTH_BUILD_TESTS=OFF \
+        -DOIDCAUTH_BUILD_KEYRING=ON -DOIDCAUTH_DEBIAN_PACKAGES=ON
     cmake --build "$tree"
     rm -rf "$tree/packages"
     # Its warnings are of files that are meant to be missing.
