@@ -3,14 +3,19 @@
 # shellcheck source=scripts/lib/build.sh
 source scripts/lib/build.sh
 
+# The time of the commit, which is that of every file of the sources that are given out.
+source_date() {
+    echo "${SOURCE_DATE_EPOCH-$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CMakeLists.txt)}"
+}
+
 # build_packages TREE: builds in TREE, below the checkout; the packages are in TREE/packages then.
 build_packages() (
     tree=$1
     # Who gives packages to others answers for them by name.
     export DEBFULLNAME=${DEBFULLNAME-OIDCAuth maintainers}
     export DEBEMAIL=${DEBEMAIL-maintainers@oidcauth.invalid}
-    # Times are that of the commit, and paths begin at the checkout.
-    SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
+    # All times are one, and paths begin at the checkout.
+    SOURCE_DATE_EPOCH=$(source_date)
     umask 022
     export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C.UTF-8
     # As Debian builds, but without what would be stripped anyway.

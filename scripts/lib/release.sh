@@ -16,10 +16,10 @@ make_release() (
     mkdir -p "$1"
     cp build/package/packages/*.deb "$1"
     git archive --prefix="oidcauth-$version/" HEAD | gzip -9n >"$1/oidcauth-$version.tar.gz"
-    SOURCE_DATE_EPOCH=$(git log -1 --format=%ct) \
+    SOURCE_DATE_EPOCH=$(source_date) \
         "$node" scripts/lib/sbom.mjs build/package oidcauth "$version" >"$1/oidcauth-$version.spdx.json"
     "$node" scripts/lib/sbom-check.mjs "$1/oidcauth-$version.spdx.json"
     cd "$1"
-    LC_ALL=C sha256sum -- * >../SHA256SUMS.new
-    mv ../SHA256SUMS.new SHA256SUMS
+    sums=$(LC_ALL=C sha256sum -- *)
+    echo "$sums" >SHA256SUMS
 )
