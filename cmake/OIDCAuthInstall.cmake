@@ -1,10 +1,11 @@
-# What an installed OIDCAuth consists of, in components: OIDCAuth (the library), OIDCAuth_Keyring,
-# OIDCAuth_Testing, OIDCAuth_Tool. A host application that brings its own OIDCAuthHost installs that itself.
+# What an installed OIDCAuth consists of, in components: OIDCAuth (what programs need that run),
+# OIDCAuth_Development (what others are built with), OIDCAuth_Keyring, OIDCAuth_Testing, OIDCAuth_Tool. A
+# host application that brings its own OIDCAuthHost installs that itself.
 
 set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/oidcauth)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/OIDCAuth)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME OIDCAuth)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME OIDCAuth_Development)
 
 # Whoever debugs an installed library has built it as Debug; our own build tree keeps its symbols. A
 # project of which this one is a part decides for itself.
@@ -25,12 +26,12 @@ function(oidcauth_strip_archive component file)
                 COMMAND_ERROR_IS_FATAL ANY)
         endif()" COMPONENT ${component})
 endfunction()
-# oidcauth_install(COMPONENT EXPORT TARGET...)
+# oidcauth_install(COMPONENT EXPORT TARGET...): shared libraries go into the component OIDCAuth.
 function(oidcauth_install component export)
     install(TARGETS ${ARGN} EXPORT ${export}
-        LIBRARY COMPONENT ${component} NAMELINK_COMPONENT ${component}
+        LIBRARY COMPONENT OIDCAuth NAMELINK_COMPONENT ${component}
         ARCHIVE COMPONENT ${component}
-        RUNTIME COMPONENT ${component})
+        RUNTIME COMPONENT OIDCAuth)
     foreach(target IN LISTS ARGN)
         get_target_property(type ${target} TYPE)
         if(type STREQUAL "STATIC_LIBRARY")
@@ -47,11 +48,12 @@ if(TARGET OIDCAuth::Host)
     set(has_own_host OFF)
     list(APPEND libraries OIDCAuthHost)
 endif()
-oidcauth_install(OIDCAuth OIDCAuthTargets ${libraries})
+oidcauth_install(OIDCAuth_Development OIDCAuthTargets ${libraries})
 install(FILES
     auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
     auth/IRefreshAwareStore.h auth/IStoreFailure.h auth/IdTokenClaims.h auth/OIDCError.h auth/Requests.h
     DESTINATION ${include_dir}/auth)
+install(FILES "${OIDCAUTH_GENERATED_DIR}/oidcauth/version.h" DESTINATION ${include_dir}/oidcauth)
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 if(NOT has_own_host)
     install(DIRECTORY host/standalone DESTINATION ${include_dir}/host
@@ -84,7 +86,7 @@ endif()
 # ---- how others find it
 configure_package_config_file(cmake/OIDCAuthConfig.cmake.in OIDCAuthConfig.cmake
     INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(OIDCAuthConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(OIDCAuthConfigVersion.cmake COMPATIBILITY ${OIDCAUTH_COMPATIBILITY})
 install(FILES
     ${PROJECT_BINARY_DIR}/OIDCAuthConfig.cmake ${PROJECT_BINARY_DIR}/OIDCAuthConfigVersion.cmake
     DESTINATION ${package_dir})

@@ -1,5 +1,6 @@
 #include "tool/CommandTree.h"
 
+#include "oidcauth/version.h"
 #include "tool/Commands.h"
 #include "tool/ExitCode.h"
 #include "tool/HelpFormatter.h"

@@ -4,6 +4,7 @@
 //
 // takes the text that only pages have, and the scripts around the options, from SOURCES.
 
+#include "oidcauth/version.h"
 #include "tool/CommandTree.h"
 #include "tool/manual/Completions.h"
 #include "tool/manual/Page.h"
