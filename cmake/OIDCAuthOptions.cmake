@@ -34,6 +34,11 @@ if(OIDCAUTH_WERROR)
 endif()
 # The HTTP library's macro U() does not go together with the headers of fmt and GoogleTest.
 target_compile_definitions(oidcauth_options INTERFACE _TURN_OFF_PLATFORM_STRING)
+if(WIN32)
+    # The system's headers as of Windows 10, in their wide form, and without macros min and max.
+    target_compile_definitions(oidcauth_options INTERFACE
+        _WIN32_WINNT=0x0A00 UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
+endif()
 if(CMAKE_UNITY_BUILD)
     # A source that is included in another one looks like a header, whose private types it may show.
     target_compile_options(oidcauth_options INTERFACE

@@ -1,6 +1,7 @@
 #include "testing/SigningKey.h"
 #include "tests/support/Refusals.h"
 #include "tests/support/TestClock.h"
+#include "tests/support/Wide.h"
 
 namespace {
 
@@ -20,8 +21,8 @@ const std::string challenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
 
 task<COIDCToken> redeem(TestProvider& provider, COIDCAuthHybrid& flow) {
     const std::string code = provider.issueCode({"client", redirectUri, challenge, "", "a b"});
-    return flow.requestTokenByAuthCodeAsync("client", "b a", redirectUri.c_str(), verifier, code,
-                                            noToken);
+    return flow.requestTokenByAuthCodeAsync("client", "b a", redirectUri.c_str(),
+                                            to_string_t(verifier), to_string_t(code), noToken);
 }
 
 task<COIDCToken> refresh(TestProvider& provider, COIDCAuthHybrid& flow) {
@@ -34,9 +35,9 @@ TEST(HybridToken, SendsExactlyThis) {
     provider.setMember(Endpoint::Discovery, "token_endpoint",
                        '"' + provider.tokenEndpoint() + "?x=1#part\"");
     const auto flow = hybridFlow(provider);
-    EXPECT_NE(outcome(flow->requestTokenByAuthCodeAsync("my client", "scope",
-                                                        "http://127.0.0.1:80/\xC3\xA4?b=1&c",
-                                                        "ver-i_f.i~er", "c/o:d+e=&%", noToken)),
+    EXPECT_NE(outcome(flow->requestTokenByAuthCodeAsync(
+                  "my client", "scope", "http://127.0.0.1:80/\xC3\xA4?b=1&c",
+                  to_string_t("ver-i_f.i~er"), to_string_t("c/o:d+e=&%"), noToken)),
               "accepted");
     EXPECT_NE(outcome(flow->refreshTokenAsync("client", "scope", "r/e:f+&", noToken)), "accepted");
     const std::vector<std::string> bodies = {
@@ -203,8 +204,9 @@ TEST(HybridToken, FailsInItsTaskWhenNothingCanBeSent) {
         task<COIDCToken> refreshed;
         task<COIDCToken> redeemed;
         EXPECT_NO_THROW(refreshed = flow->refreshTokenAsync("client", "", text, noToken));
-        EXPECT_NO_THROW(redeemed = flow->requestTokenByAuthCodeAsync("client", "", text, verifier,
-                                                                     "code", noToken));
+        EXPECT_NO_THROW(redeemed = flow->requestTokenByAuthCodeAsync("client", "", text,
+                                                                     to_string_t(verifier),
+                                                                     to_string_t("code"), noToken));
         EXPECT_THROW(get(refreshed), std::exception);
         EXPECT_THROW(get(redeemed), std::exception);
     };

@@ -2,6 +2,7 @@
 #include "tests/support/Application.h"
 #include "tests/support/Refusals.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/Wide.h"
 
 #include <ios>
 #include <new>
@@ -216,7 +217,8 @@ TEST_F(Errors, AreToldApart) {
              return failure([&] { helper->getAccessTokenClientCredentials(request); });
          },
          Kind::other, "minimum validity"},
-        {of(web::http::http_exception(std::make_error_code(std::errc::too_many_files_open), "x")),
+        {of(web::http::http_exception(std::make_error_code(std::errc::too_many_files_open),
+                                      test::to_string_t("x"))),
          Kind::other, "x"},
         {of(std::runtime_error("Invalid input: x")), Kind::wrongAnswer, "Invalid input: x"},
         {of(std::runtime_error("no Invalid input")), Kind::other, "no Invalid input"},

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <string>
 
 namespace {
 
@@ -15,10 +14,10 @@ constexpr std::chrono::seconds exchangeTimeout{30};
 /// The client gives the host to the resolver as it stands, which does not know the brackets of an
 /// IPv6 address.
 web::uri resolvable(const web::uri& address) {
-    std::string host = address.host();
-    host.erase(
-        std::remove_if(host.begin(), host.end(), [](char c) { return c == '[' || c == ']'; }),
-        host.end());
+    utility::string_t host = address.host();
+    host.erase(std::remove_if(host.begin(), host.end(),
+                              [](utility::char_t c) { return c == '[' || c == ']'; }),
+               host.end());
     return web::uri_builder(address).set_host(host).to_uri();
 }
 
@@ -31,7 +30,8 @@ web::http::client::http_client_config get_http_proxy_config(const web::uri& targ
     config.set_proxy(web::web_proxy::disabled);
     if (const auto proxy = standalone::ProxySettings::fromEnvironment().proxyFor(target)) {
         web::web_proxy chosen(resolvable(proxy->address));
-        chosen.set_credentials({proxy->user, proxy->password});
+        chosen.set_credentials({utility::conversions::to_string_t(proxy->user),
+                                utility::conversions::to_string_t(proxy->password)});
         config.set_proxy(chosen);
     }
     return config;

@@ -27,6 +27,17 @@ struct Endpoint {
     int port = 0;      ///< 0 when none is given
 };
 
+using utility::conversions::to_string_t;
+using utility::conversions::to_utf8string;
+
+bool isHttps(const web::uri& target) {
+    return to_utf8string(target.scheme()) == "https";
+}
+
+std::string decoded(const std::string& text) {
+    return to_utf8string(web::uri::decode(to_string_t(text)));
+}
+
 std::string canonicalHost(std::string_view host) {
     if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
         host = host.substr(1, host.size() - 2);
@@ -162,7 +173,7 @@ ProxySettings ProxySettings::fromEnvironment() {
 }
 
 std::optional<Proxy> ProxySettings::proxyFor(const web::uri& target) const {
-    const Variable& own = target.scheme() == "https" ? m_https : m_http;
+    const Variable& own = isHttps(target) ? m_https : m_http;
     const Variable& variable = own.text.empty() ? m_all : own;
     if (variable.text.empty() || isDirect(target)) {
         return std::nullopt;
@@ -171,8 +182,8 @@ std::optional<Proxy> ProxySettings::proxyFor(const web::uri& target) const {
 }
 
 bool ProxySettings::isDirect(const web::uri& target) const {
-    const int schemePort = target.scheme() == "https" ? httpsPort : httpPort;
-    const Endpoint endpoint{canonicalHost(target.host()),
+    const int schemePort = isHttps(target) ? httpsPort : httpPort;
+    const Endpoint endpoint{canonicalHost(to_utf8string(target.host())),
                             target.port() > 0 ? target.port() : schemePort};
     return std::any_of(m_direct.begin(), m_direct.end(),
                        [&](const std::string& entry) { return matches(entry, endpoint); });
@@ -193,13 +204,13 @@ Proxy ProxySettings::parse(const Variable& variable) {
         if (at != std::string_view::npos) {
             const std::string userInfo(authority.substr(0, at));
             const auto colon = std::min(userInfo.find(':'), userInfo.size());
-            proxy.user = web::uri::decode(userInfo.substr(0, colon));
-            proxy.password = web::uri::decode(
-                colon == userInfo.size() ? std::string() : userInfo.substr(colon + 1));
+            proxy.user = decoded(userInfo.substr(0, colon));
+            proxy.password =
+                decoded(colon == userInfo.size() ? std::string() : userInfo.substr(colon + 1));
         }
         proxy.address = web::uri_builder()
-                            .set_scheme("http")
-                            .set_host(v6 ? "[" + endpoint->host + "]" : endpoint->host)
+                            .set_scheme(to_string_t("http"))
+                            .set_host(to_string_t(v6 ? "[" + endpoint->host + "]" : endpoint->host))
                             .set_port(endpoint->port != 0 ? endpoint->port : httpPort)
                             .to_uri();
         return proxy;

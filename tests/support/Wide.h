@@ -1,0 +1,25 @@
+#pragma once
+
+#include "host/HttpTypes.h"
+
+#include <cpprest/asyncrt_utils.h>
+#include <cpprest/uri.h>
+
+#include <map>
+#include <string>
+
+namespace test {
+
+// The HTTP library's text is wide on Windows.
+using utility::conversions::to_string_t;
+using utility::conversions::to_utf8string;
+
+inline std::map<std::string, std::string> queryOf(const std::string& text) {
+    std::map<std::string, std::string> fields;
+    for (const auto& [name, value] : web::uri::split_query(to_string_t(text))) {
+        fields[to_utf8string(name)] = to_utf8string(value);
+    }
+    return fields;
+}
+
+}  // namespace test
