@@ -5,11 +5,8 @@ set(not_here
     AuthCodeListenerTest.cpp
     BrowserTest.cpp
     FaultMatrixTest.cpp
-    FilePermitTest.cpp
-    FileTokenStoreTest.cpp
     HttpExchangeTest.cpp
     ProcessTest.cpp
-    ProxySettingsTest.cpp
     RedirectServerTest.cpp)
 # The tests' host is a library of its own, linked before the other one: no definition in a program
 # stands before that in a DLL.
