@@ -10,6 +10,10 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # Installed programs find the library beside them, wherever the tree was put.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+if(WIN32)
+    # OIDCAuth.dll, whichever compiler builds it.
+    set(CMAKE_SHARED_LIBRARY_PREFIX "")
+endif()
 
 # As a part of another project this one leaves to that one how and where to build.
 if(PROJECT_IS_TOP_LEVEL)
@@ -28,7 +32,8 @@ endif()
 # Warnings and instrumentation for our own code only; never part of the installed interface.
 add_library(oidcauth_options INTERFACE)
 target_compile_options(oidcauth_options INTERFACE
-    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion>)
+    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion>
+    $<$<CXX_COMPILER_ID:MSVC>:/W4 /permissive- /utf-8 /bigobj>)
 if(OIDCAUTH_WERROR)
     target_compile_options(oidcauth_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-Werror>)
 endif()

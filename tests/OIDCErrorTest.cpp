@@ -1,5 +1,6 @@
 #include "host/standalone/TokenStoreError.h"
 #include "tests/support/Application.h"
+#include "tests/support/HttpClient.h"
 #include "tests/support/Refusals.h"
 #include "tests/support/TestHost.h"
 #include "tests/support/Wide.h"
@@ -188,9 +189,9 @@ TEST_F(Errors, AreToldApart) {
         {with(member(token, "access_token", "\"\xC3(\"")), Kind::wrongAnswer, "UTF-8"},
         {with(member(discovery, "token_endpoint", "\"no url\"")), Kind::wrongAnswer, "uri"},
         {[this] { return ofService(std::string("http://127.0.0.1:1/")); }, Kind::notReached,
-         "connect", true},
-        {with([](auto& p) { p.closeConnection(discovery, CloseAt::InsideHead, CloseBy::Reset); }),
-         Kind::notReached, "status line", true},
+         httpClient.refused, true},
+        {with([](auto& p) { p.closeConnection(discovery, CloseAt::BeforeHead, CloseBy::End); }),
+         Kind::notReached, httpClient.noHead, true},
         {with([this](auto&) {
              content->writeFailure =
                  std::make_exception_ptr(standalone::TokenStoreError("disk full"));

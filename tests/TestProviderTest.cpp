@@ -21,7 +21,7 @@ std::string authorizationUrl(const TestProvider& provider, const Fields& paramet
     std::string url = provider.url(Endpoint::Authorization);
     for (const auto& [name, value] : parameters) {
         url += (url.find('?') == std::string::npos ? "?" : "&") + name + '=' +
-               test::to_utf8string(web::uri::encode_data_string(test::to_string_t(value)));
+               test::urlEncoded(value);
     }
     return url;
 }

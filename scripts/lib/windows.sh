@@ -33,6 +33,32 @@ link_windows_dlls() {
     done
 }
 
+# make_windows_archive FILE: all components, the DLLs, headers and import libraries of what they depend
+# on, and everybody's terms.
+make_windows_archive() {
+    local scratch root package part
+    scratch=$(mktemp -d)
+    root=$scratch/$(basename "$1" .zip)
+    cmake --install build/windows --prefix "$root" >/dev/null
+    link_windows_dlls "$scratch/dlls"
+    cp -L "$scratch"/dlls/*.dll "$root/bin/"
+    for part in cpprestsdk openssl; do
+        cp -r "$windows_sysroot/$part"/{include,lib} "$root/"
+    done
+    mkdir "$root/licences"
+    cp "$windows_sysroot/cpprestsdk/license.txt" "$root/licences/cpprestsdk.txt"
+    cp "$windows_sysroot/openssl/LICENSE.txt" "$root/licences/openssl.txt"
+    for package in gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev libz-mingw-w64 \
+        libboost-dev libfmt-dev libspdlog-dev libcli11-dev libtomlplusplus-dev picojson-dev; do
+        cp -L "/usr/share/doc/$package/copyright" "$root/licences/$package.txt"
+    done
+    mkdir -p "$(dirname "$1")"
+    (cd "$scratch" && cmake -E tar cf "$scratch/archive.zip" --format=zip "$(basename "$root")")
+    mv "$scratch/archive.zip" "$1"
+    rm -rf "$scratch"
+    echo "$1"
+}
+
 # The libraries of headers, and no other header of this machine.
 link_headers() {
     local name

@@ -9,8 +9,8 @@ start_wine() {
     stop_wine
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
-    timeout 120 wine wineboot --init >/dev/null 2>&1
     wineserver -p
+    timeout 120 wine wineboot --init >/dev/null 2>&1
     # A program that waits for input which never comes.
     mkfifo "$WINEPREFIX/never"
     exec {held}<>"$WINEPREFIX/never"

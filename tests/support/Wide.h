@@ -10,9 +10,19 @@
 
 namespace test {
 
-// The HTTP library's text is wide on Windows.
+/// The HTTP library's text is wide on Windows: there is none of what is no UTF-8.
+constexpr bool isWide = sizeof(utility::char_t) > 1;
+
 using utility::conversions::to_string_t;
 using utility::conversions::to_utf8string;
+
+inline std::string urlEncoded(const std::string& text) {
+    return to_utf8string(web::uri::encode_data_string(to_string_t(text)));
+}
+
+inline unsigned short portOf(const std::string& url) {
+    return static_cast<unsigned short>(web::uri(to_string_t(url)).port());
+}
 
 inline std::map<std::string, std::string> queryOf(const std::string& text) {
     std::map<std::string, std::string> fields;
