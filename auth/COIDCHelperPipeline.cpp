@@ -5,7 +5,7 @@
 #include "auth/detail/FirstOutcome.h"
 #include "auth/detail/Log.h"
 #include "auth/detail/TokenTaskData.h"
-#include "platform/HttpPool.h"
+#include "platform/HttpThreads.h"
 #include "platform/TaskScheduler.h"
 #include "platform/Timer.h"
 
@@ -188,7 +188,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
         detail::log(m_logger, ELogLevel::Detail, L"Stored token is expired.");
     }
     if (assessed.refreshes || data->authRequested) {
-        platform::httpPool();  // without its threads, the tasks of a request could not even fail
+        platform::requireHttpThreads();  // without them, a request's tasks could not even fail
     }
     // What the user signs in to now is not what somebody signed out of.
     data->signOuts = assessed.refreshes ? stored.signOuts : m_signOuts.load();

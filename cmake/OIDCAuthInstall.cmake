@@ -57,7 +57,12 @@ install(FILES "${OIDCAUTH_GENERATED_DIR}/oidcauth/version.h" DESTINATION ${inclu
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 if(NOT has_own_host)
     install(DIRECTORY host/standalone DESTINATION ${include_dir}/host
-        FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE)
+        FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE PATTERN linux EXCLUDE
+        PATTERN windows EXCLUDE)
+    if(WIN32)
+        install(FILES host/standalone/windows/DebuggerLog.h
+            DESTINATION ${include_dir}/host/standalone/windows)
+    endif()
 endif()
 install(DIRECTORY host DESTINATION ${include_dir}
     FILES_MATCHING PATTERN "*.h" PATTERN standalone EXCLUDE PATTERN detail EXCLUDE)

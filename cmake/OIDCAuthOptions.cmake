@@ -10,6 +10,10 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # Installed programs find the library beside them, wherever the tree was put.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+if(WIN32)
+    # OIDCAuth.dll, whichever compiler builds it.
+    set(CMAKE_SHARED_LIBRARY_PREFIX "")
+endif()
 
 # As a part of another project this one leaves to that one how and where to build.
 if(PROJECT_IS_TOP_LEVEL)
@@ -28,12 +32,18 @@ endif()
 # Warnings and instrumentation for our own code only; never part of the installed interface.
 add_library(oidcauth_options INTERFACE)
 target_compile_options(oidcauth_options INTERFACE
-    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion>)
+    $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion>
+    $<$<CXX_COMPILER_ID:MSVC>:/W4 /permissive- /utf-8 /bigobj>)
 if(OIDCAUTH_WERROR)
     target_compile_options(oidcauth_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-Werror>)
 endif()
 # The HTTP library's macro U() does not go together with the headers of fmt and GoogleTest.
 target_compile_definitions(oidcauth_options INTERFACE _TURN_OFF_PLATFORM_STRING)
+if(WIN32)
+    # The system's headers as of Windows 10, in their wide form, and without macros min and max.
+    target_compile_definitions(oidcauth_options INTERFACE
+        _WIN32_WINNT=0x0A00 UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
+endif()
 if(CMAKE_UNITY_BUILD)
     # A source that is included in another one looks like a header, whose private types it may show.
     target_compile_options(oidcauth_options INTERFACE

@@ -2,6 +2,7 @@
 
 #include "fuzz/Documented.h"
 #include "fuzz/Require.h"
+#include "host/standalone/ProxyList.h"
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/classification.hpp>
@@ -19,13 +20,15 @@
 #include <utility>
 #include <vector>
 
-// The input is a target's address, and then a line `name=value` for each variable.
+// The input is a target's address, and then a line `name=value` for each variable; `proxies` and
+// `bypass` are lists in the form of Windows.
 
 namespace {
 
 using boost::algorithm::to_lower_copy;
 using boost::algorithm::trim_copy;
 using standalone::Proxy;
+using standalone::ProxyList;
 using standalone::ProxySettings;
 using standalone::ProxySettingsError;
 using Environment = std::map<std::string, std::string>;
@@ -128,6 +131,40 @@ void checkRefusal(const std::string& text, const std::string& name, const std::s
                                          ", which is not supported: only http is"));
 }
 
+/// A list stands for each of its entries, in whatever case; only `<-loopback>` takes one back.
+void checkBypass(const std::string& bypass, const web::uri& target) {
+    const auto isBypassed = [&](const std::string& list) {
+        return !ProxyList{"proxy.test", list}.proxyFor(target);
+    };
+    std::vector<std::string> entries;
+    boost::algorithm::split(entries, bypass, boost::algorithm::is_any_of("; \t\r\n"));
+    const bool direct = isBypassed(bypass);
+    fuzz::require(direct == isBypassed(boost::algorithm::to_upper_copy(bypass)));
+    fuzz::require(isBypassed(bypass + ";*"));
+    if (!isBypassed("")) {
+        fuzz::require(direct == std::any_of(entries.begin(), entries.end(), isBypassed));
+    }
+}
+
+/// One proxy for all is what a variable would make of it.
+void checkList(const std::string& proxies, const web::uri& target) {
+    const ProxyList list{proxies, "<-loopback>"};
+    const std::string name = "the system's proxy setting";
+    const bool isOne = !proxies.empty() && proxies.find_first_of("=; \t\r\n") == std::string::npos;
+    std::optional<Proxy> proxy;
+    try {
+        proxy = list.proxyFor(target);
+    } catch (const ProxySettingsError& error) {
+        const std::string text = error.what();
+        return isOne ? checkRefusal(text, name, proxies)
+                     : fuzz::require(text.compare(0, name.size(), name) == 0);
+    }
+    fuzz::require(proxy || !isOne);
+    if (proxy && isOne) {
+        checkProxy(*proxy, proxies);
+    }
+}
+
 void check(const Environment& environment, const web::uri& target) {
     const std::string lower = valueOf(environment, "no_proxy");
     const std::string exceptions = lower.empty() ? valueOf(environment, "NO_PROXY") : lower;
@@ -135,6 +172,8 @@ void check(const Environment& environment, const web::uri& target) {
     const std::string value = valueOf(environment, name);
     checkExceptions(exceptions, target);
     checkName(target);
+    checkBypass(valueOf(environment, "bypass"), target);
+    checkList(valueOf(environment, "proxies"), target);
 
     std::optional<Proxy> proxy;
     try {

@@ -11,7 +11,7 @@ namespace platform {
 /// On Linux the browser is one of the commands in the environment variable BROWSER: separated by
 /// colons, the first that starts, each with words of its own, of which `%s` stands for the URL (it
 /// comes last where none does), `%c` for a colon and `%%` for a percent sign. Without such commands
-/// it is xdg-open. No shell sees the URL.
+/// it is xdg-open. No shell sees the URL. On Windows it is what the user's settings name.
 bool openBrowser(const utility::string_t& url) noexcept;
 
 }  // namespace platform

@@ -17,6 +17,9 @@ namespace platform {
 /// Not every connection can be had before it is open: those to a further address of a host whose
 /// first one does not answer, and any but the first tunnel through a proxy, stay as the library
 /// makes them.
+///
+/// On Windows no connection can be had at all. The system closes them in step, limits a head by
+/// itself and hands out a body in pieces, of which the request's progress tells.
 class ConnectionGuard {
 public:
     /// For the client of `origin` that is made of `config` afterwards. Its connections together may
@@ -25,7 +28,8 @@ public:
     ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config,
                     std::uint64_t limit);
 
-    /// False for tunnels through a proxy: of them nobody can tell whether the peer closed one.
+    /// False for tunnels through a proxy, and on Windows: nobody can tell whether the peer closed
+    /// such a connection.
     bool noticesClosedOnes() const;
 
     /// Calls `cancel` when nothing else happens on these connections: before it returns or soon
@@ -34,7 +38,7 @@ public:
 
     /// What was received so far no longer counts: a request begins.
     void begin() const;
-    /// Whether the limit was exceeded since.
+    /// Whether the limit was exceeded since; false where nobody counts.
     bool isFlooded() const;
 
 private:

@@ -107,18 +107,18 @@ private:
     }
 
     void awaitPeer(Door& door) {
-        door.acceptor.async_wait(tcp::acceptor::wait_read, [this, &door](const error_code&) {
+        platform::awaitPeer(door.acceptor, [this, &door](const TakePeer& take) {
             door.isAwaited = false;
             if (door.acceptor.is_open()) {
-                accept(door);
+                accept(door, take);
             }
         });
         door.isAwaited = true;
     }
 
-    void accept(Door& door) {
+    void accept(Door& door, const TakePeer& take) {
         error_code error;
-        tcp::socket socket = acceptFrom(door.acceptor, error);
+        tcp::socket socket = take(error);
         if (isShortage(error)) {
             return relieve(door);
         }

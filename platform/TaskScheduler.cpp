@@ -1,5 +1,6 @@
 #include "platform/TaskScheduler.h"
 
+#include "platform/ProcessEnd.h"
 #include "platform/ProcessMark.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ struct ProcessScheduler {
     }
 
     void stop() {
-        if (home.isHere()) {
+        if (home.isHere() && !otherThreadsAreGone()) {
             end.cancel();
             scheduler.stop();
         }

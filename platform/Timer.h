@@ -7,7 +7,7 @@
 namespace platform {
 
 /// Calls `expired` once, `delay` from its construction, unless it is destroyed before. The call
-/// comes on a thread of the HTTP library's pool, or the platform's like: it only completes or
+/// comes on a thread of the HTTP library's pool, or on Windows the system's: it only completes or
 /// cancels something and never blocks. Destroying the timer does not wait for a call that has
 /// already begun, so that `expired` owns or shares what it touches.
 class OneShotTimer {

@@ -103,9 +103,10 @@ TEST(MemoryArchive, FindsItsSections) {
 
 /// As it would be written by somebody else: this content, said to have that size.
 Bytes packed(const Bytes& content, std::size_t size) {
-    auto packedSize = compressBound(content.size());
+    const auto contentSize = static_cast<uLong>(content.size());
+    auto packedSize = compressBound(contentSize);
     Bytes bytes(16 + packedSize);
-    compress(bytes.data() + 16, &packedSize, content.data(), content.size());
+    compress(bytes.data() + 16, &packedSize, content.data(), contentSize);
     bytes.resize(16 + packedSize);
     const auto put = [&bytes](std::size_t at, std::size_t number) {
         for (int i = 0; i < 4; ++i, number >>= 8U) {

@@ -6,8 +6,7 @@
 #include "tests/support/Test.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/Usage.h"
-
-#include <cpprest/base_uri.h>
+#include "tests/support/Wide.h"
 
 #include <numeric>
 
@@ -96,7 +95,8 @@ std::string outcome(const Task& task) {
     std::string received;
     const std::string end = test::outcome([&] {
         const auto value = test::get(task);
-        received = value.code + ' ' + value.idToken + ' ' + value.state;
+        received = test::to_utf8string(value.code) + ' ' + test::to_utf8string(value.idToken) + ' ' +
+                   test::to_utf8string(value.state);
     });
     return end == "accepted" ? received : end;
 }
@@ -112,7 +112,7 @@ struct SignIn {
     std::string exchange(const std::string& bytes) const { return RawPeer(port).exchange(bytes); }
 
     const std::string url;
-    const unsigned short port = static_cast<unsigned short>(web::uri(url).port());
+    const unsigned short port = test::portOf(url);
     std::unique_ptr<COIDCAuthCodeListener> listener =
         std::make_unique<COIDCAuthCodeListener>(CString(url));
     Concurrency::cancellation_token_source cancellation;

@@ -29,12 +29,12 @@ TEST(ClientCredentials, SendsExactlyThis) {
 
     const auto requests = provider.requests();
     ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(requests[0].head, headOf(provider, "GET /.well-known/openid-configuration"));
+    EXPECT_EQ(linesOf(requests[0].head), headOf(provider, "GET /.well-known/openid-configuration"));
     const std::string body =
         "grant_type=client_credentials&client_id=client"
         "&client_secret=/:%2B%3D%26%25%20%C3%A4?@%3B&scope=read%20%20write%20";
     EXPECT_EQ(requests[1].body, body);
-    EXPECT_EQ(requests[1].head, headOf(provider, "POST /token", formFields(body)));
+    EXPECT_EQ(linesOf(requests[1].head), headOf(provider, "POST /token", formFields(body)));
     EXPECT_EQ(requests[0].connection, requests[1].connection);
 }
 

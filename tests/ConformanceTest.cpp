@@ -4,6 +4,7 @@
 
 #include "testing/SigningKey.h"
 #include "tests/support/Refusals.h"
+#include "tests/support/Wide.h"
 
 namespace {
 
@@ -15,8 +16,9 @@ constexpr auto id = TokenKind::Id;
 
 std::string redeem(TestProvider& provider, auth::COIDCAuthHybrid& flow) {
     const std::string code = provider.issueCode({"client", "http://127.0.0.1/", "", "nonce", ""});
-    return outcome(flow.requestTokenByAuthCodeAsync("client", "openid", "http://127.0.0.1/", "",
-                                                    code, Concurrency::cancellation_token::none()));
+    return outcome(flow.requestTokenByAuthCodeAsync("client", "openid", "http://127.0.0.1/", {},
+                                                    to_string_t(code),
+                                                    Concurrency::cancellation_token::none()));
 }
 
 TEST(Conformance, EndsAsDocumented) {

@@ -1,17 +1,13 @@
 #include "host/standalone/FilePermit.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/Common.h"
 #include "tests/support/Permit.h"
+#include "tests/support/Privacy.h"
 #include "tests/support/StoreFailure.h"
 #include "tests/support/TemporaryFolder.h"
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 using standalone::FilePermit;
-using test::ChildProcess;
 
 namespace {
 
@@ -35,54 +31,19 @@ TEST_F(FilePermitTest, IsHeldByOneLockAtATime) {
     EXPECT_FALSE(isFree()) << "another permit of the same file";
 
     EXPECT_EQ(m_file.filename(), "token.v2.lock");
-    EXPECT_EQ(static_cast<unsigned>(fs::status(m_file).permissions()), 0600U);
-    EXPECT_EQ(static_cast<unsigned>(fs::status(m_file.parent_path()).permissions()), 0700U);
-}
-
-TEST_F(FilePermitTest, ComesBackWithTheEndOfItsHolder) {
-    for (const bool killed : {true, false}) {
-        ChildProcess holder([&](const ChildProcess& self) {
-            const auto lock = newLock();
-            if (lock->tryLock()) {
-                self.tell();
-                return killed ? ::pause() : ::execlp("sleep", "sleep", "600", nullptr);
-            }
-            return EXIT_FAILURE;
-        });
-        ASSERT_TRUE(holder.told());
-        if (killed) {
-            EXPECT_FALSE(isFree());
-            holder.kill();
-        } else {
-            EXPECT_FALSE(holder.told()) << "is the other program now";
-        }
-        EXPECT_TRUE(isFree());
-    }
-}
-
-TEST_F(FilePermitTest, StaysWithTheProcessThatTookIt) {
-    auto lock = newLock();
-    ASSERT_TRUE(lock->tryLock());
-    const ChildProcess lives([](const ChildProcess&) { return ::pause(); });
-    ChildProcess tidies([&](const ChildProcess&) {
-        lock.reset();
-        return EXIT_SUCCESS;
-    });
-    EXPECT_EQ(tidies.end(), 0);
-    EXPECT_FALSE(isFree()) << "a forked process has given it back";
-    lock.reset();
-    EXPECT_TRUE(isFree()) << "a forked process has kept it";
+    EXPECT_TRUE(test::isClosedToOthers(m_file));
+    EXPECT_TRUE(test::isClosedToOthers(m_file.parent_path()));
 }
 
 TEST_F(FilePermitTest, RefusesLockFilesThatOthersCouldHold) {
     EXPECT_THAT([&] { FilePermit::make(m_folder.path() / ""); }, test::fails());
     isFree();
-    ASSERT_EQ(::chmod(m_file.c_str(), 0604), 0);
-    EXPECT_THAT([&] { isFree(); }, test::fails("set its mode to 0600"));
+    test::openToOthers(m_file);
+    EXPECT_THAT([&] { isFree(); }, test::fails("is open to other users"));
     fs::remove(m_file);
-    fs::create_symlink(m_folder.path() / "missing", m_file);
-    EXPECT_THAT([&] { isFree(); }, test::fails("symbolic link"));
-    EXPECT_FALSE(fs::exists(m_folder.path() / "missing"));
+    fs::create_directory(m_file);
+    test::closeToOthers(m_file);
+    EXPECT_THAT([&] { isFree(); }, test::fails());
 }
 
 }  // namespace

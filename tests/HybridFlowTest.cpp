@@ -1,6 +1,8 @@
 #include "auth/detail/Pkce.h"
 #include "tests/support/Application.h"
 #include "tests/support/HybridFlow.h"
+#include "tests/support/Pattern.h"
+#include "tests/support/Wide.h"
 
 namespace {
 
@@ -8,7 +10,6 @@ using namespace test;
 using auth::COIDCAuthHybrid;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::MatchesRegex;
 
 const auto noToken = cancellation_token::none();
 
@@ -45,19 +46,20 @@ TEST_F(HybridFlow, OpensExactlyThisUrl) {
               "unable to request authentication through the browser");
     EXPECT_THAT(provider.requests(Endpoint::Discovery).back().target, EndsWith(query));
     EXPECT_THAT(provider.requests(Endpoint::Keys).back().target, EndsWith(query));
-    const std::string port = std::to_string(web::uri(redirectUrl.toUtf8()).port());
-    EXPECT_THAT(opened, MatchesRegex("https://id\\.test/sign%20in\\?tenant=a%26b"
-                                     "&response_type=code%20id_token"
-                                     "&nonce=[A-Za-z0-9]{22}"
-                                     "&state=[A-Za-z0-9]{22}"
-                                     "&code_challenge=[A-Za-z0-9_-]{43}"
-                                     "&code_challenge_method=S256"
-                                     "&client_id=my%20client%261"
-                                     "&scope=openid%20a%2Bb%20%C3%A4/c"
-                                     "&redirect_uri=http%3A%2F%2F127\\.0\\.0\\.1%3A" +
-                                     port +
-                                     "%2Fcallback%2F%25C3%25A4"
-                                     "&response_mode=form_post"));
+    const std::string port =
+        std::to_string(web::uri(test::to_string_t(redirectUrl.toUtf8())).port());
+    EXPECT_THAT(opened, MatchesPattern("https://id\\.test/sign%20in\\?tenant=a%26b"
+                                       "&response_type=code%20id_token"
+                                       "&nonce=[A-Za-z0-9]{22}"
+                                       "&state=[A-Za-z0-9]{22}"
+                                       "&code_challenge=[A-Za-z0-9_-]{43}"
+                                       "&code_challenge_method=S256"
+                                       "&client_id=my%20client%261"
+                                       "&scope=openid%20a%2Bb%20%C3%A4/c"
+                                       "&redirect_uri=http%3A%2F%2F127\\.0\\.0\\.1%3A" +
+                                       port +
+                                       "%2Fcallback%2F%25C3%25A4"
+                                       "&response_mode=form_post"));
 }
 
 /// What the browser posts, before somebody changes it.
@@ -72,8 +74,9 @@ struct Posted {
 User::Acts posting(const TestProvider& provider, const std::function<void(Posted&)>& edit) {
     return [&provider, edit](const std::string& url) {
         FormPost form = openPage(url);
-        auto fields = web::uri::split_query(form.body);
-        const std::string nonce = web::uri::split_query(web::uri(url).query())["nonce"];
+        auto fields = queryOf(form.body);
+        const std::string nonce =
+            queryOf(to_utf8string(web::uri(to_string_t(url)).query()))["nonce"];
         Posted posted{fields["code"], fields["state"], fields["id_token"],
                       provider.token(TokenKind::AuthorizationId, "client", nonce)};
         edit(posted);
@@ -190,13 +193,15 @@ TEST_F(HybridFlow, OpensNothingOnceItIsCancelled) {
 
 TEST(Pkce, MakesVerifiersAndChallenges) {
     // RFC 7636, appendix B.
-    EXPECT_EQ(auth::detail::makeCodeChallenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
+    const auto verifier = test::to_string_t("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk");
+    EXPECT_EQ(test::to_utf8string(auth::detail::makeCodeChallenge(verifier)),
               "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
-    EXPECT_EQ(auth::detail::base64UrlNoPad({0xFB, 0xEF, 0xFF, 0xFE}), "--___g");
+    EXPECT_EQ(test::to_utf8string(auth::detail::base64UrlNoPad({0xFB, 0xEF, 0xFF, 0xFE})),
+              "--___g");
     std::set<utility::string_t> verifiers;
     for (int i = 0; i < 100; ++i) {
         verifiers.insert(auth::detail::makeCodeVerifier(64));
-        EXPECT_THAT(*verifiers.rbegin(), MatchesRegex("[A-Za-z0-9_-]{86}"));
+        EXPECT_THAT(test::to_utf8string(*verifiers.rbegin()), MatchesPattern("[A-Za-z0-9_-]{86}"));
     }
     EXPECT_EQ(verifiers.size(), 100U);
     // Every byte but one comes to be drawn.

@@ -1,6 +1,7 @@
 #include "platform/TaskScheduler.h"
 #include "tests/support/HybridFlow.h"
 #include "tests/support/HybridHelper.h"
+#include "tests/support/Wide.h"
 
 #include <cpprest/base_uri.h>
 
@@ -127,7 +128,7 @@ TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
         EXPECT_EQ(end(), "unable to request authentication through the browser");
         EXPECT_THAT(opened,
                     ::testing::HasSubstr("&client_id=client&scope=openid%20more&redirect_uri=" +
-                                         web::uri::encode_data_string(redirectUrl.toUtf8()) + '&'));
+                                         urlEncoded(redirectUrl.toUtf8()) + '&'));
         request.redirectUrls.clear();
         EXPECT_EQ(end(), "cannot construct listener");
     }

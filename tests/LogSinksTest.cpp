@@ -1,4 +1,5 @@
 #include "host/standalone/LogSinks.h"
+#include "tests/support/Pattern.h"
 #include "tests/support/Test.h"
 #include "tests/support/Threads.h"
 
@@ -110,8 +111,8 @@ TEST(LogSinks, WritesWholeLinesOfTheWantedLevels) {
     std::istringstream written(testing::internal::GetCapturedStderr());
     int lines = 0;
     for (std::string line; std::getline(written, line); ++lines) {
-        EXPECT_THAT(line, testing::MatchesRegex(R"(20.*T.*:.* (warning|error): )"
-                                                "\uFFFD \\{\\} %s\u00e4 password=\u2026\\\\n\\."));
+        EXPECT_THAT(line, test::MatchesPattern(R"(20.*T.*:.* (warning|error): )"
+                                               "\uFFFD \\{\\} %s\u00e4 password=\u2026\\\\n\\."));
     }
     EXPECT_EQ(lines, 200);
 }

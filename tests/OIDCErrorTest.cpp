@@ -1,7 +1,9 @@
 #include "host/standalone/TokenStoreError.h"
 #include "tests/support/Application.h"
+#include "tests/support/HttpClient.h"
 #include "tests/support/Refusals.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/Wide.h"
 
 #include <ios>
 #include <new>
@@ -187,9 +189,9 @@ TEST_F(Errors, AreToldApart) {
         {with(member(token, "access_token", "\"\xC3(\"")), Kind::wrongAnswer, "UTF-8"},
         {with(member(discovery, "token_endpoint", "\"no url\"")), Kind::wrongAnswer, "uri"},
         {[this] { return ofService(std::string("http://127.0.0.1:1/")); }, Kind::notReached,
-         "connect", true},
-        {with([](auto& p) { p.closeConnection(discovery, CloseAt::InsideHead, CloseBy::Reset); }),
-         Kind::notReached, "status line", true},
+         httpClient.refused, true},
+        {with([](auto& p) { p.closeConnection(discovery, CloseAt::BeforeHead, CloseBy::End); }),
+         Kind::notReached, httpClient.noHead, true},
         {with([this](auto&) {
              content->writeFailure =
                  std::make_exception_ptr(standalone::TokenStoreError("disk full"));
@@ -216,7 +218,8 @@ TEST_F(Errors, AreToldApart) {
              return failure([&] { helper->getAccessTokenClientCredentials(request); });
          },
          Kind::other, "minimum validity"},
-        {of(web::http::http_exception(std::make_error_code(std::errc::too_many_files_open), "x")),
+        {of(web::http::http_exception(std::make_error_code(std::errc::too_many_files_open),
+                                      test::to_string_t("x"))),
          Kind::other, "x"},
         {of(std::runtime_error("Invalid input: x")), Kind::wrongAnswer, "Invalid input: x"},
         {of(std::runtime_error("no Invalid input")), Kind::other, "no Invalid input"},

@@ -1,11 +1,16 @@
+#include "host/HttpProxyConfig.h"
+#include "host/standalone/ProxyList.h"
 #include "host/standalone/ProxySettings.h"
 #include "tests/support/Test.h"
+#include "tests/support/Variable.h"
+#include "tests/support/Wide.h"
 
 #include <cpprest/http_client.h>
-#include <dlfcn.h>
 
 using standalone::ProxySettings;
 using standalone::ProxySettingsError;
+using test::to_string_t;
+using test::to_utf8string;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -15,22 +20,30 @@ namespace {
 using Environment = std::map<std::string, std::string>;
 
 /// What is done for `target`, as one text.
-std::string routeOf(const Environment& environment, const std::string& target) {
-    const ProxySettings settings([&](const std::string& name) {
-        const auto found = environment.find(name);
-        return found == environment.end() ? std::nullopt : std::optional(found->second);
-    });
+template <class Settings>
+std::string routeBy(const Settings& settings, const std::string& target) {
     try {
-        const auto proxy = settings.proxyFor(web::uri(target));
+        const auto proxy = settings.proxyFor(web::uri(to_string_t(target)));
         if (!proxy) {
             return "direct";
         }
         const auto credentials =
             proxy->user.empty() ? "" : proxy->user + " " + proxy->password + " ";
-        return credentials + proxy->address.to_string();
+        return credentials + to_utf8string(proxy->address.to_string());
     } catch (const ProxySettingsError& error) {
         return std::string("error: ") + error.what();
     }
+}
+
+ProxySettings settingsOf(const Environment& environment) {
+    return ProxySettings([&](const std::string& name) {
+        const auto found = environment.find(name);
+        return found == environment.end() ? std::nullopt : std::optional(found->second);
+    });
+}
+
+std::string routeOf(const Environment& environment, const std::string& target) {
+    return routeBy(settingsOf(environment), target);
 }
 
 TEST(ProxySettings, TakesTheVariableThatCounts) {
@@ -150,21 +163,100 @@ TEST(ProxySettings, ReachesListedTargetsDirectly) {
     }
 }
 
-/// The standalone host's, which the tests' own stands before.
+TEST(ProxyList, ChoosesAsWindowsDoes) {
+    struct Case {
+        std::string proxies;
+        std::string bypass;
+        std::string target;
+        std::string route;
+    };
+    const std::string list = "http=h:1;https=s:2;socks=k:3";
+    const std::vector<Case> cases{
+        {"", "", "https://a.test", "direct"},
+        {"p:1", "", "https://a.test", "http://p:1/"},
+        {" ; p ;q:2", "", "http://a.test", "http://p:80/"},
+        {list, "", "https://a.test", "http://s:2/"},
+        {list, "", "http://a.test", "http://h:1/"},
+        {"socks=k:3 ftp=f:4", "", "http://a.test", "direct"},
+        {"p:1 HTTPS=http://U:P@s:2/", "", "https://a.test", "U P http://s:2/"},
+        {"p:1 HTTPS=s:2", "", "http://a.test", "http://p:1/"},
+        {"https=https://s3cret:2", "", "https://a.test",
+         "error: the system's proxy setting names a proxy of the scheme https, which is not "
+         "supported: only http is"},
+        {"https=:2", "a.test", "https://a.test", "direct"},
+        {"https=:2", "", "https://a.test",
+         "error: the system's proxy setting is no proxy address: expected "
+         "http://[user:password@]host[:port]"},
+    };
+    for (const auto& [proxies, bypass, target, route] : cases) {
+        EXPECT_EQ(routeBy(standalone::ProxyList{proxies, bypass}, target), route) << proxies;
+    }
+}
+
+TEST(ProxyList, ReachesBypassedTargetsDirectly) {
+    struct Case {
+        const char* bypass;
+        std::vector<const char*> inside;
+        std::vector<const char*> outside;
+    };
+    const std::vector<Case> cases{
+        {"",
+         {"http://localhost:9", "http://a.LOCALHOST", "https://127.1.2.3", "http://[::1]"},
+         {"https://a.test", "http://mylocalhost", "https://128.0.0.1", "https://intranet"}},
+        {"x;<-loopback>", {"http://x"}, {"http://localhost", "http://127.0.0.1", "http://[::1]"}},
+        {"<LOCAL>",
+         {"https://intranet", "https://intranet.:8443"},
+         {"https://a.test", "https://1.2.3.4", "https://[fd00::1]"}},
+        {"a.test",
+         {"https://A.test."},
+         {"https://b.a.test", "https://a.test.org", "https://xa.test"}},
+        {"b.test *.A.test",
+         {"https://b.a.test", "https://c.b.a.test:8443", "https://b.test"},
+         {"https://a.test", "https://xa.test", "https://b.a.test.org"}},
+        {"10.*;*b*c",
+         {"http://10.1.2.3", "http://10.a", "http://xbxbxc", "http://bc"},
+         {"http://110.1.2.3", "http://xbxcx"}},
+        {"*", {"https://a.test", "https://[::2]"}, {}},
+        {"http://a.test;https://b.test;a.test:81 [fd00::*]",
+         {"http://a.test", "https://b.test", "https://a.test:81", "https://[fd00::9]"},
+         {"https://a.test", "http://b.test", "https://[fd01::9]"}},
+        {":443;://;<local;a.test:x;;*:81", {"http://x.test:81"}, {"https://a.test", "https://x"}},
+    };
+    for (const auto& [bypass, inside, outside] : cases) {
+        const standalone::ProxyList list{"p:1", bypass};
+        for (const auto* const target : inside) {
+            EXPECT_EQ(routeBy(list, target), "direct") << bypass << " | " << target;
+        }
+        for (const auto* const target : outside) {
+            EXPECT_EQ(routeBy(list, target), "http://p:1/") << bypass << " | " << target;
+        }
+    }
+}
+
+/// Where it does not, the system's settings are asked.
+TEST(ProxySettings, TellsWhetherTheEnvironmentDecides) {
+    for (const auto& [environment, http, https] : std::vector<std::tuple<Environment, bool, bool>>{
+             {{}, false, false},
+             {{{"http_proxy", "p"}}, true, false},
+             {{{"https_proxy", ""}, {"no_proxy", "b.test"}}, false, false},
+             {{{"all_proxy", "::"}}, true, true},
+             {{{"no_proxy", "a.test:443"}}, false, true},
+         }) {
+        const auto settings = settingsOf(environment);
+        EXPECT_EQ(settings.decides(web::uri(to_string_t("http://a.test"))), http);
+        EXPECT_EQ(settings.decides(web::uri(to_string_t("https://a.test"))), https);
+    }
+}
+
 TEST(HttpProxyConfig, SaysHowTheHttpLibraryConnects) {
-    using Give = web::http::client::http_client_config (*)(const web::uri&);
-    const auto give =
-        reinterpret_cast<Give>(::dlsym(RTLD_NEXT, "_Z21get_http_proxy_configRKN3web3uriE"));
-    ASSERT_NE(give, nullptr);
-    ::setenv("https_proxy", "u:p@[::1]:8080", 1);
-    ::setenv("no_proxy", "b.test", 1);
-    const auto proxied = give(web::uri("https://a.test"));
-    const auto direct = give(web::uri("https://b.test"));
-    ::unsetenv("https_proxy");
-    ::unsetenv("no_proxy");
-    EXPECT_EQ(proxied.proxy().address().host(), "::1");
+    const test::Variable proxy("https_proxy", "u:p@[::1]:8080");
+    const test::Variable none("no_proxy", "b.test");
+    const auto proxied = get_http_proxy_config(web::uri(to_string_t("https://a.test")));
+    const auto direct = get_http_proxy_config(web::uri(to_string_t("https://b.test")));
+    const auto address = to_utf8string(proxied.proxy().address().host());
+    EXPECT_THAT(address, testing::AnyOf("::1", "[::1]")) << "as the client of the system wants it";
     EXPECT_EQ(proxied.proxy().address().port(), 8080);
-    EXPECT_EQ(proxied.proxy().credentials().username(), "u");
+    EXPECT_EQ(to_utf8string(proxied.proxy().credentials().username()), "u");
     EXPECT_EQ(proxied.timeout(), std::chrono::seconds(30));
     EXPECT_TRUE(direct.proxy().is_disabled());
 }

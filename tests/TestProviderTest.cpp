@@ -3,6 +3,7 @@
 #include "testing/TestBrowser.h"
 #include "testing/TestProvider.h"
 #include "tests/support/JwtPayload.h"
+#include "tests/support/Wide.h"
 
 #include <cpprest/http_client.h>
 
@@ -20,7 +21,7 @@ std::string authorizationUrl(const TestProvider& provider, const Fields& paramet
     std::string url = provider.url(Endpoint::Authorization);
     for (const auto& [name, value] : parameters) {
         url += (url.find('?') == std::string::npos ? "?" : "&") + name + '=' +
-               web::uri::encode_data_string(value);
+               test::urlEncoded(value);
     }
     return url;
 }
@@ -37,10 +38,19 @@ Fields signInRequest(const std::string& redirectUri, const std::string& state) {
             {"code_challenge_method", "S256"}};
 }
 
+web::json::value parsed(const std::string& json) {
+    return web::json::value::parse(test::to_string_t(json));
+}
+
+std::string member(const web::json::value& object, const std::string& name) {
+    return test::to_utf8string(object.at(test::to_string_t(name)).as_string());
+}
+
 std::string answer(const TestProvider& provider, Endpoint endpoint, const std::string& form = "") {
-    web::http::http_request request(form.empty() ? "GET" : "POST");
+    web::http::http_request request(form.empty() ? web::http::methods::GET
+                                                 : web::http::methods::POST);
     request.set_body(form, "application/x-www-form-urlencoded");
-    web::http::client::http_client client(provider.url(endpoint));
+    web::http::client::http_client client(test::to_string_t(provider.url(endpoint)));
     return test::get(test::get(client.request(request)).extract_utf8string());
 }
 
@@ -51,7 +61,7 @@ std::string refresh(const TestProvider& provider, const std::string& client,
 }
 
 std::string refreshToken(const std::string& answer) {
-    return web::json::value::parse(answer).at("refresh_token").as_string();
+    return member(parsed(answer), "refresh_token");
 }
 
 TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
@@ -93,9 +103,9 @@ TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
     EXPECT_EQ(application.issuer() + posted.target, redirectUri);
     EXPECT_EQ(posted.field("state"), state);
     EXPECT_EQ(posted.form().size(), 3U);
-    const auto id = web::json::value::parse(test::payloadOf(posted.field("id_token")));
-    EXPECT_EQ(id.at("nonce").as_string(), "the nonce");
-    EXPECT_EQ(id.at("aud").as_string(), "app");
+    const auto id = parsed(test::payloadOf(posted.field("id_token")));
+    EXPECT_EQ(member(id, "nonce"), "the nonce");
+    EXPECT_EQ(member(id, "aud"), "app");
 
     EXPECT_THROW(openPage(url), std::runtime_error) << "an unknown authority";
     TestProvider other({true, ""});

@@ -1,6 +1,7 @@
 #include "tests/support/Refusals.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/Threads.h"
+#include "tests/support/Wide.h"
 
 namespace {
 
@@ -267,7 +268,8 @@ TEST_F(TokenValidation, ChecksClaims) {
         std::string missed;
         EXPECT_EQ(outcome([&] {
                       return row.kind == id
-                                 ? flow->validateIdTokenClaims(decoded, "client", "abc", &missed)
+                                 ? flow->validateIdTokenClaims(decoded, "client",
+                                                               test::to_string_t("abc"), &missed)
                                  : flow->validateAccessTokenClaims(decoded, "client", &missed);
                   }),
                   row.outcome)
@@ -276,7 +278,7 @@ TEST_F(TokenValidation, ChecksClaims) {
         EXPECT_EQ(complaints(), row.complaint) << row.claim << ' ' << row.json;
     }
     const auto other = token().setClaim("nonce", "7").signedBy(provider.signingKey());
-    EXPECT_TRUE(flow->validateIdTokenClaims(auth::detail::decodeJwt(other), "client", ""))
+    EXPECT_TRUE(flow->validateIdTokenClaims(auth::detail::decodeJwt(other), "client", {}))
         << "no nonce is expected";
 }
 

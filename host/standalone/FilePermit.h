@@ -12,8 +12,9 @@ namespace standalone {
 /// helpers that share a token store, and the token is refreshed, or asked for, once.
 ///
 /// Held through a lock on a file of its own, which is made with mode 0600 when it is missing, its
-/// folder with 0700, and which stays: who removes it while it is used breaks the exclusion. What
-/// FileTokenStore refuses is refused here: links, other owners, files open to others. The system
+/// folder with 0700 (on Windows, with the store's access list), and which stays: who removes it
+/// while it is used breaks the exclusion. (On Windows nobody can.) What FileTokenStore refuses is
+/// refused here: links, other owners, files open to others. The system
 /// gives the permit back when its holder dies, however it dies. Programs that the holder starts do
 /// not get it.
 ///

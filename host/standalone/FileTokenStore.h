@@ -24,6 +24,11 @@ class TemporaryFile;
 /// repaired: what lay there may be known already. A write replaces the whole file at once, and is
 /// on the disk when it returns; whatever happens, the old or the new bytes remain.
 ///
+/// On Windows an access list stands for the mode: the user, SYSTEM and Administrators, and nothing
+/// that is inherited. There the system also encrypts the bytes for the user on this machine; what
+/// it cannot decrypt is refused. A file that another program has open in a way that forbids to
+/// read, replace or remove it is tried again for a second.
+///
 /// Safe for several threads, and several processes may use one file: the last write wins.
 /// All members throw TokenStoreError.
 class OIDCAUTH_HOST_API SecretFile {
@@ -37,14 +42,15 @@ public:
     SecretFile(const SecretFile&) = delete;
     SecretFile& operator=(const SecretFile&) = delete;
 
-    /// Removes the file, and what killed writers left of it.
+    /// Removes the file, and what killed writers left of it. On Windows the removal may reach the
+    /// disk a moment later.
     void clear();
 
     /// The bytes, or none when there is no file. With `reread` they come from the file. Otherwise
     /// they may be those that this object read last, if one look at identity, size and times of the
-    /// file, which takes about a microsecond, finds it unchanged: what another process or program
-    /// writes, removes, replaces or opens to others shows at once. (On a network file system, once
-    /// that has noticed.)
+    /// file, which takes about a microsecond (on Windows, as long as to open it), finds it
+    /// unchanged: what another process or program writes, removes, replaces or opens to others
+    /// shows at once. (On a network file system, once that has noticed.)
     std::vector<std::uint8_t> read(bool reread);
 
     void write(const std::vector<std::uint8_t>& bytes);

@@ -1,10 +1,10 @@
 #include "host/HttpProxyConfig.h"
 
 #include "host/standalone/ProxySettings.h"
+#include "host/standalone/detail/SystemProxy.h"
 
-#include <algorithm>
 #include <chrono>
-#include <string>
+#include <optional>
 
 namespace {
 
@@ -12,14 +12,14 @@ namespace {
 /// user who waits for a sign-in sees an error instead of a hang.
 constexpr std::chrono::seconds exchangeTimeout{30};
 
-/// The client gives the host to the resolver as it stands, which does not know the brackets of an
-/// IPv6 address.
-web::uri resolvable(const web::uri& address) {
-    std::string host = address.host();
-    host.erase(
-        std::remove_if(host.begin(), host.end(), [](char c) { return c == '[' || c == ']'; }),
-        host.end());
-    return web::uri_builder(address).set_host(host).to_uri();
+/// What was set for this process goes before what was set for all.
+std::optional<standalone::Proxy> proxyFor(const web::uri& target) {
+    const auto environment = standalone::ProxySettings::fromEnvironment();
+    if (environment.decides(target)) {
+        return environment.proxyFor(target);
+    }
+    const auto system = standalone::detail::systemProxies(target);
+    return system ? system->proxyFor(target) : std::nullopt;
 }
 
 }  // namespace
@@ -29,9 +29,10 @@ web::http::client::http_client_config get_http_proxy_config(const web::uri& targ
     config.set_timeout(exchangeTimeout);
     // Explicit in both cases: what the client's default means differs between systems.
     config.set_proxy(web::web_proxy::disabled);
-    if (const auto proxy = standalone::ProxySettings::fromEnvironment().proxyFor(target)) {
-        web::web_proxy chosen(resolvable(proxy->address));
-        chosen.set_credentials({proxy->user, proxy->password});
+    if (const auto proxy = proxyFor(target)) {
+        web::web_proxy chosen(standalone::detail::proxyAddress(proxy->address));
+        chosen.set_credentials({utility::conversions::to_string_t(proxy->user),
+                                utility::conversions::to_string_t(proxy->password)});
         config.set_proxy(chosen);
     }
     return config;

@@ -3,14 +3,9 @@
 #include "host/standalone/detail/Keyring.h"
 
 #include <cpprest/asyncrt_utils.h>
-#include <dlfcn.h>
 
 #include <exception>
-#include <filesystem>
-#include <system_error>
 #include <utility>
-
-namespace fs = std::filesystem;
 
 namespace standalone {
 
@@ -19,40 +14,14 @@ using namespace detail;
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// Lies beside this library, wherever that was put, or else where the system looks for libraries.
-fs::path modulePath() {
-#ifdef OIDCAUTH_HOST_STATIC
-    // Of a program, dladdr knows argv[0] only: whoever starts it could name the folder.
-    return OIDCAUTH_KEYRING_MODULE;
-#else
-    Dl_info library{};
-    static const char here = 0;
-    ::dladdr(&here, &library);
-    const auto beside = fs::path(library.dli_fname).parent_path() / OIDCAUTH_KEYRING_MODULE;
-    std::error_code ignored;
-    return fs::exists(beside, ignored) ? beside : fs::path(OIDCAUTH_KEYRING_MODULE);
-#endif
-}
-
-/// Never unloaded: the libraries beneath it have threads of their own.
-const IKeyring& loadKeyring() {
-    void* const module = ::dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    void* const give = module == nullptr ? nullptr : ::dlsym(module, "oidcauthKeyring");
-    if (give == nullptr) {
-        throw TokenStoreError(std::string("no keyring can be used: ") + ::dlerror());
-    }
-    return *reinterpret_cast<decltype(&::oidcauthKeyring)>(give)();
-}
-
-const IKeyring& keyring() {
-    static const IKeyring& loaded = loadKeyring();
-    return loaded;
-}
+using utility::conversions::from_base64;
+using utility::conversions::to_base64;
+using utility::conversions::to_string_t;
+using utility::conversions::to_utf8string;
 
 Bytes decode(const KeyringEntry& entry, const std::string& text) {
     try {
-        return utility::conversions::from_base64(text);
+        return from_base64(to_string_t(text));
     } catch (const std::exception&) {
         refuse(entry, "was not written by this library; remove it and sign in again");
     }
@@ -85,7 +54,7 @@ void SecretKeyring::write(const Bytes& bytes) {
     if (bytes.size() > maxSize) {
         refuse(m_entry, "is not written: the secret is too large for a token");
     }
-    keyring().write(m_entry, utility::conversions::to_base64(bytes), m_limit);
+    keyring().write(m_entry, to_utf8string(to_base64(bytes)), m_limit);
     m_cache = bytes;
 }
 

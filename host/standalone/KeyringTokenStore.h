@@ -29,6 +29,9 @@ struct KeyringEntry {
 /// the limit, and with it whoever uses this object meanwhile. Where there is no keyring it fails at
 /// once. libsecret is loaded with the first use.
 ///
+/// On Windows every member fails: what its own keyring holds has 2,560 bytes at most, which many
+/// tokens exceed. Use FileTokenStore there, which encrypts.
+///
 /// Safe for several threads, and several processes may use one entry: the last write wins.
 /// All members throw TokenStoreError.
 class OIDCAUTH_HOST_API SecretKeyring {

@@ -1,11 +1,11 @@
 #include "host/standalone/LogSinks.h"
 
 #include "host/detail/UnsafeText.h"
+#include "host/standalone/detail/LogLine.h"
 
 #include <boost/locale/encoding_utf.hpp>
 #include <fmt/format.h>
 #include <spdlog/logger.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
 
 #include <algorithm>
 #include <array>
@@ -259,8 +259,7 @@ Level levelOf(ELogLevel level) {
 }
 
 std::shared_ptr<spdlog::logger> makeLogger() {
-    auto logger = std::make_shared<spdlog::logger>(
-        "", std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
+    auto logger = std::make_shared<spdlog::logger>("", detail::makeErrorSink());
     logger->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %^%v%$");
     logger->set_level(spdlog::level::trace);
     return logger;
@@ -272,6 +271,11 @@ std::string redact(std::string_view line) {
     return withoutControls(withoutSecrets(line));
 }
 
+std::string detail::lineOf(ELogLevel level, const CString& text) {
+    return fmt::format("{}: {}", levelOf(level).name,
+                       redact(boost::locale::conv::utf_to_utf<char>(text.toWide())));
+}
+
 StandardErrorLog::StandardErrorLog(ELogLevel minimum)
     : m_minimum(minimum), m_logger(makeLogger()) {}
 
@@ -279,9 +283,7 @@ void StandardErrorLog::write(ELogLevel level, const CString& line) {
     if (level < m_minimum) {
         return;
     }
-    const auto [colour, name] = levelOf(level);
-    m_logger->log(colour, "{}: {}", name,
-                  redact(boost::locale::conv::utf_to_utf<char>(line.toWide())));
+    m_logger->log(levelOf(level).colour, detail::lineOf(level, line));
 }
 
 }  // namespace standalone

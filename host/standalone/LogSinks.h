@@ -26,7 +26,8 @@ namespace standalone {
 OIDCAUTH_HOST_API std::string redact(std::string_view line);
 
 /// Writes each line with its time and level to the standard error output, redacted, coloured on a
-/// terminal only.
+/// terminal only. In UTF-8; the console of Windows shows it whatever its code page is. A desktop
+/// program on Windows has none: windows/DebuggerLog.h.
 class OIDCAUTH_HOST_API StandardErrorLog final : public LoggingUtilities::ILoggerImpl {
 public:
     /// Drops lines below `minimum`.

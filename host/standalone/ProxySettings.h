@@ -32,7 +32,8 @@ struct Proxy {
 /// `http_proxy` and `https_proxy` serve targets of their scheme, `all_proxy` those whose variable
 /// is unset; `no_proxy` lists the targets that are reached directly. The names may be in upper
 /// case, where lower case wins; empty counts as unset. `HTTP_PROXY` in upper case is ignored while
-/// `REQUEST_METHOD` is set, because a web server then makes it from a header of the request.
+/// `REQUEST_METHOD` is set, because a web server then makes it from a header of the request. On
+/// Windows names have no case, and in that case both are ignored.
 ///
 /// A proxy is `[http://][user:password@]host[:port]` with percent-encoding in user and password;
 /// the port is 80 unless given. Other schemes are refused: the HTTP client talks to proxies in the
@@ -49,8 +50,11 @@ public:
 
     explicit ProxySettings(const Lookup& environment);
 
-    /// Must not run while another thread changes the environment.
+    /// Must not run while another thread changes the environment, but on Windows.
     static ProxySettings fromEnvironment();
+
+    /// Whether a variable says how `target` is reached: through a proxy, or directly.
+    bool decides(const web::uri& target) const;
 
     /// The proxy for requests to `target`, or nothing when it is reached directly. Throws
     /// ProxySettingsError when the variable that decides cannot be used; a bad variable that does
@@ -63,8 +67,8 @@ private:
         std::string text;  ///< empty when unset
     };
 
+    const Variable& variableFor(const web::uri& target) const;
     bool isDirect(const web::uri& target) const;
-    static Proxy parse(const Variable& variable);
 
     Variable m_http;
     Variable m_https;

@@ -1,6 +1,6 @@
 #include "platform/ConnectionGuard.h"
 
-#include "platform/HttpPool.h"
+#include "platform/linux/HttpPool.h"
 #include "platform/linux/TcpState.h"
 
 #include <boost/asio/ip/tcp.hpp>

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 // Asio sets no close-on-exec, and setting it afterwards leaves a moment in which a program can be
 // started: the sockets are made here.
@@ -32,6 +33,16 @@ void adopt(Socket& socket, const tcp& protocol, int descriptor, error_code& erro
     }
 }
 
+tcp::socket acceptFrom(tcp::acceptor& acceptor, error_code& error) {
+    tcp::socket socket(acceptor.get_executor());
+    const tcp::endpoint here = acceptor.local_endpoint(error);
+    if (!error) {
+        adopt(socket, here.protocol(),
+              ::accept4(acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC), error);
+    }
+    return socket;
+}
+
 }  // namespace
 
 tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp& protocol) {
@@ -47,14 +58,11 @@ tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp& protocol
     return acceptor;
 }
 
-tcp::socket acceptFrom(tcp::acceptor& acceptor, error_code& error) {
-    tcp::socket socket(acceptor.get_executor());
-    const tcp::endpoint here = acceptor.local_endpoint(error);
-    if (!error) {
-        adopt(socket, here.protocol(),
-              ::accept4(acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC), error);
-    }
-    return socket;
+void awaitPeer(tcp::acceptor& acceptor, std::function<void(const TakePeer&)> arrived) {
+    acceptor.async_wait(tcp::acceptor::wait_read,
+                        [&acceptor, arrived = std::move(arrived)](const error_code&) {
+                            arrived([&](error_code& error) { return acceptFrom(acceptor, error); });
+                        });
 }
 
 }  // namespace platform

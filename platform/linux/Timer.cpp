@@ -1,6 +1,6 @@
 #include "platform/Timer.h"
 
-#include "platform/HttpPool.h"
+#include "platform/linux/HttpPool.h"
 
 #include <boost/asio/steady_timer.hpp>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "tests/support/Common.h"
+#include "tests/support/Wide.h"
 
-#include <cpprest/asyncrt_utils.h>
 
 namespace test {
 
@@ -13,7 +13,7 @@ inline std::string payloadOf(const std::string& jwt) {
     std::replace(text.begin(), text.end(), '-', '+');
     std::replace(text.begin(), text.end(), '_', '/');
     text.append((4 - text.size() % 4) % 4, '=');
-    const auto bytes = utility::conversions::from_base64(text);
+    const auto bytes = utility::conversions::from_base64(to_string_t(text));
     return {bytes.begin(), bytes.end()};
 }
 

@@ -6,7 +6,6 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
-#include <poll.h>
 
 namespace test {
 
@@ -32,7 +31,7 @@ public:
         std::string bytes;
         boost::system::error_code error;
         while (!error && (end.empty() || bytes.find(end) == std::string::npos)) {
-            if (!has(POLLIN, patience)) {
+            if (!hasInput(patience)) {
                 return bytes + "and then nothing";
             }
             std::array<char, 4096> piece{};
@@ -42,19 +41,25 @@ public:
         return error == boost::asio::error::eof ? bytes : bytes + (error ? error.message() : "");
     }
 
-    /// Whether poll() tells of this event now, or within that time. A signal ends no wait.
-    bool has(short event, std::chrono::milliseconds limit = {}) {
-        using Clock = std::chrono::steady_clock;
-        const auto end = Clock::now() + limit;
-        for (;;) {
-            const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-            pollfd peer{m_socket.native_handle(), event, 0};
-            const int found = ::poll(&peer, 1, std::max(0, static_cast<int>(rest.count())));
-            if (found >= 0 || errno != EINTR) {
-                return found == 1;
-            }
+    /// Whether there is something to receive, or the end, now or within that time.
+    bool hasInput(std::chrono::milliseconds limit = {}) {
+        bool found = false;
+        m_socket.async_wait(boost::asio::socket_base::wait_read,
+                            [&found](const boost::system::error_code& error) {
+                                found = error != boost::asio::error::operation_aborted;
+                            });
+        m_context.restart();
+        m_context.poll();  // which running for no time does not
+        m_context.run_for(limit);
+        if (!found) {
+            m_socket.cancel();
+            m_context.restart();
+            m_context.run();
         }
+        return found;
     }
+
+    boost::asio::ip::tcp::socket& socket() { return m_socket; }
 
     std::string exchange(const std::string& bytes) {
         send(bytes);

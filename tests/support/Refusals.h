@@ -35,17 +35,34 @@ inline Arrange both(const Arrange& one, const Arrange& other) {
     };
 }
 
-/// The head of a request as it has to be: the fields sent stand in the order of their names.
-inline std::string headOf(const TestProvider& provider, const std::string& line,
-                          const std::string& fields = {}) {
-    return line + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(provider.port()) + "\r\n" +
-           fields + "User-Agent:cpprestsdk/" + std::to_string(CPPREST_VERSION_MAJOR) + '.' +
-           std::to_string(CPPREST_VERSION_MINOR) + '.' + std::to_string(CPPREST_VERSION_REVISION) +
-           "\r\nConnection: Keep-Alive\r\n\r\n";
+/// The lines of a request's head, as they have to be.
+inline std::multiset<std::string> headOf(const TestProvider& provider, const std::string& line,
+                                         const std::vector<std::string>& fields = {}) {
+    std::multiset<std::string> head(fields.begin(), fields.end());
+    head.insert({line + " HTTP/1.1", "Host: 127.0.0.1:" + std::to_string(provider.port()),
+                 "User-Agent: cpprestsdk/" + std::to_string(CPPREST_VERSION_MAJOR) + '.' +
+                     std::to_string(CPPREST_VERSION_MINOR) + '.' +
+                     std::to_string(CPPREST_VERSION_REVISION),
+                 "Connection: Keep-Alive"});
+    return head;
 }
-inline std::string formFields(const std::string& body) {
-    return "Content-Length:" + std::to_string(body.size()) +
-           "\r\nContent-Type:application/x-www-form-urlencoded\r\n";
+inline std::vector<std::string> formFields(const std::string& body) {
+    return {"Content-Length: " + std::to_string(body.size()),
+            "Content-Type: application/x-www-form-urlencoded"};
+}
+/// Each system's client has an order of its own, and not all write a blank behind the colon.
+inline std::multiset<std::string> linesOf(const std::string& request) {
+    std::multiset<std::string> lines;
+    std::istringstream head(request);
+    for (std::string line; std::getline(head, line) && line != "\r";) {
+        line.pop_back();
+        const auto colon = line.find(':');
+        if (colon < line.find(' ') && line.compare(colon, 2, ": ") != 0) {
+            line.insert(colon + 1, 1, ' ');
+        }
+        lines.insert(line);
+    }
+    return lines;
 }
 
 /// What a provider does wrong, and what comes of it.

@@ -4,15 +4,16 @@
 
 namespace test {
 
-/// A folder of mode 0700, removed with all that is in it.
+/// A folder of mode 0700 where folders have modes, removed with all that is in it.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        auto name = (std::filesystem::temp_directory_path() / "oidcauth-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw std::system_error(errno, std::system_category(), name);
-        }
-        m_path = name;
+        std::random_device random;
+        do {
+            m_path =
+                std::filesystem::temp_directory_path() / ("oidcauth-" + std::to_string(random()));
+        } while (!std::filesystem::create_directory(m_path));
+        std::filesystem::permissions(m_path, std::filesystem::perms::owner_all);
     }
     ~TemporaryFolder() {
         std::error_code ignored;

@@ -2,8 +2,7 @@
 
 #include "host/HttpProxyConfig.h"
 #include "tests/support/Common.h"
-
-#include <boost/asio/ssl/context.hpp>
+#include "tests/support/Trust.h"
 
 namespace {
 
@@ -25,9 +24,7 @@ web::http::client::http_client_config get_http_proxy_config(const web::uri&) {
     const std::lock_guard<std::mutex> lock(settingsMutex);
     config.set_timeout(timeout);
     if (!authority.empty()) {
-        config.set_ssl_context_callback([file = authority](boost::asio::ssl::context& context) {
-            context.load_verify_file(file);
-        });
+        test::trust(config, authority);
     }
     return config;
 }

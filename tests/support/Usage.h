@@ -2,39 +2,18 @@
 
 #include "tests/support/Eventually.h"
 
-#include <malloc.h>
-
-#include <iterator>
-
 namespace test {
 
 /// What this process has of the system.
 struct Usage {
     std::size_t residentKiB;
+    std::size_t peakKiB;  ///< of these, so far
     std::size_t heapKiB;  ///< in use; the allocator may hold more. 0 under a sanitizer
     std::size_t threads;
     std::size_t descriptors;
 };
 
-/// A number of /proc/self/status, such as "VmHWM:", the largest resident size so far in KiB.
-inline std::size_t processStatus(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word == name) {
-            std::size_t number = 0;
-            status >> number;
-            return number;
-        }
-    }
-    return 0;
-}
-
-inline Usage usage() {
-    const auto entries = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    const auto open = static_cast<std::size_t>(entries) - 1;  // but for the folder itself
-    return {processStatus("VmRSS:"), ::mallinfo2().uordblks / 1024, processStatus("Threads:"),
-            open};
-}
+Usage usage();
 
 /// Whether no more threads and descriptors than before are there within `limit`: what is let go of
 /// ends a moment later, and idle threads after a while.

@@ -23,6 +23,9 @@ protected:
     ~IKeyring() = default;
 };
 
+/// The one of this process. Throws TokenStoreError where there is none.
+const IKeyring& keyring();
+
 [[noreturn]] inline void refuse(const KeyringEntry& entry, const std::string& why) {
     throw TokenStoreError("keyring entry \"" + entry.label + "\": " + why);
 }

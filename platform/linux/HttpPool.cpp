@@ -1,5 +1,6 @@
-#include "platform/HttpPool.h"
+#include "platform/linux/HttpPool.h"
 
+#include "platform/HttpThreads.h"
 #include "platform/ProcessMark.h"
 #include "platform/TaskScheduler.h"
 
@@ -51,6 +52,10 @@ boost::asio::io_service& httpPool() {
         throw std::runtime_error("the HTTP library was used before this process was forked");
     }
     return *pool.service;
+}
+
+void requireHttpThreads() {
+    httpPool();
 }
 
 }  // namespace platform

@@ -1,0 +1,2 @@
+include(HeaderOnly)
+header_only(CLI11 CLI11::CLI11 CLI/CLI.hpp)

@@ -1,0 +1,2 @@
+include(HeaderOnly)
+header_only(tomlplusplus tomlplusplus::tomlplusplus toml++/toml.h)

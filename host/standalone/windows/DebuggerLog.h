@@ -1,0 +1,22 @@
+#pragma once
+
+#include "host/CLogger.h"
+#include "host/Export.h"
+
+namespace standalone {
+
+/// Gives each line with its level to the debugger of this process, or to who else listens to its
+/// messages, redacted as in StandardErrorLog: for desktop programs, which have no standard error
+/// output. On Windows only.
+class OIDCAUTH_HOST_API DebuggerLog final : public LoggingUtilities::ILoggerImpl {
+public:
+    /// Drops lines below `minimum`.
+    explicit DebuggerLog(LoggingUtilities::ELogLevel minimum) : m_minimum(minimum) {}
+
+    void write(LoggingUtilities::ELogLevel level, const CString& line) override;
+
+private:
+    LoggingUtilities::ELogLevel m_minimum;
+};
+
+}  // namespace standalone

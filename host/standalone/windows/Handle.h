@@ -1,0 +1,49 @@
+#pragma once
+
+#include "host/standalone/detail/PrivateFile.h"
+
+#include <windows.h>
+
+#include <memory>
+
+namespace standalone::detail {
+
+inline HANDLE handleOf(const Descriptor& descriptor) noexcept {
+    return reinterpret_cast<HANDLE>(descriptor.get());
+}
+
+/// INVALID_HANDLE_VALUE gives none.
+inline Descriptor descriptorOf(HANDLE handle) noexcept {
+    return Descriptor(reinterpret_cast<Descriptor::Value>(handle));
+}
+
+/// What the system allocates and its caller frees.
+struct LocalRelease {
+    void operator()(void* memory) const { ::LocalFree(memory); }
+};
+template <class T>
+using Local = std::unique_ptr<T, LocalRelease>;
+
+/// Virus scanners and indexers open what was just written, for a moment and as if it were theirs
+/// alone. Tries again for a second, with nothing to wait for but their end.
+template <class Call, class IsPassing>
+bool patiently(const Call& call, const IsPassing& isPassing) {
+    constexpr DWORD longestPause = 512;
+    for (DWORD pause = 1;; pause *= 2) {
+        if (call()) {
+            return true;
+        }
+        const DWORD error = ::GetLastError();
+        if (pause > longestPause || !isPassing(error)) {
+            ::SetLastError(error);
+            return false;
+        }
+        ::Sleep(pause);
+    }
+}
+
+inline bool isInUse(DWORD error) noexcept {
+    return error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+}
+
+}  // namespace standalone::detail

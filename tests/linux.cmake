@@ -1,0 +1,13 @@
+# What the tests have on Linux only.
+target_sources(oidcauth_tests PRIVATE
+    linux/BrowserTest.cpp
+    linux/HttpExchangeTest.cpp
+    linux/ProcessTest.cpp
+    linux/RedirectServerTest.cpp
+    support/TestHost.cpp
+    support/linux/HttpClient.cpp
+    support/linux/Trust.cpp
+    support/linux/Usage.cpp)
+# A test says what the system does, or does not.
+target_link_options(oidcauth_tests PRIVATE -Wl,--wrap=accept4 -Wl,--wrap=getaddrinfo
+    -Wl,--wrap=_ZNSt6chrono3_V212steady_clock3nowEv)

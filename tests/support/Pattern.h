@@ -1,0 +1,15 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <regex>
+#include <string>
+
+namespace test {
+
+/// GoogleTest's own MatchesRegex knows no sets and no counts on Windows.
+MATCHER_P(MatchesPattern, pattern, "matches " + ::testing::PrintToString(pattern)) {
+    return std::regex_match(arg, std::regex(std::string(pattern)));
+}
+
+}  // namespace test

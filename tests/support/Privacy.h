@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tests/support/Common.h"
+
+namespace test {
+
+/// To everybody, for reading.
+void openToOthers(const std::filesystem::path& path);
+void closeToOthers(const std::filesystem::path& path);
+
+bool isClosedToOthers(const std::filesystem::path& path);
+
+}  // namespace test

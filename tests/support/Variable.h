@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+namespace test {
+
+/// A variable of this process, unset again with this object.
+class Variable {
+public:
+    Variable(std::string name, const std::string& value);
+    ~Variable();
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+
+private:
+    const std::string m_name;
+};
+
+}  // namespace test
