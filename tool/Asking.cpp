@@ -1,5 +1,7 @@
 #include "tool/Asking.h"
 
+#include "tool/FailureText.h"
+
 #include <cpprest/base_uri.h>
 
 namespace tool {
@@ -10,7 +12,7 @@ web::http::http_exception named(const web::http::http_exception& error, const st
     if (!parsed.is_port_default()) {
         host += ':' + std::to_string(parsed.port());
     }
-    const std::string text = error.what();
+    const std::string text = failureText(error);
     const std::string name = host + ": ";
     return {error.error_code(), text.rfind(name, 0) == 0 ? text : name + text};
 }

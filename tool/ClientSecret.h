@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/CString.h"
+#include "tool/FilePath.h"
 
-#include <filesystem>
 #include <istream>
 #include <string>
 
@@ -14,7 +14,7 @@ constexpr const char* clientSecretVariable = "OIDCAUTH_CLIENT_SECRET";
 /// Where a client secret comes from. Never the command line: every user of the machine can read
 /// that of every process.
 struct ClientSecretSource {
-    std::filesystem::path file;
+    FilePath file;
     std::string environmentVariable;
     bool standardInput = false;
 };

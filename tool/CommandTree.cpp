@@ -43,6 +43,7 @@ std::unique_ptr<CLI::App> makeCommandTree(const std::vector<std::string>& progra
                                           std::function<void()>& chosen) {
     auto app = std::make_unique<CLI::App>("Get OAuth 2.0 and OpenID Connect tokens, and keep them",
                                           "oidcauth");
+    app->allow_windows_style_options(false);  // a path that begins with a slash is none
     const auto formatter = std::make_shared<HelpFormatter>();
     formatter->label("Positionals", "Arguments");
     app->formatter(formatter);

@@ -1,6 +1,7 @@
 #include "tool/ConfigFile.h"
 
 #include "tool/ExitCode.h"
+#include "tool/OtherWriters.h"
 #include "tool/UserFolders.h"
 
 #define TOML_EXCEPTIONS 1
@@ -47,20 +48,19 @@ std::vector<Entry> entriesOf(const toml::table& table) {
 /// tokens are sent.
 std::optional<std::string> contentOf(const path& file) {
     constexpr std::size_t longest = std::size_t{1} << 20U;
-    using std::filesystem::perms;
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (status.type() == std::filesystem::file_type::not_found) {
         return std::nullopt;
     }
     const auto refuse = [&file](const std::string& reason) {
-        throw UsageError(file.string() + ": " + reason);
+        throw UsageError(file.u8string() + ": " + reason);
     };
     if (status.type() != std::filesystem::file_type::regular) {
         refuse(error ? "cannot be examined: " + error.message() : "is not a file");
     }
-    if ((status.permissions() & (perms::group_write | perms::others_write)) != perms::none) {
-        refuse("can be written by other users; set its mode to 0644");
+    if (const auto remedy = remedyForOtherWriters(file)) {
+        refuse("can be written by other users; " + *remedy);
     }
     std::ifstream stream(file, std::ios::binary);
     std::string text(longest + 1, '\0');
@@ -166,7 +166,7 @@ private:
     }
 
     std::string at(std::size_t line) const {
-        return m_file.string() + ':' + std::to_string(line) + ": ";
+        return m_file.u8string() + ':' + std::to_string(line) + ": ";
     }
 
     /// A key that looks like no name may be a secret itself: it is not shown.
@@ -229,7 +229,8 @@ private:
             return {joined(*texts)};
         }
         if (kind == Kind::path) {  // wherever the command is called
-            return {(m_file.parent_path() / withHome(texts->front())).string()};
+            return {(m_file.parent_path() / withHome(std::filesystem::u8path(texts->front())))
+                        .u8string()};
         }
         return *texts;
     }
@@ -263,7 +264,7 @@ const Layer& ConfigFile::profile(const std::string& name) const {
     if (found == m_profiles.end()) {
         throw UsageError(m_path.empty()
                              ? "--profile: no home directory to find profiles in"
-                             : "--profile: no profile of that name in " + m_path.string());
+                             : "--profile: no profile of that name in " + m_path.u8string());
     }
     return found->second;
 }

@@ -1,13 +1,6 @@
 #include "tool/Environment.h"
 
-#include <cstdlib>
-
 namespace tool {
-
-std::optional<std::string> readVariable(const std::string& name) {
-    const char* const value = std::getenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
-    return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
-}
 
 std::string variable(const std::string& name) {
     return readVariable(name).value_or("");

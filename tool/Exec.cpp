@@ -48,7 +48,7 @@ int runWithFile(Program& program, const Inheritance& inheritance, const std::str
     const PrivateFolder folder;
     const auto file = folder.path() / "token";
     TokenFile(file).replace(token);
-    program.set(variable, file);
+    program.set(variable, file.u8string());
     inheritance.restore();
     return program.run(relay);
 }

@@ -3,6 +3,7 @@
 #include "tool/Asking.h"
 #include "tool/Commands.h"
 #include "tool/ExitCode.h"
+#include "tool/FilePath.h"
 #include "tool/Output.h"
 #include "tool/ServiceManager.h"
 #include "tool/SourceOptions.h"
@@ -37,7 +38,7 @@ constexpr std::chrono::hours oldAge{1};
 struct KeepOptions {
     SourceOptions source;
     OutputOptions output;
-    std::filesystem::path file;
+    FilePath file;
 };
 
 /// At which age to replace a token that lives so long: early enough for the minimum validity, but
@@ -131,7 +132,7 @@ private:
         const Duration life = lifeOf(token);
         m_replaceAt =
             Moment(isFresh ? ageToReplace(life, std::chrono::minutes(m_minValidity)) : Duration());
-        tellServiceManager("READY=1\nSTATUS=" + m_file.path().string() + " serves until " +
+        tellServiceManager("READY=1\nSTATUS=" + m_file.path().u8string() + " serves until " +
                            timestamp(Moment(life).system()));
     }
 

@@ -1,4 +1,5 @@
 #include "auth/COIDCHelper.h"
+#include "host/standalone/TokenStoreError.h"
 #include "tool/Commands.h"
 #include "tool/Options.h"
 #include "tool/Output.h"
@@ -13,12 +14,22 @@ namespace tool {
 
 namespace {
 
-void runLogout(const RecordOptions& record) {
-    auto store = record.openStore();
-    SignInMark(record.signInMark()).remove();
+/// Whether something is there to be removed, which needs not be of use.
+bool isKept(RecordStore& store) {
     std::vector<std::uint8_t> bytes;
-    store->read(bytes, false);
-    if (bytes.empty()) {
+    try {
+        store.read(bytes, true);
+    } catch (const standalone::DamagedSecret&) {
+        return true;
+    }
+    return !bytes.empty();
+}
+
+void runLogout(const RecordOptions& record) {
+    auto store = record.makeStore();
+    const bool wasKept = isKept(*store);
+    SignInMark(record.signInMark()).remove();
+    if (!wasKept) {
         print("No token was stored");
         return;
     }

@@ -123,7 +123,7 @@ std::filesystem::path RecordOptions::usualFile() const {
 }
 
 std::filesystem::path RecordOptions::file() const {
-    return store.empty() ? usualFile() : store;
+    return store.empty() ? usualFile() : std::filesystem::path(store);
 }
 
 std::unique_ptr<RecordStore> RecordOptions::makeStore() const {
@@ -153,7 +153,7 @@ std::filesystem::path RecordOptions::signInMark() const {
 }
 
 std::string RecordOptions::storeName() const {
-    return none ? "nowhere" : keyring ? "the desktop's keyring" : file().string();
+    return none ? "nowhere" : keyring ? "the desktop's keyring" : file().u8string();
 }
 
 std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit(std::function<void()> prepare) const {

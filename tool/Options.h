@@ -2,6 +2,7 @@
 
 #include "auth/IExclusivePermit.h"
 #include "host/CLogger.h"
+#include "tool/FilePath.h"
 #include "tool/RecordStore.h"
 
 #include <CLI/CLI.hpp>
@@ -16,9 +17,9 @@ namespace tool {
 /// Where a provider is found, and whom to trust there.
 struct ProviderAddress {
     std::string configUrl;
-    std::string issuer;                 // in its place
-    std::filesystem::path authorities;  // empty: the system's only
-    std::string profile;                // empty: none
+    std::string issuer;    // in its place
+    FilePath authorities;  // empty: the system's only
+    std::string profile;   // empty: none
 
     void addTo(CLI::App& command);
     /// That of the configuration, given as such or by the issuer (OpenID Connect Discovery 1.0,
@@ -38,7 +39,7 @@ void checkRedirectUrl(const std::string& url);
 struct RecordOptions {
     ProviderAddress provider;
     std::string clientId;
-    std::filesystem::path store;  // empty: the usual place
+    FilePath store;  // empty: the usual place
     bool keyring = false;
     bool none = false;  // kept in memory only
 
@@ -46,7 +47,8 @@ struct RecordOptions {
 
     // These throw UsageError when there is no telling where the token is.
 
-    /// The store, which has been read once: the library takes one that fails to read for an empty
+    std::unique_ptr<RecordStore> makeStore() const;
+    /// The same, which has been read once: the library takes one that fails to read for an empty
     /// one. Throws what it threw.
     std::unique_ptr<RecordStore> openStore() const;
     /// Where it is noted that a sign-in page waits for its user; empty where nothing is kept.
@@ -61,7 +63,6 @@ private:
     /// That of the keyring's record is only locked.
     std::filesystem::path file() const;
     std::filesystem::path usualFile() const;
-    std::unique_ptr<RecordStore> makeStore() const;
 };
 
 /// What every command that gets a token is told.

@@ -1,4 +1,5 @@
 #include "host/standalone/LogSinks.h"
+#include "host/standalone/TokenStoreError.h"
 #include "tool/Commands.h"
 #include "tool/ConfigFile.h"
 #include "tool/ExitCode.h"
@@ -67,6 +68,8 @@ Listed lookAt(const ConfigFile& file, const std::string& name) {
         listed.provider = record.provider.url();
         listed.store = record.storeName();
         lookAtToken(record, listed);
+    } catch (const standalone::DamagedSecret&) {
+        listed.state = "damaged";
     } catch (const std::exception& error) {
         listed.state = "unusable";
         listed.problem = settings.attributed(outcomeOf(std::current_exception()).message);
@@ -141,7 +144,7 @@ void runProfiles(const ProfilesOptions& options) {
     if (options.json) {
         print(jsonOf(profiles));
     } else if (profiles.empty()) {
-        const std::string place = file.location().string();
+        const std::string place = file.location().u8string();
         print(place.empty() ? "No home directory to find profiles in" : "No profiles in " + place);
     } else {
         print(tableOf(profiles));

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,7 +11,7 @@
 namespace tool {
 
 /// What a process has been given by the one that started it: descriptors that are open, signals
-/// that are ignored.
+/// that are ignored. On Windows nothing but the standard streams goes on to a program.
 class Inheritance {
 public:
     /// To be made before anything is opened. Throws std::system_error where the system does not
@@ -29,7 +28,7 @@ private:
 
 /// While it lives, signals that somebody sends to this process are for the program that it starts:
 /// to end it, and those by which programs tell each other something. What the terminal sends goes
-/// to both by itself.
+/// to both by itself; on Windows nothing else comes, and this process waits for the program's end.
 class SignalRelay {
 public:
     SignalRelay();
@@ -39,14 +38,17 @@ public:
 
 private:
     friend class Program;
+    struct State;
 
-    // For the program: while it is ignored, this process would not learn of the program's end.
-    void (*m_childSignalBefore)(int);
+    std::unique_ptr<State> m_state;
 };
 
 /// A program with its arguments, and an environment that differs from this process's.
 class Program {
 public:
+    /// By name; none: taken away.
+    using Changes = std::map<std::string, std::optional<std::string>>;
+
     explicit Program(std::vector<std::string> command) : m_command(std::move(command)) {}
 
     void set(const std::string& name, const std::string& value) { m_changes[name] = value; }
@@ -54,18 +56,17 @@ public:
 
     // These throw ProgramError where it cannot be started.
 
-    /// Runs it in the place of this process.
+    /// Runs it in the place of this process. On Windows, where there is no such thing, it ends with
+    /// this process, and this one with its exit code.
     [[noreturn]] void become() const;
     /// Runs it to its end, stopping with it where the terminal stops it. Gives what endLike takes.
     int run(const SignalRelay& relay) const;
 
 private:
-    std::vector<std::string> environment() const;
-    pid_t start(const SignalRelay& relay) const;
     [[noreturn]] void fail(int error) const;
 
     std::vector<std::string> m_command;
-    std::map<std::string, std::optional<std::string>> m_changes;  // by name; none: taken away
+    Changes m_changes;
 };
 
 /// Ends this process as that program has ended: with its exit code, or by the same signal.

@@ -5,9 +5,9 @@
 
 namespace tool {
 
-/// The file in which a client's token is kept unless the user names one: below XDG_STATE_HOME, or
-/// ~/.local/state. A file for each provider and client, since a stored token does not say who
-/// issued it, and for each profile, if any. Throws UsageError when there is no home.
+/// The file in which a client's token is kept unless the user names one. A file for each provider
+/// and client, since a stored token does not say who issued it, and for each profile, if any.
+/// Throws UsageError when there is no home.
 std::filesystem::path defaultStore(const std::string& configUrl, const std::string& clientId,
                                    const std::string& profile);
 

@@ -16,6 +16,14 @@ struct OutputForm {
 
 OutputForm outputForm();
 
+/// What standard output itself can take.
+struct OutputTerminal {
+    std::size_t width;  ///< none for what is no terminal, or does not tell
+    bool takesColours;
+};
+
+OutputTerminal outputTerminal();
+
 /// That of the person by whom the process runs; empty where the system knows none.
 std::string userName();
 

@@ -8,7 +8,8 @@ namespace tool {
 /// A file for programs that read a token from one. Only its user can read it, and nobody finds it
 /// half written: each text takes the place of the one before at once.
 ///
-/// Where several processes write the same file, each text is whole. All members throw
+/// Where several processes write the same file, each text is whole. On Windows a file cannot be
+/// replaced while a reader has it open, which is waited for some seconds. All members throw
 /// std::system_error, and UsageError where something else than a file lies in the place.
 class TokenFile {
 public:

@@ -1,8 +1,7 @@
 #include "tool/UserFolders.h"
 
 #include "tool/Environment.h"
-
-#include <string>
+#include "tool/FolderNames.h"
 
 namespace tool {
 
@@ -12,14 +11,14 @@ using std::filesystem::path;
 
 /// One that is not absolute does not count, as in other programs.
 std::optional<path> folderIn(const char* name) {
-    const path folder(variable(name));
+    const path folder = std::filesystem::u8path(variable(name));
     return folder.is_absolute() ? std::make_optional(folder) : std::nullopt;
 }
 
 std::optional<path> ownFolder(const char* variable, const path& belowHome) {
     auto base = folderIn(variable);
     if (!base) {
-        const auto home = folderIn("HOME");
+        const auto home = folderIn(folderNames().home);
         if (!home) {
             return std::nullopt;
         }
@@ -31,17 +30,24 @@ std::optional<path> ownFolder(const char* variable, const path& belowHome) {
 }  // namespace
 
 std::optional<path> stateFolder() {
-    return ownFolder("XDG_STATE_HOME", path(".local") / "state");
+    return ownFolder(folderNames().state, folderNames().stateBelowHome);
 }
 
 std::optional<path> configFolder() {
-    return ownFolder("XDG_CONFIG_HOME", ".config");
+    return ownFolder(folderNames().config, folderNames().configBelowHome);
 }
 
 path withHome(const path& given) {
-    const auto home = folderIn("HOME");
-    const std::string text = given.string();
-    return home && text.rfind("~/", 0) == 0 ? *home / text.substr(2) : given;
+    const auto home = folderIn(folderNames().home);
+    auto part = given.begin();
+    if (!home || part == given.end() || *part != "~" || ++part == given.end()) {
+        return given;
+    }
+    path replaced = *home;
+    for (; part != given.end(); ++part) {
+        replaced /= *part;
+    }
+    return replaced;
 }
 
 }  // namespace tool

@@ -5,8 +5,8 @@
 
 namespace tool {
 
-// The user's own folders for this command, below XDG_STATE_HOME and XDG_CONFIG_HOME or their usual
-// places; nothing where no home directory is known.
+// The user's own folders for this command: below XDG_STATE_HOME and XDG_CONFIG_HOME or their usual
+// places, on Windows below LOCALAPPDATA and APPDATA; nothing where no home directory is known.
 
 std::optional<std::filesystem::path> stateFolder();
 std::optional<std::filesystem::path> configFolder();

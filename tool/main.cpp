@@ -1,16 +1,17 @@
 #include "host/standalone/LogSinks.h"
+#include "tool/Arguments.h"
 #include "tool/CommandTree.h"
 #include "tool/Descriptors.h"
 #include "tool/ExitCode.h"
 #include "tool/FailureReport.h"
 #include "tool/Output.h"
+#include "tool/ProcessEnd.h"
 #include "tool/Settings.h"
 #include "tool/Surroundings.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <functional>
@@ -154,11 +155,16 @@ int main(int argc, char** argv) {
         return static_cast<int>(ExitCode::Unexpected);  // there may be nowhere to say why
     }
     tool::surviveFailedWrites();
-    const ExitCode code = run(argc, argv);
+    auto arguments = tool::argumentsOf(argc, argv);
+    std::vector<char*> words;
+    words.reserve(arguments.size());
+    for (std::string& argument : arguments) {
+        words.push_back(argument.data());
+    }
+    const ExitCode code = run(static_cast<int>(words.size()), words.data());
     if (code == ExitCode::Interrupted) {
-        // At once: a request that was left alone may still wait for the network.
         std::cerr.flush();
-        std::_Exit(static_cast<int>(code));
+        tool::endAtOnce(code);  // a request that was left alone may still wait for the network
     }
     return static_cast<int>(code);
 }

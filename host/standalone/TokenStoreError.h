@@ -13,4 +13,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// What is kept there is damaged, or was encrypted for somebody else: it can only be removed.
+class OIDCAUTH_HOST_API DamagedSecret : public TokenStoreError {
+public:
+    using TokenStoreError::TokenStoreError;
+};
+
 }  // namespace standalone

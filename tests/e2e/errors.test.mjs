@@ -58,8 +58,9 @@ test('a user is told of a code that was used twice', async (t) => {
         const { method, headers } = request;
         const body = method === 'POST' ? await buffer(request) : undefined;
         const type = headers['content-type'];
+        const url = new URL(request.url, `http://${headers.host}`); // Wine asks for the path alone
         const send = () =>
-            fetch(request.url, { method, body, headers: type ? { 'Content-Type': type } : {} });
+            fetch(url, { method, body, headers: type ? { 'Content-Type': type } : {} });
         let answer = await send();
         if (body?.includes('authorization_code')) {
             assert.equal(answer.status, 200);
@@ -79,7 +80,7 @@ test('a user is told of a code that was used twice', async (t) => {
 
 test('a user is told of a refresh token that was used before', async (t) => {
     const app = await App.make(t, provider.configUrl);
-    const [store, copy] = [app.path('.local'), app.path('copy')];
+    const [store, copy] = [app.stateFolder, app.path('copy')];
     const refreshing = ['token', '--min-validity', '61'];
     assert.equal((await app.signIn()).code, 0);
     cpSync(store, copy, { recursive: true });

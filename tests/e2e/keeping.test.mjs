@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import test from 'node:test';
 
-import { App } from './support/command.mjs';
+import { App, onLinux } from './support/command.mjs';
 import { startProvider } from './support/provider.mjs';
 
 const provider = await startProvider(test, '--lasting-refresh-tokens');
@@ -29,7 +29,7 @@ test('ten refreshes that bring no refresh token need one sign-in', async (t) => 
     );
 });
 
-test('a sign-in that brings no refresh token leaves none, of the same user or another', async (t) => {
+test('a sign-in that brings no refresh token leaves none, of the same user or another', onLinux, async (t) => {
     const first = await startProvider(t, '--lasting-refresh-tokens');
     const signedIn = async () => {
         const app = await App.make(t, first.configUrl);

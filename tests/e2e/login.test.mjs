@@ -5,7 +5,7 @@ import { createServer } from 'node:http';
 import { text } from 'node:stream/consumers';
 import test from 'node:test';
 
-import { App, visit } from './support/command.mjs';
+import { App, onLinux, visit } from './support/command.mjs';
 import { freePort, listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
@@ -73,7 +73,7 @@ test('only login, or --sign-in, asks the user', async (t) => {
     assert.equal(signedIn.stdout, await app.succeed(['token']));
 });
 
-test('the browser gets the page; without one the user is told and waited for', async (t) => {
+test('the browser gets the page; without one the user is told and waited for', onLinux, async (t) => {
     for (const { browser, says } of [
         { browser: (app) => app.path('browser'), says: /^To sign in, .*\nhttp.*\n$/ },
         { browser: () => '/nowhere', says: /no browser could be started/ },
@@ -110,7 +110,7 @@ test('the first redirect URL whose port is free is taken', async (t) => {
     assert.match(refused.stderr, new RegExp(`^oidcauth: .*${other}/callback`, 'm'));
 });
 
-test('a terminal counts the seconds down, and its Ctrl-C frees the port', async (t) => {
+test('a terminal counts the seconds down, and its Ctrl-C frees the port', onLinux, async (t) => {
     const port = await freePort();
     const app = new App(t, provider.configUrl, `http://127.0.0.1:${port}/callback`);
     // Gives the command a terminal, and joins what it writes.

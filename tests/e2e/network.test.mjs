@@ -4,12 +4,12 @@ import { createServer as createTcpServer } from 'node:net';
 import test from 'node:test';
 
 import { makeCertificate } from './support/certificate.mjs';
-import { Service } from './support/command.mjs';
+import { Service, onLinux } from './support/command.mjs';
 import { fakeProvider } from './support/fake.mjs';
 import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
-test('https needs a trusted certificate of the host', async (t) => {
+test('https needs a trusted certificate of the host', onLinux, async (t) => {
     const own = makeCertificate(t, 'IP:127.0.0.1');
     const strange = makeCertificate(t, 'DNS:id.example');
     const tls = ({ cert, key }) => ['--tls-cert', cert, '--tls-key', key];

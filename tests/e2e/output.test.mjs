@@ -8,7 +8,7 @@ import test from 'node:test';
 import { setTimeout as delay } from 'node:timers/promises';
 
 import { makeCertificate } from './support/certificate.mjs';
-import { App, inherited, Service } from './support/command.mjs';
+import { App, Service, inherited, isWindows } from './support/command.mjs';
 import { fakeProvider } from './support/fake.mjs';
 import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
@@ -108,7 +108,7 @@ test('curl takes the header from a pipe', async (t) => {
 const missingKubectl =
     spawnSync('kubectl', ['version', '--client']).error && !process.env.CI && 'no kubectl';
 
-test('kubectl gets its credentials from the command', { skip: missingKubectl }, async (t) => {
+test('kubectl gets its credentials from the command', { skip: isWindows || missingKubectl }, async (t) => {
     const shortly = await startProvider(t, '--access-token-ttl', '4');
     const app = await signedIn(t, shortly.configUrl);
     const certificate = makeCertificate(t, 'IP:127.0.0.1');

@@ -40,7 +40,7 @@ test('a stored token makes next to no thread and opens nothing but its file', { 
         const seen = await trace(command, args);
         assert.equal(seen.threads, threads, args.join());
         assert.ok(seen.files.some((file) => file.endsWith('.token')));
-        const folder = command.path('.local/state/oidcauth');
+        const folder = command.stateFolder;
         assert.deepEqual(seen.files.filter((file) => !file.startsWith(folder)), []);
     }
     assert.deepEqual(provider.requests(), []);

@@ -5,7 +5,7 @@ import { join } from 'node:path';
 import test from 'node:test';
 import { setTimeout as delay } from 'node:timers/promises';
 
-import { App } from './support/command.mjs';
+import { App, onLinux } from './support/command.mjs';
 import { startProvider } from './support/provider.mjs';
 
 // What comes with a sign-in is soon expired, though not before it is validated; what it is refreshed to
@@ -46,7 +46,7 @@ test('eight processes refresh an expired token once', async (t) => {
     assert.notEqual(await app.succeed(['token']), token);
 });
 
-test('a refresh token is not sent where its successor could not be kept', async (t) => {
+test('a refresh token is not sent where its successor could not be kept', onLinux, async (t) => {
     const app = await withExpiredToken(t);
     // A file size limit of nothing fails like a full disk; its signal would end the process.
     const launcher = ['/bin/sh', '-c', 'trap "" XFSZ; ulimit -f 0; exec "$@"', 'sh'];
@@ -57,13 +57,13 @@ test('a refresh token is not sent where its successor could not be kept', async 
     }
     assert.deepEqual(provider.requests(), []);
     await refreshOnce(app, 1);
-    const left = readdirSync(app.path('.local/state/oidcauth'));
+    const left = readdirSync(app.stateFolder);
     assert.deepEqual(left.filter((name) => name.endsWith('.tmp')), []);
 });
 
-test('a process that is killed while it refreshes leaves the token to the others', async (t) => {
+test('a process that is killed while it refreshes leaves the token to the others', onLinux, async (t) => {
     const app = await withExpiredToken(t);
-    const folder = app.path('.local/state/oidcauth');
+    const folder = app.stateFolder;
     const lock = join(folder, readdirSync(folder).find((name) => name.endsWith('.lock')));
     const isLocked = () => spawnSync('flock', ['--nonblock', lock, 'true']).status === 1;
 

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { readdirSync, readFileSync } from 'node:fs';
 import test from 'node:test';
 
-import { Command, secret, Service } from './support/command.mjs';
+import { Command, Service, isWindows, onLinux, secret } from './support/command.mjs';
 
 // Nothing listens there: whoever gets as far as to ask ends with 5.
 const configUrl = 'http://127.0.0.1:1/';
@@ -51,7 +51,7 @@ for (const { command = 'service-token', args = [], env, says } of [
     { args: ['--config-url', 'https:///path'], says: /--config-url: .*host/ },
     { args: ['--config-url', `http://${secret}/`], says: /--config-url: .*URL/ },
     { env: { http_proxy: 'socks5://127.0.0.1:1080' }, says: /http_proxy.*socks5/ },
-    { env: { HOME: undefined }, says: /--store/ },
+    ...(isWindows ? [] : [{ env: { HOME: undefined }, says: /--store/ }]),
     { command: 'login', args: ['--redirect-url', 'https://127.0.0.1/'], says: /--redirect-url.*http,/ },
     {
         command: 'login',
@@ -89,7 +89,7 @@ for (const { name, args, before = '', to, code } of [
     { name: 'a log that nobody takes', args: ['token', '-vv'], to: '>&- 2>&-', code: 3 },
     { name: 'no standard stream at all', args: ['token'], to: '<&- >&- 2>&-', code: 3 },
 ]) {
-    test(`${name} does harm to nothing else`, async (t) => {
+    test(`${name} does harm to nothing else`, onLinux, async (t) => {
         const { environment } = new Service(t, configUrl);
         const command = new Command(t, environment);
         const launcher = ['/bin/bash', '-c', `${before} exec "$@" ${to}`, 'bash'];
@@ -115,7 +115,7 @@ for (const { name, launcher, command = 'token', says = /ulimit -n/ } of [
         says: /ulimit -u/,
     },
 ]) {
-    test(`${name} do not suffice, which is not the provider's fault`, async (t) => {
+    test(`${name} do not suffice, which is not the provider's fault`, onLinux, async (t) => {
         const { environment } = new Service(t, configUrl);
         const { code, stderr } = await new Command(t, environment).run([command], { launcher });
         assert.equal(code, 1, stderr);

@@ -58,6 +58,68 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
+/// This process's, with the changes.
+std::vector<std::string> environmentWith(const Program::Changes& changes) {
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        if (changes.count(text.substr(0, text.find('='))) == 0) {
+            variables.push_back(text);
+        }
+    }
+    for (const auto& [name, value] : changes) {
+        if (value) {
+            variables.push_back(name + '=' + *value);
+        }
+    }
+    return variables;
+}
+
+/// What the system takes of a program.
+class Image {
+public:
+    Image(std::vector<std::string> command, const Program::Changes& changes)
+        : m_command(std::move(command)), m_variables(environmentWith(changes)) {}
+
+    /// Returns where it cannot be had.
+    void take() const { ::execvpe(m_arguments.front(), m_arguments.data(), m_values.data()); }
+
+private:
+    std::vector<std::string> m_command;
+    std::vector<std::string> m_variables;
+    const std::vector<char*> m_arguments = pointersTo(m_command);
+    const std::vector<char*> m_values = pointersTo(m_variables);
+};
+
+/// Its number, or none and the error by which it could not be started.
+struct Started {
+    pid_t number;
+    int error;
+};
+
+Started start(const Image& image, void (*childSignal)(int)) {
+    std::array<int, 2> failure{};  // closed by exec, written when there is none
+    if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot start the program");
+    }
+    const pid_t program = ::fork();
+    if (program == 0) {  // from here on nothing that needs memory
+        (void)std::signal(SIGCHLD, childSignal);
+        image.take();
+        const int error = errno;
+        (void)!::write(failure.back(), &error, sizeof error);
+        ::_exit(EXIT_FAILURE);
+    }
+    int error = program < 0 ? errno : 0;
+    ::close(failure.back());
+    (void)!::read(failure.front(), &error, sizeof error);
+    ::close(failure.front());
+    if (error != 0) {
+        ::waitpid(program, nullptr, 0);
+    }
+    return {program, error};
+}
+
 constexpr std::array relayed{SIGHUP,  SIGINT,  SIGQUIT,  SIGTERM, SIGUSR1,
                              SIGUSR2, SIGALRM, SIGWINCH, SIGTSTP, SIGCONT};
 static_assert(std::atomic<pid_t>::is_always_lock_free &&
@@ -130,7 +192,13 @@ void Inheritance::restore() const {
     restoreInherited();
 }
 
-SignalRelay::SignalRelay() : m_childSignalBefore(std::signal(SIGCHLD, SIG_DFL)) {
+struct SignalRelay::State {
+    // For the program: while it is ignored, this process would not learn of the program's end.
+    void (*childSignalBefore)(int);
+};
+
+SignalRelay::SignalRelay()
+    : m_state(std::make_unique<State>(State{std::signal(SIGCHLD, SIG_DFL)})) {
     for (const int number : relayed) {
         if (!isIgnored(number)) {
             struct sigaction action {};
@@ -149,59 +217,17 @@ SignalRelay::~SignalRelay() {
     }
 }
 
-std::vector<std::string> Program::environment() const {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        const std::string text = *variable;
-        if (m_changes.count(text.substr(0, text.find('='))) == 0) {
-            variables.push_back(text);
-        }
-    }
-    for (const auto& [name, value] : m_changes) {
-        if (value) {
-            variables.push_back(name + '=' + *value);
-        }
-    }
-    return variables;
-}
-
 void Program::become() const {
-    auto command = m_command;
-    auto variables = environment();
-    ::execvpe(command.front().c_str(), pointersTo(command).data(), pointersTo(variables).data());
+    Image(m_command, m_changes).take();
     fail(errno);
 }
 
-pid_t Program::start(const SignalRelay& relay) const {
-    auto command = m_command;
-    auto variables = environment();
-    const auto arguments = pointersTo(command);
-    const auto values = pointersTo(variables);
-    std::array<int, 2> failure{};  // closed by exec, written when there is none
-    if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot start the program");
-    }
-    const pid_t program = ::fork();
-    if (program == 0) {  // from here on nothing that needs memory
-        (void)std::signal(SIGCHLD, relay.m_childSignalBefore);
-        ::execvpe(arguments.front(), arguments.data(), values.data());
-        const int error = errno;
-        (void)!::write(failure.back(), &error, sizeof error);
-        ::_exit(EXIT_FAILURE);
-    }
-    int error = program < 0 ? errno : 0;
-    ::close(failure.back());
-    (void)!::read(failure.front(), &error, sizeof error);
-    ::close(failure.front());
+int Program::run(const SignalRelay& relay) const {
+    const auto [program, error] =
+        start(Image(m_command, m_changes), relay.m_state->childSignalBefore);
     if (error != 0) {
-        ::waitpid(program, nullptr, 0);
         fail(error);
     }
-    return program;
-}
-
-int Program::run(const SignalRelay& relay) const {
-    const pid_t program = start(relay);
     startRelayTo(program);
     for (;;) {
         awaitChangeOf(program);

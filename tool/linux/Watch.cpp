@@ -1,6 +1,7 @@
 #include "tool/Watch.h"
 
 #include "tool/ExitCode.h"
+#include "tool/ProcessEnd.h"
 #include "tool/linux/Descriptor.h"
 
 #include <poll.h>
@@ -15,7 +16,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <system_error>
 
@@ -24,7 +24,6 @@ namespace tool {
 namespace {
 
 using std::chrono::steady_clock;
-using TimePoint = auth::COIDCToken::TimePoint;
 
 int opened(int descriptor) {
     if (descriptor < 0) {
@@ -54,15 +53,6 @@ int waitInMilliseconds(steady_clock::time_point end) {
 }
 
 }  // namespace
-
-Moment::Moment(Duration distance)
-    : m_system(std::chrono::time_point_cast<Duration>(TimePoint::clock::now()) + distance),
-      m_steady(steady_clock::now() + std::chrono::duration_cast<steady_clock::duration>(distance)) {
-}
-
-bool Moment::hasCome() const {
-    return TimePoint::clock::now() >= m_system || steady_clock::now() >= m_steady;
-}
 
 struct Watch::State {
     sigset_t signals = endingSignals();
@@ -122,7 +112,7 @@ void Watch::awaitEvent(const std::function<void(std::function<void()>)>& begin,
             continue;
         }
         if (wasAsked) {
-            std::_Exit(static_cast<int>(ExitCode::Interrupted));
+            endAtOnce(ExitCode::Interrupted);
         }
         source.cancel();
     }

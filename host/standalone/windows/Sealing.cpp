@@ -1,5 +1,6 @@
 #include "host/standalone/detail/Sealing.h"
 
+#include "host/standalone/TokenStoreError.h"
 #include "host/standalone/windows/Handle.h"
 
 #include <dpapi.h>
@@ -60,15 +61,27 @@ Bytes seal(const std::filesystem::path& file, Bytes bytes) {
     return sealed.bytes();
 }
 
+namespace {
+
+[[noreturn]] void refuseDamaged(const std::filesystem::path& file) {
+    try {
+        failSystem(file,
+                   "cannot be decrypted: it is damaged, or was not written for this user; remove "
+                   "it and sign in again");
+    } catch (const TokenStoreError& error) {
+        throw DamagedSecret(error.what());
+    }
+}
+
+}  // namespace
+
 Bytes unseal(const std::filesystem::path& file, Bytes bytes) {
     DATA_BLOB sealed = blobOf(bytes);
     DATA_BLOB entropy = purpose();
     Made plain;
     if (::CryptUnprotectData(&sealed, nullptr, &entropy, nullptr, nullptr,
                              CRYPTPROTECT_UI_FORBIDDEN, plain.put()) == 0) {
-        failSystem(file,
-                   "cannot be decrypted: it is damaged, or was not written for this user; remove "
-                   "it and sign in again");
+        refuseDamaged(file);
     }
     return plain.bytes();
 }

@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { mkdtempSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
+import { tmpdir, userInfo } from 'node:os';
 import { join } from 'node:path';
 
 import { freePort } from './ports.mjs';
@@ -13,6 +13,10 @@ import { freePort } from './ports.mjs';
 export const secret = 's3cret/+:=&% ~"demo"';
 
 const command = process.env.OIDCAUTH_COMMAND;
+/// Then Wine runs it.
+export const isWindows = command.endsWith('.exe');
+/// The options of a test of what Windows does not have, or Wine does not show.
+export const onLinux = { skip: isWindows && 'of Linux' };
 const signInScript = join(process.env.OIDCAUTH_SOURCE_DIR, 'demo/provider/sign-in.mjs');
 
 /// Kills what hangs. Exchanges end by themselves after 30 s, so a test fails well before that.
@@ -20,7 +24,7 @@ const usualLimit = 20_000;
 
 /// Nothing of the caller's gets in, proxies least of all, but what sanitizers are told.
 export function inherited() {
-    const wanted = ([name]) => name === 'PATH' || /^[A-Z]+SAN_OPTIONS$/.test(name);
+    const wanted = ([name]) => name === 'PATH' || /^[A-Z]+SAN_OPTIONS$|^WINE/.test(name);
     const variables = Object.fromEntries(Object.entries(process.env).filter(wanted));
     // What the HTTP library's pool still has queued when a process ends is not freed.
     variables.ASAN_OPTIONS = `${variables.ASAN_OPTIONS ?? ''}:detect_leaks=0`;
@@ -67,6 +71,31 @@ export class Command {
     constructor(t, environment) {
         this.home = temporaryFolder(t);
         this.environment = { ...inherited(), HOME: this.home, ...environment };
+        this.stateFolder = this.path('.local/state/oidcauth');
+        this.configFolder = this.path('.config/oidcauth');
+        if (isWindows) {
+            this.#useWine(t);
+        }
+    }
+
+    /// Wine has the user's folders where all its programs find them: one test uses them at a time.
+    #useWine(t) {
+        const { WINEPREFIX } = this.environment;
+        const folder = (name) =>
+            join(WINEPREFIX, 'drive_c/users', userInfo().username, 'AppData', name, 'oidcauth');
+        this.stateFolder = folder('Local');
+        this.configFolder = folder('Roaming');
+        this.environment.LC_ALL = 'C.UTF-8'; // by which it reads the arguments
+        t.after(() => {
+            rmSync(this.stateFolder, { recursive: true, force: true });
+            rmSync(this.configFolder, { recursive: true, force: true });
+        });
+    }
+
+    /// A path as the command shows it.
+    shown(path) {
+        const root = join(this.environment.WINEPREFIX ?? '', 'drive_c');
+        return isWindows ? path.replace(root, 'C:').replaceAll('/', '\\') : path;
     }
 
     path(...names) {
@@ -78,7 +107,7 @@ export class Command {
     /// behind its own; an `input` of null leaves standard input open; what takes its time has a
     /// `limit` of its own.
     start(args, { env = {}, input = '', launcher = [], limit = usualLimit } = {}) {
-        const [file, ...rest] = [...launcher, command, ...args];
+        const [file, ...rest] = [...launcher, ...(isWindows ? ['wine'] : []), command, ...args];
         const child = spawn(file, rest, {
             cwd: this.home,
             env: { ...this.environment, ...env },

@@ -1,6 +1,5 @@
 #include "tool/Descriptors.h"
 
-#if !defined(_WIN32)
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -11,23 +10,8 @@
 #include <cstddef>
 #include <initializer_list>
 #include <system_error>
-#endif
 
 namespace tool {
-
-#if defined(_WIN32)
-
-bool reserveStandardStreams() {
-    return true;
-}
-
-void surviveFailedWrites() {}
-
-void restoreInherited() {}
-
-void requireDescriptors() {}
-
-#else
 
 namespace {
 
@@ -87,7 +71,5 @@ void requireDescriptors() {
                                 "too few files can be opened; see ulimit -n");
     }
 }
-
-#endif
 
 }  // namespace tool

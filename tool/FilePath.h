@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace tool {
+
+/// A path among the options, which are UTF-8 on every system.
+class FilePath : public std::filesystem::path {
+public:
+    FilePath() = default;
+    explicit FilePath(const std::string& utf8) : path(std::filesystem::u8path(utf8)) {}
+};
+
+}  // namespace tool

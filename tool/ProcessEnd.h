@@ -1,0 +1,10 @@
+#pragma once
+
+#include "tool/ExitCode.h"
+
+namespace tool {
+
+/// Ends this process without waiting for anything that it has begun.
+[[noreturn]] void endAtOnce(ExitCode code);
+
+}  // namespace tool

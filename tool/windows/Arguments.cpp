@@ -1,0 +1,26 @@
+#include "tool/Arguments.h"
+
+#include "tool/windows/Handle.h"
+#include "tool/windows/Text.h"
+
+#include <shellapi.h>
+
+#include <new>
+
+namespace tool {
+
+/// Those of main() are in another code page, and some runtimes put file names in place of a star.
+std::vector<std::string> argumentsOf(int /*argc*/, char** /*argv*/) {
+    int count = 0;
+    const Local<wchar_t*> words(::CommandLineToArgvW(::GetCommandLineW(), &count));
+    if (!words) {
+        throw std::bad_alloc();
+    }
+    std::vector<std::string> arguments;
+    for (int i = 0; i < count; ++i) {
+        arguments.push_back(utf8(words.get()[i]));
+    }
+    return arguments;
+}
+
+}  // namespace tool

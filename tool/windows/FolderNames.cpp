@@ -1,0 +1,11 @@
+#include "tool/FolderNames.h"
+
+namespace tool {
+
+/// Profiles go with a user who has them on several machines. Tokens stay, as they can be read on
+/// one machine only.
+FolderNames folderNames() {
+    return {"USERPROFILE", "LOCALAPPDATA", "AppData\\Local", "APPDATA", "AppData\\Roaming"};
+}
+
+}  // namespace tool

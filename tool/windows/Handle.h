@@ -1,0 +1,62 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace tool {
+
+[[noreturn]] inline void failSystem(const char* what, DWORD error = ::GetLastError()) {
+    throw std::system_error(static_cast<int>(error), std::system_category(), what);
+}
+
+/// Closes it; none where it is null or not valid.
+class Handle {
+public:
+    explicit Handle(HANDLE handle = nullptr) noexcept
+        : m_handle(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
+    ~Handle() {
+        if (m_handle != nullptr) {
+            ::CloseHandle(m_handle);
+        }
+    }
+    Handle(Handle&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
+    Handle& operator=(Handle&& other) noexcept {
+        std::swap(m_handle, other.m_handle);
+        return *this;
+    }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    explicit operator bool() const noexcept { return m_handle != nullptr; }
+    HANDLE get() const noexcept { return m_handle; }
+
+private:
+    HANDLE m_handle;
+};
+
+/// What the system allocates and its caller frees.
+struct LocalRelease {
+    void operator()(void* memory) const { ::LocalFree(memory); }
+};
+template <class T>
+using Local = std::unique_ptr<T, LocalRelease>;
+
+/// Not the null device, which the C runtime takes for a terminal.
+inline bool isConsole(HANDLE handle) {
+    DWORD mode = 0;
+    return ::GetConsoleMode(handle, &mode) != 0;
+}
+
+/// Throws std::system_error where there is none.
+inline Handle required(HANDLE handle, const char* what) {
+    Handle owned(handle);
+    if (!owned) {
+        failSystem(what);
+    }
+    return owned;
+}
+
+}  // namespace tool

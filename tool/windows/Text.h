@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tool {
+
+// Between the text of this program, which is UTF-8, and that of the system. What is no Unicode
+// becomes U+FFFD.
+
+std::string utf8(std::wstring_view text);
+std::wstring wide(std::string_view text);
+
+}  // namespace tool
