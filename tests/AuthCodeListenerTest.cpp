@@ -95,8 +95,8 @@ std::string outcome(const Task& task) {
     std::string received;
     const std::string end = test::outcome([&] {
         const auto value = test::get(task);
-        received = test::to_utf8string(value.code) + ' ' + test::to_utf8string(value.idToken) + ' ' +
-                   test::to_utf8string(value.state);
+        received = test::to_utf8string(value.code) + ' ' + test::to_utf8string(value.idToken) +
+                   ' ' + test::to_utf8string(value.state);
     });
     return end == "accepted" ? received : end;
 }

@@ -176,12 +176,10 @@ void FaultMatrix::endEachFault(const Asked& asked) {
     const std::string flood(std::size_t{12} << 20U, 'x');
     const std::string endlessHead = "HTTP/1.1 200 OK\r\nX: " + flood;
     const std::vector<Fault> faults = {
-        {"connection refused", elsewhere("http://127.0.0.1:1"),
-         httpClient.refused},
+        {"connection refused", elsewhere("http://127.0.0.1:1"), httpClient.refused},
         {"no such host", elsewhere("http://" + std::string(64, 'x')), httpClient.unresolved},
         {"expired certificate", trusting(expired, expired), handshake, overTls},
-        {"certificate of another host", trusting(otherHost, otherHost), handshake,
-         overTls},
+        {"certificate of another host", trusting(otherHost, otherHost), handshake, overTls},
         {"unknown authority", trusting(expired, secure), handshake, overTls},
         {"head without end, over TLS",
          [&] {
@@ -201,8 +199,7 @@ void FaultMatrix::endEachFault(const Asked& asked) {
          only(resets, Everywhere)},
         {"cut body", [&] { provider.truncateBody(at, 10); },
          httpClient.tellsOfACutBody ? httpClient.noBody : notJson},
-        {"no HTTP", [&] { provider.garbage(at, "SSH-2.0-sshd\r\n\r\n"); },
-         httpClient.noHttp},
+        {"no HTTP", [&] { provider.garbage(at, "SSH-2.0-sshd\r\n\r\n"); }, httpClient.noHttp},
         {"bad length", answer("Content-Length: -1\r\n\r\n{}"), tooLarge},
         {"head without end", [&] { provider.garbage(at, endlessHead); }, tooLarge,
          only(httpClient.boundsHeads, Quick)},

@@ -20,8 +20,8 @@ constexpr auto* challenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
 std::string authorizationUrl(const TestProvider& provider, const Fields& parameters) {
     std::string url = provider.url(Endpoint::Authorization);
     for (const auto& [name, value] : parameters) {
-        url += (url.find('?') == std::string::npos ? "?" : "&") + name + '=' +
-               test::urlEncoded(value);
+        url +=
+            (url.find('?') == std::string::npos ? "?" : "&") + name + '=' + test::urlEncoded(value);
     }
     return url;
 }

@@ -58,8 +58,8 @@ TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
         peer.send(piece);
         sent += write;
         int unread = 0;
-        ASSERT_TRUE(eventually(
-            [&] { return ::ioctl(accepted, FIONREAD, &unread) == 0 && unread == 0; }));
+        ASSERT_TRUE(
+            eventually([&] { return ::ioctl(accepted, FIONREAD, &unread) == 0 && unread == 0; }));
     }
     EXPECT_LE(sent, limit + write);
 }

@@ -303,10 +303,9 @@ int main(int argc, char** argv) {
     const test::Usage most = test::usage();
     const bool settled = test::settles(before, 30s);
     const test::Usage after = test::usage();
-    std::cout << "peak memory " << test::usage().peakKiB << " KiB; threads "
-              << before.threads << ", " << most.threads << ", " << after.threads
-              << " and descriptors " << before.descriptors << ", " << most.descriptors << ", "
-              << after.descriptors << ": before, at the end, and " << secondsSince(begin)
-              << " s later\n";
+    std::cout << "peak memory " << test::usage().peakKiB << " KiB; threads " << before.threads
+              << ", " << most.threads << ", " << after.threads << " and descriptors "
+              << before.descriptors << ", " << most.descriptors << ", " << after.descriptors
+              << ": before, at the end, and " << secondsSince(begin) << " s later\n";
     return isRight && settled ? EXIT_SUCCESS : EXIT_FAILURE;
 }

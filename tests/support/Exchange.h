@@ -21,7 +21,7 @@ inline HttpRequest to(const std::string& url) {
 inline const auto anyHead = [](const web::http::http_response&) {};
 
 inline std::string get(HttpExchange& http, const std::string& url,
-                const cancellation_token& token = cancellation_token::none()) {
+                       const cancellation_token& token = cancellation_token::none()) {
     return outcome(http.send(to(url), token, anyHead));
 }
 inline std::string get(HttpExchange& http, const TestProvider& provider) {

@@ -3,7 +3,6 @@
 #include "tests/support/Common.h"
 #include "tests/support/Wide.h"
 
-
 namespace test {
 
 /// The claims of a JWT, as JSON text.

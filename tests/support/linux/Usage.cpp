@@ -26,8 +26,8 @@ std::size_t processStatus(const std::string& name) {
 Usage usage() {
     const auto entries = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     const auto open = static_cast<std::size_t>(entries) - 1;  // but for the folder itself
-    return {processStatus("VmRSS:"), processStatus("VmHWM:"), ::mallinfo2().uordblks / 1024, processStatus("Threads:"),
-            open};
+    return {processStatus("VmRSS:"), processStatus("VmHWM:"), ::mallinfo2().uordblks / 1024,
+            processStatus("Threads:"), open};
 }
 
 }  // namespace test

@@ -2,11 +2,11 @@
 
 #include "tests/support/Common.h"
 
+#include <wincrypt.h>
 #include <windows.h>
 
-#include <wincrypt.h>
-
-// WinHTTP trusts the authorities of the machine and of the user, and takes no others for one client.
+// WinHTTP trusts the authorities of the machine and of the user, and takes no others for one
+// client.
 void test::trust(web::http::client::http_client_config& /*config*/, const std::string& file) {
     std::ifstream stream(file);
     const std::string pem(std::istreambuf_iterator<char>(stream), {});
@@ -16,8 +16,8 @@ void test::trust(web::http::client::http_client_config& /*config*/, const std::s
                                nullptr, nullptr) == FALSE) {
         throw std::runtime_error("no certificate: " + file);
     }
-    const HCERTSTORE store = ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                                             CERT_SYSTEM_STORE_CURRENT_USER, L"ROOT");
+    const HCERTSTORE store =
+        ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"ROOT");
     const BOOL added = ::CertAddEncodedCertificateToStore(
         store, X509_ASN_ENCODING, bytes.data(), size, CERT_STORE_ADD_REPLACE_EXISTING, nullptr);
     ::CertCloseStore(store, 0);

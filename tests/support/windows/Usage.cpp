@@ -1,9 +1,11 @@
 #include "tests/support/Usage.h"
 
+// The others need the first one.
+// clang-format off
 #include <windows.h>
-
 #include <psapi.h>
 #include <tlhelp32.h>
+// clang-format on
 
 namespace test {
 
@@ -30,7 +32,8 @@ Usage usage() {
                            reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof(memory));
     DWORD handles = 0;
     ::GetProcessHandleCount(::GetCurrentProcess(), &handles);
-    return {memory.WorkingSetSize / 1024, memory.PeakWorkingSetSize / 1024, memory.PrivateUsage / 1024, threads(), handles};
+    return {memory.WorkingSetSize / 1024, memory.PeakWorkingSetSize / 1024,
+            memory.PrivateUsage / 1024, threads(), handles};
 }
 
 }  // namespace test
