@@ -100,7 +100,7 @@ install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/lib
 
 # Manual pages are kept compressed.
 install(CODE "
-    file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man*/*.[1-9]\")
+    file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1/oidcauth*.1\")
     if(pages)
         execute_process(COMMAND gzip -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)
     endif()" COMPONENT OIDCAuth_Tool)

@@ -18,8 +18,8 @@ namespace platform {
 /// first one does not answer, and any but the first tunnel through a proxy, stay as the library
 /// makes them.
 ///
-/// On Windows no connection can be had at all. The system closes them in step, limits a head by
-/// itself and hands out a body in pieces, of which the request's progress tells.
+/// On Windows WinHTTP owns the connections: it closes them with their requests, and limits heads.
+/// Bodies are counted by the request's progress handler.
 class ConnectionGuard {
 public:
     /// For the client of `origin` that is made of `config` afterwards. Its connections together may

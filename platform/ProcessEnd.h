@@ -2,10 +2,9 @@
 
 namespace platform {
 
-/// Whether this process has ended so far that none of its other threads runs any more, though it
-/// still destroys what is static: nothing may wait for one then, nor for a lock that it may have
-/// held. On Linux threads run until the very end. On Windows the system ends them before a DLL
-/// hears of the end, but after that of the program itself.
+/// True once the process ends and the system has ended its other threads. Destructors of statics
+/// must then neither wait for a thread nor take a lock that one may have held. Always false on
+/// Linux; on Windows true in a DLL's static destructors, and not yet in the program's.
 bool otherThreadsAreGone() noexcept;
 
 }  // namespace platform

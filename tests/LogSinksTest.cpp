@@ -11,12 +11,12 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Case {
+struct LogCase {
     std::string_view line;
     std::string_view kept;
 };
 
-void expectRedacted(std::initializer_list<Case> cases) {
+void expectRedacted(std::initializer_list<LogCase> cases) {
     for (const auto& each : cases) {
         EXPECT_EQ(redact(each.line), each.kept) << each.line;
     }

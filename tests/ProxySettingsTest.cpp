@@ -180,6 +180,7 @@ TEST(ProxyList, ChoosesAsWindowsDoes) {
         {"socks=k:3 ftp=f:4", "", "http://a.test", "direct"},
         {"p:1 HTTPS=http://U:P@s:2/", "", "https://a.test", "U P http://s:2/"},
         {"p:1 HTTPS=s:2", "", "http://a.test", "http://p:1/"},
+        {"https=s:2 http://U:P=1@p:3", "", "http://a.test", "U P=1 http://p:3/"},
         {"https=https://s3cret:2", "", "https://a.test",
          "error: the system's proxy setting names a proxy of the scheme https, which is not "
          "supported: only http is"},

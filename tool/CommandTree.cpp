@@ -3,6 +3,7 @@
 #include "oidcauth/version.h"
 #include "tool/Commands.h"
 #include "tool/ExitCode.h"
+#include "tool/FolderNames.h"
 #include "tool/HelpFormatter.h"
 
 #include <fmt/format.h>
@@ -19,7 +20,9 @@ std::string footer() {
     return text +
            "\n"
            "An option that is not given is taken from its variable, shown in brackets, then from\n"
-           "the profile in ~/.config/oidcauth/config.toml, where it has the same name.\n"
+           "the profile in " +
+           folderNames().usualConfigFile +
+           ", where it has the same name.\n"
            "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
 }
 

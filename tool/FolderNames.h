@@ -12,6 +12,7 @@ struct FolderNames {
     std::filesystem::path stateBelowHome;
     const char* config;
     std::filesystem::path configBelowHome;
+    const char* usualConfigFile;  ///< as people write it
 };
 
 FolderNames folderNames();

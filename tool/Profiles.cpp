@@ -3,6 +3,7 @@
 #include "tool/Commands.h"
 #include "tool/ConfigFile.h"
 #include "tool/ExitCode.h"
+#include "tool/FolderNames.h"
 #include "tool/Options.h"
 #include "tool/Output.h"
 #include "tool/Settings.h"
@@ -156,10 +157,10 @@ void runProfiles(const ProfilesOptions& options) {
 void addProfiles(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<ProfilesOptions>();
     CLI::App* const command = app.add_subcommand(
-        "profiles",
-        "List the profiles with the state of their tokens\n"
-        "A profile is a section of ~/.config/oidcauth/config.toml. A star marks the default one. "
-        "The providers are not asked.");
+        "profiles", std::string("List the profiles with the state of their tokens\n"
+                                "A profile is a section of ") +
+                        folderNames().usualConfigFile +
+                        ". A star marks the default one. The providers are not asked.");
     addJson(*command, options->json, "Print the list as JSON");
     command
         ->add_flag("--names", options->names,

@@ -26,8 +26,8 @@ class TemporaryFile;
 ///
 /// On Windows an access list stands for the mode: the user, SYSTEM and Administrators, and nothing
 /// that is inherited. There the system also encrypts the bytes for the user on this machine; what
-/// it cannot decrypt is refused. A file that another program has open in a way that forbids to
-/// read, replace or remove it is tried again for a second.
+/// it cannot decrypt is refused. If another program has the file open and does not share
+/// it, reading, replacing and removing are tried again for a second.
 ///
 /// Safe for several threads, and several processes may use one file: the last write wins.
 /// All members throw TokenStoreError.

@@ -88,7 +88,8 @@ std::optional<Proxy> ProxyList::proxyFor(const web::uri& target) const {
             chosen = &entry;
             break;
         }
-        if (chosen == nullptr && entry.find('=') == std::string::npos) {
+        // A password may have such a sign as well.
+        if (chosen == nullptr && entry.find('=') >= entry.find_first_of(":/@")) {
             chosen = &entry;
         }
     }
@@ -96,9 +97,9 @@ std::optional<Proxy> ProxyList::proxyFor(const web::uri& target) const {
         isBypassed(entriesOf(to_lower_copy(bypass, std::locale::classic())), target)) {
         return std::nullopt;
     }
-    const std::string_view text(*chosen);
+    const bool isOwn = boost::algorithm::istarts_with(*chosen, own, std::locale::classic());
     return parseProxy("the system's proxy setting",
-                      text.substr(text.find('=') == std::string_view::npos ? 0 : own.size()));
+                      std::string_view(*chosen).substr(isOwn ? own.size() : 0));
 }
 
 }  // namespace standalone

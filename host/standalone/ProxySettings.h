@@ -50,7 +50,7 @@ public:
 
     explicit ProxySettings(const Lookup& environment);
 
-    /// Must not run while another thread changes the environment, but on Windows.
+    /// On Linux no other thread may change the environment meanwhile.
     static ProxySettings fromEnvironment();
 
     /// Whether a variable says how `target` is reached: through a proxy, or directly.

@@ -1,6 +1,7 @@
 #include "platform/Timer.h"
 
 #include "platform/HttpThreads.h"
+#include "platform/ProcessEnd.h"
 
 #include <windows.h>
 
@@ -29,8 +30,8 @@ Closed<Handle> closed(Handle* handle, void (*close)(Handle*)) {
     return {handle, close};
 }
 
-/// Calls on threads of the system's pool. It is freed there too, by a call of its own that was made
-/// ready before: who closes a timer has to wait for its calls, and one of them may be who stops it.
+/// Callbacks run on the system's pool. The object is freed there, too, by a work item that is made
+/// in advance: closing a timer waits for its callbacks, and a callback may be what stops it.
 class Alarm {
 public:
     struct Stop {
@@ -62,6 +63,9 @@ private:
     }
 
     void stop() {
+        if (otherThreadsAreGone()) {
+            return;  // one of them may have held the lock
+        }
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_stopped = true;

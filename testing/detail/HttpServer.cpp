@@ -1,5 +1,7 @@
 #include "testing/detail/HttpServer.h"
 
+#include "testing/detail/Inheritance.h"
+
 #include <boost/asio/post.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/read_until.hpp>
@@ -14,10 +16,6 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
-
-#if !defined(_WIN32)
-#include <fcntl.h>
-#endif
 
 namespace auth::testing::detail {
 namespace {
@@ -34,14 +32,6 @@ constexpr auto* headEnd = "\r\n\r\n";
 constexpr std::uint32_t headLimit = 1U << 20U;
 constexpr std::uint64_t bodyLimit = 1U << 28U;
 constexpr std::uint64_t paddingBlock = 1U << 16U;
-
-// A socket that a program started by a test inherits would stay open after the server closed it.
-template <class Socket>
-void keepFromChildren([[maybe_unused]] Socket& socket) {
-#if !defined(_WIN32)
-    ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
-#endif
-}
 
 RecordedRequest recorded(const http::request<http::string_body>& message) {
     RecordedRequest request;
@@ -236,7 +226,7 @@ HttpServer::HttpServer(ServerEvents& events, std::optional<net::ssl::context> tl
       m_tls(std::move(tls)),
       m_acceptor(m_io, {net::ip::address_v4::loopback(), 0}),
       m_port(m_acceptor.local_endpoint().port()) {
-    keepFromChildren(m_acceptor);
+    keepFromChildren(m_acceptor.native_handle());
 }
 
 HttpServer::~HttpServer() {
@@ -269,7 +259,7 @@ void HttpServer::accept() {
 }
 
 void HttpServer::serve(tcp::socket socket) {
-    keepFromChildren(socket);
+    keepFromChildren(socket.native_handle());
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto ordinal = ++m_connections;

@@ -3,7 +3,9 @@
 namespace tool {
 
 FolderNames folderNames() {
-    return {"HOME", "XDG_STATE_HOME", ".local/state", "XDG_CONFIG_HOME", ".config"};
+    return {"HOME",         "XDG_STATE_HOME",
+            ".local/state", "XDG_CONFIG_HOME",
+            ".config",      "~/.config/oidcauth/config.toml"};
 }
 
 }  // namespace tool

@@ -1,11 +1,15 @@
 #include "tool/OtherWriters.h"
 
+#include <system_error>
+
 namespace tool {
 
 std::optional<std::string> remedyForOtherWriters(const std::filesystem::path& file) {
     using std::filesystem::perms;
     const auto others = perms::group_write | perms::others_write;
-    return (std::filesystem::status(file).permissions() & others) == perms::none
+    std::error_code error;  // a file that is gone is missed where it is read
+    const auto mode = std::filesystem::status(file, error).permissions();
+    return mode == perms::unknown || (mode & others) == perms::none
                ? std::nullopt
                : std::make_optional<std::string>("set its mode to 0644");
 }

@@ -59,7 +59,8 @@ std::optional<std::string> remedyForOtherWriters(const std::filesystem::path& fi
     if (!canWrite) {
         return std::nullopt;
     }
-    return "take that from them: icacls FILE /inheritance:r /grant:r \"%USERNAME%:F\"";
+    return "take that from them: icacls FILE /reset, then icacls FILE /inheritance:r /grant:r "
+           "\"%USERNAME%:F\"";
 }
 
 }  // namespace tool

@@ -65,7 +65,7 @@ class Successor {
 public:
     explicit Successor(const fs::path& file)
         : m_file(file),
-          m_path(file.parent_path() / ("." + file.filename().u8string() + ".oidcauth")) {}
+          m_path(file.parent_path() / fs::u8path("." + file.filename().u8string() + ".oidcauth")) {}
 
     /// Writes it and puts it in its place. No error, or one of isInUse().
     DWORD replace(const std::string& text) {

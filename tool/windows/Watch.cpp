@@ -45,6 +45,7 @@ struct Watch::State {
     const Handle requested = makeEvent();
     const Handle timer = required(::CreateWaitableTimerW(nullptr, FALSE, nullptr), cannotWait);
     std::atomic<Request> request{Request::none};
+    Request received = Request::none;  // by whoever waited
     const EndRequests requests{[this](bool isTermination) {
         request = isTermination ? Request::termination : Request::keyboard;
         ::SetEvent(requested.get());
@@ -52,12 +53,15 @@ struct Watch::State {
 
     /// Returns when the object is signalled, the time is over, or somebody asks this process to
     /// end: whether it was that.
-    bool wait(const Handle& object, DWORD limit) const {
+    bool wait(const Handle& object, DWORD limit) {
         const std::array<HANDLE, 2> awaited{requested.get(), object.get()};
         const DWORD outcome = ::WaitForMultipleObjects(static_cast<DWORD>(awaited.size()),
                                                        awaited.data(), FALSE, limit);
         if (outcome == WAIT_FAILED) {
             failSystem(cannotWait);
+        }
+        if (outcome == WAIT_OBJECT_0) {
+            received = request;
         }
         return outcome == WAIT_OBJECT_0;
     }
@@ -100,11 +104,11 @@ void Watch::awaitEvent(const std::function<void(std::function<void()>)>& begin,
 }
 
 bool Watch::isAskedToEnd() const {
-    return m_state->request != State::Request::none;
+    return m_state->received != State::Request::none;
 }
 
 bool Watch::isStopped() const {
-    return m_state->request == State::Request::termination;
+    return m_state->received == State::Request::termination;
 }
 
 }  // namespace tool

@@ -4,6 +4,8 @@
 #pragma once
 #include_next <winhttp.h>
 
+// Only where the library itself is built.
+#if defined(_ASYNCRT_EXPORT)
 #include <utility>
 
 template <class Handle>
@@ -11,3 +13,4 @@ BOOL closeWinHttpOnce(Handle& handle) {
     return WinHttpCloseHandle(std::exchange(handle, nullptr));
 }
 #define WinHttpCloseHandle closeWinHttpOnce
+#endif

@@ -52,8 +52,8 @@ private:
     Value m_value = none;
 };
 
-/// What a look at a file tells of it beside its content. Whatever changes it, or puts another one
-/// in its place, leaves another state, but for changes within one step of its times.
+/// What a look at a file tells of it beside its content. A change of the file, or another file in
+/// its place, changes the state, except within one tick of its times.
 struct FileState {
     std::uint64_t device = 0;
     std::uint64_t number = 0;

@@ -7,8 +7,8 @@
 
 namespace standalone::detail {
 
-/// A proxy variable of this process, in UTF-8. Where names have no case, and a web server may have
-/// made `HTTP_PROXY` from a header of the request, there is no `http_proxy` either.
+/// A proxy variable of this process, in UTF-8. On Windows, where names have no case, `http_proxy`
+/// is ignored while REQUEST_METHOD is set: a web server may have made it from a header.
 std::optional<std::string> proxyVariable(const std::string& name);
 
 /// What the system itself has been told about proxies for `target`, by its user or for the machine.

@@ -24,8 +24,8 @@ struct LocalRelease {
 template <class T>
 using Local = std::unique_ptr<T, LocalRelease>;
 
-/// Virus scanners and indexers open what was just written, for a moment and as if it were theirs
-/// alone. Tries again for a second, with nothing to wait for but their end.
+/// Virus scanners and indexers open new files for a moment, and do not share them. Tries again for
+/// a second: there is no event to wait for.
 template <class Call, class IsPassing>
 bool patiently(const Call& call, const IsPassing& isPassing) {
     constexpr DWORD longestPause = 512;

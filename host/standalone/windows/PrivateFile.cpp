@@ -110,10 +110,11 @@ void makeFolder(const fs::path& folder) {
 PrivateFile openFile(const Descriptor& /*folder*/, const fs::path& file, Opening opening) {
     // The folder stays where it is while it is open.
     PrivateFile opened;
+    std::optional<PrivateSecurity> security;  // lives until the error has been read
     if (opening == Opening::made) {
-        PrivateSecurity security(file);
-        opened.descriptor = open(file, GENERIC_READ | GENERIC_WRITE,
-                                 FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS, security.get());
+        opened.descriptor =
+            open(file, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                 OPEN_ALWAYS, security.emplace(file).get());
     } else {
         opened.descriptor = open(file, GENERIC_READ, shareAll);
     }

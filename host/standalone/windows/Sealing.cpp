@@ -63,13 +63,18 @@ Bytes seal(const std::filesystem::path& file, Bytes bytes) {
 
 namespace {
 
-[[noreturn]] void refuseDamaged(const std::filesystem::path& file) {
+[[noreturn]] void refuse(const std::filesystem::path& file) {
+    // Else the record may be whole: there may be no profile of the user, or no memory.
+    const auto error = static_cast<HRESULT>(::GetLastError());
+    if (error != ERROR_INVALID_DATA && error != NTE_BAD_KEY_STATE && error != NTE_BAD_DATA) {
+        failSystem(file, "cannot be decrypted");
+    }
     try {
         failSystem(file,
                    "cannot be decrypted: it is damaged, or was not written for this user; remove "
                    "it and sign in again");
-    } catch (const TokenStoreError& error) {
-        throw DamagedSecret(error.what());
+    } catch (const TokenStoreError& failure) {
+        throw DamagedSecret(failure.what());
     }
 }
 
@@ -81,7 +86,7 @@ Bytes unseal(const std::filesystem::path& file, Bytes bytes) {
     Made plain;
     if (::CryptUnprotectData(&sealed, nullptr, &entropy, nullptr, nullptr,
                              CRYPTPROTECT_UI_FORBIDDEN, plain.put()) == 0) {
-        refuseDamaged(file);
+        refuse(file);
     }
     return plain.bytes();
 }

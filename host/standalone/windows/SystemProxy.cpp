@@ -69,7 +69,7 @@ public:
         }
     }
 
-    /// Without path and query, which concern neither a script nor who has written it.
+    /// Without user, path and query, which concern neither a script nor who has written it.
     std::optional<ProxyList> askScript(const web::uri& target) const {
         if (!detectsNow() && !m_script) {
             return std::nullopt;
@@ -77,7 +77,12 @@ public:
         const std::unique_ptr<HINTERNET, SessionRelease> session(
             ::WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME,
                           WINHTTP_NO_PROXY_BYPASS, 0));
-        const auto url = web::uri_builder(target.authority()).set_path(L"/").to_uri().to_string();
+        const auto url = web::uri_builder()
+                             .set_scheme(target.scheme())
+                             .set_host(target.host())
+                             .set_port(target.port())
+                             .set_path(L"/")
+                             .to_string();
         WINHTTP_AUTOPROXY_OPTIONS options = question();
         WINHTTP_PROXY_INFO info{};
         BOOL answered = ::WinHttpGetProxyForUrl(session.get(), url.c_str(), &options, &info);

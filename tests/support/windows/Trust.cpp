@@ -2,8 +2,11 @@
 
 #include "tests/support/Common.h"
 
-#include <wincrypt.h>
+// The other one needs the first one.
+// clang-format off
 #include <windows.h>
+#include <wincrypt.h>
+// clang-format on
 
 // WinHTTP trusts the authorities of the machine and of the user, and takes no others for one
 // client.
