@@ -7,6 +7,7 @@ import { text } from 'node:stream/consumers';
 
 import Provider from 'oidc-provider';
 
+import { api } from './api.mjs';
 import { configuration, resource } from './configuration.mjs';
 import { readOptions } from './options.mjs';
 import { consentPage, errorPage, signInPage } from './pages.mjs';
@@ -136,7 +137,8 @@ server.listen(options.port, '127.0.0.1', () => {
     // The issuer names the port, so the provider can only be made now.
     const scheme = options.tlsCert ? 'https' : 'http';
     const issuer = `${scheme}://127.0.0.1:${server.address().port}`;
-    const provider = new Provider(issuer, configuration(options));
+    const settings = configuration(options);
+    const provider = new Provider(issuer, settings);
     if (options.log) {
         provider.use(requestLog(options.log));
     }
@@ -146,6 +148,7 @@ server.listen(options.port, '127.0.0.1', () => {
     if (options.formAction) {
         provider.use(formPolicy(options.formAction));
     }
+    provider.use(api(issuer, settings.jwks.keys[0]));
     provider.use(interactions(provider, options.autoLogin));
     server.on('request', provider.callback());
     process.stdout.write(`READY ${issuer}/.well-known/openid-configuration\n`);
