@@ -28,7 +28,7 @@ public:
         m_request.redirectUrls = {"http://127.0.0.1:48123/callback",
                                   "http://127.0.0.1:51739/callback"};
         m_call.setUrl(api);
-        m_call.setTransferTimeout(10'000);
+        m_call.setTransferTimeout(30'000);
         m_network.setRedirectPolicy(
             QNetworkRequest::SameOriginRedirectPolicy);  // others get no token
         m_ui.setupUi(this);

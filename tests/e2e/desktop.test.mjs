@@ -15,6 +15,9 @@ import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
 const run = promisify(execFile);
+/// In milliseconds: below those after which the program would give up by itself.
+const limit = 20_000;
+const inTime = () => ({ signal: AbortSignal.timeout(limit) });
 const { OIDCAUTH_DESKTOP, OIDCAUTH_SCREENSHOT, OIDCAUTH_SOURCE_DIR } = process.env;
 
 const provider = await startProvider(test);
@@ -53,11 +56,10 @@ class Desktop {
     start(api = new URL('/api/files', provider.configUrl).href) {
         this.process = spawn(OIDCAUTH_DESKTOP, [provider.configUrl, api], { env: this.environment });
         this.says = new Transcript(this.process.stderr);
-        this.ended = once(this.process, 'exit');
     }
 
     async #run(...args) {
-        const { stdout } = await run(...args, { env: this.environment, timeout: 20_000 });
+        const { stdout } = await run(...args, { env: this.environment, timeout: limit });
         return stdout.trim();
     }
 
@@ -77,8 +79,9 @@ class Desktop {
     }
 
     async quit() {
+        const ended = once(this.process, 'exit', inTime());
         await this.press('ctrl+q');
-        const [code, signal] = await this.ended;
+        const [code, signal] = await ended;
         assert.deepEqual([code ?? signal, await this.says.whole], [0, '']);
     }
 }
@@ -118,7 +121,7 @@ test('a sign-in that nobody answers is cancelled, begun anew, and left by closin
     desktop.browser = 'touch "$HOME/bin/opened"';
     const beginSignIn = async () => {
         const folder = watch(join(desktop.home, 'bin'), { persistent: false });
-        const opened = once(folder, 'change', { signal: AbortSignal.timeout(20_000) });
+        const opened = once(folder, 'change', inTime());
         await desktop.press('alt+s');
         await opened;
         await desktop.shows('Go on in your browser…');
