@@ -58,6 +58,7 @@ private:
         tcp::acceptor acceptor;
         net::steady_timer pause{acceptor.get_executor()};
         bool isAwaited = false;  // a peer, or the end of the pause before that
+        bool hasFailed = false;  // the last time that a peer was to be accepted
     };
 
     void listen(const RedirectPlace& place) {
@@ -122,13 +123,16 @@ private:
         if (isShortage(error)) {
             return relieve(door);
         }
+        // One failure is that of a peer that is gone again. What goes on failing would spin.
+        if (std::exchange(door.hasFailed, bool(error)) && error) {
+            return pause(door);
+        }
         awaitPeer(door);
         if (!error) {
             m_connections.serve(std::move(socket));
         }
     }
 
-    /// Other errors are those of a peer that is gone again.
     static bool isShortage(const error_code& error) {
         using namespace boost::system::errc;
         return error == too_many_files_open || error == too_many_files_open_in_system ||

@@ -19,6 +19,7 @@ using namespace test;
 // The system's part.
 std::atomic<int> accepted{-1};      // the last descriptor
 std::atomic<int> acceptFailure{0};  // for the next peer, which is lost
+std::atomic<int> refusals{0};       // so often the next peer goes on waiting
 std::atomic<bool> resolverHangs{false};
 thread_local std::chrono::milliseconds timePassed{0};  // since a wait began, as this thread sees it
 
@@ -26,6 +27,16 @@ thread_local std::chrono::milliseconds timePassed{0};  // since a wait began, as
 bool isEndOfInput(RawPeer& peer) {
     pollfd socket{peer.socket().native_handle(), POLLRDHUP, 0};
     return ::poll(&socket, 1, 0) == 1;
+}
+
+/// All but the first of these failures are paused for.
+TEST(RedirectServer, DoesNotSpinWhileAcceptingFails) {
+    const Served served;
+    refusals = 4;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(RawPeer(served.port).exchange(anyRequest), testing::StartsWith("HTTP/1.1 200"));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 300ms);
+    EXPECT_EQ(refusals, 0);
 }
 
 /// The limit ends soon: where it begins, it is almost over.
@@ -106,6 +117,11 @@ int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hi
 
 [[gnu::visibility("default")]] int __wrap_accept4(int door, sockaddr* address, socklen_t* size,
                                                   int flags) {
+    if (refusals > 0) {
+        --refusals;
+        errno = ENETDOWN;
+        return -1;
+    }
     const int peer = __real_accept4(door, address, size, flags);
     const int failure = acceptFailure.exchange(0);
     if (failure == 0) {
