@@ -35,7 +35,9 @@ inline std::string freeRedirectUrl(const std::string& path = "/callback") {
             const auto port = first + std::random_device()() % number;
             return TakenPort(static_cast<unsigned short>(port)).url(path);
         } catch (const boost::system::system_error& error) {
-            if (error.code() != boost::asio::error::address_in_use) {
+            // The second one of a port that Windows keeps for one socket alone.
+            if (error.code() != boost::asio::error::address_in_use &&
+                error.code() != boost::asio::error::access_denied) {
                 throw;
             }
         }
