@@ -1,9 +1,7 @@
-#include "host/standalone/FilePermit.h"
-#include "tests/support/Common.h"
+#include "tests/support/LockFile.h"
 #include "tests/support/Permit.h"
 #include "tests/support/Privacy.h"
 #include "tests/support/StoreFailure.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -11,16 +9,7 @@ using standalone::FilePermit;
 
 namespace {
 
-class FilePermitTest : public testing::Test {
-protected:
-    std::unique_ptr<auth::IPermitLock> newLock() const {
-        return FilePermit::make(m_file)->createLock();  // which the permit does not outlive
-    }
-    bool isFree() const { return newLock()->tryLock(); }
-
-    test::TemporaryFolder m_folder;
-    fs::path m_file = standalone::lockFileOf(m_folder.path() / "made" / "token.v2");
-};
+using FilePermitTest = test::LockFile;
 
 TEST_F(FilePermitTest, IsHeldByOneLockAtATime) {
     const std::shared_ptr<auth::IExclusivePermit> permit = FilePermit::make(m_file);

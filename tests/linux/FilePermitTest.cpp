@@ -1,25 +1,14 @@
-#include "host/standalone/FilePermit.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/LockFile.h"
 #include "tests/support/StoreFailure.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace fs = std::filesystem;
 
-using standalone::FilePermit;
 using test::ChildProcess;
 
 namespace {
 
-class PosixFilePermit : public testing::Test {
-protected:
-    std::unique_ptr<auth::IPermitLock> newLock() const {
-        return FilePermit::make(m_file)->createLock();  // which the permit does not outlive
-    }
-    bool isFree() const { return newLock()->tryLock(); }
-
-    test::TemporaryFolder m_folder;
-    fs::path m_file = standalone::lockFileOf(m_folder.path() / "made" / "token.v2");
-};
+using PosixFilePermit = test::LockFile;
 
 TEST_F(PosixFilePermit, ComesBackWithTheEndOfItsHolder) {
     for (const bool killed : {true, false}) {

@@ -1,3 +1,4 @@
+#include "tool/Canceller.h"
 #include "tool/ExitCode.h"
 #include "tool/Interrupt.h"
 #include "tool/ProcessEnd.h"
@@ -8,8 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <system_error>
-#include <utility>
 
 namespace tool {
 
@@ -20,24 +19,15 @@ std::atomic<bool> isTermination{false};
 }  // namespace
 
 struct Signals::State {
-    explicit State(Concurrency::cancellation_token_source cancelled)
-        : source(std::move(cancelled)) {
+    explicit State(const Concurrency::cancellation_token_source& source) : canceller(source) {
         signals.async_wait([this](const boost::system::error_code& error, int signal) {
             if (!error) {
                 awaitSecond();
                 isTermination = signal == SIGTERM;
-                cancel();
+                canceller.cancel();
             }
         });
     }
-    ~State() {
-        if (canceller.joinable()) {
-            canceller.join();
-        }
-    }
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
-
     void awaitSecond() {
         signals.async_wait([](const boost::system::error_code& error, int) {
             if (!error) {
@@ -46,19 +36,9 @@ struct Signals::State {
         });
     }
 
-    /// It may take its time, and a second Ctrl-C must be heard meanwhile.
-    void cancel() {
-        try {
-            canceller = std::thread([this] { source.cancel(); });
-        } catch (const std::system_error&) {
-            source.cancel();
-        }
-    }
-
-    const Concurrency::cancellation_token_source source;
     std::shared_ptr<boost::asio::io_context> context = std::make_shared<boost::asio::io_context>();
     boost::asio::signal_set signals{*context, SIGINT, SIGTERM};
-    std::thread canceller;
+    Canceller canceller;
 };
 
 Signals::Signals(const Concurrency::cancellation_token_source& source)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tool/windows/Handle.h"
+#include "host/standalone/windows/CurrentUser.h"
 
 #include <filesystem>
 #include <string>
@@ -21,7 +21,7 @@ public:
     SECURITY_ATTRIBUTES* get() { return &m_attributes; }
 
 private:
-    Local<void> m_descriptor;
+    standalone::detail::Local<void> m_descriptor;
     SECURITY_ATTRIBUTES m_attributes{};
 };
 

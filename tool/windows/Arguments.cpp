@@ -1,6 +1,6 @@
 #include "tool/Arguments.h"
 
-#include "tool/windows/Handle.h"
+#include "host/standalone/windows/Local.h"
 #include "tool/windows/Text.h"
 
 #include <shellapi.h>
@@ -12,7 +12,8 @@ namespace tool {
 /// Those of main() are in another code page, and some runtimes put file names in place of a star.
 std::vector<std::string> argumentsOf(int /*argc*/, char** /*argv*/) {
     int count = 0;
-    const Local<wchar_t*> words(::CommandLineToArgvW(::GetCommandLineW(), &count));
+    const standalone::detail::Local<wchar_t*> words(
+        ::CommandLineToArgvW(::GetCommandLineW(), &count));
     if (!words) {
         throw std::bad_alloc();
     }

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -36,13 +35,6 @@ public:
 private:
     HANDLE m_handle;
 };
-
-/// What the system allocates and its caller frees.
-struct LocalRelease {
-    void operator()(void* memory) const { ::LocalFree(memory); }
-};
-template <class T>
-using Local = std::unique_ptr<T, LocalRelease>;
 
 /// Not the null device, which the C runtime takes for a terminal.
 inline bool isConsole(HANDLE handle) {

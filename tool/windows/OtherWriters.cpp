@@ -1,9 +1,9 @@
 #include "tool/OtherWriters.h"
 
 #include "tool/windows/AccessList.h"
+#include "tool/windows/Handle.h"
 
 #include <aclapi.h>
-#include <sddl.h>
 
 #include <algorithm>
 #include <array>
@@ -16,14 +16,6 @@ namespace {
 constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE | WRITE_DAC | WRITE_OWNER |
                           GENERIC_WRITE | GENERIC_ALL;
 
-std::wstring textOf(PSID id) {
-    wchar_t* text = nullptr;
-    if (::ConvertSidToStringSidW(id, &text) == 0) {
-        return {};
-    }
-    return Local<wchar_t>(text).get();
-}
-
 /// Whether it lets somebody write who is neither this user nor one who could in any case.
 bool letsOthersWrite(const ACE_HEADER& entry) {
     const bool allows = entry.AceType == ACCESS_ALLOWED_ACE_TYPE ||
@@ -32,7 +24,7 @@ bool letsOthersWrite(const ACE_HEADER& entry) {
     if (!allows || (entry.AceFlags & INHERIT_ONLY_ACE) != 0 || (allowed.Mask & writing) == 0) {
         return false;
     }
-    const std::wstring id = textOf(const_cast<DWORD*>(&allowed.SidStart));
+    const std::wstring id = standalone::detail::textOf(const_cast<DWORD*>(&allowed.SidStart));
     // The system, its administrators, and the owner as such.
     const std::array<std::wstring, 4> trusted{userId(), L"S-1-5-18", L"S-1-5-32-544", L"S-1-3-4"};
     return std::find(trusted.begin(), trusted.end(), id) == trusted.end();
@@ -49,7 +41,7 @@ std::optional<std::string> remedyForOtherWriters(const std::filesystem::path& fi
     if (error != ERROR_SUCCESS) {
         failSystem("its access list cannot be read", error);
     }
-    const Local<void> owned(descriptor);
+    const standalone::detail::Local<void> owned(descriptor);
     bool canWrite = list == nullptr;  // without a list everybody can
     for (DWORD i = 0; !canWrite && i < list->AceCount; ++i) {
         void* entry = nullptr;

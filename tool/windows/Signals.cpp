@@ -1,3 +1,4 @@
+#include "tool/Canceller.h"
 #include "tool/ExitCode.h"
 #include "tool/Interrupt.h"
 #include "tool/ProcessEnd.h"
@@ -6,7 +7,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <system_error>
 #include <utility>
 
 namespace tool {
@@ -41,41 +41,21 @@ private:
 }  // namespace
 
 struct Signals::State {
-    explicit State(Concurrency::cancellation_token_source cancelled)
-        : source(std::move(cancelled)) {}
-
-    ~State() {
-        requests.reset();  // from here on nothing is heard
-        if (canceller.joinable()) {
-            canceller.join();
-        }
-    }
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
+    explicit State(const Concurrency::cancellation_token_source& source) : canceller(source) {}
 
     void hear(bool isFromElsewhere) {
         if (std::exchange(isCancelled, true)) {
             endAtOnce(ExitCode::Interrupted);
         }
         isTermination = isFromElsewhere;
-        cancel();
+        canceller.cancel();
     }
 
-    /// It may take its time, and a second Ctrl-C must be heard meanwhile.
-    void cancel() {
-        try {
-            canceller = std::thread([this] { source.cancel(); });
-        } catch (const std::system_error&) {
-            source.cancel();
-        }
-    }
-
-    const Concurrency::cancellation_token_source source;
     const std::shared_ptr<Bell> bell = std::make_shared<Bell>();
-    std::thread canceller;
+    Canceller canceller;
     bool isCancelled = false;
-    std::unique_ptr<EndRequests> requests =
-        std::make_unique<EndRequests>([this](bool isFromElsewhere) { hear(isFromElsewhere); });
+    // Last, so that nothing is heard any more when the others go.
+    const EndRequests requests{[this](bool isFromElsewhere) { hear(isFromElsewhere); }};
 };
 
 Signals::Signals(const Concurrency::cancellation_token_source& source)

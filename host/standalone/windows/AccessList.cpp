@@ -3,9 +3,7 @@
 #include "host/standalone/windows/AccessRules.h"
 
 #include <aclapi.h>
-#include <sddl.h>
 
-#include <array>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -14,43 +12,21 @@ namespace standalone::detail {
 
 namespace {
 
-/// For whom this thread works, as a service may for its client.
-class User {
-public:
-    explicit User(const fs::path& path) {
-        DWORD size = 0;
-        if (::GetTokenInformation(::GetCurrentThreadEffectiveToken(), TokenUser, m_bytes.data(),
-                                  static_cast<DWORD>(m_bytes.size()), &size) == 0) {
-            failSystem(path, "its user cannot be told");
-        }
-    }
-
-    PSID get() const { return reinterpret_cast<const TOKEN_USER*>(m_bytes.data())->User.Sid; }
-
-private:
-    alignas(
-        TOKEN_USER) std::array<unsigned char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> m_bytes{};
-};
+constexpr const char* noUser = "its user cannot be told";
 
 }  // namespace
 
 PrivateSecurity::PrivateSecurity(const fs::path& path)
     : m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE} {
-    const User user(path);
-    wchar_t* text = nullptr;
-    if (::ConvertSidToStringSidW(user.get(), &text) == 0) {
-        failSystem(path, "its user cannot be told");
+    const std::wstring user = textOf(CurrentUser().get());
+    if (user.empty()) {
+        failSystem(path, noUser);
     }
-    const Local<wchar_t> sid(text);
-    const std::wstring list = L"O:" + std::wstring(sid.get()) + L"D:P(A;OICI;FA;;;" + sid.get() +
-                              L")(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
-    void* descriptor = nullptr;
-    if (::ConvertStringSecurityDescriptorToSecurityDescriptorW(list.c_str(), SDDL_REVISION_1,
-                                                               &descriptor, nullptr) == 0) {
+    m_descriptor = securityFor(user);
+    if (!m_descriptor) {
         failSystem(path, "its access list cannot be made");
     }
-    m_descriptor.reset(descriptor);
-    m_attributes.lpSecurityDescriptor = descriptor;
+    m_attributes.lpSecurityDescriptor = m_descriptor.get();
 }
 
 void requirePrivate(const Descriptor& opened, const fs::path& path) {
@@ -62,7 +38,11 @@ void requirePrivate(const Descriptor& opened, const fs::path& path) {
         failSystem(path, "cannot be examined", static_cast<int>(error));
     }
     const Local<void> kept(descriptor);
-    switch (exposureOf(descriptor, User(path).get())) {
+    const CurrentUser user;
+    if (user.get() == nullptr) {
+        failSystem(path, noUser);
+    }
+    switch (exposureOf(descriptor, user.get())) {
         case Exposure::none:
             break;
         case Exposure::otherOwner:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/standalone/windows/CurrentUser.h"
 #include "host/standalone/windows/Handle.h"
 
 #include <windows.h>
@@ -8,9 +9,7 @@
 
 namespace standalone::detail {
 
-/// For what is made: its owner is the user, to whom it is open, as it is to the system and to its
-/// administrators, who could open it to themselves anyway. Nothing is inherited from above; what
-/// is made below inherits the same.
+/// The security of what is made, as securityFor() has it.
 class PrivateSecurity {
 public:
     /// `path` for messages.

@@ -4,8 +4,6 @@
 
 #include <windows.h>
 
-#include <memory>
-
 namespace standalone::detail {
 
 inline HANDLE handleOf(const Descriptor& descriptor) noexcept {
@@ -16,13 +14,6 @@ inline HANDLE handleOf(const Descriptor& descriptor) noexcept {
 inline Descriptor descriptorOf(HANDLE handle) noexcept {
     return Descriptor(reinterpret_cast<Descriptor::Value>(handle));
 }
-
-/// What the system allocates and its caller frees.
-struct LocalRelease {
-    void operator()(void* memory) const { ::LocalFree(memory); }
-};
-template <class T>
-using Local = std::unique_ptr<T, LocalRelease>;
 
 /// Virus scanners and indexers open new files for a moment, and do not share them. Tries again for
 /// a second: there is no event to wait for.

@@ -1,6 +1,7 @@
 #include "host/standalone/detail/SystemProxy.h"
 
 #include "host/standalone/detail/ProxyText.h"
+#include "host/standalone/windows/Variable.h"
 
 #include <boost/locale/encoding_utf.hpp>
 #include <windows.h>
@@ -21,21 +22,8 @@ std::string utf8(const wchar_t* text) {
 }
 
 std::optional<std::string> variable(const std::string& name) {
-    const auto wide = boost::locale::conv::utf_to_utf<wchar_t>(name);
-    std::wstring value;
-    for (DWORD size = 256; value.size() < size;) {  // another thread may make it longer meanwhile
-        value.resize(size);
-        ::SetLastError(ERROR_SUCCESS);
-        size = ::GetEnvironmentVariableW(wide.c_str(), value.data(), size);
-        if (size < value.size()) {
-            value.resize(size);
-            break;
-        }
-    }
-    if (value.empty() && ::GetLastError() == ERROR_ENVVAR_NOT_FOUND) {
-        return std::nullopt;
-    }
-    return utf8(value.c_str());
+    const auto value = wideVariable(boost::locale::conv::utf_to_utf<wchar_t>(name));
+    return value ? std::make_optional(utf8(value->c_str())) : std::nullopt;
 }
 
 /// The caller frees what the system tells.
