@@ -20,7 +20,7 @@ using auth::RequiresUserAuthException;
 /// To the user of a program that keeps asking.
 RequiresUserAuthException tooEarly(SignInMark::Clock::time_point endOfPause) {
     return RequiresUserAuthException(
-        "nobody has answered the last sign-in page, and --sign-in opens no other before " +
+        "nobody has answered the last sign-in page, and --sign-in opens no other one before " +
         timestamp(std::chrono::floor<std::chrono::seconds>(endOfPause)));
 }
 

@@ -22,7 +22,7 @@ std::string readAll(std::istream& in, const std::string& option) {
     in.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(in.gcount()));
     if (in.bad()) {
-        throw UsageError(option + ": cannot read it");
+        throw UsageError(option + ": cannot be read");
     }
     if (text.size() > longest) {
         throw UsageError(option + ": too long for a secret");

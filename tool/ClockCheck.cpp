@@ -71,15 +71,15 @@ std::vector<Check> checkClock(const FetchedJson& answer) {
         const bool isTooFar = ahead > mostAhead;
         check.result = isTooFar ? Check::Result::missing : Check::Result::advised;
         check.found = describe(ahead, "ahead of");
-        check.remedy = isTooFar ? "Set the clock that is wrong: tokens that seem to be issued more "
-                                  "than 4 s from now are refused."
-                                : "Set the clock that is wrong: tokens that name a time from which "
-                                  "on they are valid (nbf) are refused until then.";
+        check.remedy = isTooFar ? "Correct the wrong clock: tokens that seem to be issued more "
+                                  "than 4 s in the future are refused."
+                                : "Correct the wrong clock: tokens with a start of validity (nbf) "
+                                  "are refused until that time.";
     } else if (behind > mostBehind) {
         check.result = Check::Result::advised;
         check.found = describe(behind, "behind");
         check.remedy =
-            "Set the clock that is wrong: tokens seem that much older, and short-lived ones "
+            "Correct the wrong clock: tokens seem older by that much, and short-lived ones seem "
             "expired.";
     }
     return {check};

@@ -19,10 +19,10 @@ std::string footer() {
     }
     return text +
            "\n"
-           "An option that is not given is taken from its variable, shown in brackets, then from\n"
-           "the profile in " +
+           "If an option is not given, its variable (shown in brackets) is used, then the key\n"
+           "of the same name in the profile, in " +
            folderNames().usualConfigFile +
-           ", where it has the same name.\n"
+           ".\n"
            "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
 }
 

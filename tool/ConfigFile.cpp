@@ -70,7 +70,7 @@ std::optional<std::string> contentOf(const path& file) {
         refuse("cannot be read");
     }
     if (text.size() > longest) {
-        refuse("is too large");
+        refuse("is larger than 1 MiB");
     }
     return text;
 }
@@ -138,7 +138,7 @@ public:
                 config.m_defaultSource = at(entry.line) + defaultKey;
             } else {
                 refuseKey(entry, findSetting(entry.name) != nullptr
-                                     ? "belongs into the section of a profile"
+                                     ? "belongs in the section of a profile"
                                      : "no such key");
             }
         }
@@ -176,8 +176,8 @@ private:
                                 "ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos;
         if (isName && isSecret(entry.name)) {
             refuse(entry.line, entry.name +
-                                   ": a secret does not belong here; name its file by "
-                                   "client-secret-file");
+                                   ": a secret does not belong here; put it in a file and set "
+                                   "client-secret-file to the file's name");
         }
         refuse(entry.line, (isName ? entry.name + ": " : "") + reason);
     }
@@ -222,9 +222,9 @@ private:
         const bool mayBeList = kind == Kind::words || kind == Kind::texts;
         auto texts = textsOf(*entry.value);
         require(texts && (mayBeList || !entry.value->is_array()),
-                mayBeList ? "a text, or a list of texts" : "a text");
+                mayBeList ? "a string, or a list of strings" : "a string");
         require(std::none_of(texts->begin(), texts->end(), isEmptyOrCut),
-                "a text that is not empty");
+                "a string that is neither empty nor contains NUL");
         if (kind == Kind::words) {
             return {joined(*texts)};
         }
@@ -263,7 +263,7 @@ const Layer& ConfigFile::profile(const std::string& name) const {
                                     [&name](const auto& item) { return item.first == name; });
     if (found == m_profiles.end()) {
         throw UsageError(m_path.empty()
-                             ? "--profile: no home directory to find profiles in"
+                             ? "--profile: no home directory to look for profiles in"
                              : "--profile: no profile of that name in " + m_path.u8string());
     }
     return found->second;

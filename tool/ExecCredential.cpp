@@ -19,7 +19,7 @@ std::string askedVersion(const std::string& info) {
                    ? utility::conversions::to_utf8string(asked.at(name).as_string())
                    : "";
     } catch (const std::exception&) {
-        throw UsageError(std::string(infoVariable) + " is no JSON");
+        throw UsageError(std::string(infoVariable) + " is not JSON");
     }
 }
 

@@ -39,7 +39,7 @@ std::optional<Concurrency::task<void>> confirmIssuer(
             if (!configuration.has_string_field(name) ||
                 utility::conversions::to_utf8string(configuration.at(name).as_string()) != issuer) {
                 throw std::runtime_error("the configuration at " + url +
-                                         " is not that of --issuer");
+                                         " does not name the issuer given by --issuer");
             }
         },
         cancellation);

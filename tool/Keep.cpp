@@ -132,7 +132,7 @@ private:
         const Duration life = lifeOf(token);
         m_replaceAt =
             Moment(isFresh ? ageToReplace(life, std::chrono::minutes(m_minValidity)) : Duration());
-        tellServiceManager("READY=1\nSTATUS=" + m_file.path().u8string() + " serves until " +
+        tellServiceManager("READY=1\nSTATUS=" + m_file.path().u8string() + " is valid until " +
                            timestamp(Moment(life).system()));
     }
 
@@ -146,7 +146,7 @@ private:
 
     Moment afterSuccess() {
         if (m_replaceAt.hasCome()) {
-            return pause("the provider's tokens are expired when they come");
+            return pause("the provider's tokens have already expired when they arrive");
         }
         m_failures = 0;
         return nextLook();
@@ -162,7 +162,7 @@ private:
         }
         // Before that only somebody who signs in can help.
         m_replaceAt = Moment(lifeOf(*made.token));
-        tell(outcomeOf(made.failure).message + "; the last token serves until " +
+        tell(outcomeOf(made.failure).message + "; the last token is valid until " +
              timestamp(m_replaceAt.system()));
         return nextLook();
     }
@@ -218,14 +218,14 @@ void addKeep(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<KeepOptions>();
     CLI::App* const command = app.add_subcommand(
         "keep",
-        "Keep a file with a fresh token, for programs that read one\n"
-        "The token is replaced long before it expires: after half to two thirds of its life, as "
-        "--min-validity demands. Readers find the old file or the new one, never a part of either. "
-        "While the provider cannot be reached, it is asked again and again. The command runs until "
-        "SIGTERM, which ends it with success, or Ctrl-C.");
+        "Keep a fresh token in a file, for programs that read it there\n"
+        "The token is replaced long before it expires: after half to two thirds of its life, "
+        "depending on --min-validity. Readers see either the old file or the new one, never a "
+        "partial one. While the provider cannot be reached, the request is repeated. The command "
+        "runs until SIGTERM, which ends it with success, or Ctrl-C.");
     command
         ->add_option("FILE", options->file,
-                     "The file to keep, in a folder that exists. Only this user can read it")
+                     "The file to write, in an existing folder. Only this user can read the file")
         ->required()
         ->type_name("");
     options->output.addTo(*command);

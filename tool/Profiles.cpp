@@ -160,11 +160,11 @@ void addProfiles(CLI::App& app, std::function<void()>& chosen) {
         "profiles", std::string("List the profiles with the state of their tokens\n"
                                 "A profile is a section of ") +
                         folderNames().usualConfigFile +
-                        ". A star marks the default one. The providers are not asked.");
+                        ". A star marks the default profile. The providers are not contacted.");
     addJson(*command, options->json, "Print the list as JSON");
     command
         ->add_flag("--names", options->names,
-                   "Print the names only, one on a line; the tokens are not looked at")
+                   "Print only the names, one per line; the tokens are not read")
         ->excludes(command->get_option("--json"));
     command->footer(
         "Example: a file with one profile\n"

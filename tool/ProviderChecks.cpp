@@ -92,8 +92,8 @@ private:
 
 /// What a document leaves out its provider may still do; what it denies no copy mends.
 const char* const addToCopy =
-    "Where the provider has it all the same, serve an amended copy of the configuration that says "
-    "so, and give its URL as --config-url.";
+    "If the provider supports it anyway, serve an amended copy of the configuration that says so, "
+    "and give its URL as --config-url.";
 
 class ConfigurationChecks {
 public:
@@ -104,21 +104,19 @@ public:
         const auto found = text(m_configuration, _XPLATSTR("issuer"));
         const std::string shown = found.value_or("nothing");
         add(Use::any, required(found.has_value()), "issuer", "a text", shown,
-            "An amended copy of the configuration can name what the provider's tokens have as "
-            "iss.");
+            "In an amended copy of the configuration, set it to the iss of the provider's tokens.");
         if (!m_asked.issuer.empty()) {
             add(Use::any, required(found == m_asked.issuer), "--issuer", m_asked.issuer, shown,
-                "If that is the provider that you mean, give its issuer exactly so; an amended "
-                "copy "
-                "wants --config-url.");
+                "If this is the right provider, give its issuer exactly as found. For an amended "
+                "copy, use --config-url.");
         } else if (found) {
             ProviderAddress usual;
             usual.issuer = *found;
             const std::string expected = usual.url();
             add(Use::any, advised(expected == m_asked.configUrl), "configuration URL", expected,
                 m_asked.configUrl,
-                "An amended copy is elsewhere, and serves. Otherwise make sure that it is the "
-                "issuer that you mean.");
+                "This is normal for an amended copy. Otherwise make sure that this is the issuer "
+                "that you mean.");
         }
     }
 
@@ -136,8 +134,8 @@ public:
         const auto found = text(m_configuration, _XPLATSTR("token_endpoint"));
         if (found && isHttp(*found) && !web::uri(to_string_t(*found)).query().empty()) {
             add(Use::any, Result::advised, "token_endpoint", "no query: it is not sent", *found,
-                "Where the provider has the same endpoint without a query, an amended copy of the "
-                "configuration can name it.");
+                "If the provider has the same endpoint without a query, name that in an amended "
+                "copy of the configuration.");
         }
     }
 
@@ -149,7 +147,7 @@ public:
                       exposed.end());
         add(Use::any, advised(exposed.empty()), "encryption", "https, except on this machine",
             exposed.empty() ? "https, except on this machine" : quoted(exposed),
-            "Switch on https at the provider: secrets and tokens can be read on the way.");
+            "Enable https at the provider: others can read secrets and tokens in transit.");
     }
 
     /// A provider behind a proxy that does not know its own address names one inside.
@@ -167,8 +165,8 @@ public:
         if (!others.empty()) {
             add(Use::any, Result::advised, "hosts", hostOf(*issuer) + ", as the issuer's",
                 quoted(others),
-                "Some providers have several. Otherwise tell the provider its public address: it "
-                "may stand behind a proxy.");
+                "Some providers use several hosts. Otherwise set the provider's public address in "
+                "its configuration: it may be behind a proxy.");
         }
     }
 
@@ -184,17 +182,17 @@ public:
         const utility::string_t name = _XPLATSTR("scopes_supported");
         const Offer offer(m_configuration, name);
         add(Use::any, required(offer.isThere()), to_utf8string(name), "a list", offer.found(),
-            "An amended copy of the configuration can list them.");
+            "List them in an amended copy of the configuration.");
         const Texts asked = words(m_asked.scopes);
         if (asked.empty()) {
             return;
         }
         const bool hasOpenid = std::find(asked.begin(), asked.end(), "openid") != asked.end();
         add(Use::login, required(hasOpenid), "scopes to ask for", "\"openid\"", quoted(asked),
-            "Add it to --scopes: without it a provider gives no ID token.");
+            "Add openid to --scopes: without it a provider issues no ID token.");
         list(Use::any, advised, name, asked,
-             "Define the scope at the provider and allow it for the client; some have more than "
-             "they list.");
+             "Define the scope at the provider and allow it for the client. Some providers accept "
+             "scopes that they do not list.");
     }
 
     /// Demands of the provider that make it refuse the library's authorization requests.
@@ -203,7 +201,8 @@ public:
                                              _XPLATSTR("require_signed_request_object")}) {
             if (m_configuration.has_boolean_field(name) && m_configuration.at(name).as_bool()) {
                 add(Use::login, Result::missing, to_utf8string(name), "false", "true",
-                    "Switch it off: the authorization request goes out as a plain URL.");
+                    "Disable it at the provider: the authorization request is sent as a plain "
+                    "URL.");
             }
         }
     }
@@ -270,24 +269,24 @@ std::vector<Check> checkConfiguration(const Json& configuration, const Asked& as
     const utility::string_t grants = _XPLATSTR("grant_types_supported");
     const utility::string_t authentication = _XPLATSTR("token_endpoint_auth_methods_supported");
     checks.list(Use::login, required, _XPLATSTR("response_types_supported"), {"code id_token"},
-                "Switch on the hybrid flow at the provider, or the implicit flow beside that of "
-                "codes. One that has no hybrid flow cannot be used.");
+                "Enable the hybrid flow at the provider, or the implicit flow in addition to the "
+                "code flow. A provider without the hybrid flow cannot be used.");
     checks.list(Use::login, required, _XPLATSTR("response_modes_supported"), {"form_post"},
-                "Switch it on at the provider. One that cannot post forms cannot be used.");
+                "Enable it at the provider. A provider without form_post cannot be used.");
     checks.list(Use::login, required, grants, {"authorization_code", "refresh_token"},
-                "Switch on these grants at the provider.");
+                "Enable these grants at the provider.");
     checks.list(Use::login, required, _XPLATSTR("id_token_signing_alg_values_supported"), {"RS256"},
                 "Give the provider an RSA key, and have it sign ID tokens with RS256.");
     checks.list(Use::login, advised, _XPLATSTR("code_challenge_methods_supported"), {"S256"},
-                "Switch on PKCE at the provider. It is used in any case, and guards the sign-in "
-                "only where the provider checks it.");
+                "Enable PKCE at the provider. PKCE is always used, but protects the sign-in only "
+                "if the provider checks it.");
     checks.list(Use::login, advised, authentication, {"none"},
-                "Register a public client, also called native: it redeems codes without a secret.");
+                "Register a public (native) client: it redeems codes without a secret.");
     checks.plainRequests();
     checks.list(Use::serviceToken, required, grants, {"client_credentials"},
-                "Switch on this grant at the provider; some call it service accounts.");
+                "Enable this grant at the provider; some call it service accounts.");
     checks.list(Use::serviceToken, advised, authentication, {"client_secret_post"},
-                "Register the client so that it sends its secret in the body.");
+                "Register the client so that it sends its secret in the request body.");
     return checks.take();
 }
 
@@ -303,8 +302,9 @@ std::vector<Check> checkSigningKeys(const Json& keySet) {
                      needs,      found,  result == Result::ok ? "" : remedy};
     };
     if (!keySet.has_array_field(_XPLATSTR("keys"))) {
-        return {check(Result::missing, "a list of keys", "nothing",
-                      "This is not a key set: compare jwks_uri with the provider's pages.")};
+        return {
+            check(Result::missing, "a list of keys", "nothing",
+                  "This is not a key set: compare jwks_uri with the provider's documentation.")};
     }
     const web::json::array& keys = keySet.at(_XPLATSTR("keys")).as_array();
     const auto count = [&keys](const auto& has) {
@@ -319,7 +319,7 @@ std::vector<Check> checkSigningKeys(const Json& keySet) {
     };
     const char* const copyKeys =
         "No setting is known to help. An amended copy of the keys, named by an amended copy of the "
-        "configuration, serves until the provider changes its keys.";
+        "configuration, works until the provider changes its keys.";
     return {
         check(required(readable == keys.size()), "kty and use in all",
               of(readable, keys.size(), "have kty and use"), copyKeys),

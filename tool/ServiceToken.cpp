@@ -100,12 +100,12 @@ std::unique_ptr<TokenSource> openServiceTokens(const RequestOptions& request,
 
 void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<ServiceTokenOptions>();
-    CLI::App* const command = app.add_subcommand(
-        "service-token",
-        "Print an access token for a service\n"
-        "The token comes by the client credentials grant. A stored token is printed while it is "
-        "valid; otherwise the provider is asked, and the new token is stored. Standard output "
-        "carries nothing but the token.");
+    CLI::App* const command =
+        app.add_subcommand("service-token",
+                           "Print an access token for a service\n"
+                           "The token is requested with the client credentials grant. A stored "
+                           "token is printed while it is valid; otherwise a new one is requested "
+                           "and stored. Only the token is written to standard output.");
     options->request.addTo(*command);
     options->output.addTo(*command);
     addJson(*command, options->request.json, "Short for --output json");

@@ -149,7 +149,7 @@ void SettingsOf::fill(const Layer& layer) {
             }
             for (const auto& [other, source] : filled) {
                 if (isRivalOf(other)) {
-                    throw UsageError(given.source + ": does not go together with " + source);
+                    throw UsageError(given.source + ": cannot be used together with " + source);
                 }
             }
             set(*option, given);

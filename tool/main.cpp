@@ -66,14 +66,14 @@ bool is(const CLI::Error& error) {
 std::string textOf(const CLI::App* app, const CLI::Error& error) {
     if (is<CLI::ExtrasError>(error)) {
         return unexpected(app->remaining(true)) +
-               (app->got_subcommand("exec") ? "; the program stands behind --" : "");
+               (app->got_subcommand("exec") ? "; put -- before the program" : "");
     }
     if (is<CLI::ValidationError>(error)) {
         const std::string text = error.what();  // the option, a colon, and the value
         return text.substr(0, text.find(':')) + ": that value is not allowed";
     }
     if (is<CLI::ConversionError>(error)) {
-        return "a value is not understood";
+        return "a value cannot be parsed";
     }
     return error.what();  // of the names of options
 }
@@ -132,7 +132,7 @@ ExitCode run(int argc, char** argv) {
             refuseEmptyArguments(argc, argv);
             app->parse(argc, argv);
             if (!program.empty() && !tool::takesProgram(*app->get_subcommands().front())) {
-                throw CLI::ArgumentMismatch("only exec takes a program behind --");
+                throw CLI::ArgumentMismatch("only exec takes a program after --");
             }
         } catch (const CLI::ParseError& error) {
             if (app->exit(error) != 0) {

@@ -91,7 +91,7 @@ test('a user is told of a refresh token that was used before', async (t) => {
     assert.equal(saysAtLast(await app.run(refreshing), text), 3);
 });
 
-test('a user is told which claim of a token was not as it must be', async (t) => {
+test('a user is told which claim of a token was missing or wrong', async (t) => {
     const configuration = await (await fetch(provider.configUrl)).json();
     const amended = createServer((_, response) => {
         response.writeHead(200, { 'Content-Type': 'application/json' });
@@ -99,7 +99,7 @@ test('a user is told which claim of a token was not as it must be', async (t) =>
     });
     const app = await App.make(t, `http://${await listen(t, amended)}/`);
     const { code, stderr } = await app.signIn();
-    const says = /^oidcauth: auth code response validation failed: iss is missing or not as it must be; the token has (.*)\n$/m;
+    const says = /^oidcauth: auth code response validation failed: iss is missing or wrong; the token has (.*)\n$/m;
     const [, claims] = stderr.match(says);
     assert.deepEqual([code, claims.split(', ').includes('aud')], [4, true]);
     assert.ok(!stderr.includes(`"${configuration.issuer}"`), stderr);

@@ -110,7 +110,7 @@ describe('keep', { concurrency: true }, () => {
         await first.stop();
         // It knows no refresh token of the first.
         const second = await startProvider(t, '--access-token-ttl', '10', '--port', port);
-        await child.says.match(/unable to refresh token.*run oidcauth login.*; the last token serves until/);
+        await child.says.match(/unable to refresh token.*run oidcauth login.*; the last token is valid until/);
         last = app.content();
         assert.ok(Date.now() < claims(last).exp * 1000);
         await app.signIn(['login', '--force']);
@@ -124,7 +124,7 @@ describe('keep', { concurrency: true }, () => {
         assert.ok(Date.now() >= claims(app.content()).exp * 1000, 'too early');
     });
 
-    test('tokens that are expired when they come are not asked for again and again', async (t) => {
+    test('tokens that have expired on arrival are not requested again and again', async (t) => {
         let asked = 0;
         const server = fakeProvider((_, response) => {
             const access_token = `token-${(asked += 1)}`;
@@ -132,7 +132,7 @@ describe('keep', { concurrency: true }, () => {
         });
         const command = service(t, `http://${await listen(t, server)}/`);
         const child = command.keep(['--service']);
-        await child.says.match(/(.*expired when they come; trying again.*\n){4}/);
+        await child.says.match(/(.*have already expired when they arrive; trying again.*\n){4}/);
         assert.ok(asked <= 8, `${asked} times`);
         assert.match(command.content(), /^token-\d$/);
         child.kill();
@@ -186,7 +186,7 @@ describe('keep', { concurrency: true }, () => {
             await delay(300); // for what must not come
             assert.equal(told, 'bound\n');
             provider.resume();
-            await said(/<READY=1\nSTATUS=.* serves until 2.*Z>$/);
+            await said(/<READY=1\nSTATUS=.* is valid until 2.*Z>$/);
             assert.ok(isWhole(command.content()));
             child.kill();
             assert.equal((await child.result).code, 0);
@@ -221,7 +221,7 @@ describe('keep', { concurrency: true }, () => {
         ]) {
             const ended = await command.run(['keep', file, '--service']);
             assert.equal(ended.code, code, `${file}: ${ended.stderr}`);
-            assert.match(ended.stderr, code === 2 ? / is no regular file$/m : /the folder cannot be opened: /);
+            assert.match(ended.stderr, code === 2 ? / is not a regular file$/m : /the folder cannot be opened: /);
         }
         assert.deepEqual(provider.requests(), []);
     });

@@ -76,18 +76,18 @@ for (const { what, args = [], env = {}, asks } of [
 
 for (const { text, says, args = ['--profile', 'p'], mode = 0o644 } of [
     { text: '[p]\nclient-id = "c"\nclientid = "c"', says: ':3: clientid: no such key' },
-    { text: 'client-id = "c"', says: ':1: client-id: belongs into the section of a profile' },
+    { text: 'client-id = "c"', says: ':1: client-id: belongs in the section of a profile' },
     { text: '[p]\nprofile = "q"', says: ':2: profile: no such key' },
     { text: '[p]\n"x y" = 1', says: ':2: no such key' },
     { text: '[p]\nmin-validity = "5"', says: ':2: min-validity: must be a whole number' },
     { text: '[p]\nmin-validity = -1', says: ':2: min-validity: that value is not allowed' },
     { text: '[p]\nkeyring = "yes"', says: ':2: keyring: must be true or false' },
-    { text: '[p]\nclient-id = ["c"]', says: ':2: client-id: must be a text' },
-    { text: '[p]\nscopes = ["a", 1]', says: ':2: scopes: must be a text, or a list of texts' },
-    { text: '[p]\nscopes = []', says: ':2: scopes: must be a text, or a list of texts' },
-    { text: '[p]\nclient-id = ""', says: ':2: client-id: must be a text that is not empty' },
-    { text: '[p]\nclient-id = "c\\u0000"', says: ':2: client-id: must be a text that is not empty' },
-    { text: '[p]\nstore = "s"\nkeyring = true', says: ':3: keyring: does not go together with ' },
+    { text: '[p]\nclient-id = ["c"]', says: ':2: client-id: must be a string' },
+    { text: '[p]\nscopes = ["a", 1]', says: ':2: scopes: must be a string, or a list of strings' },
+    { text: '[p]\nscopes = []', says: ':2: scopes: must be a string, or a list of strings' },
+    { text: '[p]\nclient-id = ""', says: ':2: client-id: must be a string that is neither empty nor contains NUL' },
+    { text: '[p]\nclient-id = "c\\u0000"', says: ':2: client-id: must be a string that is neither empty nor contains NUL' },
+    { text: '[p]\nstore = "s"\nkeyring = true', says: ':3: keyring: cannot be used together with ' },
     { text: '[p]\nconfig-url = "ftp://x/"', says: ':2: config-url: the scheme must be https' },
     { text: `[p]\nclient-secret = '${secret}'`, says: ':2: client-secret: a secret does not belong here' },
     { text: '[q.r]\nclient-id = "c"', says: ':1: r: no such key' },
@@ -161,7 +161,7 @@ test('a flag that a variable takes back excludes nothing', onLinux, async (t) =>
     chmodSync(dirname(file), 0o700);
     writeFileSync(`${dirname(file)}/token`, 'no token', { mode: 0o600 });
     const { code, stderr } = await command.run(['status', '--profile', 'p']);
-    assert.deepEqual([code, stderr.includes(`${dirname(file)}/token: no token record`)], [6, true], stderr);
+    assert.deepEqual([code, stderr.includes(`${dirname(file)}/token: the token record is damaged`)], [6, true], stderr);
 });
 
 test('profiles tell of one that cannot be used, and of none', async (t) => {
@@ -185,7 +185,7 @@ test('the configuration must name the issuer', async (t) => {
         provider.requests();
         const { code: ended, stderr } = await service.run(['--issuer', given]);
         assert.equal(ended, code, stderr);
-        assert.match(stderr, code ? /is not that of --issuer/ : /^$/);
+        assert.match(stderr, code ? /does not name the issuer given by --issuer/ : /^$/);
         const posts = provider.requests().filter(({ method }) => method === 'POST');
         assert.equal(posts.length, code ? 0 : 1, 'the secret was sent to a strange provider');
     }

@@ -53,7 +53,7 @@ bool holdsCertificate(const std::filesystem::path& file) {
 
 void trustAuthorities(const std::filesystem::path& file) {
     if (!holdsCertificate(file)) {  // which the HTTP library would pass over in silence
-        throw UsageError("--ca-file: no certificate can be read from it");
+        throw UsageError("--ca-file: no PEM certificate can be read from that file");
     }
     if (!replaced()) {
         replaced() = readVariable(authoritiesVariable);

@@ -40,14 +40,14 @@ void requireReplaceable(const Descriptor& folder, const fs::path& file) {
     struct stat status {};
     if (::fstatat(folder.get(), file.filename().c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         !S_ISREG(status.st_mode)) {
-        throw UsageError(file.string() + " is no regular file");
+        throw UsageError(file.string() + " is not a regular file");
     }
 }
 
 void synchronize(const Descriptor& descriptor, const fs::path& path) {
     // EINVAL: a file system whose folders need no fsync.
     if (::fsync(descriptor.get()) != 0 && errno != EINVAL) {
-        fail(path, "cannot be brought to the disk");
+        fail(path, "cannot be flushed to disk");
     }
 }
 
@@ -73,7 +73,7 @@ public:
                                 O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                                 fileMode)) {
         if (m_descriptor.get() < 0) {
-            fail(file, "no new file can be made beside it");
+            fail(file, "no temporary file can be created beside it");
         }
     }
 
@@ -137,7 +137,7 @@ fs::path sessionFolder() {
 
 TokenFile::TokenFile(const fs::path& file) : m_file(fs::absolute(file)) {
     if (!m_file.has_filename()) {
-        throw UsageError(file.string() + " is no regular file");
+        throw UsageError(file.string() + " is not a regular file");
     }
     requireReplaceable(Descriptor(openFolder(m_file.parent_path())), m_file);
 }
@@ -156,13 +156,13 @@ void TokenFile::replace(const std::string& text) const {
             return;
         }
     }
-    fail(m_file, "is being written by too many at once", EBUSY);
+    fail(m_file, "is being written by too many processes at once", EBUSY);
 }
 
 PrivateFolder::PrivateFolder() {
     std::string name = sessionFolder() / "oidcauth-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr) {
-        fail(name, "cannot be made");
+        fail(name, "cannot be created");
     }
     m_path = name;
 }

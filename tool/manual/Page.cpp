@@ -72,7 +72,7 @@ std::string notesOf(const OptionFacts& option) {
     if (!option.words.empty()) {
         notes += ' ' + option.value + (option.takesOtherWords ? " can be " : " is one of ") +
                  listOf(option.words, option.takesOtherWords ? "or" : "and") +
-                 (option.takesOtherWords ? ", or whatever else the provider knows." : ".");
+                 (option.takesOtherWords ? ", or another value that the provider supports." : ".");
     }
     if (!option.standard.empty()) {
         notes += " Default: " + option.standard + '.';

@@ -8,8 +8,8 @@ namespace tool {
 /// overlook what it finds would be to send secrets before anybody has looked.
 void trustAuthorities(const std::filesystem::path& /*file*/) {
     throw UsageError(
-        "--ca-file: not on Windows, which trusts the authorities of its certificate stores; add "
-        "this one there: certutil -user -addstore Root FILE");
+        "--ca-file: not supported on Windows, which trusts the authorities in its certificate "
+        "stores; add this one there: certutil -user -addstore Root FILE");
 }
 
 void restoreAuthorities() {}

@@ -51,7 +51,7 @@ std::optional<std::string> remedyForOtherWriters(const std::filesystem::path& fi
     if (!canWrite) {
         return std::nullopt;
     }
-    return "take that from them: icacls FILE /reset, then icacls FILE /inheritance:r /grant:r "
+    return "remove their permission: icacls FILE /reset, then icacls FILE /inheritance:r /grant:r "
            "\"%USERNAME%:F\"";
 }
 

@@ -153,7 +153,7 @@ int Program::run(const SignalRelay& /*relay*/) const {
     }
     if (isBatchFile(file)) {
         throw ProgramError(ExitCode::ProgramNotExecutable,
-                           m_command.front() + ": a batch file, which only cmd runs; by cmd /c");
+                           m_command.front() + ": a batch file: run it with cmd /c");
     }
     std::wstring line = commandLine(m_command);
     std::wstring environment = environmentWith(m_changes);

@@ -28,7 +28,7 @@ void requireReplaceable(const fs::path& file) {
         FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE;
     const DWORD attributes = ::GetFileAttributesW(file.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & others) != 0) {
-        throw UsageError(file.u8string() + " is no regular file");
+        throw UsageError(file.u8string() + " is not a regular file");
     }
 }
 
@@ -44,7 +44,7 @@ void requireAccessLists(const Handle& handle, const fs::path& path) {
     if (::GetVolumeInformationByHandleW(handle.get(), nullptr, 0, nullptr, nullptr, &features,
                                         nullptr, 0) != 0 &&
         (features & FILE_PERSISTENT_ACLS) == 0) {
-        fail(path, "this file system keeps nothing to its user", ERROR_NOT_SUPPORTED);
+        fail(path, "this file system has no access lists", ERROR_NOT_SUPPORTED);
     }
 }
 
@@ -74,12 +74,12 @@ public:
         Handle handle(::CreateFileW(m_path.c_str(), GENERIC_WRITE, 0, m_access.get(), CREATE_NEW,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!handle) {
-            return outcome("no new file can be made beside it");
+            return outcome("no temporary file can be created beside it");
         }
         requireAccessLists(handle, m_file);
         writeAll(handle, text, m_file);
         if (::FlushFileBuffers(handle.get()) == 0) {
-            fail(m_file, "cannot be brought to the disk");
+            fail(m_file, "cannot be flushed to disk");
         }
         handle = Handle();
         // Another writer may take it away now, and put its own in the place: each is whole.
@@ -120,7 +120,7 @@ fs::path temporaryName() {
 
 TokenFile::TokenFile(const fs::path& file) : m_file(fs::absolute(file)) {
     if (!m_file.has_filename()) {
-        throw UsageError(file.u8string() + " is no regular file");
+        throw UsageError(file.u8string() + " is not a regular file");
     }
     if (!fs::is_directory(m_file.parent_path())) {
         fail(m_file.parent_path(), "the folder cannot be opened", ERROR_PATH_NOT_FOUND);
@@ -151,7 +151,7 @@ void TokenFile::replace(const std::string& text) const {
 PrivateFolder::PrivateFolder() : m_path(temporaryName()) {
     UserOnly access;
     if (::CreateDirectoryW(m_path.c_str(), access.get()) == 0) {
-        fail(m_path, "cannot be made");
+        fail(m_path, "cannot be created");
     }
 }
 
