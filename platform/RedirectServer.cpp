@@ -92,12 +92,13 @@ private:
                 m_context.run();
                 return;
             } catch (...) {  // NOLINT(bugprone-empty-catch)
-                // A connection that nothing is going on any more for is closed by now.
+                // A connection without a pending operation has been closed by now.
             }
         }
     }
 
-    /// What threw may have been about to await the next peer, and may have left nothing to do.
+    /// The exception may have interrupted a call that was about to await the next peer; then
+    /// nothing would be left to run.
     void resume() {
         m_context.restart();
         for (Door& door : m_doors) {
@@ -146,7 +147,7 @@ private:
         pause(door);
     }
 
-    /// The peer still waits to be accepted, so that trying again at once would spin.
+    /// The peer is still waiting to be accepted, so retrying at once would spin.
     void pause(Door& door) {
         door.pause.expires_after(pauseAfterFailure);
         door.pause.async_wait([this, &door](const error_code&) {
@@ -159,7 +160,7 @@ private:
     }
 
     void close() {
-        // What is queued already finds its socket closed.
+        // Handlers that are already queued find their sockets closed.
         for (Door& door : m_doors) {
             error_code ignored;
             door.acceptor.close(ignored);

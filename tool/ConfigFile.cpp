@@ -26,7 +26,7 @@ using Kind = Setting::Kind;
 
 constexpr const char* defaultKey = "default-profile";
 
-/// A key with its value, and the line on which it stands.
+/// A key with its value and line number.
 struct Entry {
     std::string name;
     const toml::node* value;
@@ -44,8 +44,8 @@ std::vector<Entry> entriesOf(const toml::table& table) {
     return entries;
 }
 
-/// Nothing where there is no file. Whoever can write it decides where the user signs in, and where
-/// tokens are sent.
+/// Empty if there is no file. A file that others can write is refused: it decides where the user
+/// signs in and where tokens are sent.
 std::optional<std::string> contentOf(const path& file) {
     constexpr std::size_t longest = std::size_t{1} << 20U;
     std::error_code error;
@@ -113,7 +113,7 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-/// An empty text would count as none, and one with a NUL would be cut there.
+/// An empty text would count as missing, and a text with a NUL would be cut there.
 bool isEmptyOrCut(const std::string& text) {
     return text.empty() || text.find('\0') != std::string::npos;
 }
@@ -169,7 +169,7 @@ private:
         return m_file.u8string() + ':' + std::to_string(line) + ": ";
     }
 
-    /// A key that looks like no name may be a secret itself: it is not shown.
+    /// A key with unusual characters may itself be a secret: it is not shown.
     [[noreturn]] void refuseKey(const Entry& entry, const std::string& reason) const {
         const bool isName = entry.name.find_first_not_of(
                                 "abcdefghijklmnopqrstuvwxyz-_"
@@ -228,7 +228,7 @@ private:
         if (kind == Kind::words) {
             return {joined(*texts)};
         }
-        if (kind == Kind::path) {  // wherever the command is called
+        if (kind == Kind::path) {  // relative to this file, wherever the command is called
             return {(m_file.parent_path() / withHome(std::filesystem::u8path(texts->front())))
                         .u8string()};
         }

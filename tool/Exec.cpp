@@ -17,7 +17,7 @@ namespace {
 
 struct ExecOptions {
     SourceOptions source;
-    std::string variable;  // empty: the usual one
+    std::string variable;  // empty: the default
     bool inFile = false;
 
     std::string variableName() const {
@@ -41,10 +41,10 @@ std::string tokenOf(const SourceOptions& options) {
     return output.text(freshToken(*source, options.kind(), options.request.minValidity));
 }
 
-/// How the program ended.
+/// Returns how the program ended.
 int runWithFile(Program& program, const Inheritance& inheritance, const std::string& variable,
                 const std::string& token) {
-    const SignalRelay relay;  // none must end this process and leave the file behind
+    const SignalRelay relay;  // no signal may end this process and leave the file behind
     const PrivateFolder folder;
     const auto file = folder.path() / "token";
     TokenFile(file).replace(token);
@@ -61,7 +61,7 @@ int runWithFile(Program& program, const Inheritance& inheritance, const std::str
     checkVariable(variable);
     const Inheritance inheritance;
     const std::string token = tokenOf(options.source);
-    restoreAuthorities();  // nobody asks for them any more
+    restoreAuthorities();  // no request follows
     Program program(command);
     program.unset(clientSecretVariable);
     if (!options.source.secret.environmentVariable.empty()) {

@@ -41,7 +41,7 @@ constexpr std::array explanations{
     Explanation{"cannot listen on", ExitCode::Unexpected, "give another one with --redirect-url"},
 };
 
-/// What is known of the reason; empty where nothing is.
+/// The reason for the failure, if it is known; otherwise empty.
 std::string reasonOf(const OIDCError& failure) {
     const std::string& error = failure.providerError();
     if (!error.empty()) {
@@ -57,7 +57,7 @@ std::string reasonOf(const OIDCError& failure) {
 }
 
 Outcome explained(const std::string& text, const std::string& reason) {
-    if (text.empty()) {  // of the JWT library, whose only such exception this is
+    if (text.empty()) {  // the only such exception is the JWT library's
         return {ExitCode::ProviderRefused, "a number in a token is out of range"};
     }
     const auto* const known =
@@ -81,7 +81,7 @@ const char* networkAdvice(const std::string& text) {
     return " (check the provider's URL, the network and the proxy settings)";
 }
 
-/// Those of other libraries tell what is wrong with a provider's answer.
+/// Codes of other libraries describe errors in a provider's answer.
 bool isOfSystem(const std::error_code& code) {
     return code.category() == std::generic_category() || code.category() == std::system_category();
 }
@@ -92,7 +92,7 @@ Outcome ofSystem(const std::error_code& code, const std::string& text) {
             text + (isThreads ? " (no more threads can be created; see ulimit -u)" : "")};
 }
 
-/// Empty for a number that is none of them. The compiler misses a code that stands not here.
+/// Empty for a number that is not an exit code. The compiler warns if one is missing here.
 const char* meaningOf(ExitCode code) {
     switch (code) {
         case ExitCode::Success:
@@ -119,14 +119,14 @@ const char* meaningOf(ExitCode code) {
     return "";
 }
 
-/// Of an exception of the HTTP library.
+/// For an exception of the HTTP library.
 ExitCode codeOf(OIDCError::Kind kind) {
     switch (kind) {
         case OIDCError::Kind::wrongAnswer:
             return ExitCode::ProviderRefused;
         case OIDCError::Kind::notReached:
             return ExitCode::Network;
-        default:  // for want of something on this machine
+        default:  // this machine lacks something
             return ExitCode::Unexpected;
     }
 }
@@ -173,7 +173,7 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const std::bad_alloc&) {
         return {ExitCode::Unexpected, "out of memory"};
     } catch (const boost::system::system_error& error) {
-        // Of Boost's network library, which is used for nothing that a provider answers.
+        // From Boost's network library, which handles nothing that a provider answers.
         return ofSystem({error.code().value(), std::generic_category()}, error.what());
     } catch (const std::system_error& error) {
         return isOfSystem(error.code()) ? ofSystem(error.code(), error.what())

@@ -14,7 +14,7 @@ namespace tool {
 
 namespace {
 
-/// Whether something is there to be removed, which needs not be of use.
+/// Whether there is something to remove, even if it is damaged.
 bool isKept(RecordStore& store) {
     std::vector<std::uint8_t> bytes;
     try {

@@ -25,7 +25,7 @@ using LoggingUtilities::ELogLevel;
 
 namespace {
 
-/// What was given stays out of the message: it may be a secret in the wrong place, or hold one.
+/// The value stays out of the message: it may be, or contain, a secret in the wrong place.
 void checkUrl(const std::string& option, const std::string& url,
               const std::vector<utility::string_t>& schemes, const std::string& schemesText) {
     const auto refuse = [&](const std::string& reason) {
@@ -134,9 +134,9 @@ std::unique_ptr<RecordStore> RecordOptions::makeStore() const {
     if (none) {
         return std::make_unique<MemoryRecord>();
     }
-    const auto path = file();  // looked up for the keyring too: it tells whether all is given
+    const auto path = file();  // needed for the keyring too: it throws if something is missing
     if (keyring) {
-        // A line feed stands in no client id: no two records share an entry.
+        // A client id has no line feed, so no two records share an entry.
         const bool isOwn = !provider.profile.empty();
         return std::make_unique<RecordIn<standalone::SecretKeyring>>(standalone::KeyringEntry{
             provider.url(), clientId + (isOwn ? '\n' + provider.profile : ""),
@@ -200,9 +200,9 @@ void RequestOptions::prepare() const {
 
 std::shared_ptr<LoggingUtilities::CLogger> RequestOptions::logger() const {
     if (json && verbosity == 0) {
-        return nullptr;  // a failure is one object on standard error
+        return nullptr;  // a failure is printed as one JSON object on standard error
     }
-    // What is only tolerated is of no use by itself: it comes with the steps around it.
+    // Warnings are of no use alone: they are shown together with the steps around them.
     constexpr std::array levels{ELogLevel::Error, ELogLevel::Detail, ELogLevel::Flow};
     const auto level =
         std::min<std::size_t>(static_cast<std::size_t>(verbosity), levels.size() - 1);

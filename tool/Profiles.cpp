@@ -24,14 +24,14 @@ namespace {
 
 using web::json::value;
 
-/// One profile, with what is known of its token.
+/// One profile with the state of its token.
 struct Listed {
     std::string name;
     bool isDefault = false;
     std::string client;
     std::string provider;
     std::string store;
-    std::string state;  ///< for people, and programs
+    std::string state;  ///< for people and for programs
     std::string problem;
     std::optional<auth::COIDCToken> token;
 };
@@ -53,7 +53,7 @@ void lookAtToken(const RecordOptions& record, Listed& listed) {
     listed.state = !isExpired ? "valid" : canRefresh ? "refreshable" : "expired";
 }
 
-/// By what stands in the profile alone: this lists the file, whatever the environment says.
+/// Uses only the profile itself: the list shows the file, regardless of the environment.
 Listed lookAt(const ConfigFile& file, const std::string& name) {
     Listed listed;
     listed.name = name;
@@ -98,7 +98,7 @@ std::string tableOf(const std::vector<Listed>& profiles) {
         table.add({(listed.isDefault ? "* " : "  ") + listed.name, listed.client, listed.provider,
                    stateText(listed)});
     }
-    // A profile stays on its line: that is what programs such as grep look for.
+    // Each profile stays on one line, so that it can be found with grep.
     return table.text(0, false);
 }
 

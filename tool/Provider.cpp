@@ -32,7 +32,7 @@ constexpr const char* serviceToken = "service-token";
 struct ProviderOptions {
     ProviderAddress address;
     std::string scopes;
-    std::string use;  // empty: either will do
+    std::string use;  // empty: either is enough
     bool json = false;
 };
 
@@ -65,7 +65,7 @@ private:
         m_checks.insert(m_checks.end(), checks.begin(), checks.end());
     }
 
-    /// The document, or nothing where the check of it has failed.
+    /// The document; empty if its check has failed.
     std::optional<FetchedJson> fetch(Use use, const char* name, const std::string& url,
                                      const utility::string_t& otherType, const char* remedy) {
         const bool isFirst = m_checks.empty();
@@ -80,7 +80,7 @@ private:
             fetched = fetchJson(url, otherType, m_source.get_token());
         } catch (const web::http::http_exception& error) {
             if (isFirst && error.error_code()) {
-                throw;  // nothing can be said about a provider that is not reached
+                throw;  // if the provider was not reached, there is nothing to check
             }
             fail(error);
         } catch (const web::json::json_exception& error) {

@@ -58,7 +58,7 @@ Texts words(const std::string& text) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-/// Whether what goes there can be read on the way.
+/// Whether others can read the traffic to this URL.
 bool isExposed(const std::string& url) {
     if (!isHttp(url)) {
         return false;
@@ -70,7 +70,7 @@ bool isExposed(const std::string& url) {
     return parsed.scheme() == _XPLATSTR("http") && !isLoopback;
 }
 
-/// The list in the member, if it is one.
+/// The list in a member; missing if the member is not a list.
 class Offer {
 public:
     Offer(const Json& configuration, const utility::string_t& name)
@@ -90,7 +90,8 @@ private:
     std::optional<Texts> m_list;
 };
 
-/// What a document leaves out its provider may still do; what it denies no copy mends.
+/// A provider may support what its document leaves out; but if the document rules something out, an
+/// amended copy does not help.
 const char* const addToCopy =
     "If the provider supports it anyway, serve an amended copy of the configuration that says so, "
     "and give its URL as --config-url.";
@@ -129,7 +130,7 @@ public:
         }
     }
 
-    /// The library sends it without.
+    /// The library drops the endpoint's query.
     void tokenQuery() {
         const auto found = text(m_configuration, _XPLATSTR("token_endpoint"));
         if (found && isHttp(*found) && !web::uri(to_string_t(*found)).query().empty()) {
@@ -150,7 +151,7 @@ public:
             "Enable https at the provider: others can read secrets and tokens in transit.");
     }
 
-    /// A provider behind a proxy that does not know its own address names one inside.
+    /// A provider behind a proxy that does not know its own address names an internal host.
     void hosts() {
         const auto hostOf = [](const std::string& url) {
             return to_utf8string(web::uri(to_string_t(url)).host());
@@ -195,7 +196,7 @@ public:
              "scopes that they do not list.");
     }
 
-    /// Demands of the provider that make it refuse the library's authorization requests.
+    /// Requirements of the provider that make it refuse the library's authorization requests.
     void plainRequests() {
         for (const utility::string_t name : {_XPLATSTR("require_pushed_authorization_requests"),
                                              _XPLATSTR("require_signed_request_object")}) {
@@ -222,23 +223,24 @@ private:
     std::vector<Check> m_checks;
 };
 
-/// A key that says less keeps the library from loading any.
+/// A key without these members keeps the library from loading any key.
 bool isReadable(const Json& key) {
     return text(key, _XPLATSTR("kty")) && text(key, _XPLATSTR("use"));
 }
 
-/// By its components: certificates are a list, and those of such a key are left alone.
+/// Usable by its RSA components. A list of certificates (x5c) is ignored; a text in its place makes
+/// the key unusable.
 bool isUsable(const Json& key) {
     return text(key, _XPLATSTR("kty")) == "RSA" && text(key, _XPLATSTR("use")) == "sig" &&
            text(key, _XPLATSTR("e")) && text(key, _XPLATSTR("n")) && !text(key, _XPLATSTR("x5c"));
 }
 
-/// Tokens name their key, and are compared with the name of each.
+/// Tokens name their key, which is compared with the name of each key.
 bool isNamed(const Json& key) {
     return text(key, _XPLATSTR("kid")).has_value();
 }
 
-/// Its own word; tokens are judged by theirs.
+/// The algorithm that the key names; tokens are checked by the one that they name.
 bool isForRs256(const Json& key) {
     return text(key, _XPLATSTR("alg")).value_or("RS256") == "RS256";
 }

@@ -47,7 +47,7 @@ public:
 
     bool wasStored() const override { return !m_record->wasWritten(); }
 
-    /// Another one can be had at any time.
+    /// A service can get another one at any time.
     void discard() override { m_kept->clear(); }
 
 private:
@@ -57,7 +57,7 @@ private:
     const std::shared_ptr<RecordStore> m_kept;
     const std::shared_ptr<ObservedStore::Record> m_record =
         std::make_shared<ObservedStore::Record>();
-    auth::COIDCHelper m_helper;  // the last one: its requests use the others
+    auth::COIDCHelper m_helper;  // last, because its requests use the others
 };
 
 struct ServiceTokenOptions {

@@ -14,7 +14,7 @@ namespace {
 
 using Parameters = std::vector<std::pair<std::string, std::string>>;
 
-/// Of an option: what was given may be a secret, and stays out of the message.
+/// The value of the option may be a secret, and stays out of the message.
 void requireUtf8(const std::string& option, const std::string& text) {
     try {
         const CString converted(text);
@@ -86,7 +86,7 @@ Parameters SignInOptions::parameters() const {
         }
         const std::string name = text.substr(0, end);
         for (const auto& [taken, value] : ofOptions) {
-            if (name == taken) {  // a provider that is told one thing twice must refuse
+            if (name == taken) {  // a provider must refuse a repeated parameter
                 throw UsageError(fmt::format(
                     "{}: {} is also given by its own option; give only one of them", option, name));
             }

@@ -40,7 +40,7 @@ std::string jsonOf(const auth::COIDCToken& token, TokenKind kind) {
 
 std::string variablesOf(const auth::COIDCToken& token, TokenKind kind) {
     const std::string text = textOf(token, kind);
-    // Of all that a token can hold, a shell takes only this one for something else: a home.
+    // A tilde at the start is the only character of a token that a shell would replace.
     const char* const quote = text.front() == '~' ? "'" : "";
     const auto expiry = expiryOf(token, kind);
     return std::string(variableOf(kind)) + '=' + quote + text + quote +

@@ -17,7 +17,7 @@ function writeConfig(command, text) {
     return file;
 }
 
-// Nothing listens at any of these: the error names the one that was asked.
+// Nothing listens at any of these: the error names the one that was used.
 const url = (port) => `http://127.0.0.1:${port}/`;
 
 for (const { what, args = [], env = {}, asks } of [
@@ -58,7 +58,7 @@ for (const { what, args = [], env = {}, asks } of [
     test(`takes ${what}`, async (t) => {
         const command = new Command(t, {});
         writeFileSync(command.path('secret'), secret);
-        // Of all that use Wine the home directory is the same.
+        // All users of Wine have the same home directory.
         const place = (path) => (isWindows ? `Z:${command.path('secret')}` : path);
         const profile = (name, port, file) =>
             `[${name}]\nconfig-url = "${url(port)}"\nclient-id = "c"\nscopes = ["a", "b"]\n` +
@@ -124,7 +124,7 @@ test('two users of one client live side by side', async (t) => {
         `default-profile = "ada"\n[ada]\nissuer = "${issuer}"\n${section}` +
             `[bob]\nconfig-url = "${configUrl}"\n${section}`,
     );
-    // Nobody is named but by the profile; the redirect URL is the test's own.
+    // Only the profile names a provider; the redirect URL is the test's own.
     for (const name of ['CONFIG_URL', 'CLIENT_ID', 'SCOPES']) {
         delete app.environment[`OIDCAUTH_${name}`];
     }
@@ -135,7 +135,7 @@ test('two users of one client live side by side', async (t) => {
     const turns = Array.from({ length: 8 }, async (_, process) => {
         for (let turn = 0; turn < 4; ++turn) {
             const user = ['ada', 'bob'][(process + turn) % 2];
-            // Every other one has the token refreshed.
+            // Every second call has the token refreshed.
             const validity = turn % 2 ? ['--min-validity', '61'] : [];
             const token = await app.succeed(['token', '--profile', user, ...validity]);
             assert.equal(claimsOf(token).sub, user);
@@ -189,7 +189,7 @@ test('the configuration must name the issuer', async (t) => {
         const posts = provider.requests().filter(({ method }) => method === 'POST');
         assert.equal(posts.length, code ? 0 : 1, 'the secret was sent to a strange provider');
     }
-    // A token that serves asks nobody.
+    // With a valid token nobody is asked.
     await service.succeed(['--issuer', issuer]);
     assert.deepEqual(provider.requests(), []);
 });

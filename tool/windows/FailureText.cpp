@@ -15,8 +15,8 @@ struct Known {
     const char* text;
 };
 
-/// Those that people come to see. The system's own texts name functions, are in one of many
-/// languages, and can be missing.
+/// The errors that people are likely to see. The system's own texts name functions, are localised,
+/// and can be missing.
 constexpr std::array known{
     Known{ERROR_WINHTTP_TIMEOUT, "no answer in time"},
     Known{ERROR_WINHTTP_NAME_NOT_RESOLVED, "the host name cannot be resolved"},

@@ -11,7 +11,7 @@ namespace tool {
     throw std::system_error(static_cast<int>(error), std::system_category(), what);
 }
 
-/// Closes it; none where it is null or not valid.
+/// Closes the handle; null or an invalid handle means none.
 class Handle {
 public:
     explicit Handle(HANDLE handle = nullptr) noexcept
@@ -42,7 +42,7 @@ inline bool isConsole(HANDLE handle) {
     return ::GetConsoleMode(handle, &mode) != 0;
 }
 
-/// Throws std::system_error where there is none.
+/// Throws std::system_error if there is none.
 inline Handle required(HANDLE handle, const char* what) {
     Handle owned(handle);
     if (!owned) {

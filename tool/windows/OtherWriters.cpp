@@ -12,7 +12,7 @@ namespace tool {
 
 namespace {
 
-/// To change what is in it, or who may.
+/// Rights to change its content, or its permissions.
 constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE | WRITE_DAC | WRITE_OWNER |
                           GENERIC_WRITE | GENERIC_ALL;
 

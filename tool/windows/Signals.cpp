@@ -15,7 +15,7 @@ namespace {
 
 std::atomic<bool> isTermination{false};
 
-/// Wakes who waits, also where it rang before.
+/// Wakes the waiting thread, even if it rang before the wait.
 class Bell {
 public:
     void ring() {
@@ -64,7 +64,7 @@ Signals::Signals(const Concurrency::cancellation_token_source& source)
 Signals::~Signals() = default;
 
 void Signals::run(const std::function<bool()>& isOver) const {
-    // Who wakes may find no thread for it.
+    // The call that wakes this thread may be missing if there is no thread for it.
     constexpr std::chrono::seconds longest{1};
     while (!isOver()) {
         m_state->bell->await(longest);

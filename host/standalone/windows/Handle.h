@@ -10,7 +10,7 @@ inline HANDLE handleOf(const Descriptor& descriptor) noexcept {
     return reinterpret_cast<HANDLE>(descriptor.get());
 }
 
-/// INVALID_HANDLE_VALUE gives none.
+/// Empty for INVALID_HANDLE_VALUE.
 inline Descriptor descriptorOf(HANDLE handle) noexcept {
     return Descriptor(reinterpret_cast<Descriptor::Value>(handle));
 }
