@@ -35,7 +35,7 @@ if(OIDCAUTH_JWT_INCLUDE_DIR AND OIDCAUTH_JWT_HEADER_SUFFICES)
     return()
 endif()
 
-message(STATUS "JWT: the header of this project, for want of jwt-cpp 0.7.1 or newer")
+message(STATUS "JWT: this project's own header, because jwt-cpp 0.7.1 or newer is not installed")
 find_path(PICOJSON_INCLUDE_DIR picojson.h REQUIRED)
 mark_as_advanced(PICOJSON_INCLUDE_DIR)
 target_include_directories(oidcauth_jwt INTERFACE "${PROJECT_SOURCE_DIR}/compat")
