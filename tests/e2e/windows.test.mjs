@@ -67,7 +67,7 @@ for (const args of [[], ['--file']]) {
             [['no\\such\\folder\\program'], 127],
             [['.\\text.exe'], 126],
             ...['batch', 'batch.cmd', 'BATCH.CMD', 'batch.cmd.', 'batch.cmd '].map((name) =>
-                [[`.\\${name}`, '"&calc'], 126, / a batch file: run it with cmd \/c/]),
+                [[`.\\${name}`, '"&calc'], 126, / a batch file, which only cmd can run/]),
         ]) {
             const ended = await command.exec(args, ...words).result;
             assert.equal(ended.code, code, `${words}: ${ended.stderr}`);

@@ -152,8 +152,9 @@ int Program::run(const SignalRelay& /*relay*/) const {
         fail(ERROR_FILE_NOT_FOUND);
     }
     if (isBatchFile(file)) {
-        throw ProgramError(ExitCode::ProgramNotExecutable,
-                           m_command.front() + ": a batch file: run it with cmd /c");
+        throw ProgramError(
+            ExitCode::ProgramNotExecutable,
+            m_command.front() + ": a batch file, which only cmd can run; use cmd /c");
     }
     std::wstring line = commandLine(m_command);
     std::wstring environment = environmentWith(m_changes);
