@@ -96,7 +96,7 @@ for (const { text, says, args = ['--profile', 'p'], mode = 0o644 } of [
     ...(isWindows ? [] : [{ text: '[p]', mode: 0o664, says: ': can be written by other users; set its mode to 0644' }]),
     { text: '[p2]', says: 'no profile of that name in ' },
     { text: 'default-profile = "q"', args: [], says: ':1: default-profile: no profile of that name' },
-    { text: '[p]\nissuer = "http://127.0.0.1:1/?a"', says: ':2: issuer: an issuer has neither' },
+    { text: '[p]\nissuer = "http://127.0.0.1:1/?a"', says: ':2: issuer: must have no query' },
     { text: `[p]\nClient_Secret = '${secret}'`, says: ':2: Client_Secret: a secret does not belong here' },
     { text: 'default-profile = 1', args: [], says: ':1: default-profile: must be the name of a profile' },
 ]) {
