@@ -57,8 +57,8 @@ private:
     struct Door {
         tcp::acceptor acceptor;
         net::steady_timer pause{acceptor.get_executor()};
-        bool isAwaited = false;  // a peer, or the end of the pause before that
-        bool hasFailed = false;  // the last time that a peer was to be accepted
+        bool isAwaited = false;  // for a peer, or for the end of the pause before that
+        bool hasFailed = false;  // the last attempt to accept a peer
     };
 
     void listen(const RedirectPlace& place) {
@@ -124,7 +124,8 @@ private:
         if (isShortage(error)) {
             return relieve(door);
         }
-        // One failure is that of a peer that is gone again. What goes on failing would spin.
+        // A single failure is that of a peer that has gone away. If accepting keeps failing,
+        // retrying at once would spin.
         if (std::exchange(door.hasFailed, bool(error)) && error) {
             return pause(door);
         }

@@ -19,7 +19,7 @@ using namespace test;
 // The system's part.
 std::atomic<int> accepted{-1};      // the last descriptor
 std::atomic<int> acceptFailure{0};  // for the next peer, which is lost
-std::atomic<int> refusals{0};       // so often the next peer goes on waiting
+std::atomic<int> refusals{0};       // the number of times that the next peer is kept waiting
 std::atomic<bool> resolverHangs{false};
 thread_local std::chrono::milliseconds timePassed{0};  // since a wait began, on this thread
 
@@ -29,7 +29,7 @@ bool isEndOfInput(RawPeer& peer) {
     return ::poll(&socket, 1, 0) == 1;
 }
 
-/// All but the first of these failures are paused for.
+/// The server pauses after each of these failures but the first.
 TEST(RedirectServer, DoesNotSpinWhileAcceptingFails) {
     const Served served;
     refusals = 4;
@@ -39,7 +39,7 @@ TEST(RedirectServer, DoesNotSpinWhileAcceptingFails) {
     EXPECT_EQ(refusals, 0);
 }
 
-/// The limit ends soon: where it begins, it is almost over.
+/// The limit ends soon: its clock starts shortly before the end.
 TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
     resolverHangs = true;
     timePassed = 4'700ms;

@@ -35,7 +35,7 @@ inline std::string freeRedirectUrl(const std::string& path = "/callback") {
             const auto port = first + std::random_device()() % number;
             return TakenPort(static_cast<unsigned short>(port)).url(path);
         } catch (const boost::system::system_error& error) {
-            // The second one of a port that Windows keeps for one socket alone.
+            // Windows reports the second error for a port that it reserves for one socket.
             if (error.code() != boost::asio::error::address_in_use &&
                 error.code() != boost::asio::error::access_denied) {
                 throw;

@@ -36,7 +36,7 @@ private:
     HANDLE m_handle;
 };
 
-/// Not the null device, which the C runtime takes for a terminal.
+/// Not the null device, which the C runtime treats as a terminal.
 inline bool isConsole(HANDLE handle) {
     DWORD mode = 0;
     return ::GetConsoleMode(handle, &mode) != 0;

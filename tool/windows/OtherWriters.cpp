@@ -16,7 +16,8 @@ namespace {
 constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE | WRITE_DAC | WRITE_OWNER |
                           GENERIC_WRITE | GENERIC_ALL;
 
-/// Whether it lets somebody write who is neither this user nor one who could in any case.
+/// Whether the entry lets somebody write who is neither this user nor somebody with full access
+/// anyway.
 bool letsOthersWrite(const ACE_HEADER& entry) {
     const bool allows = entry.AceType == ACCESS_ALLOWED_ACE_TYPE ||
                         entry.AceType == ACCESS_ALLOWED_CALLBACK_ACE_TYPE;

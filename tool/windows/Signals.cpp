@@ -54,7 +54,7 @@ struct Signals::State {
     const std::shared_ptr<Bell> bell = std::make_shared<Bell>();
     Canceller canceller;
     bool isCancelled = false;
-    // Last, so that nothing is heard any more when the others go.
+    // Last, so that no signal is received while the other members are destroyed.
     const EndRequests requests{[this](bool isFromElsewhere) { hear(isFromElsewhere); }};
 };
 

@@ -9,7 +9,7 @@
 
 namespace standalone::detail {
 
-/// The security of what is made, as securityFor() has it.
+/// The security attributes of new files, as in securityFor().
 class PrivateSecurity {
 public:
     /// `path` is for messages.
