@@ -32,7 +32,7 @@ namespace {
 constexpr std::chrono::milliseconds tickPeriod{500};
 constexpr auto* htmlType = "text/html";
 
-// The quotation marks of the style are doubled: pages look like this, so that they must stay.
+// The doubled quotation marks in the style are deliberate: the page must have exactly this text.
 constexpr auto* closingPage =
     "<!doctype html>"
     "<html>"
@@ -50,8 +50,8 @@ constexpr auto* closingPage =
     "</body>"
     "</html>";
 
-/// The path of a request's target, or of a redirect URL: a path, or an http URL with one. Nothing
-/// in it is decoded or joined, and nothing else has one.
+/// The path in a request's target or in a redirect URL: the text is a path or an http URL with a
+/// path, otherwise there is none. The path is neither decoded nor normalised.
 std::optional<std::string> pathOf(const std::string& target) {
     const std::string scheme = "http://";
     std::size_t start = 0;
@@ -68,8 +68,9 @@ std::optional<std::string> pathOf(const std::string& target) {
     return path.compare(0, 1, "/") == 0 ? std::optional(path) : std::nullopt;
 }
 
-/// Content types and character sets are what the HTTP library takes them for. Its public operation
-/// waits until the body was received, which for a message of our own never is.
+/// The HTTP library interprets content type and character set. We cannot use its public operation:
+/// it waits until the body has been received, which never happens for a message that we made
+/// ourselves.
 utility::string_t textOf(const platform::RedirectRequest& request) {
     web::http::http_request message;
     message.set_body(request.body, request.contentType);
@@ -99,7 +100,7 @@ COIDCAuthCodeListener::COIDCAuthCodeListener(const CString& redirectUrl) try
                  .value_or("")),
       m_received(std::make_unique<detail::FirstOutcome<OIDCAuthCode>>()),
       m_server(detail::toHttpText(redirectUrl), *this) {
-} catch (const std::range_error&) {  // the URL is no text
+} catch (const std::range_error&) {  // the URL is not valid text
     throw;
 } catch (const std::runtime_error& error) {
     throw OIDCError(Kind::cannotListen, error.what());
@@ -176,7 +177,7 @@ utility::string_t COIDCAuthCodeListener::makeMessagePage(const utility::string_t
 Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
     unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const {
     const auto outcome = std::make_shared<detail::FirstOutcome<OIDCAuthCode>>();
-    // Each test stands alone, and the first outcome counts: this order decides between them.
+    // The tests are independent, and the first outcome counts: their order decides which one wins.
     const auto check = [outcome, token, received = m_received->task(), start = detail::steadyNow(),
                         limit = std::chrono::seconds(timeoutSeconds)] {
         if (detail::isInterrupted(token)) {

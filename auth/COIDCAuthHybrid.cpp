@@ -30,7 +30,7 @@ namespace {
 constexpr int nonceLength = 22;           // characters
 constexpr std::size_t verifierSize = 64;  // bytes
 
-/// A key that does not say what it is, or what it is for, ends the load: both are read in any case.
+/// `kty` and `use` are always read, so a key that lacks one of them makes the whole load fail.
 bool isAcceptable(const web::json::value& jwk) {
     const utility::string_t& type = jwk.at(_XPLATSTR("kty")).as_string();
     const utility::string_t& use = jwk.at(_XPLATSTR("use")).as_string();
@@ -39,8 +39,8 @@ bool isAcceptable(const web::json::value& jwk) {
             (jwk.has_string_field(_XPLATSTR("e")) && jwk.has_string_field(_XPLATSTR("n"))));
 }
 
-/// A pointer is how a refusal is told. Made last, where nothing can come between it and who waits
-/// for the task.
+/// A refusal is reported as a pointer. It is made last, so that nothing can fail between its
+/// creation and its delivery to the task.
 COIDCToken asRefresh(const Concurrency::task<COIDCToken>& refreshed) {
     try {
         return refreshed.get();
@@ -54,7 +54,8 @@ COIDCToken asRefresh(const Concurrency::task<COIDCToken>& refreshed) {
     }
 }
 
-/// Any page can post to the listener: the provider's words are those that come with this state.
+/// Any page can post to the listener: the provider's error texts count only if they come with this
+/// state.
 COIDCAuthCodeListener::OIDCAuthCode receiveAuthCode(const COIDCAuthCodeListener& listener,
                                                     unsigned timeoutSeconds,
                                                     const Concurrency::cancellation_token& token,
@@ -67,8 +68,8 @@ COIDCAuthCodeListener::OIDCAuthCode receiveAuthCode(const COIDCAuthCodeListener&
     }
 }
 
-/// Many providers send their keys as RFC 7517 names them, which the HTTP library does not take for
-/// JSON.
+/// Many providers send their keys with the content type of RFC 7517, which the HTTP library does
+/// not accept as JSON.
 detail::JsonAnswer checkJwksResponse(const http_response& response) {
     const bool isKeySet = response.headers().content_type().find(
                               _XPLATSTR("application/jwk-set+json")) != utility::string_t::npos;
@@ -156,7 +157,8 @@ Concurrency::task<COIDCToken> COIDCAuthHybrid::requestTokenHybridFlowAsync(
 
 COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
     detail::log(m_logger, ELogLevel::Detail, L"Requesting token...");
-    // Each has a generator of its own, seeded with the current second: mostly they are the same.
+    // Each call creates its own generator, seeded with the current second: mostly the two values
+    // are equal.
     const utility::string_t nonce = utility::nonce_generator(nonceLength).generate();
     const utility::string_t state = utility::nonce_generator(nonceLength).generate();
     const utility::string_t codeVerifier = detail::makeCodeVerifier(verifierSize);
@@ -195,7 +197,7 @@ COIDCToken COIDCAuthHybrid::runHybridFlow(const HybridFlowRequest& request) {
 COIDCAuthHybrid::OpenListener COIDCAuthHybrid::openListener(
     const std::vector<CString>& redirectUrls, const Concurrency::cancellation_token& token) const {
     for (const CString& url : redirectUrls) {
-        // Before the browser opens, and between hosts that take long to be resolved.
+        // Checked before the browser opens, and between hosts whose resolution takes long.
         if (detail::isInterrupted(token)) {
             throw Concurrency::task_canceled();
         }

@@ -25,7 +25,7 @@ namespace auth {
 
 class COIDCAuthCodeListener;
 
-/// What a provider must offer, compared exactly.
+/// The values that a provider must offer; they are compared exactly.
 struct OIDCFlowSettings {
     CString responseType;
     CString responseMode;
@@ -36,56 +36,57 @@ struct OIDCFlowSettings {
 };
 
 /// The hybrid flow (OpenID Connect Core 1.0, section 3.3) and the refresh (RFC 6749, section 6) at
-/// one provider. Usable once constructed, and only read from then on.
+/// one provider. Ready to use once constructed, and not changed after that.
 class COIDCAuthHybrid {
 public:
-    /// Names and values.
+    /// Pairs of name and value.
     using Parameters = std::vector<std::pair<CString, CString>>;
-    /// Brings the user to a URL and tells whether that worked.
+    /// Opens a URL for the user and returns whether that worked.
     using OpenBrowser = std::function<bool(const CString& url)>;
 
-    /// Blocks until the provider's configuration is received and checked and its signing keys are
-    /// there; throws otherwise, and when `token` is cancelled meanwhile. Without `openBrowser` no
-    /// user can be asked.
+    /// Blocks until the provider's configuration has been received and checked and its signing keys
+    /// are loaded. Throws if that fails or if `token` is cancelled before. Without `openBrowser`
+    /// the user cannot be asked to sign in.
     COIDCAuthHybrid(
         const CString& configUrl, const detail::LoggerPtr& logger, const OIDCFlowSettings& settings,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none(),
         OpenBrowser openBrowser = {});
 
-    // The requests. This object must outlive their tasks, which have every failure: nothing is
-    // thrown.
+    // The requests. This object must outlive their tasks. They never throw: every failure ends the
+    // task.
 
-    /// Lets the user sign in and redeems the code that comes of it. The first of the redirect URLs
-    /// on which a listener can be opened receives the provider's answer, for `timeoutSeconds`. The
-    /// parameters stand behind those of the flow, none of which may be among them.
+    /// Lets the user sign in and redeems the resulting code. The listener uses the first redirect
+    /// URL on which it can listen, and waits `timeoutSeconds` for the provider's answer. The
+    /// parameters follow those of the flow and must not repeat one of them.
     Concurrency::task<COIDCToken> requestTokenHybridFlowAsync(
         const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
         const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds,
         const Parameters& parameters = {});
 
-    /// Redeems a code with the verifier that belongs to its challenge (RFC 7636, section 4.5).
+    /// Redeems a code with the verifier that matches its challenge (RFC 7636, section 4.5).
     Concurrency::task<COIDCToken> requestTokenByAuthCodeAsync(
         const CString& clientId, const CString& scope, const CString& redirectUri,
         const utility::string_t& codeVerifier, const utility::string_t& code,
         const Concurrency::cancellation_token& token);
 
-    /// An answer other than 200 ends the task with an `OIDCError*` that whoever catches it owns.
+    /// An answer other than 200 ends the task with an `OIDCError*`; whoever catches it owns it.
     Concurrency::task<COIDCToken> refreshTokenAsync(const CString& clientId, const CString& scope,
                                                     const CString& refreshToken,
                                                     const Concurrency::cancellation_token& token);
 
-    /// The token of a successful answer, once its ID token and then its access token are validated.
+    /// The token of a successful answer, after its ID token and then its access token have been
+    /// validated.
     COIDCToken extractToken(const web::json::value& answer, const CString& clientId,
                             const CString& scope) const;
 
-    // The checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). They
-    // log a refusal, name in `missed` the claim or member of the header that it is about, and
-    // return false; exceptions of the JWT library pass through.
+    // The checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). On a
+    // refusal they log it, put the name of the claim or header member into `missed`, and return
+    // false. Exceptions of the JWT library pass through.
 
-    /// Algorithm, key, signature, and the times of issue, beginning and expiry.
+    /// Checks algorithm, key, signature, and the times iat, nbf and exp.
     bool validateJwt(const detail::DecodedJwt& token, std::string* missed = nullptr) const;
 
-    /// With an empty `expectedNonce`, and for a token without one, the nonce is not compared.
+    /// The nonce is not compared if `expectedNonce` is empty or the token has none.
     bool validateIdTokenClaims(const detail::DecodedJwt& token, const CString& clientId,
                                const utility::string_t& expectedNonce,
                                std::string* missed = nullptr) const;
@@ -139,7 +140,7 @@ private:
     detail::HttpExchange m_http;
 
     mutable std::mutex m_publicKeysMutex;
-    /// Built on first use, by the position of the signing key: that takes longer than many
+    /// Created on first use, by the index of the signing key: creating one takes longer than many
     /// verifications.
     mutable std::map<std::ptrdiff_t, jwt::algorithm::rs256> m_publicKeys;
 };

@@ -1,4 +1,4 @@
-// Whether a token is one of this provider, for this client, now.
+// The checks whether a token was issued by this provider, for this client, and is valid now.
 
 #include "auth/COIDCAuthHybrid.h"
 #include "auth/detail/Clock.h"
@@ -19,7 +19,7 @@ using detail::ELogLevel;
 
 namespace {
 
-// So far ahead, rounded up, no clock is that merely differs a little.
+// A difference of this size, rounded up, cannot be a clock that is only slightly wrong.
 constexpr std::chrono::seconds refusedIssueSkew{5};
 
 bool isCurrent(const DecodedJwt& token) {
@@ -73,8 +73,7 @@ COIDCAuthHybrid::SigningKeys::const_iterator COIDCAuthHybrid::findSigningKey(
         });
 }
 
-/// Nothing, and a log line, for a key that cannot be used. What is returned lives as long as this
-/// object.
+/// Returns null, and logs, for a key that cannot be used. The result lives as long as this object.
 const jwt::algorithm::rs256* COIDCAuthHybrid::publicKey(SigningKeys::const_iterator key) const {
     const std::lock_guard<std::mutex> lock(m_publicKeysMutex);
     const auto position = std::distance(m_signingKeys.cbegin(), key);
@@ -94,7 +93,7 @@ bool COIDCAuthHybrid::refuse(std::string* missed, const char* claim, const wchar
 bool COIDCAuthHybrid::hasIssuer(const DecodedJwt& token) const {
     try {
         return token.has_issuer() && token.get_issuer() == m_issuer.toUtf8();
-    } catch (const std::bad_cast&) {  // it is no text
+    } catch (const std::bad_cast&) {  // the claim is not a string
         return false;
     }
 }

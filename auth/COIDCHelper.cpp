@@ -21,7 +21,7 @@ using detail::ELogLevel;
 
 namespace {
 
-// Made while the library is loaded, so that all of the process have the same one.
+// Created when the library is loaded, so that the whole process has the same one.
 const std::shared_ptr<IExclusivePermit> processPermit = ExclusivePermit::make();
 
 }  // namespace
@@ -53,7 +53,8 @@ std::shared_ptr<IExclusivePermit> COIDCHelper::makeExclusivePermit() {
     return ExclusivePermit::make();
 }
 
-/// `arguments` gives what is asked for, or throws; the task is of what `part` makes of the token.
+/// `arguments` returns the request's arguments, or throws; the task's result is what `part`
+/// extracts from the token.
 template <class T, class Arguments, class Part>
 Concurrency::task<T> COIDCHelper::requestService(const Arguments& arguments,
                                                  const cancellation_token& token, Part part) {
@@ -129,8 +130,8 @@ Concurrency::task<COIDCToken> COIDCHelper::requestTokenClientCredentialsAsync(
         m_logger, ELogLevel::Detail,
         L"Requesting client authentication using config url = %s, clientID = %s, scopes = %s.",
         configUrl, clientId, scopes);
-    // All of it on this thread: when the system gives no more threads, one for the rest might never
-    // come, since the others wait for their turn.
+    // All of this runs on the current thread: if the system has no more threads, a continuation on
+    // another thread might never run, because the existing ones wait for their turn.
     COIDCToken received;
     {
         COIDCAuthClientCredentials client(configUrl, m_logger, "client_credentials", token);
@@ -163,7 +164,7 @@ COIDCHelper::StoredRecord COIDCHelper::loadStoredToken(bool reread) const noexce
             record.isLoaded = true;
         }
     } catch (...) {
-        // Members that were read before the failure must not take part in any decision.
+        // Members that were read before the failure must not influence any decision.
         record.token = {};
     }
     return record;
@@ -213,9 +214,9 @@ void COIDCHelper::emptyStore(const cancellation_token& token) {
         if (detail::isInterrupted(token)) {
             throw Concurrency::task_canceled();
         }
-        // Not by the store's clear(): the library has only ever asked a store to read and write.
-        // And not counted before it has worked: what was received is to be kept where nobody is
-        // signed out.
+        // Not the store's clear(): the library only ever reads and writes a store. The sign-out is
+        // counted only after the write has worked: if it fails, nobody is signed out, and received
+        // tokens are kept.
         m_tokenStore->write({});
         ++m_signOuts;
     }

@@ -1,4 +1,4 @@
-// How a hybrid request comes to its token: by the store, a refresh or the user.
+// How a hybrid request gets its token: from the store, by a refresh, or from the user.
 
 #include "auth/COIDCAuthHybrid.h"
 #include "auth/COIDCHelper.h"
@@ -40,15 +40,15 @@ std::unique_ptr<IPermitLock> lockOf(const std::shared_ptr<IExclusivePermit>& per
     return lock;
 }
 
-/// For a continuation that ends what was begun: although it takes a value, the token that cancels
-/// the task before it does not cancel it.
+/// For a continuation that must run: although it takes a value, the token that cancels the previous
+/// task does not cancel it.
 Concurrency::task_options inAnyCase() {
     return platform::blocking(cancellation_token::none());
 }
 
 using Holder = std::shared_ptr<boost::optional<COIDCAuthHybrid>>;
 
-/// Makes the protocol object of a hybrid request, which takes a while.
+/// Creates the protocol object of a hybrid request, which takes a while.
 Concurrency::task<Holder> constructAsync(const CString& configUrl, const detail::LoggerPtr& logger,
                                          const cancellation_token& token,
                                          const BrowserOpener& openBrowser = {}) {
@@ -61,7 +61,7 @@ Concurrency::task<Holder> constructAsync(const CString& configUrl, const detail:
         platform::blocking(token));
 }
 
-/// To be called while an exception is handled. Gives what failed, if that is known.
+/// Call it while an exception is being handled. Returns the failure, if it is known.
 std::exception_ptr logFailedRefresh(const detail::LoggerPtr& logger) {
     try {
         throw;
@@ -69,7 +69,7 @@ std::exception_ptr logFailedRefresh(const detail::LoggerPtr& logger) {
         detail::log(logger, ELogLevel::Warning, L"Failed to refresh token. Reason: %s.",
                     error.what());
         return std::current_exception();
-        // A refusal comes as a pointer.
+        // A refusal is thrown as a pointer.
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
     } catch (const OIDCError* refusal) {
         const std::unique_ptr<const OIDCError> owned(refusal);
@@ -81,7 +81,7 @@ std::exception_ptr logFailedRefresh(const detail::LoggerPtr& logger) {
     }
 }
 
-/// The failed refresh, if there was one, is nested: where it was the network, the user cannot help.
+/// Nests the failed refresh, if there was one: if the network failed, signing in does not help.
 [[noreturn]] void requireUser(const char* text, const std::exception_ptr& failedRefresh) {
     if (!failedRefresh) {
         throw RequiresUserAuthException(text);
@@ -120,11 +120,11 @@ Concurrency::task<COIDCToken> COIDCHelper::getTokenTask(const TaskData& data,
     return data->resultEvent->task();
 }
 
-/// What a stored record is good for.
+/// What a stored record can be used for.
 struct COIDCHelper::Assessment {
     bool isValid;
     bool isExpired;
-    bool mayRefresh;  // as far as its refresh token was not tried before
+    bool mayRefresh;  // if its refresh token was not tried before
     bool refreshes;
     bool pauses;
 
@@ -137,7 +137,8 @@ COIDCHelper::Assessment COIDCHelper::assess(const TokenTaskData& data, const Sto
                          stored.token.validateClientID(data.clientId);
     const bool isExpired = isValid && stored.token.willBeExpiredAfter(data.minValidity);
     const bool mayRefresh = isExpired && storedRefreshToken != data.lastRefreshToken;
-    // After a failed refresh another one, outside the permits, may be about to store its token.
+    // After a failed refresh, another request that does not use our permits may be about to store
+    // its token.
     const bool pauses = !data.lastRefreshToken.IsEmpty() &&
                         data.lastRefreshToken == storedRefreshToken &&
                         !data.lastRefreshTime.isOver(failedRefreshPause);
@@ -166,8 +167,8 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
         return scheduleRetryhMakeToken(detail::retryDelay, data, token);
     }
     if (data->permits.held > heldBefore && (assessed.refreshes || data->authRequested)) {
-        // Whoever had the permit may have stored a token between the read and this moment: the
-        // refresh token that was read is used up then, and the user need not be asked.
+        // The previous owner of the permit may have stored a token since the read. The refresh
+        // token that was read is then used up, and the user need not be asked.
         StoredRecord latest = loadStoredToken(data->reread);
         if (latest.isRead && latest.bytes != stored.bytes) {
             stored = std::move(latest);
@@ -190,7 +191,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
     if (assessed.refreshes || data->authRequested) {
         platform::requireHttpThreads();  // without them, a request's tasks could not even fail
     }
-    // What the user signs in to now is not what somebody signed out of.
+    // A sign-in that starts now is not affected by earlier sign-outs.
     data->signOuts = assessed.refreshes ? stored.signOuts : m_signOuts.load();
     if (assessed.refreshes) {
         return refreshToken(data, stored.token, token);
@@ -214,7 +215,7 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::TryMakeToken(const TaskData& d
     throw RequiresUserAuthException("unable to get token");
 }
 
-/// Whether it is up to this request to get a new token.
+/// Whether this request has to get a new token.
 bool COIDCHelper::takePermits(Permits& permits) const {
     if (!permits.processLock->tryLock()) {
         return false;
@@ -251,8 +252,8 @@ Concurrency::task<COIDCHelper::Made> COIDCHelper::scheduleRetryhMakeToken(
     const auto wake = [due] { due.set(); };
     const auto timer = std::make_shared<platform::OneShotTimer>(delay, wake);
     const auto interruption = std::make_shared<detail::Interruption>(token, wake);
-    // The token is asked by the step itself: a continuation that carried it could end the request
-    // while the next step, already scheduled, goes on with it.
+    // The step itself checks the cancellation token: if the continuation carried it, a cancellation
+    // could end the request while the next step, already scheduled, still works on it.
     Concurrency::create_task(due)
         .then(
             [this, timer, interruption, data, token] {

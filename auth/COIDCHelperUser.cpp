@@ -1,4 +1,4 @@
-// The forms in which a user's token is asked for.
+// The functions that return a user's token.
 
 #include "auth/COIDCHelper.h"
 #include "auth/detail/Arguments.h"
@@ -13,7 +13,7 @@ using detail::ELogLevel;
 
 namespace {
 
-/// What was asked for one by one: copied where a failure to do so ends the task.
+/// The single arguments, copied inside the task, so that a failure to copy ends the task.
 auto eachOf(const CString& configUrl, const CString& clientId, const CString& scopes,
             const std::vector<CString>& redirectUrls, unsigned int minValidity,
             bool authRequested) {
@@ -25,7 +25,8 @@ auto eachOf(const CString& configUrl, const CString& clientId, const CString& sc
 
 }  // namespace
 
-/// `arguments` gives what is asked for, or throws; the task is of what `part` makes of the token.
+/// `arguments` returns the request's arguments, or throws; the task's result is what `part`
+/// extracts from the token.
 template <class T, class Arguments, class Part>
 Concurrency::task<T> COIDCHelper::requestHybrid(const Arguments& arguments,
                                                 const cancellation_token& token, Part part) {

@@ -11,10 +11,10 @@ namespace auth {
 namespace {
 
 constexpr const char* sectionName = "OIDCToken";
-// Records of an earlier version were written before the ID token was kept.
+// Earlier versions wrote records without the ID token.
 constexpr int lastVersionWithoutIdToken = 457;
-// Beyond every clock, and far enough from the ends of the range to be moved by any lead: a record
-// can hold any number.
+// A record can hold any number. This is later than any clock, but far enough from the limits of the
+// type that a lead can be added or subtracted.
 constexpr COIDCToken::TimePoint::duration farthest{std::numeric_limits<std::int64_t>::max() / 2};
 
 }  // namespace
@@ -56,8 +56,8 @@ COIDCToken::ScopeSet COIDCToken::extractScopes(const CString& scopes) {
     int position = 0;
     while (position >= 0 && position < scopes.GetLength()) {
         CString scope = scopes.Tokenize(" ", position);
-        // Two or more spaces behind the last scope leave an empty scope, as they always have; a
-        // text of nothing but spaces names no scope at all.
+        // Two or more spaces after the last scope give an empty scope, as they always have; a text
+        // of spaces only gives no scope at all.
         if (!scope.IsEmpty() || !result.empty()) {
             result.insert(std::move(scope));
         }

@@ -20,12 +20,12 @@ IdTokenClaims::IdTokenClaims(const CString& idToken) noexcept {
             try {
                 Value kept{value.is_string(), to_utf8string(value.is_string() ? value.as_string()
                                                                               : value.serialize())};
-                // Throws: the JSON library lets through what is no UTF-8.
+                // Throws if the text is not UTF-8, which the JSON library does not check.
                 const CString checked(kept.text);
                 if (!value.is_null()) {
                     m_values.emplace(to_utf8string(name), std::move(kept));
                 }
-            } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): not this one
+            } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): not in this one
             }
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): no memory, no claims

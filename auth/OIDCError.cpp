@@ -38,8 +38,8 @@ Kind kindOf(const web::http::http_exception& failure) {
                                    std::errc::too_many_files_open_in_system,
                                    std::errc::not_enough_memory, std::errc::no_buffer_space};
     const std::error_code& code = failure.error_code();
-    // The HTTP library gives a system's error code where the exchange failed, and none where the
-    // answer was understood and is wrong.
+    // The HTTP library sets a system error code if the exchange failed, and none if the answer
+    // arrived and is wrong.
     if (!code) {
         return Kind::wrongAnswer;
     }
@@ -68,7 +68,7 @@ bool isOfBase64(const std::exception& failure) {
            std::string_view(failure.what()).substr(0, beginning.size()) == beginning;
 }
 
-/// Of an exception that is not ours.
+/// For exceptions that are not ours.
 Kind kindOf(const std::exception& failure) {
     if (isAny<Concurrency::task_canceled>(failure)) {
         return Kind::cancelled;
@@ -127,7 +127,7 @@ OIDCError OIDCError::of(const std::exception_ptr& failure) {
     } catch (const OIDCError& error) {
         return error;
     } catch (const RequiresUserAuthException& error) {
-        // What it nests is why there is need of the user.
+        // The nested exception says why the user is needed.
         const auto* const nested = dynamic_cast<const std::nested_exception*>(&error);
         const OIDCError reason = of(nested != nullptr ? nested->nested_ptr() : nullptr);
         return {error.what(), std::make_shared<const Data>(Data{

@@ -1,4 +1,5 @@
-// clang-format off: the HTTP library's headers define words that this one asks the compiler about
+// clang-format off: the HTTP library's headers define words that this header uses in compiler
+// checks
 #include <curl/curl.h>
 // clang-format on
 
@@ -18,7 +19,7 @@ namespace {
 
 using auth::testing::TestProvider;
 
-/// One provider for all: both sides trust its authority from the file that it made.
+/// One provider for all: both sides trust its authority from the file that it wrote.
 TestProvider& provider() {
     static TestProvider instance({true, "", {}});
     static const bool prepared = [] {
@@ -32,7 +33,7 @@ TestProvider& provider() {
     return instance;
 }
 
-/// A request that takes a second connection, or none, is not the one that is to be measured.
+/// Only requests over exactly one new connection are measured.
 template <class Request>
 void eachOnOneConnection(benchmark::State& state, const Request& request) {
     const unsigned before = provider().connections();
@@ -60,7 +61,7 @@ void perform(CURL* handle, std::string& answer) {
     answer.clear();
 }
 
-/// A client of libcurl, which sends each request over the connection that it has.
+/// A client of libcurl that sends each request over its existing connection.
 class Floor {
 public:
     Floor() {
@@ -97,7 +98,7 @@ void coldRequest(benchmark::State& state) {
     });
 }
 
-/// The same two exchanges, whose answers nobody reads.
+/// The same two exchanges; the answers are not read.
 void coldRequestFloor(benchmark::State& state) {
     const std::string configUrl = provider().configUrl();
     const std::string tokenEndpoint = provider().tokenEndpoint();
@@ -114,7 +115,7 @@ void refresh(benchmark::State& state) {
     constexpr unsigned int longerThanAnyToken = 1'000'000;  // minutes
     const CString configUrl(provider().configUrl());
     const std::string first = provider().issueRefreshToken("desktop");
-    // Each refresh puts the next record in its place.
+    // Each refresh replaces the record.
     auth::COIDCHelper helper(std::make_unique<bench::MemoryStore>(
                                  bench::tokenRecord("access", first, {}, "desktop", {"openid"})),
                              auth::COIDCHelper::makeExclusivePermit(), nullptr);

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// The least a store can do. Its helper has one request at a time, so that nothing is guarded.
+/// A minimal store. Its helper runs one request at a time, so nothing is guarded.
 class MemoryStore final : public ISecretStore<auth::COIDCToken> {
 public:
     explicit MemoryStore(std::vector<std::uint8_t> bytes = {}) : m_bytes(std::move(bytes)) {}

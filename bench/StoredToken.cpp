@@ -55,7 +55,7 @@ std::unique_ptr<Store> storeInMemory() {
 std::unique_ptr<Store> storeInFile() {
     auto store = std::make_unique<standalone::FileTokenStore<auth::COIDCToken>>(file());
     store->write(tokenRecord());
-    // Of a file that has just changed the store remembers nothing; hardly any record is so young.
+    // The store does not remember a file that has just changed; hardly any record is that young.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     return store;
 }
@@ -73,8 +73,8 @@ Bytes readFile() {
     return bytes;
 }
 
-/// Unpacks a record and takes its texts apart, the access token first, without any check that could
-/// be left out.
+/// Unpacks a record and extracts its texts, the access token first, with no check that could be
+/// left out.
 std::vector<std::u16string> plainTexts(const Bytes& packed) {
     constexpr std::size_t sizeOffset = 12;
     constexpr std::size_t headerSize = 16;
@@ -114,7 +114,7 @@ std::vector<std::u16string> plainTexts(const Bytes& packed) {
 
 void request(benchmark::State& state, std::unique_ptr<Store> (*makeStore)()) {
     auth::COIDCHelper helper(makeStore(), auth::COIDCHelper::makeExclusivePermit(), nullptr);
-    // Nobody listens there: a request that the store does not serve ends the benchmark.
+    // Nobody listens there: if the store cannot answer a request, the benchmark ends.
     const CString configUrl("http://127.0.0.1:1/");
     const CString clientId("service");
     const CString secret("secret");

@@ -8,7 +8,7 @@
 
 namespace bench {
 
-/// The stored form of a token without ID token.
+/// The stored form of a token without an ID token.
 inline std::vector<std::uint8_t> tokenRecord(const CString& accessToken,
                                              const CString& refreshToken,
                                              auth::COIDCToken::TimePoint expiry,

@@ -46,7 +46,7 @@ void knownKey(benchmark::State& state) {
     }
 }
 
-/// A protocol object that has not seen the key yet.
+/// A protocol object that has not used the key yet.
 void newKey(benchmark::State& state) {
     const Fixture fixture;
     const CString text(fixture.text);
@@ -63,7 +63,7 @@ Key publicKey(const std::string& pem) {
     return Key(PEM_read_bio_PUBKEY(text.get(), nullptr, nullptr, nullptr));
 }
 
-/// Base64url, by OpenSSL, which knows only the other alphabet and whole groups.
+/// Decodes base64url with OpenSSL, which only supports the other alphabet and whole groups.
 std::string decoded(std::string_view text) {
     std::string base64(text);
     for (char& character : base64) {

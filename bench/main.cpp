@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Prints each benchmark's times, and how far it is above its floors: those with its name, a colon
-/// and something more.
+/// Prints each benchmark's times, and their ratio to its floors: the benchmarks with its name, a
+/// colon and a suffix.
 class RatioReporter final : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context& /*context*/) override { return true; }
@@ -36,7 +36,8 @@ public:
         for (const auto& [floor, floorTimes] : m_times) {
             const auto measured = m_times.find(floor.substr(0, floor.find(':')));
             if (measured != m_times.end() && measured->first != floor) {
-                // The best of each side too: other load on the machine moves it least.
+                // The best time of each side, too, since other load on the machine affects it
+                // least.
                 out << "ratio to \"" << floor
                     << "\": " << quantile(measured->second, 2) / quantile(floorTimes, 2)
                     << ", best to best " << measured->second.front() / floorTimes.front() << '\n';
@@ -57,8 +58,8 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A benchmark and its floor in turns, so that they see the same machine. What the command line
-    // says stands behind, and counts.
+    // Runs a benchmark and its floor in turns, so that they see the same machine. Options on the
+    // command line come later and take precedence.
     std::vector<std::string> defaults{"--benchmark_enable_random_interleaving=true",
                                       "--benchmark_repetitions=21", "--benchmark_min_time=0.1"};
     std::vector<char*> arguments(argv, argv + argc);

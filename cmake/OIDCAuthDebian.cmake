@@ -1,5 +1,5 @@
-# Debian packages by CPack: what runs, what others build with, the keyring, the command. scripts/package
-# configures with the flags that Debian asks for.
+# Debian packages made by CPack: runtime, development files, keyring, command. scripts/package configures
+# with Debian's flags.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME oidcauth)
@@ -17,7 +17,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 set(version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 
-# What each package has beside its files.
+# Additional contents of each package.
 set(scratch "${PROJECT_BINARY_DIR}/debian")
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(cmake/debian/changelog.in "${scratch}/changelog.Debian" @ONLY)
@@ -27,8 +27,8 @@ foreach(file IN ITEMS changelog changelog.Debian)
 endforeach()
 
 # oidcauth_package(NAME SECTION COMPONENTS component... DESCRIPTION line... [DEPENDS ...] [RECOMMENDS ...]
-# [SUGGESTS ...]). Which libraries it depends on is found out. cmake/debian/lintian-overrides, or .NAME of it,
-# says what lintian does not have to mind.
+# [SUGGESTS ...]). Dependencies on libraries are determined automatically. cmake/debian/lintian-overrides,
+# or .NAME of it, lists the exceptions for lintian.
 function(oidcauth_package name section)
     cmake_parse_arguments(PARSE_ARGV 2 package "" ""
         "COMPONENTS;DESCRIPTION;DEPENDS;RECOMMENDS;SUGGESTS")
@@ -98,15 +98,15 @@ oidcauth_package(oidcauth utils
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 
-# Manual pages are kept compressed.
+# Manual pages are stored compressed.
 install(CODE "
     file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1/oidcauth*.1\")
     if(pages)
         execute_process(COMMAND gzip -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)
     endif()" COMPONENT OIDCAuth_Tool)
 
-# Debian runs ldconfig by a trigger. CPack would write scripts that call it, but for a package that is
-# said to have its own, although there are none.
+# Debian runs ldconfig by a trigger. CPack would write scripts that call it, unless the package claims to
+# have its own scripts, although there are none.
 string(TOUPPER "CPACK_DEBIAN_${library}" of)
 string(MAKE_C_IDENTIFIER "${of}" of)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${scratch}/postinst" "${scratch}/postrm")

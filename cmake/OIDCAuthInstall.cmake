@@ -1,21 +1,21 @@
-# What an installed OIDCAuth consists of, in components: OIDCAuth (what programs need that run),
-# OIDCAuth_Development (what others are built with), OIDCAuth_Keyring, OIDCAuth_Testing, OIDCAuth_Tool. A
-# host application that brings its own OIDCAuthHost installs that itself.
+# The components of an installation: OIDCAuth (for running programs), OIDCAuth_Development (for building
+# them), OIDCAuth_Keyring, OIDCAuth_Testing, OIDCAuth_Tool. A host application with its own OIDCAuthHost
+# installs that itself.
 
 set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/oidcauth)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/OIDCAuth)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME OIDCAuth_Development)
 
-# Whoever debugs an installed library has built it as Debug; our own build tree keeps its symbols. A
-# project of which this one is a part decides for itself.
+# Symbols are stripped on installation unless the build type is Debug; our own build tree keeps them. If
+# this project is part of another one, that one decides.
 if(PROJECT_IS_TOP_LEVEL)
     install(CODE [[
         if(NOT CMAKE_INSTALL_CONFIG_NAME STREQUAL "Debug")
             set(CMAKE_INSTALL_DO_STRIP TRUE)
         endif()]] ALL_COMPONENTS)
 endif()
-# CMake leaves an archive as it is. oidcauth_strip_archive(COMPONENT FILE)
+# CMake does not strip archives. oidcauth_strip_archive(COMPONENT FILE)
 function(oidcauth_strip_archive component file)
     install(CODE "
         if(CMAKE_INSTALL_DO_STRIP)
@@ -88,7 +88,7 @@ if(OIDCAUTH_BUILD_TOOL)
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT OIDCAuth_Tool)
 endif()
 
-# ---- how others find it
+# ---- files by which other projects find it
 configure_package_config_file(cmake/OIDCAuthConfig.cmake.in OIDCAuthConfig.cmake
     INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(OIDCAuthConfigVersion.cmake COMPATIBILITY ${OIDCAUTH_COMPATIBILITY})
@@ -103,7 +103,7 @@ if(OIDCAUTH_LIBRARY_TYPE STREQUAL "STATIC")
     set(static_cflags " -DOIDCAUTH_STATIC -DOIDCAUTH_HOST_STATIC")
     set(static_libs "-lspdlog -lfmt -lssl -lcrypto -lz -ldl")
 endif()
-# An application's own host has names that are not known here.
+# The names in an application's own host are not known here.
 if(NOT has_own_host)
     configure_file(cmake/oidcauth.pc.in oidcauth.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/oidcauth.pc DESTINATION ${pkgconfig_dir})

@@ -1,5 +1,5 @@
-# The option OIDCAUTH_BUILD_KEYRING: on for whoever builds this project by itself where libsecret is
-# there. Whoever switches it on has to have libsecret.
+# The option OIDCAUTH_BUILD_KEYRING: on if this project is built by itself and libsecret is installed. To
+# switch it on, libsecret must be installed.
 
 if(NOT DEFINED OIDCAUTH_BUILD_KEYRING OR OIDCAUTH_BUILD_KEYRING)
     set(needed QUIET)

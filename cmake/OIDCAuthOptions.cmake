@@ -1,4 +1,4 @@
-# What every source of this project is compiled with.
+# The compiler options of every source in this project.
 
 if(NOT DEFINED CMAKE_CXX_STANDARD)
     set(CMAKE_CXX_STANDARD 17)
@@ -8,14 +8,14 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-# Installed programs find the library beside them, wherever the tree was put.
+# Installed programs find the library relative to themselves, wherever the tree is.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 if(WIN32)
-    # OIDCAuth.dll, whichever compiler builds it.
+    # The name is OIDCAuth.dll with every compiler.
     set(CMAKE_SHARED_LIBRARY_PREFIX "")
 endif()
 
-# As a part of another project this one leaves to that one how and where to build.
+# If this project is part of another one, that one decides how and where to build.
 if(PROJECT_IS_TOP_LEVEL)
     set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
     set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
@@ -37,15 +37,15 @@ target_compile_options(oidcauth_options INTERFACE
 if(OIDCAUTH_WERROR)
     target_compile_options(oidcauth_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-Werror>)
 endif()
-# The HTTP library's macro U() does not go together with the headers of fmt and GoogleTest.
+# The HTTP library's macro U() conflicts with the headers of fmt and GoogleTest.
 target_compile_definitions(oidcauth_options INTERFACE _TURN_OFF_PLATFORM_STRING)
 if(WIN32)
-    # The system's headers as of Windows 10, in their wide form, and without macros min and max.
+    # Windows 10 headers, with the wide functions, and without the macros min and max.
     target_compile_definitions(oidcauth_options INTERFACE
         _WIN32_WINNT=0x0A00 UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
 endif()
 if(CMAKE_UNITY_BUILD)
-    # A source that is included in another one looks like a header, whose private types it may show.
+    # GCC treats a source that is included in another one as a header, and warns about its private types.
     target_compile_options(oidcauth_options INTERFACE
         $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()
@@ -53,13 +53,13 @@ if(OIDCAUTH_SANITIZE)
     target_compile_options(oidcauth_options INTERFACE
         -fsanitize=${OIDCAUTH_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(oidcauth_options INTERFACE -fsanitize=${OIDCAUTH_SANITIZE})
-    # The HTTP library's stream templates have a hidden copy of their virtual tables in our objects,
-    # as everything has here; the check takes the two copies for different classes.
+    # The HTTP library's stream templates have a hidden copy of their virtual tables in our objects, because
+    # everything there is hidden; the check treats the two copies as different classes.
     if(OIDCAUTH_SANITIZE MATCHES "undefined")
         target_compile_options(oidcauth_options INTERFACE -fno-sanitize=vptr)
     endif()
-    # A fence inside Asio's headers, which ThreadSanitizer does not model, only draws a warning. With
-    # other instruments GCC takes members of its own std::regex for uninitialized.
+    # A fence inside Asio's headers, which ThreadSanitizer does not support, only causes a warning. With the
+    # other sanitizers GCC takes members of its own std::regex for uninitialized.
     target_compile_options(oidcauth_options INTERFACE
         $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan -Wno-maybe-uninitialized>)
 endif()
@@ -68,12 +68,12 @@ if(OIDCAUTH_COVERAGE)
     target_link_options(oidcauth_options INTERFACE --coverage)
 endif()
 
-# Links the warnings without making them part of what is installed.
+# Adds the warnings, but not to the installed interface.
 function(oidcauth_own_code target)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:oidcauth_options>)
 endfunction()
 
-# Lets a shared library give to others what exports.map beside its CMakeLists.txt says, and no more.
+# Makes a shared library export the names in exports.map beside its CMakeLists.txt, and no others.
 function(oidcauth_exports target)
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "SHARED_LIBRARY" AND CMAKE_SYSTEM_NAME STREQUAL "Linux")

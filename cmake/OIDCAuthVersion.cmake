@@ -1,4 +1,4 @@
-# What the version says to those who use the library: docs/compatibility.md. The soname, the name of the
+# The meaning of the version for users of the library: docs/compatibility.md. The soname, the name of the
 # keyring's module and the package for CMake change together, with each version that may break a program.
 
 set(OIDCAUTH_ABI_VERSION ${PROJECT_VERSION_MAJOR})
@@ -8,6 +8,6 @@ if(PROJECT_VERSION_MAJOR EQUAL 0)
     set(OIDCAUTH_COMPATIBILITY SameMinorVersion)
 endif()
 
-# Headers that are made, not written; beside the source tree in the path of includes.
+# Generated headers; they come after the source tree in the include path.
 set(OIDCAUTH_GENERATED_DIR "${PROJECT_BINARY_DIR}/include")
 configure_file(cmake/version.h.in "${OIDCAUTH_GENERATED_DIR}/oidcauth/version.h" @ONLY)

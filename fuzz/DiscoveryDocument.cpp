@@ -12,8 +12,8 @@
 #include <stdexcept>
 #include <string>
 
-// The input is the provider's answer: a content type, a newline, a configuration. Where it
-// suffices, a token is asked for, so that also the address of the token endpoint is used.
+// The input is the provider's answer: a content type, a newline, a configuration. If it is
+// accepted, a token is requested, so that the token endpoint's address is used, too.
 
 namespace {
 

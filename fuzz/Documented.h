@@ -5,9 +5,9 @@
 
 namespace fuzz {
 
-/// Whether the action comes to its end. It may throw exceptions of just these types, which are what
-/// the interface promises; another one ends the process, and that is a finding. Derived types do
-/// not count: a std::out_of_range of a string is no std::logic_error that somebody meant.
+/// Whether the action completes. It may throw exactly these types of exceptions, which the
+/// interface promises; any other one ends the process, and is a finding. Derived types do not
+/// count: a string's std::out_of_range is not an intended std::logic_error.
 template <class... Types, class Action>
 bool completes(const Action& action) {
     try {

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-// They stand still, so that a finding does not depend on the day.
+// The clocks stand still, so that a finding does not depend on the day.
 
 namespace auth::detail {
 

@@ -14,7 +14,7 @@ namespace {
 using auth::testing::SigningKey;
 using auth::testing::detail::base64url;
 
-// Short, for the sake of speed: nobody attacks it.
+// Short for speed: nobody attacks it.
 constexpr unsigned keyBits = 1024;
 
 const SigningKey& providersKey() {

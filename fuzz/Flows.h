@@ -12,16 +12,16 @@
 
 namespace fuzz {
 
-/// A token that the provider's key signs, whatever header and payload are. The key is made anew
-/// with every start, so that no input brings a signature of its own.
+/// A token signed with the provider's key, for any header and payload. The key is new in every
+/// process, so that no input can contain a valid signature.
 std::string signedToken(std::string_view header, std::string_view payload);
 
-// Configured by that provider, once: a first call comes before answers are replayed.
+// Configured by that provider, once: the first call must come before answers are replayed.
 
 auth::COIDCAuthClientCredentials& clientCredentials();
 auth::COIDCAuthHybrid& hybridFlow();
 
-/// As completes() with the exceptions of the JWT library, and of text that is not UTF-8.
+/// As completes() with the exceptions of the JWT library, and the one for text that is not UTF-8.
 template <class... More, class Action>
 bool completesWithTokens(const Action& action) {
     return completes<More..., std::runtime_error, std::invalid_argument, std::logic_error,

@@ -16,15 +16,15 @@
 #include <system_error>
 
 // The input is the provider's answer: a content type, a newline, a key set. A token that names its
-// first key makes the library build that key and verify with it.
+// first key makes the library create that key and verify with it.
 
 namespace {
 
 using auth::detail::Error;
 using fuzz::Answer;
 
-/// Verification begins to compute only with a signature that is as long as the modulus and less
-/// than it; everything else it refuses before.
+/// OpenSSL only computes for a signature that is as long as the modulus and less than it; it
+/// refuses any other at once.
 std::string signatureFor(const std::string& modulus) {
     return modulus.empty() ? "" : 'A' + std::string(modulus.size() - 1, 'B');
 }

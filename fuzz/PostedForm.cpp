@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-// The input is what the user's browser posts: a content type, a newline, a form.
+// The input is the user's browser's post: a content type, a newline, a form.
 
 namespace {
 
@@ -19,7 +19,7 @@ platform::RedirectHandler* handler = nullptr;
 
 namespace platform {
 
-// In place of the sockets, which another entry is for.
+// Replaces the sockets, which have their own entry.
 
 class RedirectServer::Impl {};
 

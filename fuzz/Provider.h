@@ -16,7 +16,7 @@ constexpr const char* keyId = "key";
 /// A configuration with which every flow works.
 Answer goodDiscoveryDocument();
 
-/// The key set that holds this JWK alone.
+/// The key set with this JWK alone.
 Answer keySetOf(const std::string& jwk);
 
 /// Formats every line and drops it.

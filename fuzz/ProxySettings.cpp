@@ -21,7 +21,7 @@
 #include <vector>
 
 // The input is a target's address, and then a line `name=value` for each variable; `proxies` and
-// `bypass` are lists in the form of Windows.
+// `bypass` are lists in the Windows format.
 
 namespace {
 
@@ -45,7 +45,7 @@ std::string valueOf(const Environment& environment, const std::string& name) {
     return found == environment.end() ? "" : trim_copy(found->second);
 }
 
-/// The variable that names the proxy for the target, if one does.
+/// The variable that has the proxy for the target, if there is one.
 std::string decidingVariable(const Environment& environment, const web::uri& target) {
     const std::vector<std::string> names =
         target.scheme() == "https"
@@ -63,7 +63,8 @@ bool isDirect(const std::string& exceptions, const web::uri& target) {
     return !settings.proxyFor(target);
 }
 
-/// A list stands for each of its entries, in whatever case. (Between commas none is trimmed.)
+/// A list has the same effect as its entries together, in upper or lower case. (Entries between
+/// commas are not trimmed.)
 void checkExceptions(const std::string& exceptions, const web::uri& target) {
     std::vector<std::string> entries;
     boost::algorithm::split(entries, exceptions, boost::algorithm::is_any_of(", \t"));
@@ -74,7 +75,7 @@ void checkExceptions(const std::string& exceptions, const web::uri& target) {
     fuzz::require(direct == isDirect(boost::algorithm::to_upper_copy(exceptions), target));
 }
 
-/// A name is excepted as itself and below its domains, but not as the end of another name.
+/// A name is excepted with its subdomains, but not as the end of another name.
 void checkName(const web::uri& target) {
     const std::string& host = target.host();
     const bool isName =
@@ -92,7 +93,8 @@ void checkName(const web::uri& target) {
     }
 }
 
-/// What is told of a proxy leads to the same one again, and stands in the variable.
+/// The resulting proxy leads to the same proxy when it is set again, and is contained in the
+/// variable.
 void checkProxy(const Proxy& proxy, const std::string& value) {
     const std::string& host = proxy.address.host();
     const int port = proxy.address.port();
@@ -100,7 +102,7 @@ void checkProxy(const Proxy& proxy, const std::string& value) {
     fuzz::require(proxy.address.to_string() == "http://" + place + '/');
     fuzz::require(!host.empty() && port > 0 && port <= 0xFFFF);
 
-    // One dot at the end is taken from a name, each time.
+    // One dot is removed from the end of a name, each time.
     const std::string encoded = web::uri::encode_data_string(proxy.user) + ':' +
                                 web::uri::encode_data_string(proxy.password) + '@' + host +
                                 (host.back() == '.' ? ".:" : ":") + std::to_string(port);
@@ -121,7 +123,8 @@ void checkProxy(const Proxy& proxy, const std::string& value) {
     }
 }
 
-/// Nothing of the value is told but the scheme, which cannot be a piece of a password then.
+/// The message contains nothing of the value but the scheme, which then cannot be a part of a
+/// password.
 void checkRefusal(const std::string& text, const std::string& name, const std::string& value) {
     const std::string scheme = to_lower_copy(value.substr(0, value.find("://")));
     const bool isWord = scheme.find_first_of(":@/ ") == std::string::npos;
@@ -131,7 +134,8 @@ void checkRefusal(const std::string& text, const std::string& name, const std::s
                                          ", which is not supported: only http is"));
 }
 
-/// A list stands for each of its entries, in whatever case; only `<-loopback>` takes one back.
+/// A list has the same effect as its entries together, in upper or lower case; only `<-loopback>`
+/// removes one.
 void checkBypass(const std::string& bypass, const web::uri& target) {
     const auto isBypassed = [&](const std::string& list) {
         return !ProxyList{"proxy.test", list}.proxyFor(target);
@@ -146,7 +150,7 @@ void checkBypass(const std::string& bypass, const web::uri& target) {
     }
 }
 
-/// One proxy for all is what a variable would make of it.
+/// A single proxy has the same effect as in a variable.
 void checkList(const std::string& proxies, const web::uri& target) {
     const ProxyList list{proxies, "<-loopback>"};
     const std::string name = "the system's proxy setting";
@@ -201,7 +205,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     while (std::getline(input, line)) {
         const std::size_t name = line.find('=');
         if (name != std::string::npos) {
-            environment[line.substr(0, name)] = line.c_str() + name + 1;  // no variable holds a NUL
+            environment[line.substr(0, name)] = line.c_str() + name + 1;  // no variable has a NUL
         }
     }
     check(environment, target);

@@ -21,9 +21,9 @@
 #include <string>
 #include <thread>
 
-// The input is what a peer sends to a listener, over a real connection and in two pieces. One
-// listener hears all inputs. To have its own takes an input several times as long, so that only
-// every eighth has one: it hears the input at a stretch, and tells what it received.
+// The input is sent by a peer to a listener, over a real connection and in two parts. All inputs
+// share one listener. A listener for a single input takes several times as long, so only every
+// eighth input has one: it gets the input in one part, and its outcome is checked.
 
 namespace {
 
@@ -36,12 +36,12 @@ constexpr std::size_t perOwnListener = 8;
 /// The server's end of the last connection.
 std::atomic<int> accepted{-1};
 
-/// One that is no other process's, so that its ports are ours.
+/// A loopback address that no other process uses, so that all its ports are free.
 address_v4 ownLoopback() {
     return address_v4((127U << 24U) + static_cast<unsigned>(::getpid()));
 }
 
-/// libFuzzer's own clock would end what is being read.
+/// Otherwise libFuzzer's own timer would interrupt reads.
 bool goOnAfterAlarms() {
     struct sigaction alarm {};
     ::sigaction(SIGALRM, nullptr, &alarm);
@@ -60,7 +60,7 @@ std::string urlWith(unsigned short port) {
     return "http://" + ownLoopback().to_string() + ':' + std::to_string(port) + "/callback";
 }
 
-/// The final answer to a request. An interim one comes, or not, as the pieces do.
+/// The final answer to a request. Whether there is an interim one depends on the parts.
 std::string answerTo(const std::string& request, unsigned short port, std::size_t firstPiece) {
     accepted = -1;
     test::RawPeer peer(port, ownLoopback());
@@ -73,12 +73,12 @@ std::string answerTo(const std::string& request, unsigned short port, std::size_
     return answer.substr(answer.compare(0, interim.size(), interim) == 0 ? interim.size() : 0);
 }
 
-/// The status of an answer, which has to be a whole one and the only one.
+/// The status of an answer, which must be complete and the only one.
 int statusOf(const std::string& answer, const std::string& request) {
     int status = 0;
     int head = 0;
     std::size_t length = 0;
-    // NOLINTNEXTLINE(cert-err34-c): what is no number leaves a length that does not fit
+    // NOLINTNEXTLINE(cert-err34-c): without a number the length does not match
     std::sscanf(answer.c_str(),
                 "HTTP/1.1 %d %*[^\r]\r\nContent-Type: text/html\r\n"
                 "Content-Length: %zu\r\nConnection: close\r\n\r\n%n",
@@ -102,8 +102,8 @@ std::string joined(const std::string& chunks) {
     }
 }
 
-/// The form that the listener accepted, read a second time; nothing where it has another type, or a
-/// coding that the server takes for none.
+/// Parses the form that the listener accepted a second time; nothing if it has another content
+/// type, or an encoding that the server does not decode.
 std::optional<std::string> formOf(const std::string& request) {
     const std::size_t headSize = request.find("\r\n\r\n");
     std::istringstream head(request.substr(0, headSize));
@@ -124,7 +124,7 @@ std::optional<std::string> formOf(const std::string& request) {
     return coding.empty() ? rest.substr(0, std::stoul(fields["content-length"])) : joined(rest);
 }
 
-/// A listener that is there for this request only.
+/// Uses a listener for this request alone.
 void checkAlone(const std::string& request, const std::string& answer, bool isAccepted) {
     fuzz::SignIn signIn(urlWith(ownPort));
     fuzz::require(answerTo(request, ownPort, 0) == answer);
@@ -140,8 +140,8 @@ void checkAlone(const std::string& request, const std::string& answer, bool isAc
 
 extern "C" {
 
-// The linker leads the server here.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as it names them
+// The linker redirects the server's calls to these.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
 int __real_accept4(int door, sockaddr* address, socklen_t* size, int flags);
 
 int __wrap_accept4(int door, sockaddr* address, socklen_t* size, int flags) {

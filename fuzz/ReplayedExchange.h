@@ -7,7 +7,7 @@
 
 namespace fuzz {
 
-/// What a provider answers.
+/// A provider's answer.
 struct Answer {
     web::http::status_code status = web::http::status_codes::OK;
     std::string contentType = "application/json";
@@ -17,11 +17,12 @@ struct Answer {
 /// From the first call on, no task waits for another thread.
 void runTasksInline();
 
-/// The answers to the exchanges from here on, in their order. Exchanges are begun on one thread;
-/// one too many throws std::out_of_range.
+/// Sets the answers to the following exchanges, in order. Exchanges are started on one thread; one
+/// too many throws std::out_of_range.
 void replay(std::vector<Answer> answers);
 
-/// An answer from one text: its content type, a newline, its body. Without a newline all is body.
+/// Makes an answer from one text: its content type, a newline, its body. Without a newline
+/// everything is body.
 Answer answerOf(const std::string& text);
 
 }  // namespace fuzz

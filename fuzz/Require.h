@@ -4,7 +4,7 @@
 
 namespace fuzz {
 
-/// What does not hold ends the process: a finding.
+/// Ends the process if the condition is false: a finding.
 inline void require(bool holds) {
     if (!holds) {
         std::abort();

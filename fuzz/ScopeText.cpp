@@ -11,14 +11,13 @@
 #include <stdexcept>
 #include <string>
 
-// The input is the scopes that a token is requested for, a newline, and the scopes that somebody
-// asks of it.
+// The input is the scopes that a token is requested for, a newline, and the scopes to check in it.
 
 namespace {
 
 using Words = std::set<CString::String>;
 
-/// Only a flow makes a token of a text.
+/// Only a flow makes a token from a text.
 auth::COIDCToken tokenFor(const CString& scopes) {
     static auto& flow = fuzz::clientCredentials();
     fuzz::Answer answer;
@@ -30,7 +29,7 @@ auth::COIDCToken tokenFor(const CString& scopes) {
         .get();
 }
 
-/// The scopes of a text, read a second time.
+/// The scopes of a text, parsed a second time.
 Words wordsOf(const CString& text) {
     const std::string utf8 = text.toUtf8();
     std::istringstream stream(utf8);
@@ -68,7 +67,7 @@ void check(const CString& granted, const CString& asked) {
     fuzz::require(token.validateScopes(granted) && token.validateScopes(text));
     fuzz::require(token.validateScopes(asked) == includes(words, wordsOf(asked)));
 
-    // Of the text of a token comes the same token, but for a scope without a name.
+    // The text of a token gives the same token, except for a scope without a name.
     Words named = words;
     named.erase(CString::String());
     fuzz::require(tokenFor(text).scopes() == joined(named));
@@ -84,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool isText = fuzz::completes<std::range_error>([&] {
         granted = input.substr(0, line);
         asked = input.substr(std::min(line + 1, input.size()));
-        (granted + asked).toUtf8();  // no surrogate stands alone
+        (granted + asked).toUtf8();  // no half surrogate pairs
     });
     if (isText) {
         check(granted, asked);

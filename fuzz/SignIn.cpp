@@ -16,7 +16,7 @@
 
 namespace {
 
-/// What the timers that run call.
+/// The functions that the running timers call.
 std::map<const platform::RepeatingTimer*, std::function<void()>> ticks;
 
 constexpr unsigned timeoutSeconds = 600;
@@ -25,7 +25,7 @@ constexpr unsigned timeoutSeconds = 600;
 
 namespace platform {
 
-// In place of the clockwork: time passes at our word.
+// Replaces the timer: time passes when we say so.
 
 struct RepeatingTimer::Impl {};
 
@@ -67,8 +67,8 @@ std::optional<SignIn::Code> SignIn::end() {
 }
 
 bool isOf(const std::string& form, const std::optional<SignIn::Code>& received) {
-    // The HTTP library takes semicolons behind the last & for separators, too. No browser leaves
-    // one in a form.
+    // The HTTP library also treats semicolons after the last & as separators. No browser sends one
+    // in a form.
     if (form.find(';') != std::string::npos) {
         return true;
     }

@@ -10,7 +10,7 @@ namespace fuzz {
 /// The content type with which browsers post a form.
 constexpr const char* formType = "application/x-www-form-urlencoded";
 
-/// A listener whose outcome is awaited.
+/// A listener with the task of its outcome.
 class SignIn {
 public:
     using Code = auth::COIDCAuthCodeListener::OIDCAuthCode;
@@ -20,8 +20,8 @@ public:
     SignIn(const SignIn&) = delete;
     SignIn& operator=(const SignIn&) = delete;
 
-    /// Closes the listener. What it received, or nothing when its request was rejected or none
-    /// came. It is a finding when the wait goes on.
+    /// Closes the listener. Returns the received code, or nothing if its request was rejected or
+    /// there was none. If the wait does not end, that is a finding.
     std::optional<Code> end();
 
 private:
@@ -29,7 +29,7 @@ private:
     Concurrency::task<Code> m_received;
 };
 
-/// Whether this is what a form of that type says, read a second time.
+/// Whether the code is the one in a form of that type, parsed a second time.
 bool isOf(const std::string& form, const std::optional<SignIn::Code>& received);
 
 }  // namespace fuzz

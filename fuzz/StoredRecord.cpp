@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-// An input that begins with the magic number is a record, which is tried as it is and with a mended
-// checksum. Any other is a file version and a content, to be packed: what an attacker with access
-// to the store would write, but a mutation hardly ever.
+// An input that begins with the magic number is a record, which is tried unchanged and with a
+// corrected checksum. Any other input is a file version and a content, which are packed: an
+// attacker with access to the store could write that, but a mutation hardly ever does.
 
 namespace {
 
@@ -66,7 +66,7 @@ Bytes store(auth::COIDCToken token) {
     return archive.detachCompressedData();
 }
 
-/// Whatever loads can be used, and what is stored of it is the same token.
+/// A record that loads can be used, and storing it again gives the same token.
 void check(auth::COIDCToken token) {
     for (const unsigned int lead : {0U, 1U << 31U, std::numeric_limits<unsigned int>::max()}) {
         token.willBeExpiredAfter(lead);

@@ -20,9 +20,9 @@
 #include <string>
 #include <utility>
 
-// The input is the answer of the token endpoint: a content type, a newline, a body. In the body,
-// <id> and <access> stand for tokens that the provider signs, which no mutation could make. The
-// whole input is also what an answer other than 200 says.
+// The input is the token endpoint's answer: a content type, a newline, a body. In the body, <id>
+// and <access> are replaced by tokens signed by the provider, which no mutation could produce. The
+// whole input is also used as an answer other than 200.
 
 namespace {
 
@@ -32,7 +32,7 @@ using fuzz::Answer;
 
 constexpr const char* scope = "openid";
 
-/// Nothing stands for a refusal.
+/// Empty for a refusal.
 using Outcome = std::optional<COIDCToken>;
 
 const std::string& idToken() {
@@ -65,8 +65,8 @@ Outcome outcomeOf(const Answer& answer, const Request& request) {
     return outcome;
 }
 
-/// The members of one object, read a second time by another library. A name can come twice, and
-/// which of its values counts is up to the reader.
+/// The members of one object, parsed a second time by another library. A name can occur twice, and
+/// then the parser decides which value counts.
 class Members : public picojson::deny_parse_context {
 public:
     static bool parse_object_start() { return true; }
@@ -91,7 +91,7 @@ public:
         return m_values.count(name) == 0 || anyOf(name, isOther);
     }
 
-    /// Of a whole number that does not fit into 32 bits the low ones are left.
+    /// If an integer does not fit into 32 bits, its lower bits count.
     bool say(const char* name, std::chrono::seconds duration) const {
         return anyOf(name, [&](const picojson::value& value) {
             using Limits = std::numeric_limits<int>;
@@ -113,8 +113,8 @@ private:
     std::multimap<std::string, picojson::value> m_values;
 };
 
-/// Nothing for an answer with a number that this library has no room for, or white space that it
-/// does not take for such.
+/// Empty for an answer with a number that does not fit in this library, or with white space that it
+/// does not accept.
 std::optional<Members> readAgain(const std::string& json) {
     Members members;
     std::string error;
@@ -123,7 +123,7 @@ std::optional<Members> readAgain(const std::string& json) {
     return isRead && error.empty() ? std::optional(members) : std::nullopt;
 }
 
-/// What every flow takes over.
+/// The members that every flow uses.
 void checkCommon(const COIDCToken& token, const Members& answer) {
     const auto lifetime =
         std::chrono::duration_cast<std::chrono::seconds>(token.expiresAt() - auth::detail::now());
@@ -183,9 +183,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzz::require(areEqual(*redeemed, *refreshed));
         fuzz::require(beginsWith(redeemed->idToken(), idToken()));
         fuzz::require(beginsWith(redeemed->accessToken(), accessToken()));
-        fuzz::require(service.has_value());  // it asks for less
+        fuzz::require(service.has_value());  // it requires less
     }
-    // In other character sets there is nothing else to read.
+    // In other character sets there is nothing else to parse.
     const auto members =
         answer.contentType == "application/json" ? readAgain(answer.body) : std::nullopt;
     if (members && service) {

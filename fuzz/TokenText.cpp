@@ -8,13 +8,13 @@
 #include <string>
 #include <string_view>
 
-// An input without a newline is a token as it came. One with a newline, which no token has, is a
-// header and a payload, from which a token is made that the provider's key signs: nothing else
-// reaches what lies behind the check of the signature.
+// An input without a newline is a token, used unchanged. An input with a newline, which no token
+// has, is a header and a payload from which a token is signed with the provider's key: otherwise
+// nothing would get past the check of the signature.
 
 namespace {
 
-/// Whether the token is accepted as one of the provider.
+/// Whether the token is accepted as the provider's.
 bool isValid(const std::string& text) {
     using fuzz::completesWithTokens;
     const auth::COIDCAuthHybrid& flow = fuzz::hybridFlow();

@@ -43,7 +43,7 @@ const std::uint8_t* CArchive::takeBytes(std::size_t count) {
     if (!IsLoading()) {
         throw CArchiveException(CArchiveException::writeOnly);
     }
-    // Before anything is allocated: a damaged length claims more than there is.
+    // Checked before anything is allocated: a damaged length can claim more bytes than there are.
     if (m_position > m_bytes.size() || count > m_bytes.size() - m_position) {
         throw CArchiveException(CArchiveException::endOfFile);
     }

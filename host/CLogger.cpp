@@ -37,8 +37,8 @@ std::wstring CLogger::wide(const std::string& utf8) {
     try {
         return CString(utf8).toWide();
     } catch (const std::range_error&) {
-        // Foreign text (the message of a system's exception) in another encoding: the ASCII in it
-        // still says what happened.
+        // Foreign text (the message of a system exception) in another encoding: its ASCII
+        // characters still say what happened.
         std::wstring text;
         for (const char byte : utf8) {
             const bool ascii = static_cast<unsigned char>(byte) < 0x80;

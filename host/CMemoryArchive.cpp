@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 
-// The bytes: magic, checksum of all that follows it, file version, unpacked size, zlib stream. The
-// checksum is over the header too, so that no damaged version or size is ever acted upon.
+// The format: magic, checksum of everything after it, file version, unpacked size, zlib stream. The
+// checksum covers the header, too, so that a damaged version or size is never used.
 
 namespace {
 
@@ -39,7 +39,8 @@ std::uint32_t checksum(const std::vector<std::uint8_t>& bytes) {
     return static_cast<std::uint32_t>(crc);
 }
 
-/// An archive of ours, whole and undamaged; every access behind this check stays in its bounds.
+/// Returns the bytes if they are a complete and undamaged archive of ours; all later accesses stay
+/// within its bounds.
 const std::vector<std::uint8_t>& checked(const std::vector<std::uint8_t>& bytes) {
     if (bytes.size() < headerSize || !std::equal(magic.begin(), magic.end(), bytes.begin()) ||
         readNumber(bytes, checksumOffset) != checksum(bytes) ||

@@ -29,8 +29,9 @@ bool pairsItsSurrogates(CString::View text) {
     return true;
 }
 
-/// The HTTP library's conversions let pass what is no UTF-8: surrogates, forms that are too long,
-/// points beyond the last one. None of them comes back as it was, but for low surrogates.
+/// The HTTP library's conversions accept text that is not UTF-8: surrogates, overlong forms, code
+/// points beyond the last one. None of these converts back to the same bytes, except low
+/// surrogates.
 CString::String unitsOfUtf8(std::string_view utf8) {
     using namespace utility::conversions;
     const auto converted = utf8_to_utf16(std::string(utf8));

@@ -4,14 +4,15 @@
 
 namespace platform {
 
-/// Hands `url` to the user's default browser. True when that has started; nothing else of it is
-/// awaited, and it outlives this process. False when nothing could be started or `url` is not one
-/// of `http:` or `https:`.
+/// Opens `url` in the user's default browser. Returns true once the browser has been started; it is
+/// not waited for, and outlives this process. Returns false if nothing could be started, or if
+/// `url` is not an `http:` or `https:` URL.
 ///
-/// On Linux the browser is one of the commands in the environment variable BROWSER: separated by
-/// colons, the first that starts, each with words of its own, of which `%s` stands for the URL (it
-/// comes last where none does), `%c` for a colon and `%%` for a percent sign. Without such commands
-/// it is xdg-open. No shell sees the URL. On Windows it is what the user's settings name.
+/// On Linux the browser is one of the commands in the environment variable BROWSER: the commands
+/// are separated by colons, and the first that starts is used. A command can have several words, in
+/// which `%s` stands for the URL (without `%s` the URL comes last), `%c` for a colon and `%%` for a
+/// percent sign. Without such commands xdg-open is used. No shell sees the URL. On Windows it is
+/// the browser in the user's settings.
 bool openBrowser(const utility::string_t& url) noexcept;
 
 }  // namespace platform

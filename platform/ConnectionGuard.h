@@ -8,37 +8,38 @@
 
 namespace platform {
 
-/// Lets a busy connection of an HTTP client be closed. Where the HTTP library closes it on the
-/// thread that cancels, while another may be reading from it, the process can crash: with this one
-/// comes after the other. And bounds what a peer can make that library keep in memory, which reads
-/// a head or a chunk to its end. And makes a request fail before anything of it leaves, where it
-/// would go over a kept connection that the peer has closed. A copy guards the same connections.
+/// Has three purposes. It closes a busy connection of an HTTP client safely: the HTTP library would
+/// close it on the cancelling thread while another thread may be reading from it, which can crash
+/// the process; here the closing waits for the reading. It limits how much a peer can make that
+/// library keep in memory, since the library reads a head or a chunk to its end. And it makes a
+/// request fail before any of it is sent if it would use a kept connection that the peer has
+/// closed. A copy guards the same connections.
 ///
-/// Not every connection can be had before it is open: those to a further address of a host whose
-/// first one does not answer, and any but the first tunnel through a proxy, stay as the library
-/// makes them.
+/// Some connections cannot be guarded before they are open, and stay as the library makes them:
+/// connections to another address of a host whose first address does not answer, and all tunnels
+/// through a proxy but the first.
 ///
 /// On Windows WinHTTP owns the connections: it closes them with their requests, and limits heads.
 /// Bodies are counted by the request's progress handler.
 class ConnectionGuard {
 public:
-    /// For the client of `origin` that is made of `config` afterwards. Its connections together may
-    /// receive `limit` bytes from one begin() to the next, heads and TLS included; the one that
-    /// exceeds them is closed.
+    /// For the client of `origin` that is created with `config` afterwards. All its connections
+    /// together may receive `limit` bytes from one begin() to the next, including heads and TLS;
+    /// the connection that exceeds the limit is closed.
     ConnectionGuard(const web::uri& origin, web::http::client::http_client_config& config,
                     std::uint64_t limit);
 
-    /// False for tunnels through a proxy, and on Windows: nobody can tell whether the peer closed
-    /// such a connection.
+    /// Whether it is known if the peer has closed such a connection. False for tunnels through a
+    /// proxy, and on Windows.
     bool noticesClosedOnes() const;
 
-    /// Calls `cancel` when nothing else happens on these connections: before it returns or soon
+    /// Calls `cancel` while nothing else happens on these connections: before it returns or soon
     /// afterwards, on any thread.
     void close(std::function<void()> cancel) const;
 
-    /// What was received so far no longer counts: a request begins.
+    /// A request begins: the bytes received so far no longer count.
     void begin() const;
-    /// Whether the limit was exceeded since; false where nobody counts.
+    /// Whether the limit has been exceeded since; false where bytes are not counted.
     bool isFlooded() const;
 
 private:

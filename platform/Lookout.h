@@ -7,9 +7,9 @@
 
 namespace platform {
 
-/// Looks for a moment whether something is there, before a thread sleeps: about as long as it takes
-/// to put a thread to sleep and to wake it. Where that was in vain it leaves it for a while, as on
-/// a busy machine, on which others need the processor. Any number of threads may share one.
+/// Spins briefly for a condition before a thread sleeps: about as long as it takes to put a thread
+/// to sleep and wake it. After a failed attempt it stops spinning for a while: on a busy machine
+/// others need the processor. Any number of threads may share one.
 class Lookout {
 public:
     template <class Condition>

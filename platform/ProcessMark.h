@@ -2,8 +2,8 @@
 
 namespace platform {
 
-/// Remembers the process in which it was made: one that is forked from it has a copy of its memory,
-/// but none of its threads.
+/// Remembers the process in which it was created: a forked process has a copy of its memory, but
+/// none of its threads.
 class ProcessMark {
 public:
     ProcessMark() noexcept;

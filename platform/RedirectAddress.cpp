@@ -34,7 +34,8 @@ void require(bool met, const std::string& reason) {
     }
 }
 
-// The URL class cuts a port to 16 bits, and takes none and port 0 for the same: the text decides.
+// The URL class truncates a port to 16 bits and does not distinguish a missing port from port 0, so
+// the text is parsed.
 unsigned short portOf(const std::string& digits) {
     if (digits.empty()) {
         return defaultPort;
@@ -47,8 +48,8 @@ unsigned short portOf(const std::string& digits) {
     return port;
 }
 
-/// Nothing interrupts the system's resolver, which can take minutes. It has a thread of its own,
-/// that is left behind when the time is over, and ends with it.
+/// The system's resolver cannot be interrupted and can take minutes. It runs on its own thread,
+/// which is abandoned when the time is over and ends with the lookup.
 Resolver::results_type lookUp(const std::string& host) {
     std::packaged_task<Resolver::results_type()> lookup([host] {
         net::io_context context;
@@ -68,7 +69,7 @@ Resolver::results_type resolve(const std::string& host) {
     return isName ? lookUp(host) : literal;
 }
 
-/// An IPv4 address in IPv6 clothes is one that only IPv4 sockets can have.
+/// An IPv4 address that is mapped to IPv6 can only be used by IPv4 sockets.
 net::ip::address plain(const net::ip::address& address) {
     if (address.is_v6() && address.to_v6().is_v4_mapped()) {
         return net::ip::make_address_v4(net::ip::v4_mapped, address.to_v6());
@@ -98,7 +99,7 @@ RedirectPlace placeOf(const utility::string_t& url) {
 }
 
 std::set<net::ip::address> addressesOf(const std::string& host) {
-    // Browsers try both, whatever the resolver here says.
+    // Browsers try both addresses, whatever the resolver here returns.
     if (host == "localhost") {
         return {net::ip::address_v4::loopback(), net::ip::address_v6::loopback()};
     }

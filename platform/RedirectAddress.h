@@ -8,18 +8,18 @@
 
 namespace platform {
 
-/// Where a redirect URL leads.
+/// The host, port and path of a redirect URL.
 struct RedirectPlace {
-    std::string host;  ///< in lower case, an IPv6 address in its brackets
+    std::string host;  ///< in lower case; an IPv6 address in brackets
     unsigned short port;
 };
 
-/// Throws std::runtime_error, with a text for people, when `url` is not http with a host and
-/// perhaps a port and a path.
+/// Throws std::runtime_error, with a text for people, if `url` is not an http URL with a host and
+/// optionally a port and a path.
 RedirectPlace placeOf(const utility::string_t& url);
 
-/// All addresses of a host; both loopback addresses for localhost. A name is looked up for some
-/// seconds at most. Throws std::runtime_error when there is none.
+/// All addresses of a host; both loopback addresses for localhost. A name is looked up for a few
+/// seconds at most. Throws std::runtime_error if there is no address.
 std::set<boost::asio::ip::address> addressesOf(const std::string& host);
 
 }  // namespace platform

@@ -29,14 +29,14 @@ using net::ip::tcp;
 
 constexpr std::size_t headLimit = std::size_t{64} * 1024;
 constexpr std::uint64_t bodyLimit = std::uint64_t{256} * 1024;
-// What chunks may bring beside the body. A browser sends none.
+// The limit for chunk headers and trailers. A browser sends none.
 constexpr std::size_t framingLimit = std::size_t{16} * 1024;
-// What is read at a time.
+// The number of bytes read at a time.
 constexpr std::size_t pieceSize = 4096;
-// A browser needs a handful.
+// A browser needs only a few.
 constexpr std::size_t mostConnections = 128;
 constexpr std::size_t budget = std::size_t{4} * 1024 * 1024;
-// A peer that waits needs a piece, and a little beside.
+// A waiting peer needs one piece and a little more.
 constexpr std::size_t nextToNothing = 2 * pieceSize;
 static_assert(mostConnections * nextToNothing + 4 * (headLimit + bodyLimit) < budget,
               "the budget is for one who sends at the limits while all others wait");
@@ -55,7 +55,8 @@ const char* lossOfBody(const error_code& error) {
 
 }  // namespace
 
-// Each step starts one operation, which owns the connection until it completes and calls the next.
+// Each step starts one operation, which owns the connection until it completes and then starts the
+// next one.
 class RedirectConnections::Connection : public std::enable_shared_from_this<Connection> {
 public:
     Connection(RedirectConnections& all, tcp::socket socket)
@@ -100,8 +101,8 @@ private:
         return piece;
     }
 
-    /// The head's bytes are counted as they come: how a peer cuts them changes nothing, and none of
-    /// the body is among them.
+    /// The head's bytes are counted as they arrive, so the peer's segmentation makes no difference,
+    /// and no byte of the body is counted with them.
     void read() {
         const std::size_t size =
             m_parser.is_header_done() ? pieceSize : std::min(pieceSize, headLimit - m_received);
@@ -216,7 +217,7 @@ private:
     }
 
     void sent(const std::function<void()>& ended) {
-        // First of all: nothing that fails later on keeps the outcome from who awaits it.
+        // First of all, so that no later failure keeps the outcome from its reader.
         if (ended) {
             ended();
         }
@@ -225,8 +226,8 @@ private:
         }
     }
 
-    /// Closing while the peer still sends would reset the connection, and could take the answer
-    /// from it.
+    /// Closing while the peer still sends would reset the connection, and the peer could lose the
+    /// answer.
     void linger() {
         error_code ignored;
         m_socket.shutdown(tcp::socket::shutdown_send, ignored);
@@ -251,7 +252,7 @@ private:
     net::steady_timer m_timer{m_socket.get_executor()};
     boost::beast::flat_buffer m_buffer;
     RedirectParser m_parser;
-    std::size_t m_received = 0;  // of the head, then of what is behind it
+    std::size_t m_received = 0;  // of the head, then of the rest
     std::size_t m_held = 0;
     bool m_isHead = false;
     std::string m_output;
@@ -278,8 +279,9 @@ void RedirectConnections::closeAll() {
     }
 }
 
-/// A browser sends its form at a stretch. Those who fill the memory and wait stand before it, and
-/// those who hold next to nothing would free nothing.
+/// A browser sends its form without a pause, so peers that fill the memory and then wait come
+/// before it in the order. Peers that hold almost nothing are skipped: closing them would free
+/// nothing.
 void RedirectConnections::keepWithinBudget() {
     while (m_held > budget) {
         const auto silent = std::find_if(m_all.begin(), m_all.end(),

@@ -9,8 +9,8 @@
 
 namespace platform {
 
-/// The peers of a redirect server, all served on one thread. Together they get a fixed number of
-/// connections and of bytes: whoever has been silent for longest makes room for another.
+/// The peers of a redirect server, all served on one thread. Together they share a fixed number of
+/// connections and bytes: if a limit is reached, the longest silent peer is closed.
 class RedirectConnections {
 public:
     explicit RedirectConnections(RedirectHandler& handler) : m_handler(handler) {}
@@ -18,9 +18,9 @@ public:
     RedirectConnections(const RedirectConnections&) = delete;
     RedirectConnections& operator=(const RedirectConnections&) = delete;
 
-    /// Answers the request that comes there.
+    /// Answers the request on that connection.
     void serve(boost::asio::ip::tcp::socket socket);
-    /// False when there is none.
+    /// Returns false if there is none.
     bool closeLongestSilent();
     void closeAll();
 
@@ -31,7 +31,7 @@ private:
     void keepWithinBudget();
 
     RedirectHandler& m_handler;
-    Order m_all;  // the longest silent one stands first
+    Order m_all;  // the longest silent one comes first
     std::size_t m_held = 0;
 };
 

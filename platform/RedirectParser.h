@@ -13,11 +13,11 @@
 
 namespace platform {
 
-/// Keeps of a request what its handler wants, and no other field, as these could be many.
+/// Keeps only the parts of a request that the handler needs: there could be many other fields.
 class RedirectParser final : public boost::beast::http::basic_parser<true> {
 public:
     RedirectParser() {
-        // Who feeds it counts.
+        // The caller counts the bytes.
         header_limit(std::numeric_limits<std::uint32_t>::max());
         body_limit(std::numeric_limits<std::uint64_t>::max());
     }
@@ -42,7 +42,7 @@ private:
         m_version = version;
     }
 
-    // Of a field that comes twice the first one counts, and none behind the body.
+    // If a field occurs twice, the first one counts; fields after the body are ignored.
     void on_field_impl(Field field, Text /*name*/, Text value, Error& /*error*/) override {
         if (field == Field::content_type && !m_isTyped && !is_header_done()) {
             m_isTyped = true;

@@ -57,8 +57,8 @@ private:
     struct Door {
         tcp::acceptor acceptor;
         net::steady_timer pause{acceptor.get_executor()};
-        bool isAwaited = false;  // a peer, or the end of the pause before that
-        bool hasFailed = false;  // the last time that a peer was to be accepted
+        bool isAwaited = false;  // for a peer, or for the end of the pause before that
+        bool hasFailed = false;  // the last attempt to accept a peer
     };
 
     void listen(const RedirectPlace& place) {
@@ -92,12 +92,13 @@ private:
                 m_context.run();
                 return;
             } catch (...) {  // NOLINT(bugprone-empty-catch)
-                // A connection that nothing is going on any more for is closed by now.
+                // A connection without a pending operation has been closed by now.
             }
         }
     }
 
-    /// What threw may have been about to await the next peer, and may have left nothing to do.
+    /// The exception may have interrupted a call that was about to await the next peer; then
+    /// nothing would be left to run.
     void resume() {
         m_context.restart();
         for (Door& door : m_doors) {
@@ -123,7 +124,8 @@ private:
         if (isShortage(error)) {
             return relieve(door);
         }
-        // One failure is that of a peer that is gone again. What goes on failing would spin.
+        // A single failure is that of a peer that has gone away. If accepting keeps failing,
+        // retrying at once would spin.
         if (std::exchange(door.hasFailed, bool(error)) && error) {
             return pause(door);
         }
@@ -146,7 +148,7 @@ private:
         pause(door);
     }
 
-    /// The peer still waits to be accepted, so that trying again at once would spin.
+    /// The peer is still waiting to be accepted, so retrying at once would spin.
     void pause(Door& door) {
         door.pause.expires_after(pauseAfterFailure);
         door.pause.async_wait([this, &door](const error_code&) {
@@ -159,7 +161,7 @@ private:
     }
 
     void close() {
-        // What is queued already finds its socket closed.
+        // Handlers that are already queued find their sockets closed.
         for (Door& door : m_doors) {
             error_code ignored;
             door.acceptor.close(ignored);

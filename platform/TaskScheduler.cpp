@@ -13,7 +13,7 @@ namespace platform {
 
 namespace {
 
-// Long enough to keep a thread warm between the requests of a busy program.
+// Long enough to keep a thread between the requests of a busy program.
 constexpr std::chrono::seconds keptWarm{10};
 
 class InlineScheduler final : public Concurrency::scheduler_interface {
@@ -44,7 +44,7 @@ struct ProcessScheduler {
 };
 
 ProcessScheduler& processScheduler() {
-    // Never destroyed: timers and answers may still come and schedule something.
+    // Never destroyed: timers and answers may still arrive and schedule something.
     static ProcessScheduler& instance = *[] {
         stopAtProcessEnd();
         return new ProcessScheduler;
@@ -69,7 +69,7 @@ GrowingScheduler::GrowingScheduler(std::chrono::milliseconds idleLimit) : m_idle
 
 GrowingScheduler::~GrowingScheduler() {
     stop();
-    // A call can have its work done, and this object be let go, before it returns.
+    // The work of a call can be done, and this object released, before the call returns.
     while (m_calls != 0) {
         std::this_thread::yield();
     }
@@ -79,7 +79,7 @@ void GrowingScheduler::stop() {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_stopping = true;
     m_workOrStop.notify_all();
-    // A body that ends the process gets here, and would wait for itself.
+    // A task body that ends the process gets here, and would wait for itself.
     const auto own = std::count_if(m_threads.begin(), m_threads.end(), [](const auto& thread) {
         return thread.get_id() == std::this_thread::get_id();
     });
@@ -110,7 +110,7 @@ void GrowingScheduler::enqueue(const Work& work) {
     // An idle thread that was woken for earlier work still counts as idle until it runs.
     if (m_work.size() <= m_idle) {
         const bool isSeen = m_isWatched && m_work.size() == 1;
-        lock.unlock();  // who is woken would have to wait for it
+        lock.unlock();  // otherwise the woken thread would have to wait for it
         if (!isSeen) {
             m_workOrStop.notify_one();
         }
@@ -124,7 +124,7 @@ void GrowingScheduler::enqueue(const Work& work) {
             m_pending = m_work.size();
             throw;
         }
-        // The threads that there are come to it in their time.
+        // The existing threads will get to it.
     }
 }
 
@@ -166,8 +166,9 @@ void GrowingScheduler::run(Threads::iterator self) {
     join(std::move(ended));
 }
 
-/// Returns with work, or without when none came or the scheduler stops. Requests often follow each
-/// other closely: one thread looks out for a moment before it sleeps, so that it need not be woken.
+/// Returns when there is work, when none came for a while, or when the scheduler stops. Requests
+/// often follow each other closely: one thread spins briefly before it sleeps, so that it need not
+/// be woken.
 void GrowingScheduler::awaitWork(std::unique_lock<std::mutex>& lock) {
     ++m_idle;
     if (m_work.empty() && !m_stopping && !m_isWatched && m_canWatch) {

@@ -6,10 +6,10 @@
 
 namespace platform {
 
-/// Calls `expired` once, `delay` from its construction, unless it is destroyed before. The call
-/// comes on a thread of the HTTP library's pool, or on Windows the system's: it only completes or
-/// cancels something and never blocks. Destroying the timer does not wait for a call that has
-/// already begun, so that `expired` owns or shares what it touches.
+/// Calls `expired` once, `delay` after its construction, unless it is destroyed before. The call
+/// comes on a thread of the HTTP library's pool, or on Windows of the system's: it may only
+/// complete or cancel something and must never block. Destroying the timer does not wait for a call
+/// that has already begun, so `expired` must own or share everything that it uses.
 class OneShotTimer {
 public:
     OneShotTimer(std::chrono::milliseconds delay, std::function<void()> expired);
@@ -22,8 +22,9 @@ private:
     std::unique_ptr<Impl> m_impl;
 };
 
-/// Calls `tick` every `period`, first one period from its construction, until it is destroyed. As
-/// above, but a call may also destroy the timer; no two calls run at a time.
+/// Calls `tick` every `period`, for the first time one period after its construction, until it is
+/// destroyed. As above, but a call may also destroy the timer; two calls never run at the same
+/// time.
 class RepeatingTimer {
 public:
     RepeatingTimer(std::chrono::milliseconds period, std::function<void()> tick);

@@ -11,14 +11,14 @@ namespace {
 
 using boost::beast::iequals;
 
-// What stands before the first separator; `rest` keeps what stands behind it.
+// Returns the text before the first separator; `rest` keeps the text after it.
 std::string_view cut(std::string_view& rest, char separator) {
     const auto first = rest.substr(0, rest.find(separator));
     rest.remove_prefix(first.size() + (first.size() < rest.size() ? 1 : 0));
     return first;
 }
 
-// What is no valid escape stays as it is.
+// An invalid escape is left unchanged.
 std::string formDecoded(std::string_view text) {
     std::string result;
     for (std::size_t at = 0; at < text.size(); ++at) {

@@ -28,7 +28,7 @@ const unsigned char* bytes(std::string_view text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-// Big-endian, with zeros in front up to that size.
+// Big-endian, padded with leading zeros to that size.
 std::string padded(const BIGNUM* number, int size) {
     std::string result(static_cast<std::size_t>(size), '\0');
     check(BN_bn2binpad(number, bytes(result), size) == size);
@@ -47,7 +47,7 @@ std::string content(const detail::Bio& memory) {
     return {data, static_cast<std::size_t>(size)};
 }
 
-// JOSE has r and s side by side where OpenSSL has DER.
+// JOSE puts r and s side by side; OpenSSL uses DER.
 std::string sideBySide(const std::string& der) {
     const auto* at = bytes(std::string_view(der));
     const detail::EcdsaSignature signature(

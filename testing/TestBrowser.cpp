@@ -55,7 +55,7 @@ Url parsed(const std::string& text) {
     return url;
 }
 
-// Runs one asynchronous operation to its end: only those have a time limit.
+// Runs one asynchronous operation to its end: only asynchronous ones have a time limit.
 template <class Start>
 void complete(net::io_context& io, Start start) {
     beast::error_code outcome;
@@ -107,8 +107,8 @@ PageAnswer exchange(Request request, const std::string& address,
                    : converse(io, stream, request);
 }
 
-// The text up to `end`, which goes from the front of `rest` together with it; no value, and nothing
-// goes, if there is no such end.
+// Returns the text up to `end` and removes both from the front of `rest`. Without such an end,
+// returns nothing and removes nothing.
 std::optional<std::string_view> upTo(std::string_view end, std::string_view& rest) {
     const auto at = rest.find(end);
     if (at == std::string_view::npos) {
@@ -143,7 +143,7 @@ std::string attribute(std::string_view tag, const std::string& name) {
     return found ? unescaped(upTo("\"", tag).value_or("")) : "";
 }
 
-// As the URL standard has it for application/x-www-form-urlencoded.
+// As the URL standard defines application/x-www-form-urlencoded.
 std::string formEncoded(const std::string& text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     constexpr std::string_view kept =

@@ -46,7 +46,7 @@ struct EndpointState {
 
 }  // namespace
 
-/// Shared by the tests' threads and the server's.
+/// Shared by the threads of the tests and of the server.
 struct TestProvider::State final : detail::ServerEvents {
     explicit State(const ProviderOptions& options)
         : issuerPath(options.issuerPath),
@@ -129,7 +129,7 @@ struct TestProvider::State final : detail::ServerEvents {
         if (--at(endpoint).holds > 0) {
             return;
         }
-        // Answers may be given on the server's thread only.
+        // Answers may only be given on the server's thread.
         server.post([this, held = std::exchange(at(endpoint).held, {}), endpoint] {
             for (const auto& [arrival, answer] : held) {
                 Lock relock(mutex);
@@ -166,10 +166,10 @@ struct TestProvider::State final : detail::ServerEvents {
     const std::string issuerPath;
     const std::unique_ptr<const detail::TemporaryDirectory> directory;
     const std::filesystem::path authorityFile;
-    detail::HttpServer server;  // outlives the held answers, which refer to its connections
+    detail::HttpServer server;  // must outlive the held answers, which refer to its connections
     const std::string issuer;
 
-    std::mutex mutex;  // guards all that follows
+    std::mutex mutex;  // guards everything below
     std::condition_variable changed;
     std::vector<std::pair<std::optional<Endpoint>, RecordedRequest>> requests;
     unsigned connections = 0;
@@ -181,7 +181,7 @@ struct TestProvider::State final : detail::ServerEvents {
 TestProvider::TestProvider(const ProviderOptions& options)
     : m_state(std::make_shared<State>(options)) {}
 
-// Not left to the state: a Hold that is released at this moment may keep it a little longer.
+// Not left to the state: a Hold that is being released may keep it alive a little longer.
 TestProvider::~TestProvider() {
     m_state->server.stop();
 }
@@ -262,7 +262,7 @@ SigningKey TestProvider::signingKey() const {
 }
 
 void TestProvider::rotateSigningKey() {
-    // Made before the lock is taken, since it takes long.
+    // Created before the lock is taken, because it takes long.
     const detail::PublishedKey fresh{SigningKey::rsa(detail::unique("key")), {}};
     const Lock lock(m_state->mutex);
     auto& keys = m_state->service.keys();

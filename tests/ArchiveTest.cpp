@@ -101,7 +101,7 @@ TEST(MemoryArchive, FindsItsSections) {
     EXPECT_EQ(value, 7);
 }
 
-/// As it would be written by somebody else: this content, said to have that size.
+/// An archive as somebody else would write it: with this content, and this size in its header.
 Bytes packed(const Bytes& content, std::size_t size) {
     const auto contentSize = static_cast<uLong>(content.size());
     auto packedSize = compressBound(contentSize);

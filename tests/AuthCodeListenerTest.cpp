@@ -70,7 +70,7 @@ std::string chunk(const std::string& body) {
     return framed.str();
 }
 
-/// What comes of a request: the bytes of the answer, and the outcome of the sign-in.
+/// The result of a request: the bytes of the answer, and the outcome of the sign-in.
 struct Result {
     std::string answer;
     std::string outcome;
@@ -101,7 +101,7 @@ std::string outcome(const Task& task) {
     return end == "accepted" ? received : end;
 }
 
-/// A listener whose outcome is awaited.
+/// A listener with the task of its outcome.
 struct SignIn {
     explicit SignIn(unsigned timeoutSeconds = 600, const std::string& path = "/callback")
         : url(test::freeRedirectUrl(path)), received(receive(timeoutSeconds)) {}
@@ -119,7 +119,7 @@ struct SignIn {
     Task received;
 };
 
-/// Exchanges one after the other, and the outcome of them all.
+/// Exchanges in sequence, and the outcome of all of them.
 struct Case {
     std::vector<std::pair<std::string, std::string>> exchanges;
     std::string outcome;
@@ -165,7 +165,7 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
         {post("code=1&id_token=2"), noCode("no state in auth code response")},
         {post("%=&&=&code"), noCode("no code in auth code response")},
         {post("code=%FF&id_token=\xC3(&state=%00"), {accepted.answer, "%FF \xC3\x83( %00"}},
-        // As the HTTP library takes them.
+        // As the HTTP library accepts them.
         {typed("Application/X-WWW-Form-URLencoded; Charset=\"UTF-8\""), accepted},
         {typed("text/plain"), accepted},
         {typed("text/plain; charset=utf-16"), noCode("no code in auth code response")},
@@ -184,7 +184,7 @@ TEST(AuthCodeListener, AnswersEachRequestAndTellsWhatCameOfIt) {
          {accepted.answer, "1 2 %3"}},
         {chunked("5\r\ncode=1\r\n0\r\n\r\n"), noCode(malformed)},
         {chunked("1;" + std::string(1U << 20U, 'x')), noCode(malformed)},
-        // What stands around the body counts, too, also where it comes in many pieces.
+        // Bytes around the body count, too, even if it arrives in many parts.
         {chunked(repeated(chunk("x"), 5000) + "0\r\n\r\n"), noCode(malformed)},
         {chunked(chunk(form) + "0\r\n" + repeated("a: b\r\n", 5000) + "\r\n"), noCode(malformed)},
         {chunked(chunk(formOf(bodyLimit)) + "0\r\n\r\n"), accepted},
@@ -231,7 +231,7 @@ TEST(AuthCodeListener, CountsTheFirstRequestOnly) {
         {{{post(form), accepted.answer}, {next, accepted.answer}, {get, refusal}},
          accepted.outcome},
         {{{post(form) + get, accepted.answer}}, accepted.outcome},
-        // What is no request is answered, and changes nothing.
+        // Input that is not a request is answered, and changes nothing.
         {{{"\x16\x03\x01", refusal},
           {"GET / HTTP/2.0\r\n\r\n", refusal},
           {"POST /callback HTTP/1.1\r\nContent-Length: many\r\n\r\n", refusal},
@@ -263,7 +263,7 @@ TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
                    formType + "\r\n");
         EXPECT_EQ(peer->receiveUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
     }
-    RawPeer(signIn.port).send("POST /call");  // and leaves
+    RawPeer(signIn.port).send("POST /call");  // and disconnects
     RawPeer unused(signIn.port);
     unused.finish();
     EXPECT_EQ(unused.receive(), "");
@@ -274,7 +274,7 @@ TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
 
     signIn.listener.reset();
     for (RawPeer& peer : others) {
-        peer.receive();  // comes to an end
+        peer.receive();  // the connection ends
     }
     const COIDCAuthCodeListener again{CString(signIn.url)};  // the port is free at once
     EXPECT_THROW(COIDCAuthCodeListener{CString(signIn.url)}, std::exception);
@@ -283,7 +283,7 @@ TEST(AuthCodeListener, HoldsNobodyUpForOthers) {
 TEST(AuthCodeListener, KeepsRoomForABrowserWhileOthersFillTheMemory) {
     constexpr std::size_t budget = 4U << 20U;
     const SignIn signIn;
-    RawPeer early(signIn.port);  // holds nothing, so that it need not go
+    RawPeer early(signIn.port);  // holds no bytes, so it need not be closed
     std::list<RawPeer> others;
     const std::string large = post(formOf(bodyLimit));
     const std::size_t sent = bodyLimit / 2;
@@ -334,7 +334,7 @@ TEST(AuthCodeListener, WaitsNoLongerThanItIsTold) {
     clock.setSystemClock(-2h);
     std::atomic<bool> isSeldom{false};
     const platform::OneShotTimer soon(4s, [&] { isSeldom = true; });
-    // Cancellation comes before the time, and that before what was received.
+    // Cancellation takes precedence over the time limit, and that over a received answer.
     const auto never = cancelled.receive(0);
     const auto atOnce = inTime.receive(0);
     EXPECT_EQ(outcome(inTime.receive(1)), accepted.outcome);
@@ -365,7 +365,7 @@ TEST(AuthCodeListener, IsCancelledAtOnce) {
         signIn.cancellation.cancel();
         ASSERT_EQ(outcome(signIn.received), "cancelled");
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);  // 10 s, if only ticks noticed it
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);  // 10 s if only ticks noticed it
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ TEST(CString, ConvertsEveryWidthAlike) {
     const CString narrow(utf8);
     EXPECT_EQ(narrow, CString(L"a\u00E4\u20AC\U0001F511"));
     EXPECT_EQ(narrow, CString(u"a\u00E4\u20AC\U0001F511"));
-    EXPECT_EQ(narrow.GetLength(), 5);  // the last one takes two units
+    EXPECT_EQ(narrow.GetLength(), 5);  // the last one needs two units
     EXPECT_EQ(narrow.toUtf8(), utf8);
     EXPECT_EQ(narrow.toWide(), L"a\u00E4\u20AC\U0001F511");
 }
@@ -44,7 +44,7 @@ TEST(CString, ComparesUnitByUnit) {
     EXPECT_LT(CString("a").Compare("ab"), 0);
     EXPECT_GT(CString("ab").Compare("a"), 0);
     EXPECT_EQ(CString("a").Compare("a"), 0);
-    // U+FF5E stands behind U+1F511, whose first unit is a surrogate.
+    // U+FF5E is ordered after U+1F511, whose first unit is a surrogate.
     EXPECT_GT(CString("\xEF\xBD\x9E").Compare("\xF0\x9F\x94\x91"), 0);
 }
 

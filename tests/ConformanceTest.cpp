@@ -1,5 +1,5 @@
 // The tests of the OpenID conformance plan for relying parties (hybrid, form_post) that concern
-// tokens, by their names there. docs/conformance.md says what they mean; what stands here is that
+// tokens, by their names there. docs/conformance.md explains them; the outcomes here are that
 // page's column of outcomes. Its nonce-invalid is a row of HybridFlowTest.
 
 #include "testing/SigningKey.h"

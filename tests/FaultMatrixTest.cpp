@@ -4,40 +4,40 @@
 #include "tests/support/Usage.h"
 #include "tests/support/Wide.h"
 
-// Every kind of request that the library makes meets every fault. Whatever comes of it: in time,
-// with the stored token as it was, with both permits free, and with no thread or descriptor left
-// behind. What the browser sends is AuthCodeListenerTest's and HybridFlowTest's.
+// Every kind of request that the library makes meets every fault. Afterwards the request must have
+// ended in time, the stored token must be unchanged, both permits free, and no thread or descriptor
+// left over. AuthCodeListenerTest and HybridFlowTest do the same for the browser's requests.
 
 namespace {
 
 using namespace test;
 using namespace std::string_literals;
 
-/// Where a fault is worth its time.
+/// The requests for which a fault is worth its time.
 enum Where : unsigned {
     Nowhere = 0,
     Service = 1U << 0U,
     Configuration = 1U << 1U,
     Keys = 1U << 2U,
-    Code = 1U << 3U,  // half a second each: few of its faults are not those of a refresh
+    Code = 1U << 3U,  // half a second each: few of its faults differ from those of a refresh
     Refresh = 1U << 4U,
     Quick = Service | Configuration | Keys | Refresh,
     Everywhere = Quick | Code,
 };
 
-/// One of the requests that a service, a sign-in or a refresh makes.
+/// One of the requests of a service, a sign-in or a refresh.
 struct Asked {
     Where where;
     Endpoint endpoint;
-    const char* address;     // the member of the configuration that says where it goes
-    const char* nulRefusal;  // what is said when a text of the answer has a NUL, as JSON allows
+    const char* address;     // the member of the configuration with its URL
+    const char* nulRefusal;  // the message if a text of the answer has a NUL, which JSON allows
     std::uint64_t limitKiB = 256;  // of the answer
 
-    /// A token request is not sent again on the connection that follows the kept one.
+    /// A token request is not repeated on the connection that follows the kept one.
     bool atMostOnce() const { return endpoint == Endpoint::Token; }
 };
 
-/// Of a fault whose text depends on the request.
+/// The text of this fault depends on the request.
 const std::string nulRefusal = "(NUL)";
 const std::string success = "accepted";
 
@@ -59,8 +59,8 @@ protected:
         log->takeLines();
     }
 
-    /// How the request ends, and of one that refreshes without its user, the refresh. What does not
-    /// end is cancelled.
+    /// Returns how the request ends or, for a refresh without a user, how the refresh ends. A
+    /// request that does not end is cancelled.
     std::string perform(Where where) {
         const cancellation_token_source source;
         helper->setBrowserOpener(user.opener());
@@ -72,7 +72,7 @@ protected:
                                                     source.get_token(), where != Refresh);
         EXPECT_TRUE(eventually([&, now = start]() mutable {
             if (!log->textAt(3).empty()) {
-                clock.freezeAt(now += 1s);  // over the pause behind a failed refresh
+                clock.freezeAt(now += 1s);  // past the pause after a failed refresh
             }
             return request.is_done();
         }));
@@ -85,7 +85,7 @@ protected:
         return log->textAt(3);
     }
 
-    /// Does that and sees what it leaves behind.
+    /// Does the same and checks that nothing is left behind.
     std::string endWithoutTrace(Where where) {
         const auto stored = content->bytes;
         const auto before = usage().descriptors;
@@ -112,10 +112,10 @@ void FaultMatrix::endEachFault(const Asked& asked) {
     struct Fault {
         std::string name;
         std::function<void()> arrange;
-        std::string end;  // part of it
+        std::string end;  // a part of the outcome
         unsigned where = Quick;
     };
-    // Sends the request elsewhere, with the path that it has.
+    // Sends the request to another origin with the same path.
     const auto elsewhere = [&](const std::string& origin) {
         return [&, origin] {
             isDiverted = true;
@@ -225,7 +225,7 @@ void FaultMatrix::endEachFault(const Asked& asked) {
         {"number beyond a double", number("1e999"), success, Service | Refresh},
         {"number beyond an integer", number("99999999999"), success, Service | Refresh},
     };
-    provider.signingKey();  // so that no request has to wait until it is made
+    provider.signingKey();  // created now, so that no request has to wait for it
     prepare(asked.where);
     EXPECT_EQ(perform(asked.where), success);
     const auto usualThreads = usage().threads;
@@ -245,7 +245,7 @@ void FaultMatrix::endEachFault(const Asked& asked) {
                     ::testing::HasSubstr(fault.end == nulRefusal ? asked.nulRefusal : fault.end));
         host.reset();
     }
-    // Those that have nothing to do stay for a while; one more for each fault would be too many.
+    // Idle threads stay for a while; an extra thread for each fault would be too many.
     EXPECT_LE(usage().threads, usualThreads + 15);
 }
 

@@ -57,7 +57,7 @@ TEST_F(FileTokenStoreTest, KeepsBytesPrivatelyAndForgetsThem) {
     }
 }
 
-/// Also of a record that it has served before.
+/// Also if it has returned the record before.
 TEST_F(FileTokenStoreTest, RefusesWhatIsNoRecordOfItsOwn) {
     struct Case {
         std::string text;
@@ -105,7 +105,7 @@ TEST_F(FileTokenStoreTest, WritesIntoThePreparedFile) {
         SecretFile secret(m_file);
         secret.prepareWrite();
         EXPECT_EQ(entries(), 2);
-        other.write(Bytes{2});  // takes away only what nobody is about to write
+        other.write(Bytes{2});  // only removes files that nobody is about to write
         EXPECT_EQ(entries(), 2);
         test::openToOthers(m_file);
         EXPECT_THAT([&] { secret.write(Bytes{3}); }, fails("open to other users"));
@@ -137,7 +137,7 @@ TEST_F(FileTokenStoreTest, LeavesOtherFilesAlone) {
             put(m_folder / edit(abandoned), 1);
         }
     }
-    const auto others = entries() - 2;  // fewer where names have no case
+    const auto others = entries() - 2;  // fewer where names are not case-sensitive
     secret.write({2});
     EXPECT_EQ(entries(), 1 + others);
     EXPECT_FALSE(fs::exists(m_folder / abandoned));

@@ -5,7 +5,7 @@ namespace {
 using namespace test;
 using ::testing::ElementsAre;
 
-/// Requests of a service.
+/// Requests for a service's tokens.
 class Helper : public Applications {
 protected:
     task<CString> ask(unsigned int minValidity = 0,
@@ -166,14 +166,14 @@ TEST_F(Helper, TakesAnUnreadableStoreForAnEmptyOneAndPassesOtherFailuresOn) {
 }
 
 TEST_F(Helper, NeedNotBeAskedForTheOutcome) {
-    // An exception that nobody observes would end the process, also one of before any work.
+    // An unobserved exception would end the process, even one from before any work.
     const auto unfit = makeHelper(nullptr);
     unfit->getAccessTokenHybridAsync(provider.configUrl(), "client", "a", {}, 0,
                                      cancellation_token::none(), false);
     provider.setStatus(Endpoint::Token, 500);
     ask();
     ASSERT_TRUE(provider.waitForRequests(Endpoint::Token, 1, patience));
-    EXPECT_THROW(get(ask()), std::exception);  // after the first one: they queue
+    EXPECT_THROW(get(ask()), std::exception);  // queued after the first one
 }
 
 TEST_F(Helper, AsksOnceFor200RequestsAtOnce) {
@@ -205,7 +205,7 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
             queued.push_back(ask(0, others.get_token()));
         }
         const auto received = provider.requests().size();
-        others.cancel();  // the first one goes on, and the provider still holds its answer
+        others.cancel();  // the first request goes on; the provider still holds its answer
         for (const auto& task : queued) {
             EXPECT_EQ(outcome(task), "cancelled");
         }
@@ -218,7 +218,7 @@ TEST_F(Helper, EndsAtOnceWhenCancelled) {
     EXPECT_FALSE(get(ask()).IsEmpty()) << "the next request finds the mutex free";
 }
 
-/// A request that began before gets its token; the store gets it only if nobody was signed out.
+/// A request that began before gets its token; the store only gets it if nobody was signed out.
 TEST_F(Helper, SignsOutWhileARequestIsUnderWay) {
     for (const Endpoint waitsAt : {Endpoint::Discovery, Endpoint::Token}) {
         for (const auto& failure : {std::exception_ptr(), disk}) {

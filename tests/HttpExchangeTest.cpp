@@ -40,7 +40,7 @@ TEST(HttpExchange, PostsOnceThoughTheKeptConnectionIsGone) {
     }
 }
 
-/// It takes what is sent, so that nothing but the connection's state tells that no answer comes.
+/// The peer accepts the data, so only the connection's state shows that no answer will come.
 TEST(HttpExchange, PostsOverNoConnectionThatThePeerHasHalfClosed) {
     boost::asio::io_context io;
     boost::asio::ip::tcp::acceptor door(io, {boost::asio::ip::address_v4::loopback(), 0});
@@ -58,7 +58,7 @@ TEST(HttpExchange, PostsOverNoConnectionThatThePeerHasHalfClosed) {
     EXPECT_EQ(get(http, url), "accepted");
     EXPECT_TRUE(eventually([&] { return closed == 1; }));
     EXPECT_EQ(post(http, url), "accepted");
-    const RawPeer last(door.local_endpoint().port());  // should it still wait for one
+    const RawPeer last(door.local_endpoint().port());  // in case it still waits for one
 }
 
 TEST(HttpExchange, PostsOverAConnectionThatHasNotRestedLong) {
@@ -110,7 +110,7 @@ TEST(HttpExchange, EndsAtOnceWhenCancelled) {
         EXPECT_EQ(outcome(fetched), "cancelled");
         EXPECT_TRUE(!httpClient.closesWhenCancelled ||
                     provider.waitForClosed(provider.connections(), patience));
-        // And nothing is sent for a cancelled token.
+        // And a cancelled token sends nothing.
         EXPECT_EQ(get(http, provider.configUrl(), source.get_token()), "cancelled");
         EXPECT_EQ(provider.requests().size(), received + 2);
     }
@@ -137,7 +137,7 @@ TEST(HttpExchange, CountsWhatComesInOfEachAnswerAlone) {
 TEST(HttpExchange, LetsGoOfALongLivedToken) {
     const cancellation_token_source source;
     EXPECT_FALSE(growsEachTime(60, [&] {
-        const TestProvider provider;  // which keeps what it receives
+        const TestProvider provider;  // it records the requests that it receives
         HttpExchange http;
         for (int i = 0; i < 200; ++i) {
             ASSERT_EQ(get(http, provider.configUrl(), source.get_token()), "accepted");

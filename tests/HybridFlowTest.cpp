@@ -13,7 +13,7 @@ using ::testing::EndsWith;
 
 const auto noToken = cancellation_token::none();
 
-/// One sign-in at a provider of its own.
+/// A sign-in at a provider of its own.
 class HybridFlow : public Applications {
 protected:
     COIDCToken signIn(const COIDCAuthHybrid::OpenBrowser& open, const std::vector<CString>& urls,
@@ -62,15 +62,15 @@ TEST_F(HybridFlow, OpensExactlyThisUrl) {
                                        "&response_mode=form_post"));
 }
 
-/// What the browser posts, before somebody changes it.
+/// The form that the browser posts, before a test changes it.
 struct Posted {
     std::string& code;
     std::string& state;
     std::string& idToken;
-    TestToken token;  // the correct one, to be changed and signed
+    TestToken token;  // the correct token, to be changed and signed
 };
 
-/// Signs in by what `edit` makes of the answer.
+/// Signs in with the answer as `edit` changes it.
 User::Acts posting(const TestProvider& provider, const std::function<void(Posted&)>& edit) {
     return [&provider, edit](const std::string& url) {
         FormPost form = openPage(url);
@@ -129,7 +129,7 @@ TEST_F(HybridFlow, TakesNoOtherAnswerThanItsOwn) {
         std::unique_ptr<COIDCAuthHybrid> flow;
         task<COIDCToken> token;
     };
-    std::list<SignIn> signIns;  // side by side: each is noticed up to half a second later
+    std::list<SignIn> signIns;  // in parallel: each is noticed up to half a second later
     for (const auto& row : rows) {
         SignIn& each = signIns.emplace_back();
         each.user = std::make_unique<User>(posting(provider, row.change));
@@ -204,7 +204,7 @@ TEST(Pkce, MakesVerifiersAndChallenges) {
         EXPECT_THAT(test::to_utf8string(*verifiers.rbegin()), MatchesPattern("[A-Za-z0-9_-]{86}"));
     }
     EXPECT_EQ(verifiers.size(), 100U);
-    // Every byte but one comes to be drawn.
+    // Every byte value but one occurs.
     utility::string_t text = auth::detail::makeCodeVerifier(30'000);
     std::replace(text.begin(), text.end(), '-', '+');
     std::replace(text.begin(), text.end(), '_', '/');

@@ -42,7 +42,7 @@ using Struct = task<T> (COIDCHelper::*)(const UserRequest&, const cancellation_t
 template <class T>
 using Blocking = T (COIDCHelper::*)(const UserRequest&);
 
-/// Every argument of every form, and what it gives.
+/// Every argument of every form, and its result.
 TEST_F(HybridHelper, GivesInEveryFormWhatWasAskedFor) {
     struct Form {
         const char* name;
@@ -235,7 +235,7 @@ TEST_F(HybridHelper, RefreshesAnExpiredToken) {
     EXPECT_TRUE(user.urls().empty());
 }
 
-/// What was received and paid for is kept, whoever gives up meanwhile.
+/// A received token is kept, even if the request is cancelled meanwhile.
 TEST_F(HybridHelper, KeepsWhatItReceivedThoughItIsCancelled) {
     for (const bool refreshes : {true, false}) {
         for (const std::string& moment :
@@ -250,7 +250,7 @@ TEST_F(HybridHelper, KeepsWhatItReceivedThoughItIsCancelled) {
                     source.cancel();
                 }
             });
-            outcome(ask(true, source.get_token()));  // a token or not, in time
+            outcome(ask(true, source.get_token()));  // a token or not, but in time
             log->onLine({});
             EXPECT_NE(content->bytes, before) << moment;
             EXPECT_EQ(load(content->bytes).refreshToken().IsEmpty(), false) << moment;
@@ -304,7 +304,7 @@ TEST_F(HybridHelper, SendsARefreshTokenOnceAndThenAsksTheUser) {
         log->takeLines();
         log->onLine([&](const std::string& line) {
             if (line == "Refreshing token...") {
-                clock.freezeAt(start + 10s);  // the pause begins behind the refresh
+                clock.freezeAt(start + 10s);  // the pause begins after the refresh
             }
         });
         const auto before = tokenRequests();

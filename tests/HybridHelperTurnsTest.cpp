@@ -1,4 +1,4 @@
-// What a user's request does while others refresh, sign in or sign out, and when it is cancelled.
+// A user's requests while others refresh, sign in or sign out, and while they are cancelled.
 
 #include "tests/support/HttpClient.h"
 #include "tests/support/HybridHelper.h"
@@ -17,7 +17,7 @@ std::exception_ptr thrown(const std::string& text) {
 TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
     TestClock clock;
     clock.freezeAt(start);
-    // While it pauses after a failed refresh.
+    // During the pause after a failed refresh.
     provider.setStatus(Endpoint::Token, 400);
     store(expiredRecord());
     auto request = ask();
@@ -28,7 +28,7 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
     EXPECT_THAT(content->rereadFlags, ElementsAre(false, true, true));
     provider.reset();
 
-    // While it pauses, an expired one whose refresh token only resembles the one that failed.
+    // During the pause, an expired record whose refresh token is only similar to the failed one.
     auto record = expiredRecord();
     for (const auto& [name, edit] : nearMisses()) {
         const std::string good = provider.issueRefreshToken("client");
@@ -45,7 +45,7 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
         EXPECT_EQ(outcome(request), "accepted") << name;
     }
 
-    // While it waits for either permit.
+    // While waiting for either permit.
     for (const auto& held : {COIDCHelper::getProcessExclusivePermit(), permit}) {
         store(expiredRecord());
         const auto lock = held->createLock();
@@ -64,11 +64,12 @@ TEST_F(HybridHelper, TakesTheTokenThatAnotherStores) {
     }
 }
 
-/// The one who has the permit stores its token and lets go, between the request's read and its try.
+/// The holder of the permit stores its token and releases the permit between the request's read and
+/// its attempt to lock.
 TEST_F(HybridHelper, LooksOnceMoreWhenItHasThePermit) {
     const auto handedOver = std::make_shared<FaultyPermit>();
     useHelper(handedOver);
-    for (const bool later : {false, true}) {  // than the process's
+    for (const bool later : {false, true}) {  // later than the process's
         handedOver->onTry = [this, later, tries = 0]() mutable {
             const bool has = ++tries > (later ? 1 : 0);
             if (has) {
@@ -88,7 +89,7 @@ TEST_F(HybridHelper, LooksOnceMoreWhenItHasThePermit) {
     EXPECT_EQ(tokenRequests(), 0U);
     EXPECT_TRUE(user.urls().empty());
 
-    // What it cannot read again is what it was.
+    // A record that cannot be read again counts as unchanged.
     store(expiredRecord());
     handedOver->onTry = [this] {
         content->readFailure = thrown("disk");
@@ -107,7 +108,7 @@ TEST_F(HybridHelper, PausesForNoRecordThatDoesNotLoad) {
     const auto request = ask();
     ASSERT_TRUE(logged("Failed to refresh token."));
     EXPECT_TRUE(waitsOn());
-    // It ends behind the refresh token that failed.
+    // The record ends after the failed refresh token.
     CMemoryArchive cut;
     cut.startSection("OIDCToken", true);
     cut.archive() << CString(record.accessToken) << CString(record.refreshToken);
@@ -158,7 +159,7 @@ TEST_F(HybridHelper, GivesTheUser90Seconds) {
         content->bytes.clear();
         const auto request = ask(true);
         opened.get_future().wait();
-        // Perhaps the wait begins only now.
+        // The wait may only begin now.
         for (int round = 1; !comesBack && !request.is_done() && round < 5; ++round) {
             clock.freezeAt(start + round * 90s);
             eventually([&] { return request.is_done(); }, 1s);
@@ -192,7 +193,8 @@ TEST_F(HybridHelper, FreesThePermitsWhateverFails) {
          opener([](const CString&) { return false; })},
         {"something else", opener([](const CString&) -> bool { throw 1; })},
         {"disk full", [&] { content->writeFailure = thrown("disk full"); }},
-        // The loss of a refreshed token is told, and not mended by asking the user.
+        // If a refreshed token cannot be stored, that is reported, and the user is not asked
+        // instead.
         {"refresh: disk full",
          [&] {
              store(expiredRecord());
@@ -211,7 +213,7 @@ TEST_F(HybridHelper, FreesThePermitsWhateverFails) {
     }
 }
 
-/// Where a request waits for the provider.
+/// A stage at which a request waits for the provider.
 struct Stage {
     Endpoint waitsAt;
     bool refreshes;
@@ -242,7 +244,7 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
 
     content->bytes.clear();
     const cancellation_token_source source;
-    helper->setBrowserOpener([](const CString&) { return true; });  // and nobody there
+    helper->setBrowserOpener([](const CString&) { return true; });  // without a user
     const auto signingIn = ask(true, source.get_token());
     ASSERT_TRUE(logged("Requesting auth code..."));
     const cancellation_token_source ofTheWaiting;
@@ -257,7 +259,8 @@ TEST_F(HybridHelper, EndsWhenCancelledAtAnyStep) {
     EXPECT_TRUE(permitsAreFree());
 }
 
-/// What a request under way receives is its caller's, and is stored unless somebody signs out.
+/// The token that a running request receives belongs to its caller, and is stored unless somebody
+/// signs out.
 TEST_F(HybridHelper, SignsOutBehindARequestAtAnyStep) {
     for (const auto& [waitsAt, refreshes] : stages) {
         for (const bool isCancelled : std::set<bool>{false, refreshes}) {
@@ -310,7 +313,7 @@ TEST_F(HybridHelper, SignsOutUnderBothPermits) {
     }
     EXPECT_TRUE(permitsAreFree());
 
-    // Somebody may have gone away from a sign-in.
+    // The user may have abandoned a sign-in.
     const auto faulty = std::make_shared<FaultyPermit>();
     std::atomic<int> tries{0};
     faulty->onTry = [&tries] { return ++tries < 0; };
@@ -333,7 +336,7 @@ TEST_F(HybridHelper, SignsOutUnderBothPermits) {
     EXPECT_EQ(outcome([&] { helper->signOut(); }), "exclusive permit should be specified");
 }
 
-/// Between a request's read and its turn, and then the store cannot be read.
+/// Sign-out between a request's read and its turn, after which the store cannot be read.
 TEST_F(HybridHelper, StoresNothingOfWhomSomebodySignedOut) {
     for (const bool refreshes : {true, false}) {
         storeFor(refreshes);

@@ -211,7 +211,7 @@ TEST(HybridToken, FailsInItsTaskWhenNothingCanBeSent) {
         EXPECT_THROW(get(refreshed), std::exception);
         EXPECT_THROW(get(redeemed), std::exception);
     };
-    requests(CString(CString::String{0xD800}));  // half a pair
+    requests(CString(CString::String{0xD800}));  // half a surrogate pair
     for (const char* const url : {R"("not a url")", R"("ftp://127.0.0.1/")", R"("/path")"}) {
         provider.setMember(Endpoint::Discovery, "token_endpoint", url);
         requests("text");

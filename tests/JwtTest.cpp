@@ -13,8 +13,8 @@
 
 namespace {
 
-// All this holds with jwt-cpp itself too, but for what asks for this: there objects nest without a
-// limit, dates overflow, and failures stay in OpenSSL's queue.
+// All of this holds for jwt-cpp itself, too, except the tests under this condition: in jwt-cpp
+// objects nest without a limit, dates overflow, and failures stay in OpenSSL's queue.
 #ifdef OIDCAUTH_OWN_JWT
 constexpr bool ownHeader = true;
 #else
@@ -37,7 +37,7 @@ const std::string badSignature =
     "jwt::error::signature_verification_exception: failed to verify signature: VerifyFinal failed";
 const std::string rs256 = R"({"alg":"RS256"})";
 
-/// What an action tells, or the exception that ends it.
+/// The result of an action, or the exception that ends it.
 std::string endOf(const std::function<std::string()>& action) {
     try {
         return action();
@@ -77,7 +77,7 @@ std::string written(const std::function<void(BIO*)>& write) {
     return {begin, static_cast<std::size_t>(length)};
 }
 
-/// Of the same key, by another one that nobody knows.
+/// For the same key, issued by another, unknown one.
 std::string expiredCertificate() {
     const std::string text = rsaKey().publicPem();
     const std::shared_ptr<BIO> bio(BIO_new_mem_buf(text.data(), -1), BIO_free_all);
@@ -92,7 +92,7 @@ std::string expiredCertificate() {
     return written([&](BIO* to) { PEM_write_bio_X509(to, certificate.get()); });
 }
 
-/// Of no RSA key: it verifies nothing.
+/// Not an RSA key: it verifies nothing.
 std::string privateKey(const std::string& password) {
     const std::shared_ptr<EVP_PKEY> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
     return written([&](BIO* to) {
@@ -101,7 +101,7 @@ std::string privateKey(const std::string& password) {
     });
 }
 
-/// What becomes of each of these texts.
+/// The outcome for each of these texts.
 struct TextCase {
     std::string end;
     std::vector<std::string> texts;
@@ -117,7 +117,7 @@ TEST(Jwt, Decodes) {
         {invalid + "too much fill",
          {"e30.e30.A", "e30.e30.AAAA\n", "e30.e30.AAAA.AAAA", "e30.e30.AAA%3d"}},
         {invalid + "incorrect total size", {"e30.e30.%3d"}},
-        {invalid + "not within alphabet",  // the last one: all is decoded before any is parsed
+        {invalid + "not within alphabet",  // the last one: decoding comes before parsing
          {"e30.e30.AAAA.AAA", "e30.e30.AAA=", "e30.e30.AA+\xFF", std::string("e30.e30.AAA\0", 12),
           "AAAA.AAAA.AAA="}},
         {"signed with 0", {"e30.e30.", unsignedToken("{}x")}},
@@ -243,7 +243,7 @@ TEST(Jwt, ChecksTimes) {
                                          {R"({"iat":1000,"nbf":1000})", 995, 0, expired, none, 5},
                                          {R"({"iat":1000.0})", 2000, 0, noInteger, none, 5},
                                          {R"({"iat":null})", 2000, 0, noType, none, 5},
-                                         // The first fault is told, in the order nbf, iat, exp.
+                                         // The first fault counts, in the order nbf, iat, exp.
                                          {R"({"exp":1,"nbf":"x"})", 2000, 0, badCast},
                                          {R"({"exp":1,"iat":"x"})", 2000, 0, badCast},
                                          {R"({"exp":"x","iat":3000})", 2000, 0, expired},
@@ -302,7 +302,7 @@ TEST(Jwt, VerifiesSignaturesOfTheAllowedAlgorithm) {
     EXPECT_EQ(error, jwt::error::signature_verification_error::verifyfinal_failed);
 }
 
-/// An algorithm that somebody else made.
+/// An algorithm that is not the library's.
 struct ForeignAlgorithm {
     static std::string name() { return "RS256"; }
     static void verify(const std::string& /*data*/, const std::string& /*signature*/,
@@ -328,7 +328,7 @@ TEST(Jwt, LoadsPublicKeys) {
     const std::string certificate = expiredCertificate();
     const std::string token = signedToken("{}");
     ERR_clear_error();
-    ERR_raise(ERR_LIB_USER, 1);  // of somebody who has yet to look
+    ERR_raise(ERR_LIB_USER, 1);  // an error that somebody else has not read yet
     const auto others = ERR_peek_error();
     const std::vector<TextCase> cases = {
         {passed, {key, "Somebody's key:\n" + key, certificate + "text"}},

@@ -10,7 +10,7 @@ using standalone::SecretKeyring;
 using test::ChildProcess;
 using test::fails;
 
-// GLib is not instrumented: ThreadSanitizer sees nothing of how its threads agree with each other.
+// GLib is not instrumented: ThreadSanitizer does not see how its threads synchronize.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
     return "ignore_noninstrumented_modules=1";
@@ -27,7 +27,7 @@ std::unique_ptr<ChildProcess> start(const std::string& command) {
     });
 }
 
-/// A session with a bus and a home of its own: one for the process, which GLib allows one bus.
+/// A session with its own bus and home; one for the process, because GLib only allows one bus.
 class Session {
 public:
     Session() {

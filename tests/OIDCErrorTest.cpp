@@ -18,7 +18,7 @@ using Kind = OIDCError::Kind;
 constexpr auto discovery = Endpoint::Discovery;
 constexpr auto token = Endpoint::Token;
 
-/// A service and a user at a provider, and a log that no words of the provider get into.
+/// A service and a user at a provider, and a log that must not contain the provider's texts.
 class Errors : public Applications {
 protected:
     OIDCError ofService(const std::string& configUrl) {
@@ -69,7 +69,7 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         {428, "", "", ""},
         {499, "", "", ""},
         {500, "", "", "", true},
-        // Hostile words.
+        // Hostile texts.
         {400, said(R"(a\u0000\u001b[31m\n\u007f\u009b\u202e\u2066\u200fb)"), "e", "a  [31m      b"},
         {400, said(euros + euros), "e", euros},
         {400, R"({"error": ")" + std::string(300, 'x') + "\"}", std::string(256, 'x'), ""},
@@ -129,7 +129,7 @@ TEST_F(Errors, RepeatWhatTheProviderPosts) {
         Kind kind;
         std::string told = {};
         bool canRetry = false;
-        std::string state = {};  // the request's
+        std::string state = {};  // the request's state
     };
     helper->setBrowserOpener(user.opener());
     for (const Row& row :
@@ -162,7 +162,7 @@ TEST_F(Errors, AreToldApart) {
     struct Row {
         std::function<OIDCError()> fail;
         Kind kind;
-        std::string text;  // part of it
+        std::string text;  // a part of it
         bool canRetry = false;
     };
     const auto with = [this](const Arrange& arrange) {

@@ -22,7 +22,7 @@ TEST(ExclusivePermit, IsOneForTheProcess) {
 
 TEST(ExclusivePermit, ExcludesThreads) {
     const auto permit = auth::COIDCHelper::makeExclusivePermit();
-    int guarded = 0;  // a data race here is what the sanitizer would find
+    int guarded = 0;  // the sanitizer would find a data race here
     test::onThreads(4, [&](int) {
         for (int taken = 0; taken < 500;) {
             if (const auto lock = permit->createLock(); lock->tryLock()) {

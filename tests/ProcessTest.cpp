@@ -1,4 +1,4 @@
-// What the library does to its process, and the end of that to the library.
+// How the library affects its process, and how the end of the process affects the library.
 
 #include "tests/support/Process.h"
 #include "tests/support/Usage.h"
@@ -16,7 +16,7 @@ TEST_F(Process, HasNoHttpThreadsForAStoredToken) {
         requests.helper->signOut();
         return static_cast<int>(usage().threads);
     };
-    // And that of the scheduler; a sanitizer may have one.
+    // One more for the scheduler; a sanitizer may have one, too.
     EXPECT_EXIT(std::exit(threads() <= 3 ? 0 : threads()), ::testing::ExitedWithCode(0), "");
 }
 
@@ -31,11 +31,11 @@ TEST_F(Process, EndsWithoutWaitingForOthers) {
         std::promise<void> asked;
         signingIn.helper->setBrowserOpener([&](const CString&) {
             asked.set_value();
-            return true;  // and nobody there
+            return true;  // without a user
         });
         signingIn.ofAUser(true);
         asked.get_future().wait();
-        // Of a thread that is awaited behind all that the library does at the end.
+        // From a thread that is awaited after everything that the library does at the end.
         const Requests waiting(provider.configUrl());
         const auto request = waiting.ofAUser(true);
         awaited.thread = std::thread([request] { outcome(request); });

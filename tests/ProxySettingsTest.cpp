@@ -19,7 +19,7 @@ namespace {
 
 using Environment = std::map<std::string, std::string>;
 
-/// What is done for `target`, as one text.
+/// The settings that apply to `target`, as one text.
 template <class Settings>
 std::string routeBy(const Settings& settings, const std::string& target) {
     try {
@@ -64,7 +64,7 @@ TEST(ProxySettings, TakesTheVariableThatCounts) {
         {{{"HTTP_PROXY", "up:1"}}, "http://a.test", "http://up:1/"},
         {{{"HTTP_PROXY", "up:1"}, {"REQUEST_METHOD", "GET"}}, "http://a.test", "direct"},
         {{{"http_proxy", "p:1"}, {"REQUEST_METHOD", ""}}, "http://a.test", "http://p:1/"},
-        // A variable for other targets may hold what it wants.
+        // A variable for other targets may have any value.
         {{{"all_proxy", "socks5://s:1"}, {"https_proxy", "p:1"}}, "https://a.test", "http://p:1/"},
         {{{"all_proxy", "socks5://s:1"}, {"no_proxy", "a.test"}}, "https://a.test", "direct"},
     };
@@ -92,7 +92,7 @@ TEST(ProxySettings, ReadsProxyAddresses) {
     for (const auto* const scheme : {"socks", "socks5h", "SOCKS4", "https"}) {
         const auto error =
             routeOf({{"ALL_PROXY", std::string(scheme) + "://u:s3cret@p:1"}}, "https://a.test");
-        EXPECT_THAT(error, StartsWith("error: ALL_PROXY names a proxy of the scheme "));
+        EXPECT_THAT(error, StartsWith("error: ALL_PROXY names a proxy with the scheme "));
         EXPECT_THAT(error, Not(HasSubstr("s3cret")));
     }
     std::vector<std::string> bad = {"http://",
@@ -110,7 +110,7 @@ TEST(ProxySettings, ReadsProxyAddresses) {
     }
     for (const std::string& text : bad) {
         const auto error = routeOf({{"https_proxy", text}}, "https://a.test");
-        EXPECT_THAT(error, StartsWith("error: https_proxy is no proxy address")) << text;
+        EXPECT_THAT(error, StartsWith("error: https_proxy is not a proxy address")) << text;
         EXPECT_THAT(error, Not(HasSubstr("s3cret")));
     }
 }
@@ -182,11 +182,11 @@ TEST(ProxyList, ChoosesAsWindowsDoes) {
         {"p:1 HTTPS=s:2", "", "http://a.test", "http://p:1/"},
         {"https=s:2 http://U:P=1@p:3", "", "http://a.test", "U P=1 http://p:3/"},
         {"https=https://s3cret:2", "", "https://a.test",
-         "error: the system's proxy setting names a proxy of the scheme https, which is not "
+         "error: the system's proxy setting names a proxy with the scheme https, which is not "
          "supported: only http is"},
         {"https=:2", "a.test", "https://a.test", "direct"},
         {"https=:2", "", "https://a.test",
-         "error: the system's proxy setting is no proxy address: expected "
+         "error: the system's proxy setting is not a proxy address: expected "
          "http://[user:password@]host[:port]"},
     };
     for (const auto& [proxies, bypass, target, route] : cases) {
@@ -234,7 +234,7 @@ TEST(ProxyList, ReachesBypassedTargetsDirectly) {
     }
 }
 
-/// Where it does not, the system's settings are asked.
+/// If it does not, the system's settings are used.
 TEST(ProxySettings, TellsWhetherTheEnvironmentDecides) {
     for (const auto& [environment, http, https] : std::vector<std::tuple<Environment, bool, bool>>{
              {{}, false, false},

@@ -6,7 +6,7 @@ namespace {
 using namespace test;
 namespace net = boost::asio;
 
-/// What the system says of an address that is none of its own.
+/// The system's error for an address that does not belong to it.
 std::string notOurs() {
     constexpr int number = isWide ? 10049 : EADDRNOTAVAIL;
     return boost::system::error_code(number, boost::system::system_category()).message();
@@ -42,8 +42,8 @@ TEST(RedirectServer, RefusesWhatItCannotListenOn) {
 TEST(RedirectServer, ListensOnEveryAddressOfItsHostOrOnNone) {
     const net::ip::address v4 = net::ip::address_v4::loopback();
     const net::ip::address v6 = net::ip::address_v6::loopback();
-    // Its thread is there before they are counted: with the first one, ThreadSanitizer begins one
-    // of its own, that stays.
+    // Created before threads are counted: with the first thread, ThreadSanitizer starts its own,
+    // which stays.
     const Served mapped(answerAll, "[::ffff:127.0.0.1]");
     const auto port = freePort();
     net::io_context context;

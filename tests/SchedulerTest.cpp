@@ -26,7 +26,7 @@ TEST(GrowingScheduler, GrowsWithBlockedBodiesAndShrinksWhenIdle) {
             if (++running == bodies) {
                 allRun.set_value();
             }
-            all.wait_for(test::patience);  // ends at once when every body has a thread
+            all.wait_for(test::patience);  // returns at once when every body has a thread
         }));
     }
     for (const auto& task : tasks) {

@@ -89,7 +89,7 @@ TEST(TestProvider, RedeemsACodeOnceAndOnlyAsItWasIssued) {
 
 TEST(TestProvider, SignsAUserInWithWhatTheRequestSays) {
     TestProvider provider({true, ""});
-    TestProvider application;  // records what is posted to the redirect URL
+    TestProvider application;  // records the requests to the redirect URL
     const std::string state = "a b+c&d=%41\"<é>";
     const auto redirectUri = application.tokenEndpoint() + "?x=1&amp=%22";
     const auto url = authorizationUrl(provider, signInRequest(redirectUri, state));

@@ -24,7 +24,7 @@ TEST(Token, ChecksScopes) {
              {{"openid"}, "openid email", false},
              {{"email", "openid", "profile"}, " openid   email", true},
              {{"openid"}, "openid openid ", true},
-             {{"openid"}, "openid  ", false},  // the empty scope that two spaces at the end leave
+             {{"openid"}, "openid  ", false},  // two spaces at the end give an empty scope
              {{"", "openid"}, "openid  ", true},
              {{"a\tb"}, "a b", false},
              {{"a\tb"}, "a\tb", true},
@@ -103,7 +103,8 @@ TEST(Token, ExpiresWithALeadOfMinutes) {
     };
     test::TestClock clock;
     clock.freezeAt(now);
-    // A lead is taken as signed: the largest one is one minute back in time, not far ahead.
+    // A lead is treated as signed: the largest one means one minute in the past, not far in the
+    // future.
     for (const auto& [left, lead, isExpired] :
          std::vector<Case>{{5min, 5, true},
                            {5min + tick, 5, false},
@@ -137,7 +138,7 @@ TEST(Token, KeepsEveryMemberOnEveryWay) {
     EXPECT_EQ(copy.accessToken() + "|" + copy.refreshToken() + "|" + copy.idToken() + "|" +
                   copy.clientId(),
               CString("access|refresh|id|client"));
-    // NOLINTBEGIN(bugprone-use-after-move): what is left is promised
+    // NOLINTBEGIN(bugprone-use-after-move): the moved-from state is promised
     auto target = std::move(source);
     EXPECT_EQ(test::store(target), whole);
     EXPECT_EQ(test::store(source), withoutScopes);
@@ -202,7 +203,7 @@ TEST(TokenRecord, OfAnotherKindLeavesTheTokenAlone) {
     EXPECT_EQ(token.accessToken(), CString("access"));
 }
 
-/// A refusal is fine, another token than the one that was stored is not.
+/// It may be refused, but must not be read as another token than the stored one.
 TEST(TokenRecord, IsRefusedWhenDamaged) {
     TokenRecord record = recordWith({"openid", "profile"});
     record.accessToken = "eyJhbGciOiJSUzI1NiIsImtpZCI6IjEifQ.eyJpc3MiOiJodHRwczovL2lkIn0.c2ln";
@@ -224,7 +225,7 @@ TEST(TokenRecord, IsRefusedWhenDamaged) {
 }
 
 TEST(TokenRecord, EndingEarlyUnpackedIsRefused) {
-    // The checks of the archive cannot help against a writer that stopped in the middle.
+    // The archive's checks do not detect a writer that stopped in the middle.
     CMemoryArchive whole;
     TokenRecord record = recordWith({"openid"});
     record.writeTo(whole);

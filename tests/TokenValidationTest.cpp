@@ -15,7 +15,7 @@ std::string at(std::chrono::seconds offset) {
     return std::to_string((now + offset).time_since_epoch() / 1s);
 }
 
-/// A provider, the object under test with its log, and a clock that stands at `now`.
+/// A provider, the object under test with its log, and a clock that is stopped at `now`.
 class TokenValidation : public ::testing::Test {
 protected:
     TokenValidation() {
@@ -137,7 +137,7 @@ TEST_F(TokenValidation, AcceptsNoOtherBitAndNoOtherKey) {
 
     const std::string text = token().signedBy(provider.signingKey());
     ASSERT_EQ(validate(text), "accepted");
-    // The last character of a signature of 256 bytes has bits that mean nothing.
+    // The last character of a signature of 256 bytes has unused bits.
     for (std::size_t i = 0; i + 1 < text.size(); ++i) {
         std::string altered = text;
         altered[i] = static_cast<char>(altered[i] ^ 1);
@@ -180,7 +180,7 @@ TEST_F(TokenValidation, UsesTheKeyThatTheTokenNames) {
         row.change(provider);
         configure();
         complaints();
-        for (int round = 0; round < 2; ++round) {  // the second time with what is kept of the key
+        for (int round = 0; round < 2; ++round) {  // the second time with the cached key
             std::string missed;
             EXPECT_EQ(validate(text, &missed), row.outcome) << row.name;
             EXPECT_EQ(missed, row.outcome == "refused" ? "kid" : "") << row.name;
@@ -220,7 +220,7 @@ TEST_F(TokenValidation, ChecksClaims) {
     struct Row {
         TokenKind kind;
         const char* claim;
-        std::string json;  // empty: the claim is left out
+        std::string json;  // empty: the claim is omitted
         std::string outcome;
         std::string complaint = {};
     };

@@ -1,4 +1,4 @@
-# Tests of the standalone host by itself, with nothing in its place.
+# Tests of the standalone host alone, with nothing replaced.
 add_executable(oidcauth_host_tests
     FilePermitTest.cpp
     FileTokenStoreTest.cpp

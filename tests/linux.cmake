@@ -1,4 +1,4 @@
-# What the tests have on Linux only.
+# Additional tests for Linux.
 target_sources(oidcauth_tests PRIVATE
     linux/BrowserTest.cpp
     linux/HttpExchangeTest.cpp
@@ -8,6 +8,6 @@ target_sources(oidcauth_tests PRIVATE
     support/linux/HttpClient.cpp
     support/linux/Trust.cpp
     support/linux/Usage.cpp)
-# A test says what the system does, or does not.
+# Tests control the results of these system calls.
 target_link_options(oidcauth_tests PRIVATE -Wl,--wrap=accept4 -Wl,--wrap=getaddrinfo
     -Wl,--wrap=_ZNSt6chrono3_V212steady_clock3nowEv)

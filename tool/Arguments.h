@@ -5,7 +5,7 @@
 
 namespace tool {
 
-/// The arguments of this process as UTF-8, of those that main() gets.
+/// The arguments of this process in UTF-8, made from those of main().
 std::vector<std::string> argumentsOf(int argc, char** argv);
 
 }  // namespace tool

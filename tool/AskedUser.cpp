@@ -17,14 +17,14 @@ namespace {
 using auth::OIDCError;
 using auth::RequiresUserAuthException;
 
-/// To the user of a program that keeps asking.
+/// For the user of a program that requests tokens again and again.
 RequiresUserAuthException tooEarly(SignInMark::Clock::time_point endOfPause) {
     return RequiresUserAuthException(
-        "nobody has answered the last sign-in page, and --sign-in opens no other before " +
+        "nobody has answered the last sign-in page, and --sign-in opens no other one before " +
         timestamp(std::chrono::floor<std::chrono::seconds>(endOfPause)));
 }
 
-/// Whether a sign-in that failed like this had its user: one who ends it is there.
+/// Whether a sign-in that failed like this had a user: somebody who cancels it is there.
 bool wasAnswered(const std::exception_ptr& failure) {
     const OIDCError::Kind kind = OIDCError::of(failure).kind();
     return kind != OIDCError::Kind::nobodySignedIn &&
@@ -46,7 +46,7 @@ bool AskedUser::mayBeAsked() {
 }
 
 void AskedUser::bringTo(const CString& url) {
-    // Of several processes that asked at once, those that did not wait any longer come here.
+    // If several processes ask at once, those that have given up waiting for the others get here.
     if (const auto end = pausedUntil()) {
         throw tooEarly(*end);
     }
@@ -70,7 +70,7 @@ void AskedUser::fail(const std::exception_ptr& failure) {
         }
         throw;
     } catch (const std::invalid_argument& error) {
-        // Those that a token is refused with are of another kind.
+        // The exceptions of a refused token have another kind.
         if (OIDCError::of(failure).kind() == OIDCError::Kind::other) {
             throw UsageError(std::string("--authorization-parameter: ") + error.what());
         }

@@ -13,30 +13,30 @@ namespace tool {
 enum class SignIn : std::uint8_t {
     never,
     ifNeeded,  ///< unless nobody answered the page that was opened last
-    asked,     ///< where it is needed, in any case
-    always,    ///< also where a stored token serves
+    asked,     ///< if it is needed, in any case
+    always,    ///< even if a stored token is valid
 };
 
-/// The user, who is asked to sign in where that is allowed, and not again and again by what keeps
-/// asking. Serves one request after the other.
+/// Asks the user to sign in if that is allowed, but not again and again for a program that keeps
+/// requesting tokens. Serves one request after the other.
 class AskedUser {
 public:
     AskedUser(SignIn signIn, bool opensBrowser, const std::filesystem::path& markFile);
 
     // These throw TokenStoreError.
 
-    /// Whether the request that begins now may ask.
+    /// Whether the request that begins now may ask the user.
     bool mayBeAsked();
-    /// Opens the sign-in page. Throws RequiresUserAuthException where another process has opened
-    /// one since.
+    /// Opens the sign-in page. Throws RequiresUserAuthException if another process has opened one
+    /// since.
     void bringTo(const CString& url);
 
     bool wasAsked() const { return m_prompt.wasShown(); }
 
-    // How the request has ended.
+    // These two report how the request has ended.
 
     void succeed();
-    /// Throws the failure, in the terms of the command line where the user can do something.
+    /// Throws the failure; if the user can do something about it, in the terms of the command line.
     [[noreturn]] void fail(const std::exception_ptr& failure);
 
 private:

@@ -9,11 +9,11 @@
 
 namespace tool {
 
-/// An error of the HTTP library that says whose it is: by itself it names neither host nor URL.
+/// The HTTP library's error with the host in its text: by itself it names neither host nor URL.
 web::http::http_exception named(const web::http::http_exception& error, const std::string& url);
 
-/// Waits for a request whose outcome does not count any more: it still uses what its caller is
-/// about to give up.
+/// Waits for a request whose outcome is no longer needed: it still uses objects that its caller is
+/// about to destroy.
 template <class Task>
 void endUnheard(const Concurrency::cancellation_token_source& source, const Task& request) {
     source.cancel();
@@ -23,16 +23,16 @@ void endUnheard(const Concurrency::cancellation_token_source& source, const Task
     }
 }
 
-/// The outcome of a request to the provider with this configuration URL, which Ctrl-C cancels.
-/// `start` gives its task for a cancellation token.
+/// The outcome of a request to the provider with this configuration URL. Ctrl-C cancels the
+/// request. `start` returns its task for a cancellation token.
 template <class Start>
 auto ask(const std::string& configUrl, Start start) {
     const Concurrency::cancellation_token_source source;
     try {
-        // Before the start: by the default, a signal would end the process in the middle of it.
+        // Before the start: otherwise a signal would end the process during the request.
         const Signals signals(source);
         const auto answer = start(source.get_token());
-        // What comes from the store is there at once.
+        // A token from the store is there at once.
         if (!answer.is_done()) {
             try {
                 waitFor(answer, signals);

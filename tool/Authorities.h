@@ -4,11 +4,11 @@
 
 namespace tool {
 
-/// Has this process trust the authorities of a PEM file from here on, besides the system's: before
-/// the first request. Throws UsageError where it holds none.
+/// Makes this process trust the authorities in a PEM file in addition to the system's. Call it
+/// before the first request. Throws UsageError if the file has none.
 void trustAuthorities(const std::filesystem::path& file);
 
-/// Takes that back in the environment, for a program that this process becomes or starts.
+/// Restores the environment for a program that replaces this process or is started by it.
 void restoreAuthorities();
 
 }  // namespace tool

@@ -8,8 +8,8 @@
 
 namespace tool {
 
-/// Cancels once, on a thread of its own where the system gives one: it may take its time, and a
-/// second Ctrl-C must be heard meanwhile. The destructor waits for it.
+/// Cancels once, on a separate thread if the system has one: cancelling may take a while, and a
+/// second Ctrl-C must be handled meanwhile. The destructor waits for it.
 class Canceller {
 public:
     explicit Canceller(Concurrency::cancellation_token_source source)

@@ -13,8 +13,8 @@ namespace tool {
 
 namespace {
 
-// What is given to an option where a name belongs may be the secret itself: the messages name the
-// option only.
+// The user may have given the secret itself where a name belongs, so the messages only name the
+// option.
 
 std::string readAll(std::istream& in, const std::string& option) {
     constexpr std::size_t longest = std::size_t{64} * 1024;
@@ -22,7 +22,7 @@ std::string readAll(std::istream& in, const std::string& option) {
     in.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(in.gcount()));
     if (in.bad()) {
-        throw UsageError(option + ": cannot read it");
+        throw UsageError(option + ": cannot be read");
     }
     if (text.size() > longest) {
         throw UsageError(option + ": too long for a secret");

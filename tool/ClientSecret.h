@@ -8,19 +8,19 @@
 
 namespace tool {
 
-/// The environment variable of a secret whose source is not given.
+/// The environment variable that is read if no source is given.
 constexpr const char* clientSecretVariable = "OIDCAUTH_CLIENT_SECRET";
 
-/// Where a client secret comes from. Never the command line: every user of the machine can read
-/// that of every process.
+/// The source of a client secret. Never the command line, because every user of the machine can
+/// read the command line of every process.
 struct ClientSecretSource {
     FilePath file;
     std::string environmentVariable;
     bool standardInput = false;
 };
 
-/// Reads the secret from the one source that is set, or else from that variable. One line
-/// end behind it is not part of it. Throws UsageError when there is none.
+/// Reads the secret from the given source, or else from that variable. One line end after the
+/// secret is removed. Throws UsageError if there is no secret.
 CString readClientSecret(const ClientSecretSource& source, std::istream& standardInput);
 
 }  // namespace tool

@@ -15,16 +15,16 @@ using Clock = std::chrono::system_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// The library refuses a token that was issued further ahead.
+/// The library refuses a token whose time of issue is further ahead.
 constexpr milliseconds mostAhead = seconds(4);
-/// A token whose life is not longer has ended on arrival. Few are that short: this tells of a clock
-/// that nobody sets.
+/// A token with a shorter life has expired on arrival. Few are that short: the limit detects a
+/// clock that nobody sets.
 constexpr milliseconds mostBehind = seconds(4);
 
-/// Coarser than the clock's own times, which end in the year 2262.
+/// Coarser than the clock's own time points, which end in the year 2262.
 using Time = std::chrono::time_point<Clock, milliseconds>;
 
-/// Nothing for an answer that waited in a cache: the date is that of its making.
+/// Empty for an answer from a cache: its date is that of its creation.
 std::optional<Time> dateOf(const web::http::http_headers& headers) {
     const auto date = headers.find(_XPLATSTR("Date"));
     if (date == headers.end() || headers.has(_XPLATSTR("Age"))) {
@@ -57,8 +57,8 @@ std::vector<Check> checkClock(const FetchedJson& answer) {
     if (!date) {
         return {};
     }
-    // The date lacks the fraction of its second, and was written after the request was sent and
-    // before the answer was here. A token of that moment would say the same as its time of issue.
+    // The date has whole seconds only, and was written between the sending of the request and the
+    // arrival of the answer. A token issued at that moment would have the same time of issue.
     const auto ahead = *date - time_point_cast<milliseconds>(answer.answeredAt);
     const auto behind = time_point_cast<milliseconds>(answer.askedAt) - (*date + seconds(1));
     Check check{Check::Use::login,
@@ -71,15 +71,15 @@ std::vector<Check> checkClock(const FetchedJson& answer) {
         const bool isTooFar = ahead > mostAhead;
         check.result = isTooFar ? Check::Result::missing : Check::Result::advised;
         check.found = describe(ahead, "ahead of");
-        check.remedy = isTooFar ? "Set the clock that is wrong: tokens that seem to be issued more "
-                                  "than 4 s from now are refused."
-                                : "Set the clock that is wrong: tokens that name a time from which "
-                                  "on they are valid (nbf) are refused until then.";
+        check.remedy = isTooFar ? "Correct the wrong clock: tokens that seem to be issued more "
+                                  "than 4 s in the future are refused."
+                                : "Correct the wrong clock: tokens with a start of validity (nbf) "
+                                  "are refused until that time.";
     } else if (behind > mostBehind) {
         check.result = Check::Result::advised;
         check.found = describe(behind, "behind");
         check.remedy =
-            "Set the clock that is wrong: tokens seem that much older, and short-lived ones "
+            "Correct the wrong clock: tokens seem older by that much, and short-lived ones seem "
             "expired.";
     }
     return {check};

@@ -7,8 +7,8 @@
 
 namespace tool {
 
-/// Compares the provider's clock with this machine's by the date of an answer. Empty where that
-/// tells nothing.
+/// Compares the provider's clock with this machine's, by the date of an answer. Empty if the answer
+/// has no usable date.
 std::vector<Check> checkClock(const FetchedJson& answer);
 
 }  // namespace tool

@@ -19,10 +19,10 @@ std::string footer() {
     }
     return text +
            "\n"
-           "An option that is not given is taken from its variable, shown in brackets, then from\n"
-           "the profile in " +
+           "If an option is not given, its variable (shown in brackets) is used, then the key\n"
+           "of the same name in the profile, in " +
            folderNames().usualConfigFile +
-           ", where it has the same name.\n"
+           ".\n"
            "Proxies are taken from http_proxy, https_proxy, all_proxy and no_proxy.";
 }
 
@@ -31,7 +31,8 @@ void settle(CLI::App& app) {
     if (isGroup) {
         app.set_help_flag();  // its command has one
     }
-    // A flag takes no value, as in `--json=yes`: the parser would show it.
+    // A flag with a value, as in `--json=yes`, is refused by the parser with a message that shows
+    // the value.
     for (CLI::Option* const option : app.get_options()) {
         option->disable_flag_override();
     }
@@ -46,7 +47,7 @@ std::unique_ptr<CLI::App> makeCommandTree(const std::vector<std::string>& progra
                                           std::function<void()>& chosen) {
     auto app = std::make_unique<CLI::App>("Get OAuth 2.0 and OpenID Connect tokens, and keep them",
                                           "oidcauth");
-    app->allow_windows_style_options(false);  // a path that begins with a slash is none
+    app->allow_windows_style_options(false);  // a path that begins with a slash is not an option
     const auto formatter = std::make_shared<HelpFormatter>();
     formatter->label("Positionals", "Arguments");
     app->formatter(formatter);
@@ -63,7 +64,7 @@ std::unique_ptr<CLI::App> makeCommandTree(const std::vector<std::string>& progra
     addExec(*app, program, chosen);
     addKeep(*app, chosen);
     addProvider(*app, chosen);
-    app->footer(footer());  // the last one: subcommands would inherit it
+    app->footer(footer());  // last, because subcommands would inherit it
     settle(*app);
     return app;
 }

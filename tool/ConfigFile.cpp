@@ -26,7 +26,7 @@ using Kind = Setting::Kind;
 
 constexpr const char* defaultKey = "default-profile";
 
-/// A key with its value, and the line on which it stands.
+/// A key with its value and line number.
 struct Entry {
     std::string name;
     const toml::node* value;
@@ -44,8 +44,8 @@ std::vector<Entry> entriesOf(const toml::table& table) {
     return entries;
 }
 
-/// Nothing where there is no file. Whoever can write it decides where the user signs in, and where
-/// tokens are sent.
+/// Empty if there is no file. A file that others can write is refused: it decides where the user
+/// signs in and where tokens are sent.
 std::optional<std::string> contentOf(const path& file) {
     constexpr std::size_t longest = std::size_t{1} << 20U;
     std::error_code error;
@@ -70,7 +70,7 @@ std::optional<std::string> contentOf(const path& file) {
         refuse("cannot be read");
     }
     if (text.size() > longest) {
-        refuse("is too large");
+        refuse("is larger than 1 MiB");
     }
     return text;
 }
@@ -113,7 +113,7 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-/// An empty text would count as none, and one with a NUL would be cut there.
+/// An empty text would count as missing, and a text with a NUL would be cut there.
 bool isEmptyOrCut(const std::string& text) {
     return text.empty() || text.find('\0') != std::string::npos;
 }
@@ -138,7 +138,7 @@ public:
                 config.m_defaultSource = at(entry.line) + defaultKey;
             } else {
                 refuseKey(entry, findSetting(entry.name) != nullptr
-                                     ? "belongs into the section of a profile"
+                                     ? "belongs in the section of a profile"
                                      : "no such key");
             }
         }
@@ -169,15 +169,15 @@ private:
         return m_file.u8string() + ':' + std::to_string(line) + ": ";
     }
 
-    /// A key that looks like no name may be a secret itself: it is not shown.
+    /// A key with unusual characters may itself be a secret: it is not shown.
     [[noreturn]] void refuseKey(const Entry& entry, const std::string& reason) const {
         const bool isName = entry.name.find_first_not_of(
                                 "abcdefghijklmnopqrstuvwxyz-_"
                                 "ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos;
         if (isName && isSecret(entry.name)) {
             refuse(entry.line, entry.name +
-                                   ": a secret does not belong here; name its file by "
-                                   "client-secret-file");
+                                   ": a secret does not belong here; put it in a file and set "
+                                   "client-secret-file to the file's name");
         }
         refuse(entry.line, (isName ? entry.name + ": " : "") + reason);
     }
@@ -222,13 +222,13 @@ private:
         const bool mayBeList = kind == Kind::words || kind == Kind::texts;
         auto texts = textsOf(*entry.value);
         require(texts && (mayBeList || !entry.value->is_array()),
-                mayBeList ? "a text, or a list of texts" : "a text");
+                mayBeList ? "a string, or a list of strings" : "a string");
         require(std::none_of(texts->begin(), texts->end(), isEmptyOrCut),
-                "a text that is not empty");
+                "a string that is neither empty nor contains NUL");
         if (kind == Kind::words) {
             return {joined(*texts)};
         }
-        if (kind == Kind::path) {  // wherever the command is called
+        if (kind == Kind::path) {  // relative to this file, wherever the command is called
             return {(m_file.parent_path() / withHome(std::filesystem::u8path(texts->front())))
                         .u8string()};
         }
@@ -263,7 +263,7 @@ const Layer& ConfigFile::profile(const std::string& name) const {
                                     [&name](const auto& item) { return item.first == name; });
     if (found == m_profiles.end()) {
         throw UsageError(m_path.empty()
-                             ? "--profile: no home directory to find profiles in"
+                             ? "--profile: no home directory to look for profiles in"
                              : "--profile: no profile of that name in " + m_path.u8string());
     }
     return found->second;

@@ -8,23 +8,23 @@
 
 namespace tool {
 
-/// The user's own file of profiles: a section for each, with keys that are named like the long
-/// options, and a key `default-profile` above them. It is only ever read.
+/// The user's file of profiles: a section for each profile, with keys named like the long options,
+/// and a key `default-profile` above them. The file is only read.
 class ConfigFile {
 public:
-    /// That of the user; as if empty where there is none. Throws UsageError, with file and line,
-    /// for what is in it and cannot be followed, whichever profile is meant.
+    /// The user's file; empty if there is none. Throws UsageError, with file and line, if anything
+    /// in it is invalid, even in a profile that is not used.
     static ConfigFile load();
 
-    /// Where it is, or would be.
+    /// The path of the file, even if there is none.
     const std::filesystem::path& location() const { return m_path; }
     /// In the order of the file.
     std::vector<std::string> profiles() const;
-    /// Empty: none.
+    /// Empty if there is none.
     const std::string& defaultProfile() const { return m_default; }
-    /// Where it stands, for people.
+    /// Where the default profile is set, for people.
     const std::string& defaultSource() const { return m_defaultSource; }
-    /// Throws UsageError where there is no such profile.
+    /// Throws UsageError if there is no such profile.
     const Layer& profile(const std::string& name) const;
 
 private:

@@ -34,7 +34,7 @@ void Countdown::run(std::chrono::steady_clock::time_point end) {
     std::unique_lock<std::mutex> lock(m_mutex);
     std::size_t width = 0;
     const auto rewrite = [&width](const std::string& line) {
-        // The cursor stays in front: what comes next, from whoever, takes the line's place.
+        // The cursor returns to the start of the line, so that the next output replaces it.
         std::cerr << fmt::format("\r{:<{}}\r", line, width) << std::flush;
         width = line.size();
     };

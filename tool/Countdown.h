@@ -8,8 +8,8 @@
 
 namespace tool {
 
-/// Shows in one line of standard error what is waited for and for how much longer, where that is a
-/// terminal; otherwise it does nothing. The line goes with it.
+/// Shows on one line of standard error what the command waits for and for how long, if that is a
+/// terminal; otherwise does nothing. The line is removed by the destructor.
 class Countdown {
 public:
     Countdown(std::string awaited, std::chrono::seconds limit);

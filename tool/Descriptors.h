@@ -2,22 +2,22 @@
 
 namespace tool {
 
-/// Fills the places of standard streams that were closed when the process began, before a file that
-/// is opened, the token's even, can take one and receive what is printed there. Reading and writing
-/// go on failing as at a closed one. Whether that succeeded.
+/// Occupies the standard streams that were closed when the process started. Otherwise a file that
+/// is opened, even the token's, could get one of their numbers and receive printed output. Reading
+/// and writing keep failing as on a closed stream. Returns whether that worked.
 bool reserveStandardStreams();
 
-/// A write to a pipe that nobody reads, or beyond the largest file, fails and does not end the
-/// process: a token could be lost that can be had only once.
+/// After this, a write to a pipe without a reader, or beyond the largest file size, fails but does
+/// not end the process: a token that is issued only once could be lost.
 void surviveFailedWrites();
 
-/// Takes both back: for a program that takes this process's place, or inherits from it. What was
-/// closed is closed again, and what the caller had ignored already still is.
+/// Undoes both, for a program that replaces this process or inherits from it. Closed streams are
+/// closed again, and signals that the caller had ignored stay ignored.
 void restoreInherited();
 
-/// Throws std::system_error where the process may not open as many files and connections as a
-/// request can come to need. Those who run out of them on the way, other libraries among them, do
-/// not all find a way back; and a token could be lost that can be had only once.
+/// Throws std::system_error if the process may not open as many files and connections as a request
+/// can need. If they run out during a request, not all code recovers, other libraries included, and
+/// a token that is issued only once could be lost.
 void requireDescriptors();
 
 }  // namespace tool

@@ -5,10 +5,10 @@
 
 namespace tool {
 
-/// The value of a variable of the environment, which nothing changes while there are threads.
+/// The value of an environment variable. Nothing changes the environment while there are threads.
 std::optional<std::string> readVariable(const std::string& name);
 
-/// The same; empty where it is not set.
+/// The same; empty if the variable is not set.
 std::string variable(const std::string& name);
 
 }  // namespace tool

@@ -17,7 +17,7 @@ namespace {
 
 struct ExecOptions {
     SourceOptions source;
-    std::string variable;  // empty: the usual one
+    std::string variable;  // empty: the default
     bool inFile = false;
 
     std::string variableName() const {
@@ -31,7 +31,7 @@ void checkVariable(const std::string& name) {
     const std::string digits = "0123456789";
     if (name.find_first_not_of(letters + digits) != std::string::npos ||
         digits.find(name.front()) != std::string::npos) {
-        throw UsageError("--env: not the name of a variable");
+        throw UsageError("--env: not the name of an environment variable");
     }
 }
 
@@ -41,10 +41,10 @@ std::string tokenOf(const SourceOptions& options) {
     return output.text(freshToken(*source, options.kind(), options.request.minValidity));
 }
 
-/// How the program ended.
+/// Returns how the program ended.
 int runWithFile(Program& program, const Inheritance& inheritance, const std::string& variable,
                 const std::string& token) {
-    const SignalRelay relay;  // none must end this process and leave the file behind
+    const SignalRelay relay;  // no signal may end this process and leave the file behind
     const PrivateFolder folder;
     const auto file = folder.path() / "token";
     TokenFile(file).replace(token);
@@ -55,13 +55,13 @@ int runWithFile(Program& program, const Inheritance& inheritance, const std::str
 
 [[noreturn]] void runExec(const ExecOptions& options, const std::vector<std::string>& command) {
     if (command.empty()) {
-        throw UsageError("no program is given: it stands behind --");
+        throw UsageError("no program is given; put it after --");
     }
     const std::string variable = options.variableName();
     checkVariable(variable);
     const Inheritance inheritance;
     const std::string token = tokenOf(options.source);
-    restoreAuthorities();  // nobody asks for them any more
+    restoreAuthorities();  // no request follows
     Program program(command);
     program.unset(clientSecretVariable);
     if (!options.source.secret.environmentVariable.empty()) {
@@ -83,8 +83,8 @@ void addExec(CLI::App& app, const std::vector<std::string>& program,
     CLI::App* const command = app.add_subcommand(
         "exec",
         "Run a program with a fresh token\n"
-        "The program finds the token in a variable of its environment; it stands on no command "
-        "line. The token is not refreshed while the program runs; oidcauth keep does that.");
+        "The program gets the token in an environment variable, not on its command line. The token "
+        "is not refreshed while the program runs; for that, use oidcauth keep.");
     options->source.addTo(*command);
     options->source.addSignInTo(*command);
     command
@@ -92,9 +92,10 @@ void addExec(CLI::App& app, const std::vector<std::string>& program,
                      "The variable to set. Default: OIDCAUTH_ACCESS_TOKEN, with --id-token "
                      "OIDCAUTH_ID_TOKEN; with --file, the same with _FILE appended")
         ->type_name("VARIABLE");
-    command->add_flag("--file", options->inFile,
-                      "Put the token into a file that only this user can read, and the file's "
-                      "path into the variable; the file is removed when the program ends");
+    command->add_flag(
+        "--file", options->inFile,
+        "Write the token to a file that only this user can read, and set the variable to the path "
+        "of that file; the file is removed when the program ends");
     command->footer(
         "Example: run make with an access token in API_TOKEN\n"
         "  oidcauth exec --env API_TOKEN -- make deploy");

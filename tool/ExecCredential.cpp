@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* infoVariable = "KUBERNETES_EXEC_INFO";
 
-/// Of the object in the variable; empty where that has none.
+/// Reads the version from the variable's JSON object; empty if it has none.
 std::string askedVersion(const std::string& info) {
     try {
         const auto asked = web::json::value::parse(utility::conversions::to_string_t(info));
@@ -19,7 +19,7 @@ std::string askedVersion(const std::string& info) {
                    ? utility::conversions::to_utf8string(asked.at(name).as_string())
                    : "";
     } catch (const std::exception&) {
-        throw UsageError(std::string(infoVariable) + " is no JSON");
+        throw UsageError(std::string(infoVariable) + " is not JSON");
     }
 }
 

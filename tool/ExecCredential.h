@@ -9,12 +9,11 @@
 
 namespace tool {
 
-/// The version of the credential that kubectl asks its plugin for, by the variable
-/// KUBERNETES_EXEC_INFO; the newest where nobody asks. Throws UsageError for one that we do not
-/// know.
+/// The version of the credential that kubectl requests in the variable KUBERNETES_EXEC_INFO; the
+/// newest if it is not set. Throws UsageError for an unknown version.
 std::string execCredentialVersion();
 
-/// What such a plugin prints.
+/// The object that such a plugin prints.
 web::json::value execCredential(const std::string& version, const std::string& token,
                                 const std::optional<auth::COIDCToken::TimePoint>& expiry);
 

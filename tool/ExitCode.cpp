@@ -32,18 +32,16 @@ struct Explanation {
 constexpr std::array explanations{
     Explanation{"no code in auth code response", ExitCode::ProviderRefused,
                 "the provider ended the sign-in without a code: it was cancelled there, or this "
-                "client may not ask for these scopes"},
-    Explanation{
-        "unable to get auth code within specified timeframe", ExitCode::SignInNeeded,
-        "nobody has signed in; where the page shows an error, the provider may not know this "
-        "client id or redirect URL"},
+                "client may not request these scopes"},
+    Explanation{"unable to get auth code within specified timeframe", ExitCode::SignInNeeded,
+                "nobody has signed in; if the page shows an error, the provider may not know this "
+                "client id or redirect URL"},
     Explanation{"unexpexted listener request type", ExitCode::ProviderRefused,
                 "the redirect URL was opened without the form that ends a sign-in"},
-    Explanation{"cannot listen on", ExitCode::Unexpected,
-                "another one can be given by --redirect-url"},
+    Explanation{"cannot listen on", ExitCode::Unexpected, "give another one with --redirect-url"},
 };
 
-/// What is known of the reason; empty where nothing is.
+/// The reason for the failure, if it is known; otherwise empty.
 std::string reasonOf(const OIDCError& failure) {
     const std::string& error = failure.providerError();
     if (!error.empty()) {
@@ -52,14 +50,14 @@ std::string reasonOf(const OIDCError& failure) {
                (description.empty() ? "" : " (" + description + ')');
     }
     if (!failure.missedClaim().empty()) {
-        return fmt::format(": {} is missing or not as it must be; the token has {}",
-                           failure.missedClaim(), fmt::join(failure.claims(), ", "));
+        return fmt::format(": {} is missing or wrong; the token has {}", failure.missedClaim(),
+                           fmt::join(failure.claims(), ", "));
     }
     return "";
 }
 
 Outcome explained(const std::string& text, const std::string& reason) {
-    if (text.empty()) {  // of the JWT library, whose only such exception this is
+    if (text.empty()) {  // the only such exception is the JWT library's
         return {ExitCode::ProviderRefused, "a number in a token is out of range"};
     }
     const auto* const known =
@@ -73,7 +71,17 @@ Outcome explained(const std::string& text, const std::string& reason) {
             text + (reason.empty() ? " (" + std::string(known->advice) + ')' : reason)};
 }
 
-/// Those of other libraries tell what is wrong with a provider's answer.
+/// The HTTP library says what went wrong, but not what to do about it.
+const char* networkAdvice(const std::string& text) {
+    for (const char* const mark : {"SSL", "TLS", "certificate"}) {
+        if (text.find(mark) != std::string::npos) {
+            return " (check the provider's certificate and the authority that issued it)";
+        }
+    }
+    return " (check the provider's URL, the network and the proxy settings)";
+}
+
+/// Codes of other libraries describe errors in a provider's answer.
 bool isOfSystem(const std::error_code& code) {
     return code.category() == std::generic_category() || code.category() == std::system_category();
 }
@@ -81,44 +89,44 @@ bool isOfSystem(const std::error_code& code) {
 Outcome ofSystem(const std::error_code& code, const std::string& text) {
     const bool isThreads = code == std::errc::resource_unavailable_try_again;
     return {ExitCode::Unexpected,
-            text + (isThreads ? " (no more threads can be had; see ulimit -u)" : "")};
+            text + (isThreads ? " (no more threads can be created; see ulimit -u)" : "")};
 }
 
-/// Empty for a number that is none of them. The compiler misses a code that stands not here.
+/// Empty for a number that is not an exit code. The compiler warns if one is missing here.
 const char* meaningOf(ExitCode code) {
     switch (code) {
         case ExitCode::Success:
             return "success";
         case ExitCode::Unexpected:
-            return "the system failed: no free port, no memory, output closed";
+            return "a failure on this machine: no free port, no memory, output closed";
         case ExitCode::Usage:
-            return "the command line, a variable or config.toml cannot be followed";
+            return "an error in the command line, a variable or config.toml";
         case ExitCode::SignInNeeded:
             return "a user has to sign in: run oidcauth login";
         case ExitCode::ProviderRefused:
-            return "the provider refused, or its answer is not what it should be";
+            return "the provider refused the request, or its answer is wrong";
         case ExitCode::Network:
-            return "the provider was not reached, or not in time";
+            return "the provider was not reached, or did not answer in time";
         case ExitCode::TokenStore:
-            return "the stored token cannot be kept or read safely";
+            return "the token cannot be stored or read safely";
         case ExitCode::ProgramNotExecutable:
-            return "the program of exec cannot be run";
+            return "exec: the program cannot be run";
         case ExitCode::ProgramNotFound:
-            return "the program of exec is not found";
+            return "exec: the program is not found";
         case ExitCode::Interrupted:
             return "interrupted";
     }
     return "";
 }
 
-/// Of an exception of the HTTP library.
+/// For an exception of the HTTP library.
 ExitCode codeOf(OIDCError::Kind kind) {
     switch (kind) {
         case OIDCError::Kind::wrongAnswer:
             return ExitCode::ProviderRefused;
         case OIDCError::Kind::notReached:
             return ExitCode::Network;
-        default:  // for want of something on this machine
+        default:  // this machine lacks something
             return ExitCode::Unexpected;
     }
 }
@@ -159,11 +167,13 @@ Outcome outcomeOf(const std::exception_ptr& failure) {
     } catch (const standalone::TokenStoreError& error) {
         return {ExitCode::TokenStore, error.what()};
     } catch (const web::http::http_exception& error) {
-        return {codeOf(OIDCError::of(failure).kind()), error.what()};
+        const ExitCode code = codeOf(OIDCError::of(failure).kind());
+        const std::string text = error.what();
+        return {code, text + (code == ExitCode::Network ? networkAdvice(text) : "")};
     } catch (const std::bad_alloc&) {
         return {ExitCode::Unexpected, "out of memory"};
     } catch (const boost::system::system_error& error) {
-        // Of Boost's network library, which is used for nothing that a provider answers.
+        // From Boost's network library, which handles nothing that a provider answers.
         return ofSystem({error.code().value(), std::generic_category()}, error.what());
     } catch (const std::system_error& error) {
         return isOfSystem(error.code()) ? ofSystem(error.code(), error.what())

@@ -8,7 +8,7 @@
 
 namespace tool {
 
-/// What the process ends with; scripts rely on the numbers.
+/// The exit codes of the process; scripts rely on the numbers.
 enum class ExitCode : int {
     Success = 0,
     Unexpected = 1,
@@ -17,23 +17,23 @@ enum class ExitCode : int {
     ProviderRefused = 4,
     Network = 5,
     TokenStore = 6,
-    ProgramNotExecutable = 126,  ///< that of exec, as shells have it
+    ProgramNotExecutable = 126,  ///< for exec, the same numbers as shells use
     ProgramNotFound = 127,
     Interrupted = 130,
 };
 
-/// All of them, with what they tell people.
+/// All exit codes with their meaning for people.
 std::vector<std::pair<ExitCode, std::string>> exitCodes();
-/// Whether only exec, which runs a program, ends with it.
+/// Whether only exec, which runs a program, uses it.
 bool isOfProgram(ExitCode code);
 
-/// The command line can be read, but not followed.
+/// The command line can be parsed, but not followed.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The program that is to get a token cannot be started.
+/// The program that is to get the token cannot be started.
 class ProgramError : public std::runtime_error {
 public:
     ProgramError(ExitCode code, const std::string& text) : std::runtime_error(text), m_code(code) {}
@@ -49,7 +49,7 @@ struct Outcome {
     std::string message;
 };
 
-/// What a failure means to whoever ran the command.
+/// The exit code and the message for a failure.
 Outcome outcomeOf(const std::exception_ptr& failure);
 
 }  // namespace tool

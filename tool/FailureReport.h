@@ -8,7 +8,7 @@
 
 namespace tool {
 
-/// A failure for programs: what standard error says of it where JSON was asked for.
+/// A failure as JSON for programs: the object for standard error.
 web::json::value reportOf(const std::exception_ptr& failure, const Outcome& outcome);
 
 }  // namespace tool

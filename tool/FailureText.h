@@ -6,7 +6,7 @@
 
 namespace tool {
 
-/// What a failure of the HTTP library says, in one line.
+/// The text of an HTTP library's failure, on one line.
 std::string failureText(const web::http::http_exception& failure);
 
 }  // namespace tool

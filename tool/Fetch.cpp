@@ -13,7 +13,8 @@ using web::http::http_response;
 
 void requireOk(const http_response& response) {
     if (response.status_code() != web::http::status_codes::OK) {
-        throw http_exception("answered with status " + std::to_string(response.status_code()));
+        throw http_exception("answered with status " + std::to_string(response.status_code()) +
+                             "; check the URL");
     }
 }
 

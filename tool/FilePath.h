@@ -5,7 +5,7 @@
 
 namespace tool {
 
-/// A path among the options, which are UTF-8 on every system.
+/// A path given as an option, which is UTF-8 on every system.
 class FilePath : public std::filesystem::path {
 public:
     FilePath() = default;

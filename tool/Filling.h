@@ -6,7 +6,7 @@
 
 namespace tool {
 
-/// The words of a text on lines of this width; a longer word has a line of its own.
+/// Breaks a text into lines of this width; a longer word gets its own line.
 std::vector<std::string> filled(const std::string& text, std::size_t width);
 
 }  // namespace tool

@@ -4,8 +4,8 @@
 
 namespace tool {
 
-/// The variables of the environment in which a system has the user's folders, and where below the
-/// home directory these are if it has not.
+/// The environment variables with the user's folders, and the paths below the home directory to use
+/// if they are not set.
 struct FolderNames {
     const char* home;
     const char* state;

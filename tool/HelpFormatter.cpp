@@ -22,7 +22,7 @@ std::string lines(const std::string& text, std::size_t width) {
     return fmt::format("{}", fmt::join(filled(text, width), "\n"));
 }
 
-/// What goes without saying in a sentence.
+/// The notes after the description.
 std::string notesOf(const OptionFacts& facts) {
     std::vector<std::string> notes;
     if (!facts.words.empty()) {

@@ -6,12 +6,12 @@
 
 namespace tool {
 
-/// How --help looks.
+/// The layout of --help.
 class HelpFormatter final : public CLI::Formatter {
 public:
     std::string make_description(const CLI::App* command) const override;
     std::string make_usage(const CLI::App* command, std::string name) const override;
-    /// A group of options under a heading of its own.
+    /// A group of options under its own heading.
     std::string make_expanded(const CLI::App* group) const override;
     /// Lists a subcommand by the first line of its description.
     std::string make_subcommand(const CLI::App* command) const override;

@@ -14,7 +14,8 @@ public:
 }  // namespace
 
 Concurrency::task_options atOnce() {
-    // Shared: nothing static, which the end of the process could take away from another thread.
+    // Shared and not static: at the end of the process, a static could be destroyed while another
+    // thread uses it.
     return {Concurrency::scheduler_ptr(std::make_shared<InlineScheduler>())};
 }
 

@@ -9,8 +9,8 @@
 
 namespace tool {
 
-/// While it lives, Ctrl-C and the request to terminate are heard where run() is: the first one
-/// cancels `source`, the second one ends the process.
+/// While it exists, run() handles Ctrl-C and the request to terminate: the first one cancels
+/// `source`, the second one ends the process.
 class Signals {
 public:
     explicit Signals(const Concurrency::cancellation_token_source& source);
@@ -18,12 +18,12 @@ public:
     Signals(const Signals&) = delete;
     Signals& operator=(const Signals&) = delete;
 
-    /// Returns when `isOver` holds. It is asked after each call of what waker() gives, which
-    /// anybody may call, for ever.
+    /// Returns when `isOver` holds, which is checked after each call of the function from waker().
+    /// Anybody may call that function at any time, even after this object is destroyed.
     void run(const std::function<bool()>& isOver) const;
     std::function<void()> waker() const;
 
-    /// Whether what was heard was the request to terminate, which need not come from the user.
+    /// Whether the signal was a request to terminate, which need not come from the user.
     static bool wasTermination();
 
 private:
@@ -32,18 +32,18 @@ private:
     std::unique_ptr<State> m_state;
 };
 
-/// For what needs no thread, and only passes something on.
+/// For short continuations that need no thread of their own.
 Concurrency::task_options atOnce();
 
-/// Waits for the task, and hears the signals meanwhile: by this thread alone, since most of what is
-/// waited for is soon there.
+/// Waits for the task and handles the signals meanwhile. Uses only this thread, because most tasks
+/// end soon.
 template <class Task>
 void waitFor(const Task& task, const Signals& signals) {
     task.then([wake = signals.waker()](const Task&) { wake(); }, atOnce());
     signals.run([&task] { return task.is_done(); });
 }
 
-/// Hears the signals while it lives, by a thread of its own.
+/// Handles the signals while it exists, on its own thread.
 class Interrupt {
 public:
     explicit Interrupt(const Concurrency::cancellation_token_source& source);

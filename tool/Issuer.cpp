@@ -13,7 +13,8 @@ namespace tool {
 
 namespace {
 
-/// Sooner than the library's own limit, so that it does not ask the provider after all.
+/// 30 s above the library's own limit, so that the library does not ask the provider without this
+/// check.
 bool serves(const auth::COIDCToken& token, const RequestOptions& request,
             unsigned int minValidity) {
     const auto now = auth::COIDCToken::TimePoint::clock::now();
@@ -39,7 +40,7 @@ std::optional<Concurrency::task<void>> confirmIssuer(
             if (!configuration.has_string_field(name) ||
                 utility::conversions::to_utf8string(configuration.at(name).as_string()) != issuer) {
                 throw std::runtime_error("the configuration at " + url +
-                                         " is not that of --issuer");
+                                         " does not name the issuer given by --issuer");
             }
         },
         cancellation);

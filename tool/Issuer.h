@@ -7,10 +7,10 @@
 
 namespace tool {
 
-/// Makes sure that the provider which is about to be asked is that of --issuer, where it is given:
-/// the configuration must name it (RFC 8414, section 3.3). Nothing where nobody needs to be asked,
-/// since a stored token serves for longer than so many minutes. The task throws std::runtime_error
-/// for another issuer, and what fetching the configuration throws.
+/// If --issuer is given, checks before the provider is asked that its configuration names this
+/// issuer (RFC 8414, section 3.3). Returns nothing if the provider need not be asked because a
+/// stored token stays valid for more than `minValidity` minutes. The task throws std::runtime_error
+/// for another issuer, and the exceptions of fetching the configuration.
 std::optional<Concurrency::task<void>> confirmIssuer(
     const RequestOptions& request, unsigned int minValidity, PlainStore& store,
     const Concurrency::cancellation_token& cancellation);

@@ -30,9 +30,9 @@ using auth::COIDCToken;
 using auth::OIDCError;
 using Duration = Moment::Duration;
 
-/// Between looks at the store, where somebody else may put another token.
+/// The time between two reads of the store, where others may put a new token.
 constexpr std::chrono::minutes longestSleep{1};
-/// The age at which a token is replaced that does not say when it expires.
+/// The age at which a token without an expiry is replaced.
 constexpr std::chrono::hours oldAge{1};
 
 struct KeepOptions {
@@ -41,17 +41,17 @@ struct KeepOptions {
     FilePath file;
 };
 
-/// At which age to replace a token that lives so long: early enough for the minimum validity, but
-/// not before half of its life, since a provider's tokens may live no longer than that. At once
-/// where it is as good as expired.
+/// The age at which to replace a token with this life: early enough for the minimum validity, but
+/// not before half of its life, since the provider's tokens may live no longer than that. At once
+/// if it is about to expire.
 Duration ageToReplace(Duration life, std::chrono::minutes minValidity) {
     return life < std::chrono::seconds(1)
                ? Duration()
                : std::clamp<Duration>(life - minValidity, life / 2, life * 2 / 3);
 }
 
-/// How long to wait after so many failures: longer and longer, and for each process a bit
-/// different, since a provider that comes back should not see all of them at once.
+/// How long to wait after this number of failures: longer each time, and a little different in each
+/// process, so that a provider that comes back does not get all requests at once.
 Duration pauseAfter(unsigned int failures) {
     static std::mt19937 random{std::random_device{}()};
     constexpr unsigned int mostDoublings = 5;  // 32 s
@@ -71,7 +71,7 @@ public:
           m_output(m_kind, options.output.chosen(false)),
           m_source(options.source.open()) {}
 
-    /// Until task_canceled ends it, or a failure that does not pass.
+    /// Runs until task_canceled or a permanent failure ends it.
     [[noreturn]] void run() {
         for (;;) {
             const Attempt made = attempt();
@@ -84,7 +84,7 @@ public:
 
 private:
     struct Attempt {
-        std::optional<COIDCToken> token;  // with a failure: what is stored
+        std::optional<COIDCToken> token;  // after a failure: the stored token
         std::exception_ptr failure;
     };
 
@@ -115,7 +115,7 @@ private:
     bool isDue(const COIDCToken& token) const {
         return textOf(token, m_kind) == m_last
                    ? m_replaceAt.hasCome()
-                   : !serves(token, m_kind, m_minValidity);  // nobody knows how old it is
+                   : !serves(token, m_kind, m_minValidity);  // its age is unknown
     }
 
     void publish(const COIDCToken& token, bool isFresh) {
@@ -132,11 +132,11 @@ private:
         const Duration life = lifeOf(token);
         m_replaceAt =
             Moment(isFresh ? ageToReplace(life, std::chrono::minutes(m_minValidity)) : Duration());
-        tellServiceManager("READY=1\nSTATUS=" + m_file.path().u8string() + " serves until " +
+        tellServiceManager("READY=1\nSTATUS=" + m_file.path().u8string() + " is valid until " +
                            timestamp(Moment(life).system()));
     }
 
-    /// What is left of it.
+    /// The rest of its life.
     Duration lifeOf(const COIDCToken& token) const {
         const auto expiry = expiryOf(token, m_kind);
         return expiry ? std::chrono::duration_cast<Duration>(*expiry -
@@ -146,13 +146,13 @@ private:
 
     Moment afterSuccess() {
         if (m_replaceAt.hasCome()) {
-            return pause("the provider's tokens are expired when they come");
+            return pause("the provider's tokens have already expired when they arrive");
         }
         m_failures = 0;
         return nextLook();
     }
 
-    /// Throws where no further attempt can help.
+    /// Throws if no further attempt can help.
     Moment afterFailure(const Attempt& made) {
         if (const OIDCError known = OIDCError::of(made.failure); known.canRetry()) {
             return pause(known.what());
@@ -160,9 +160,9 @@ private:
         if (!isServing(made)) {
             std::rethrow_exception(made.failure);
         }
-        // Before that only somebody who signs in can help.
+        // Until then only a sign-in can help.
         m_replaceAt = Moment(lifeOf(*made.token));
-        tell(outcomeOf(made.failure).message + "; the last token serves until " +
+        tell(outcomeOf(made.failure).message + "; the last token is valid until " +
              timestamp(m_replaceAt.system()));
         return nextLook();
     }
@@ -195,7 +195,7 @@ private:
     const unsigned int m_minValidity;
     const TokenOutput m_output;
     const std::unique_ptr<TokenSource> m_source;
-    std::string m_last;  // token in the file
+    std::string m_last;  // the token in the file
     Moment m_replaceAt{Duration()};
     unsigned int m_failures = 0;  // in a row
 };
@@ -218,14 +218,14 @@ void addKeep(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<KeepOptions>();
     CLI::App* const command = app.add_subcommand(
         "keep",
-        "Keep a file with a fresh token, for programs that read one\n"
-        "The token is replaced long before it expires: after half to two thirds of its life, as "
-        "--min-validity demands. Readers find the old file or the new one, never a part of either. "
-        "While the provider cannot be reached, it is asked again and again. The command runs until "
-        "SIGTERM, which ends it with success, or Ctrl-C.");
+        "Keep a fresh token in a file, for programs that read it there\n"
+        "The token is replaced long before it expires: after half to two thirds of its life, "
+        "depending on --min-validity. Readers see either the old file or the new one, never a "
+        "partial one. While the provider cannot be reached, the request is repeated. The command "
+        "runs until SIGTERM, which ends it with success, or Ctrl-C.");
     command
         ->add_option("FILE", options->file,
-                     "The file to keep, in a folder that exists. Only this user can read it")
+                     "The file to write, in an existing folder. Only this user can read the file")
         ->required()
         ->type_name("");
     options->output.addTo(*command);

@@ -32,7 +32,9 @@ std::string summary(const UserToken& user) {
 
 void runLogin(const LoginOptions& options) {
     if (options.request.record.none) {
-        throw UsageError("--no-store: login would keep nothing");
+        throw UsageError(
+            "--no-store: login only stores tokens; to get one without storing it, use oidcauth "
+            "token --sign-in");
     }
     const UserToken user = getUserToken(options.request, options.signIn,
                                         options.force ? SignIn::always : SignIn::asked);
@@ -47,16 +49,17 @@ void runLogin(const LoginOptions& options) {
 
 void addLogin(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<LoginOptions>();
-    CLI::App* const command = app.add_subcommand(
-        "login",
-        "Sign in as a user and store the tokens\n"
-        "A stored token that is valid, or can be refreshed, is kept, and nobody is asked. "
-        "Otherwise the browser opens, and the user has 90 seconds to sign in.");
+    CLI::App* const command =
+        app.add_subcommand("login",
+                           "Sign in as a user and store the tokens\n"
+                           "If a stored token is valid or can be refreshed, the user is not asked. "
+                           "Otherwise the browser opens, and the user has 90 seconds to sign in.");
     options->request.addTo(*command);
     addJson(*command, options->request.json, "Print what is stored, as status --json does");
     options->signIn.addTo(*command);
-    command->add_flag("--force", options->force,
-                      "Sign in anew; the stored token is kept until that succeeds");
+    command->add_flag(
+        "--force", options->force,
+        "Sign in even if a valid token is stored; that token is kept until the sign-in succeeds");
     command->footer(
         "Example: sign in without a profile\n"
         "  oidcauth login --issuer https://id.example --client-id editor \\\n"

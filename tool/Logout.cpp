@@ -14,7 +14,7 @@ namespace tool {
 
 namespace {
 
-/// Whether something is there to be removed, which needs not be of use.
+/// Whether there is something to remove, even if it is damaged.
 bool isKept(RecordStore& store) {
     std::vector<std::uint8_t> bytes;
     try {
@@ -41,11 +41,11 @@ void runLogout(const RecordOptions& record) {
 
 void addLogout(CLI::App& app, std::function<void()>& chosen) {
     const auto record = std::make_shared<RecordOptions>();
-    CLI::App* const command = app.add_subcommand(
-        "logout",
-        "Remove the stored tokens of a client\n"
-        "The provider is not told: the browser stays signed in there. It is no error if nothing "
-        "is stored.");
+    CLI::App* const command =
+        app.add_subcommand("logout",
+                           "Remove the stored tokens of a client\n"
+                           "The provider is not notified: the browser stays signed in there. If "
+                           "nothing is stored, the command succeeds.");
     record->addTo(*command);
     command->callback([record, &chosen] { chosen = [record] { runLogout(*record); }; });
 }

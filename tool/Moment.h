@@ -6,13 +6,14 @@
 
 namespace tool {
 
-/// A moment by two clocks: that of the system, by which tokens expire and which goes on while the
-/// machine sleeps, and one that nobody sets. It has come when it has by either.
+/// A time by two clocks: the system clock, by which tokens expire and which keeps running while the
+/// machine sleeps, and a steady clock, which cannot be set. The time has come when either clock
+/// says so.
 class Moment {
 public:
     using Duration = auth::COIDCToken::TimePoint::duration;
 
-    /// So long from now on.
+    /// `distance` from now.
     explicit Moment(Duration distance);
 
     bool hasCome() const;

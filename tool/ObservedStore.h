@@ -12,11 +12,11 @@
 
 namespace tool {
 
-/// Passes everything on to another store and remembers the record that came through last: the whole
-/// of the token that a request answered with, even if the file is replaced meanwhile.
+/// Forwards everything to another store and remembers the last record: the complete token that a
+/// request returned, even if the file is replaced meanwhile.
 class ObservedStore final : public PlainStore {
 public:
-    /// Shared with the caller, who asks afterwards.
+    /// Shared with the caller, who reads it afterwards.
     class Record {
     public:
         void set(std::vector<std::uint8_t> bytes, bool written) {
@@ -25,7 +25,7 @@ public:
             m_written = written;
         }
 
-        /// Whether it was written through this store, rather than read.
+        /// Whether the record was written through this store, rather than read.
         bool wasWritten() const {
             const std::lock_guard<std::mutex> lock(m_mutex);
             return m_written;

@@ -10,7 +10,7 @@ namespace tool {
 
 namespace {
 
-/// The set's own order is that of addresses, and so another one in each run.
+/// The set is ordered by address, so its order differs in each run.
 std::vector<std::string> namesOf(const std::set<CLI::Option*>& options) {
     std::vector<std::string> names;
     names.reserve(options.size());

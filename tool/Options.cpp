@@ -25,7 +25,7 @@ using LoggingUtilities::ELogLevel;
 
 namespace {
 
-/// What was given stays out of the message: it may be a secret in the wrong place, or hold one.
+/// The value stays out of the message: it may be, or contain, a secret in the wrong place.
 void checkUrl(const std::string& option, const std::string& url,
               const std::vector<utility::string_t>& schemes, const std::string& schemesText) {
     const auto refuse = [&](const std::string& reason) {
@@ -67,12 +67,13 @@ void ProviderAddress::addTo(CLI::App& command) {
         ->type_name("URL")
         ->excludes(url);
     command
-        .add_option("--ca-file", authorities,
-                    "Trust the certificate authorities in this PEM file, besides the "
-                    "system's")
+        .add_option(
+            "--ca-file", authorities,
+            "Trust the certificate authorities in this PEM file in addition to the system's")
         ->type_name("FILE");
     command
-        .add_option("--profile", profile, "Take from this profile the options that are not given")
+        .add_option("--profile", profile,
+                    "Use this profile's values for the options that are not given")
         ->type_name("PROFILE");
 }
 
@@ -87,12 +88,14 @@ std::string ProviderAddress::url() const {
 
 void ProviderAddress::prepare() const {
     if (url().empty()) {
-        throw UsageError("--config-url is required, or --issuer, or a profile with one of them");
+        throw UsageError(
+            "no provider is given: --issuer or --config-url is required, or a profile with one of "
+            "them");
     }
     checkUrl(issuer.empty() ? "--config-url" : "--issuer", url(),
              {_XPLATSTR("https"), _XPLATSTR("http")}, "https (or http, for tests on this machine)");
     if (issuer.find_first_of("?#") != std::string::npos) {
-        throw UsageError("--issuer: an issuer has neither a query nor a fragment");
+        throw UsageError("--issuer: must have no query and no fragment");
     }
     if (!authorities.empty()) {
         trustAuthorities(authorities);
@@ -103,13 +106,13 @@ void RecordOptions::addTo(CLI::App& command) {
     provider.addTo(command);
     command
         .add_option("--client-id", clientId,
-                    "The client id that the provider knows this program by")
+                    "The client id under which this program is registered at the provider")
         ->type_name("ID");
-    auto* const file =
-        command
-            .add_option("--store", store, "Keep the tokens in this file instead of the usual one")
-            ->type_name("FILE");
-    command.add_flag("--keyring", keyring, "Keep the tokens in the desktop's keyring")
+    auto* const file = command
+                           .add_option("--store", store,
+                                       "Store the tokens in this file instead of the default one")
+                           ->type_name("FILE");
+    command.add_flag("--keyring", keyring, "Store the tokens in the desktop's keyring")
         ->excludes(file);
 }
 
@@ -117,7 +120,8 @@ std::filesystem::path RecordOptions::usualFile() const {
     const std::string url = provider.url();
     if (url.empty() || clientId.empty()) {
         throw UsageError(
-            "whose token? Give --config-url and --client-id, or --profile, or --store");
+            "no client is named: give --issuer (or --config-url) and --client-id, or --profile, or "
+            "--store");
     }
     return defaultStore(url, clientId, provider.profile);
 }
@@ -130,9 +134,9 @@ std::unique_ptr<RecordStore> RecordOptions::makeStore() const {
     if (none) {
         return std::make_unique<MemoryRecord>();
     }
-    const auto path = file();  // looked up for the keyring too: it tells whether all is given
+    const auto path = file();  // needed for the keyring too: it throws if something is missing
     if (keyring) {
-        // A line feed stands in no client id: no two records share an entry.
+        // A client id has no line feed, so no two records share an entry.
         const bool isOwn = !provider.profile.empty();
         return std::make_unique<RecordIn<standalone::SecretKeyring>>(standalone::KeyringEntry{
             provider.url(), clientId + (isOwn ? '\n' + provider.profile : ""),
@@ -166,7 +170,7 @@ std::shared_ptr<auth::IExclusivePermit> RecordOptions::permit(std::function<void
 
 void RequestOptions::addTo(CLI::App& command) {
     record.addTo(command);
-    command.add_flag("--no-store", record.none, "Keep no tokens: ask the provider each time")
+    command.add_flag("--no-store", record.none, "Store no tokens: ask the provider each time")
         ->excludes(command.get_option("--store"))
         ->excludes(command.get_option("--keyring"));
     command.add_option("--scopes", scopes, "The scopes to ask for, separated by spaces")
@@ -177,7 +181,7 @@ void RequestOptions::addTo(CLI::App& command) {
         ->capture_default_str()
         ->check(CLI::Range(0, 1'000'000))
         ->type_name("MIN");
-    command.add_flag("-v,--verbose", verbosity, "Say more on standard error; -vv says everything");
+    command.add_flag("-v,--verbose", verbosity, "Log more to standard error; -vv logs everything");
 }
 
 void RequestOptions::prepare() const {
@@ -190,15 +194,15 @@ void RequestOptions::prepare() const {
     require("--client-id", record.clientId);
     require("--scopes", scopes);
     if (scopes.find_first_not_of(' ') == std::string::npos) {
-        throw UsageError("--scopes names none");
+        throw UsageError("--scopes: at least one scope is required");
     }
 }
 
 std::shared_ptr<LoggingUtilities::CLogger> RequestOptions::logger() const {
     if (json && verbosity == 0) {
-        return nullptr;  // a failure is one object on standard error
+        return nullptr;  // a failure is printed as one JSON object on standard error
     }
-    // What is only tolerated is of no use by itself: it comes with the steps around it.
+    // Warnings are of no use alone: they are shown together with the steps around them.
     constexpr std::array levels{ELogLevel::Error, ELogLevel::Detail, ELogLevel::Flow};
     const auto level =
         std::min<std::size_t>(static_cast<std::size_t>(verbosity), levels.size() - 1);

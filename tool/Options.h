@@ -14,58 +14,58 @@
 
 namespace tool {
 
-/// Where a provider is found, and whom to trust there.
+/// The provider's address, and the authorities to trust.
 struct ProviderAddress {
     std::string configUrl;
-    std::string issuer;    // in its place
-    FilePath authorities;  // empty: the system's only
+    std::string issuer;    // instead of configUrl
+    FilePath authorities;  // empty: only the system's
     std::string profile;   // empty: none
 
     void addTo(CLI::App& command);
-    /// That of the configuration, given as such or by the issuer (OpenID Connect Discovery 1.0,
-    /// section 4). Empty where neither is.
+    /// The URL of the configuration, given directly or by the issuer (OpenID Connect Discovery 1.0,
+    /// section 4). Empty if neither is given.
     std::string url() const;
-    /// Has the authorities trusted from here on. Throws UsageError for what cannot be used, or is
-    /// not given.
+    /// Makes the process trust the authorities. Throws UsageError if something is invalid or
+    /// missing.
     void prepare() const;
 };
 
 void addJson(CLI::App& command, bool& json, const std::string& description);
 
-/// Throws UsageError for a URL that cannot be used.
+/// Throws UsageError for an invalid URL.
 void checkRedirectUrl(const std::string& url);
 
-/// A client at a provider, and where its token is kept.
+/// A client at a provider, and the place of its token.
 struct RecordOptions {
     ProviderAddress provider;
     std::string clientId;
-    FilePath store;  // empty: the usual place
+    FilePath store;  // empty: the default file
     bool keyring = false;
     bool none = false;  // kept in memory only
 
     void addTo(CLI::App& command);
 
-    // These throw UsageError when there is no telling where the token is.
+    // These throw UsageError if the options do not say where the token is.
 
     std::unique_ptr<RecordStore> makeStore() const;
-    /// The same, which has been read once: the library takes one that fails to read for an empty
-    /// one. Throws what it threw.
+    /// The same, but read once: the library treats a store that fails to read as empty. Throws the
+    /// exception of that read.
     std::unique_ptr<RecordStore> openStore() const;
-    /// Where it is noted that a sign-in page waits for its user; empty where nothing is kept.
+    /// The file that notes an unanswered sign-in page; empty if nothing is stored.
     std::filesystem::path signInMark() const;
     /// For people.
     std::string storeName() const;
-    /// By it those who get the token take turns, in all processes; whoever waits is told.
-    /// `prepare` is called before a lock of it is tried for the first time.
+    /// The permit by which all processes take turns to get the token; the user is told about
+    /// waiting. `prepare` is called before the first attempt to lock it.
     std::shared_ptr<auth::IExclusivePermit> permit(std::function<void()> prepare = {}) const;
 
 private:
-    /// That of the keyring's record is only locked.
+    /// If the record is in the keyring, this file is only locked.
     std::filesystem::path file() const;
     std::filesystem::path usualFile() const;
 };
 
-/// What every command that gets a token is told.
+/// The options of every command that gets a token.
 struct RequestOptions {
     RecordOptions record;
     std::string scopes;
@@ -75,7 +75,7 @@ struct RequestOptions {
 
     void addTo(CLI::App& command);
 
-    /// As ProviderAddress has it.
+    /// As ProviderAddress::prepare().
     void prepare() const;
     std::shared_ptr<LoggingUtilities::CLogger> logger() const;
 };

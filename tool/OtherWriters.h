@@ -6,7 +6,7 @@
 
 namespace tool {
 
-/// What to do about a file that other users can write; nothing where they cannot.
+/// What to do about a file that other users can write; empty if they cannot.
 std::optional<std::string> remedyForOtherWriters(const std::filesystem::path& file);
 
 }  // namespace tool

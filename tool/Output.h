@@ -9,17 +9,17 @@
 
 namespace tool {
 
-/// Writes the text and a line end to standard output. Throws when that takes no more.
+/// Writes the text and a line end to standard output. Throws if that fails.
 void print(const std::string& text);
 void print(const web::json::value& json);
-/// On one line; what could do harm to a terminal is escaped in its texts.
+/// On one line; characters that could harm a terminal are escaped.
 std::string textOf(const web::json::value& json);
 
-/// Sends off what was written to standard output otherwise. Throws when that took not all of it.
+/// Flushes other writes to standard output. Throws if not everything could be written.
 void flushOutput();
 
 web::json::value jsonText(const std::string& utf8);
-/// Of a text with spaces between its items.
+/// From a text with spaces between its items.
 web::json::value jsonList(const CString& items);
 
 /// RFC 3339, whole seconds.

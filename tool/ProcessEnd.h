@@ -4,7 +4,7 @@
 
 namespace tool {
 
-/// Ends this process without waiting for anything that it has begun.
+/// Ends this process without waiting for anything that it has started.
 [[noreturn]] void endAtOnce(ExitCode code);
 
 }  // namespace tool

@@ -24,14 +24,14 @@ namespace {
 
 using web::json::value;
 
-/// One profile, with what is known of its token.
+/// One profile with the state of its token.
 struct Listed {
     std::string name;
     bool isDefault = false;
     std::string client;
     std::string provider;
     std::string store;
-    std::string state;  ///< for people, and programs
+    std::string state;  ///< for people and for programs
     std::string problem;
     std::optional<auth::COIDCToken> token;
 };
@@ -53,7 +53,7 @@ void lookAtToken(const RecordOptions& record, Listed& listed) {
     listed.state = !isExpired ? "valid" : canRefresh ? "refreshable" : "expired";
 }
 
-/// By what stands in the profile alone: this lists the file, whatever the environment says.
+/// Uses only the profile itself: the list shows the file, regardless of the environment.
 Listed lookAt(const ConfigFile& file, const std::string& name) {
     Listed listed;
     listed.name = name;
@@ -98,7 +98,7 @@ std::string tableOf(const std::vector<Listed>& profiles) {
         table.add({(listed.isDefault ? "* " : "  ") + listed.name, listed.client, listed.provider,
                    stateText(listed)});
     }
-    // A profile stays on its line: that is what programs such as grep look for.
+    // Each profile stays on one line, so that it can be found with grep.
     return table.text(0, false);
 }
 
@@ -160,11 +160,11 @@ void addProfiles(CLI::App& app, std::function<void()>& chosen) {
         "profiles", std::string("List the profiles with the state of their tokens\n"
                                 "A profile is a section of ") +
                         folderNames().usualConfigFile +
-                        ". A star marks the default one. The providers are not asked.");
+                        ". A star marks the default profile. The providers are not contacted.");
     addJson(*command, options->json, "Print the list as JSON");
     command
         ->add_flag("--names", options->names,
-                   "Print the names only, one on a line; the tokens are not looked at")
+                   "Print only the names, one per line; the tokens are not read")
         ->excludes(command->get_option("--json"));
     command->footer(
         "Example: a file with one profile\n"

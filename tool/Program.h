@@ -10,15 +10,15 @@
 
 namespace tool {
 
-/// What a process has been given by the one that started it: descriptors that are open, signals
-/// that are ignored. On Windows nothing but the standard streams goes on to a program.
+/// The state that the caller passed to this process: open descriptors and ignored signals. On
+/// Windows a program inherits only the standard streams.
 class Inheritance {
 public:
-    /// To be made before anything is opened. Throws std::system_error where the system does not
-    /// tell.
+    /// Create it before anything is opened. Throws std::system_error if the system cannot list
+    /// them.
     Inheritance();
 
-    /// From here on this, and nothing else, is what a program inherits that is started.
+    /// Restores this state: a program that is started afterwards inherits this and nothing else.
     void restore() const;
 
 private:
@@ -26,9 +26,10 @@ private:
     std::set<int> m_ignoredSignals;
 };
 
-/// While it lives, signals that somebody sends to this process are for the program that it starts:
-/// to end it, and those by which programs tell each other something. What the terminal sends goes
-/// to both by itself; on Windows nothing else comes, and this process waits for the program's end.
+/// While it exists, signals that others send to this process are forwarded to the program that it
+/// starts: signals to end it, and those that programs use among themselves. Signals from the
+/// terminal reach both by themselves. On Windows there are no others, and this process waits for
+/// the program's end.
 class SignalRelay {
 public:
     SignalRelay();
@@ -46,7 +47,7 @@ private:
 /// A program with its arguments, and an environment that differs from this process's.
 class Program {
 public:
-    /// By name; none: taken away.
+    /// By name; without a value the variable is removed.
     using Changes = std::map<std::string, std::optional<std::string>>;
 
     explicit Program(std::vector<std::string> command) : m_command(std::move(command)) {}
@@ -54,12 +55,13 @@ public:
     void set(const std::string& name, const std::string& value) { m_changes[name] = value; }
     void unset(const std::string& name) { m_changes[name] = std::nullopt; }
 
-    // These throw ProgramError where it cannot be started.
+    // These throw ProgramError if the program cannot be started.
 
-    /// Runs it in the place of this process. On Windows, where there is no such thing, it ends with
-    /// this process, and this one with its exit code.
+    /// Replaces this process by the program. Windows cannot do that: there the program ends with
+    /// this process, and this process with the program's exit code.
     [[noreturn]] void become() const;
-    /// Runs it to its end, stopping with it where the terminal stops it. Gives what endLike takes.
+    /// Runs the program to its end; if the terminal stops it, this process stops, too. Returns the
+    /// status for endLike.
     int run(const SignalRelay& relay) const;
 
 private:
@@ -69,7 +71,8 @@ private:
     Changes m_changes;
 };
 
-/// Ends this process as that program has ended: with its exit code, or by the same signal.
+/// Ends this process in the way that the program has ended: with its exit code, or by the same
+/// signal.
 [[noreturn]] void endLike(int status);
 
 }  // namespace tool

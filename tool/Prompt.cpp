@@ -14,7 +14,8 @@ namespace tool {
 void Prompt::show(const CString& url) {
     const std::string text = url.toUtf8();
     if (!isHttp(text)) {
-        throw std::runtime_error("the provider's authorization_endpoint is no http or https URL");
+        throw std::runtime_error(
+            "the provider's authorization_endpoint is not an http or https URL");
     }
     m_shown = true;
     std::cerr << "To sign in, open this page:\n" << text << std::endl;
@@ -27,7 +28,7 @@ void Prompt::show(const CString& url) {
         }
     }
     if (isErrorTerminal()) {
-        std::cerr << "Where the page shows an error, press Ctrl-C: it does not come back here.\n";
+        std::cerr << "If the page shows an error, press Ctrl-C: the error is not reported here.\n";
     }
     m_countdown.emplace("the sign-in in the browser", signInLimit);
 }

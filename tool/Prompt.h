@@ -9,7 +9,7 @@
 
 namespace tool {
 
-/// Shows the user where to sign in, and how much time there is for it.
+/// Shows the user where to sign in, and how much time is left.
 class Prompt {
 public:
     explicit Prompt(bool opensBrowser) : m_opensBrowser(opensBrowser) {}

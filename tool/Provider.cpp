@@ -32,7 +32,7 @@ constexpr const char* serviceToken = "service-token";
 struct ProviderOptions {
     ProviderAddress address;
     std::string scopes;
-    std::string use;  // empty: either will do
+    std::string use;  // empty: either is enough
     bool json = false;
 };
 
@@ -43,8 +43,8 @@ public:
         const Asked asked{options.address.url(), options.address.issuer, options.scopes};
         const auto configuration =
             fetch(Use::any, "configuration", asked.configUrl, {},
-                  "Give the final URL, usually the issuer's and /.well-known/openid-configuration: "
-                  "redirects are not followed.");
+                  "Give the final URL, usually the issuer URL followed by "
+                  "/.well-known/openid-configuration: redirects are not followed.");
         if (!configuration) {
             return std::move(m_checks);
         }
@@ -53,8 +53,8 @@ public:
         if (const auto url = signingKeysUrl(configuration->document)) {
             const auto keySet =
                 fetch(Use::login, "key set", *url, _XPLATSTR("application/jwk-set+json"),
-                      "An amended copy of the configuration can name a URL that is answered; "
-                      "otherwise this is the provider's part.");
+                      "An amended copy of the configuration can name a URL that works; otherwise "
+                      "only the provider can correct this.");
             append(keySet ? checkSigningKeys(keySet->document) : std::vector<Check>());
         }
         return std::move(m_checks);
@@ -65,7 +65,7 @@ private:
         m_checks.insert(m_checks.end(), checks.begin(), checks.end());
     }
 
-    /// The document, or nothing where the check of it has failed.
+    /// The document; empty if its check has failed.
     std::optional<FetchedJson> fetch(Use use, const char* name, const std::string& url,
                                      const utility::string_t& otherType, const char* remedy) {
         const bool isFirst = m_checks.empty();
@@ -80,7 +80,7 @@ private:
             fetched = fetchJson(url, otherType, m_source.get_token());
         } catch (const web::http::http_exception& error) {
             if (isFirst && error.error_code()) {
-                throw;  // nothing can be said about a provider that is not reached
+                throw;  // if the provider was not reached, there is nothing to check
             }
             fail(error);
         } catch (const web::json::json_exception& error) {
@@ -193,16 +193,15 @@ void addProvider(CLI::App& app, std::function<void()>& chosen) {
     CLI::App* const command = app.add_subcommand(
         "provider",
         "Check whether a provider can be used\n"
-        "The command fetches the provider's configuration and keys, and says check by check "
-        "whether "
-        "it offers what people (login) and services (service-token) need. What is MISSING is "
-        "required; what "
-        "is advised may not be. Whether the client is registered, and whether access tokens are "
-        "JWTs that name it, only a request for a token shows.");
+        "The command fetches the provider's configuration and keys, and checks whether the "
+        "provider offers what users (login) and services (service-token) need. MISSING marks a "
+        "requirement that is not met; advised marks one that may not matter. Only a request for a "
+        "token shows whether the client is registered, and whether access tokens are JWTs that "
+        "name it.");
     options->address.addTo(*command);
     command
         ->add_option("--scopes", options->scopes,
-                     "The scopes that will be asked for, separated by spaces")
+                     "The scopes that will be requested, separated by spaces")
         ->type_name("SCOPES");
     command->add_option("--for", options->use, "Succeed only if the provider serves this command")
         ->check(CLI::IsMember({login, serviceToken}))

@@ -58,7 +58,7 @@ Texts words(const std::string& text) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-/// Whether what goes there can be read on the way.
+/// Whether others can read the traffic to this URL.
 bool isExposed(const std::string& url) {
     if (!isHttp(url)) {
         return false;
@@ -70,7 +70,7 @@ bool isExposed(const std::string& url) {
     return parsed.scheme() == _XPLATSTR("http") && !isLoopback;
 }
 
-/// The list in the member, if it is one.
+/// The list in a member; missing if the member is not a list.
 class Offer {
 public:
     Offer(const Json& configuration, const utility::string_t& name)
@@ -90,10 +90,11 @@ private:
     std::optional<Texts> m_list;
 };
 
-/// What a document leaves out its provider may still do; what it denies no copy mends.
+/// A provider may support what its document leaves out; but if the document rules something out, an
+/// amended copy does not help.
 const char* const addToCopy =
-    "Where the provider has it all the same, serve an amended copy of the configuration that says "
-    "so, and give its URL as --config-url.";
+    "If the provider supports it anyway, serve an amended copy of the configuration that says so, "
+    "and give its URL as --config-url.";
 
 class ConfigurationChecks {
 public:
@@ -104,21 +105,19 @@ public:
         const auto found = text(m_configuration, _XPLATSTR("issuer"));
         const std::string shown = found.value_or("nothing");
         add(Use::any, required(found.has_value()), "issuer", "a text", shown,
-            "An amended copy of the configuration can name what the provider's tokens have as "
-            "iss.");
+            "In an amended copy of the configuration, set it to the iss of the provider's tokens.");
         if (!m_asked.issuer.empty()) {
             add(Use::any, required(found == m_asked.issuer), "--issuer", m_asked.issuer, shown,
-                "If that is the provider that you mean, give its issuer exactly so; an amended "
-                "copy "
-                "wants --config-url.");
+                "If this is the right provider, give its issuer exactly as found. For an amended "
+                "copy, use --config-url.");
         } else if (found) {
             ProviderAddress usual;
             usual.issuer = *found;
             const std::string expected = usual.url();
             add(Use::any, advised(expected == m_asked.configUrl), "configuration URL", expected,
                 m_asked.configUrl,
-                "An amended copy is elsewhere, and serves. Otherwise make sure that it is the "
-                "issuer that you mean.");
+                "This is normal for an amended copy. Otherwise make sure that this is the issuer "
+                "that you mean.");
         }
     }
 
@@ -131,13 +130,13 @@ public:
         }
     }
 
-    /// The library sends it without.
+    /// The library drops the endpoint's query.
     void tokenQuery() {
         const auto found = text(m_configuration, _XPLATSTR("token_endpoint"));
         if (found && isHttp(*found) && !web::uri(to_string_t(*found)).query().empty()) {
             add(Use::any, Result::advised, "token_endpoint", "no query: it is not sent", *found,
-                "Where the provider has the same endpoint without a query, an amended copy of the "
-                "configuration can name it.");
+                "If the provider has the same endpoint without a query, name that in an amended "
+                "copy of the configuration.");
         }
     }
 
@@ -149,10 +148,10 @@ public:
                       exposed.end());
         add(Use::any, advised(exposed.empty()), "encryption", "https, except on this machine",
             exposed.empty() ? "https, except on this machine" : quoted(exposed),
-            "Switch on https at the provider: secrets and tokens can be read on the way.");
+            "Enable https at the provider: others can read secrets and tokens in transit.");
     }
 
-    /// A provider behind a proxy that does not know its own address names one inside.
+    /// A provider behind a proxy that does not know its own address names an internal host.
     void hosts() {
         const auto hostOf = [](const std::string& url) {
             return to_utf8string(web::uri(to_string_t(url)).host());
@@ -167,8 +166,8 @@ public:
         if (!others.empty()) {
             add(Use::any, Result::advised, "hosts", hostOf(*issuer) + ", as the issuer's",
                 quoted(others),
-                "Some providers have several. Otherwise tell the provider its public address: it "
-                "may stand behind a proxy.");
+                "Some providers use several hosts. Otherwise set the provider's public address in "
+                "its configuration: it may be behind a proxy.");
         }
     }
 
@@ -184,26 +183,27 @@ public:
         const utility::string_t name = _XPLATSTR("scopes_supported");
         const Offer offer(m_configuration, name);
         add(Use::any, required(offer.isThere()), to_utf8string(name), "a list", offer.found(),
-            "An amended copy of the configuration can list them.");
+            "List them in an amended copy of the configuration.");
         const Texts asked = words(m_asked.scopes);
         if (asked.empty()) {
             return;
         }
         const bool hasOpenid = std::find(asked.begin(), asked.end(), "openid") != asked.end();
         add(Use::login, required(hasOpenid), "scopes to ask for", "\"openid\"", quoted(asked),
-            "Add it to --scopes: without it a provider gives no ID token.");
+            "Add openid to --scopes: without it a provider issues no ID token.");
         list(Use::any, advised, name, asked,
-             "Define the scope at the provider and allow it for the client; some have more than "
-             "they list.");
+             "Define the scope at the provider and allow it for the client. Some providers accept "
+             "scopes that they do not list.");
     }
 
-    /// Demands of the provider that make it refuse the library's authorization requests.
+    /// Requirements of the provider that make it refuse the library's authorization requests.
     void plainRequests() {
         for (const utility::string_t name : {_XPLATSTR("require_pushed_authorization_requests"),
                                              _XPLATSTR("require_signed_request_object")}) {
             if (m_configuration.has_boolean_field(name) && m_configuration.at(name).as_bool()) {
                 add(Use::login, Result::missing, to_utf8string(name), "false", "true",
-                    "Switch it off: the authorization request goes out as a plain URL.");
+                    "Disable it at the provider: the authorization request is sent as a plain "
+                    "URL.");
             }
         }
     }
@@ -223,23 +223,24 @@ private:
     std::vector<Check> m_checks;
 };
 
-/// A key that says less keeps the library from loading any.
+/// A key without these members keeps the library from loading any key.
 bool isReadable(const Json& key) {
     return text(key, _XPLATSTR("kty")) && text(key, _XPLATSTR("use"));
 }
 
-/// By its components: certificates are a list, and those of such a key are left alone.
+/// Usable by its RSA components. A list of certificates (x5c) is ignored; a text in its place makes
+/// the key unusable.
 bool isUsable(const Json& key) {
     return text(key, _XPLATSTR("kty")) == "RSA" && text(key, _XPLATSTR("use")) == "sig" &&
            text(key, _XPLATSTR("e")) && text(key, _XPLATSTR("n")) && !text(key, _XPLATSTR("x5c"));
 }
 
-/// Tokens name their key, and are compared with the name of each.
+/// Tokens name their key, which is compared with the name of each key.
 bool isNamed(const Json& key) {
     return text(key, _XPLATSTR("kid")).has_value();
 }
 
-/// Its own word; tokens are judged by theirs.
+/// The algorithm that the key names; tokens are checked by the one that they name.
 bool isForRs256(const Json& key) {
     return text(key, _XPLATSTR("alg")).value_or("RS256") == "RS256";
 }
@@ -270,24 +271,24 @@ std::vector<Check> checkConfiguration(const Json& configuration, const Asked& as
     const utility::string_t grants = _XPLATSTR("grant_types_supported");
     const utility::string_t authentication = _XPLATSTR("token_endpoint_auth_methods_supported");
     checks.list(Use::login, required, _XPLATSTR("response_types_supported"), {"code id_token"},
-                "Switch on the hybrid flow at the provider, or the implicit flow beside that of "
-                "codes. One that has no hybrid flow cannot be used.");
+                "Enable the hybrid flow at the provider, or the implicit flow in addition to the "
+                "code flow. A provider without the hybrid flow cannot be used.");
     checks.list(Use::login, required, _XPLATSTR("response_modes_supported"), {"form_post"},
-                "Switch it on at the provider. One that cannot post forms cannot be used.");
+                "Enable it at the provider. A provider without form_post cannot be used.");
     checks.list(Use::login, required, grants, {"authorization_code", "refresh_token"},
-                "Switch on these grants at the provider.");
+                "Enable these grants at the provider.");
     checks.list(Use::login, required, _XPLATSTR("id_token_signing_alg_values_supported"), {"RS256"},
                 "Give the provider an RSA key, and have it sign ID tokens with RS256.");
     checks.list(Use::login, advised, _XPLATSTR("code_challenge_methods_supported"), {"S256"},
-                "Switch on PKCE at the provider. It is used in any case, and guards the sign-in "
-                "only where the provider checks it.");
+                "Enable PKCE at the provider. PKCE is always used, but protects the sign-in only "
+                "if the provider checks it.");
     checks.list(Use::login, advised, authentication, {"none"},
-                "Register a public client, also called native: it redeems codes without a secret.");
+                "Register a public (native) client: it redeems codes without a secret.");
     checks.plainRequests();
     checks.list(Use::serviceToken, required, grants, {"client_credentials"},
-                "Switch on this grant at the provider; some call it service accounts.");
+                "Enable this grant at the provider; some call it service accounts.");
     checks.list(Use::serviceToken, advised, authentication, {"client_secret_post"},
-                "Register the client so that it sends its secret in the body.");
+                "Register the client so that it sends its secret in the request body.");
     return checks.take();
 }
 
@@ -303,8 +304,9 @@ std::vector<Check> checkSigningKeys(const Json& keySet) {
                      needs,      found,  result == Result::ok ? "" : remedy};
     };
     if (!keySet.has_array_field(_XPLATSTR("keys"))) {
-        return {check(Result::missing, "a list of keys", "nothing",
-                      "This is not a key set: compare jwks_uri with the provider's pages.")};
+        return {
+            check(Result::missing, "a list of keys", "nothing",
+                  "This is not a key set: compare jwks_uri with the provider's documentation.")};
     }
     const web::json::array& keys = keySet.at(_XPLATSTR("keys")).as_array();
     const auto count = [&keys](const auto& has) {
@@ -319,7 +321,7 @@ std::vector<Check> checkSigningKeys(const Json& keySet) {
     };
     const char* const copyKeys =
         "No setting is known to help. An amended copy of the keys, named by an amended copy of the "
-        "configuration, serves until the provider changes its keys.";
+        "configuration, works until the provider changes its keys.";
     return {
         check(required(readable == keys.size()), "kty and use in all",
               of(readable, keys.size(), "have kty and use"), copyKeys),

@@ -9,7 +9,7 @@
 
 namespace tool {
 
-/// One thing that a provider must offer, or had better.
+/// One thing that a provider must, or should, offer.
 struct Check {
     enum class Use : std::uint8_t { any, login, serviceToken };
     enum class Result : std::uint8_t { ok, missing, advised };
@@ -19,27 +19,26 @@ struct Check {
     std::string name;
     std::string needs;
     std::string found;
-    std::string remedy;  ///< where it is not ok
+    std::string remedy;  ///< empty if the result is ok
 };
 
-/// How a provider was asked for.
+/// The options that describe the provider.
 struct Asked {
     std::string configUrl;
     std::string issuer;  ///< empty: any
-    std::string scopes;  ///< that a client will ask for; empty: not known
+    std::string scopes;  ///< those that a client will request; empty: not known
 };
 
-/// Whether it is the URL of something that a program or a browser can ask for.
+/// Whether it is an http or https URL with a host.
 bool isHttp(const std::string& url);
 
-/// What the library asks of a configuration document before it uses the provider, and what it would
-/// come to need later.
+/// The library's requirements for a configuration document, including those that only matter later.
 std::vector<Check> checkConfiguration(const web::json::value& configuration, const Asked& asked);
 
-/// Where that document says the signing keys are, if it does.
+/// The URL of the signing keys in that document, if there is one.
 std::optional<std::string> signingKeysUrl(const web::json::value& configuration);
 
-/// The same checks of the signing keys.
+/// The same for the signing keys.
 std::vector<Check> checkSigningKeys(const web::json::value& keySet);
 
 }  // namespace tool

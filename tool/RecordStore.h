@@ -10,14 +10,14 @@ namespace tool {
 
 using PlainStore = ISecretStore<auth::COIDCToken>;
 
-/// Where the token of one client at one provider is kept.
+/// The store for the token of one client at one provider.
 class RecordStore : public PlainStore {
 public:
-    /// Makes sure that a write can follow. Throws what that write would.
+    /// Makes sure that a write can follow. Throws the exceptions of that write.
     virtual void prepareWrite() = 0;
 };
 
-/// Keeps it in a SecretFile or a SecretKeyring. Written as empty, it is removed.
+/// Keeps the token in a SecretFile or a SecretKeyring. Writing an empty record removes it.
 template <class Secret>
 class RecordIn final : public RecordStore {
 public:
@@ -26,7 +26,7 @@ public:
 
     void clear() override { m_secret.clear(); }
     void read(std::vector<std::uint8_t>& bytes, bool reread) override {
-        bytes.clear();  // also when reading fails
+        bytes.clear();  // also if reading fails
         bytes = m_secret.read(reread);
     }
     void write(const std::vector<std::uint8_t>& bytes) override {
@@ -38,7 +38,7 @@ private:
     Secret m_secret;
 };
 
-/// Keeps it while the process lives.
+/// Keeps the token in memory, for the life of the process.
 class MemoryRecord final : public RecordStore {
 public:
     void clear() override { m_bytes.clear(); }

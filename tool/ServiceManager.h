@@ -4,9 +4,9 @@
 
 namespace tool {
 
-/// Tells whoever has started this process as a service, and asks to be told, of a new state: by the
-/// datagrams of systemd's protocol, such as "READY=1". Does nothing where nobody asks; that nobody
-/// listens is no failure.
+/// Reports a new state to the service manager that started this process, if it wants to know: in
+/// datagrams of systemd's protocol, such as "READY=1". Does nothing if there is none; if it does
+/// not listen, that is not an error.
 void tellServiceManager(const std::string& state);
 
 }  // namespace tool

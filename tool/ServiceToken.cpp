@@ -47,7 +47,7 @@ public:
 
     bool wasStored() const override { return !m_record->wasWritten(); }
 
-    /// Another one can be had at any time.
+    /// A service can get another one at any time.
     void discard() override { m_kept->clear(); }
 
 private:
@@ -57,7 +57,7 @@ private:
     const std::shared_ptr<RecordStore> m_kept;
     const std::shared_ptr<ObservedStore::Record> m_record =
         std::make_shared<ObservedStore::Record>();
-    auth::COIDCHelper m_helper;  // the last one: its requests use the others
+    auth::COIDCHelper m_helper;  // last, because its requests use the others
 };
 
 struct ServiceTokenOptions {
@@ -100,12 +100,12 @@ std::unique_ptr<TokenSource> openServiceTokens(const RequestOptions& request,
 
 void addServiceToken(CLI::App& app, std::function<void()>& chosen) {
     const auto options = std::make_shared<ServiceTokenOptions>();
-    CLI::App* const command = app.add_subcommand(
-        "service-token",
-        "Print an access token for a service\n"
-        "The token comes by the client credentials grant. A stored token is printed while it is "
-        "valid; otherwise the provider is asked, and the new token is stored. Standard output "
-        "carries nothing but the token.");
+    CLI::App* const command =
+        app.add_subcommand("service-token",
+                           "Print an access token for a service\n"
+                           "The token is requested with the client credentials grant. A stored "
+                           "token is printed while it is valid; otherwise a new one is requested "
+                           "and stored. Only the token is written to standard output.");
     options->request.addTo(*command);
     options->output.addTo(*command);
     addJson(*command, options->request.json, "Short for --output json");

@@ -10,11 +10,10 @@
 
 namespace tool {
 
-/// The options for where the client secret comes from. Gives their group.
+/// Adds the options for the source of the client secret. Returns their group.
 CLI::Option_group* addClientSecret(CLI::App& command, ClientSecretSource& secret);
 
-/// The tokens of a service, whose secret is read now. Throws UsageError for options that cannot be
-/// followed.
+/// The tokens of a service; its secret is read now. Throws UsageError for invalid options.
 std::unique_ptr<TokenSource> openServiceTokens(const RequestOptions& request,
                                                const ClientSecretSource& secret);
 

@@ -55,7 +55,7 @@ void set(CLI::Option& option, const Given& given) {
             option.add_result(given.values);
         }
         option.run_callback();
-    } catch (const CLI::ParseError&) {  // shows the value, which may be a secret in the wrong place
+    } catch (const CLI::ParseError&) {  // its text has the value, perhaps a misplaced secret
         throw UsageError(given.source + ": that value is not allowed");
     }
 }
@@ -131,7 +131,7 @@ bool SettingsOf::isRival(const CLI::Option* one, const CLI::Option* other) const
 void SettingsOf::fill(const Layer& layer) {
     std::vector<const CLI::Option*> before;
     for (const auto& [name, option] : m_options) {
-        if (option->count() > 0) {  // one that is off excludes nothing
+        if (option->count() > 0) {  // a flag that is off excludes nothing
             before.push_back(option);
         }
     }
@@ -149,7 +149,7 @@ void SettingsOf::fill(const Layer& layer) {
             }
             for (const auto& [other, source] : filled) {
                 if (isRivalOf(other)) {
-                    throw UsageError(given.source + ": does not go together with " + source);
+                    throw UsageError(given.source + ": cannot be used together with " + source);
                 }
             }
             set(*option, given);

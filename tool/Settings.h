@@ -9,51 +9,50 @@
 
 namespace tool {
 
-/// An option that may also stand in an environment variable, or in a profile.
+/// An option that can also be set in an environment variable or in a profile.
 struct Setting {
     enum class Kind { text, words, texts, path, number, flag };
 
-    std::string_view name;  ///< that of the long option, without its hyphens
+    std::string_view name;  ///< the name of the long option, without its hyphens
     Kind kind;
 };
 
-/// None where no option, or one for the command line only, has that name.
+/// Null if no option, or only one for the command line, has that name.
 const Setting* findSetting(std::string_view name);
 
-/// The environment variable of a setting: OIDCAUTH_CONFIG_URL of config-url.
+/// The environment variable of a setting, for example OIDCAUTH_CONFIG_URL for config-url.
 std::string variableOf(std::string_view name);
 
-/// A setting's value from elsewhere than the command line.
+/// A setting's value that does not come from the command line.
 struct Given {
     std::string name;
-    std::vector<std::string> values;  ///< none for a flag that is off
+    std::vector<std::string> values;  ///< empty for a flag that is off
     std::string source;               ///< for people: the variable, or file, line and key
 };
 
 using Layer = std::vector<Given>;
 
-/// What the environment gives. Throws UsageError for a flag that is neither on nor off.
+/// The settings in the environment. Throws UsageError for a flag that is neither on nor off.
 Layer environmentLayer();
 
-/// The options of a command, filled from several layers after the command line was read. The layer
-/// that comes first wins.
+/// The options of a command, filled from several layers after the command line has been parsed.
+/// Earlier layers take precedence.
 class SettingsOf {
 public:
     explicit SettingsOf(CLI::App& command);
 
-    /// Fills what no earlier layer has given, and what excludes nothing that one has. Throws
-    /// UsageError for values that are not allowed, and for two of this layer that exclude each
-    /// other.
+    /// Sets the options that no earlier layer has set and that exclude none of those. Throws
+    /// UsageError for invalid values, and if two settings of this layer exclude each other.
     void fill(const Layer& layer);
 
     /// Whether the command has the option.
     bool takes(const std::string& name) const { return m_options.count(name) > 0; }
-    /// Whether it has, and something has been given for it.
+    /// Whether the command has the option and it has been set.
     bool has(const std::string& name) const;
-    /// The value that was given for an option of one, or nothing.
+    /// The value of an option with one value; empty if it has not been set.
     std::string valueOf(const std::string& name) const;
 
-    /// A message about an option as one about the place that its value comes from.
+    /// Adds to a message about an option the place where its value was set.
     std::string attributed(const std::string& message) const;
 
 private:
@@ -61,7 +60,7 @@ private:
 
     std::map<std::string, CLI::Option*> m_options;
     std::map<std::string, std::string> m_sources;
-    std::map<const CLI::Option*, const CLI::App*> m_alternatives;  ///< one of a group at most
+    std::map<const CLI::Option*, const CLI::App*> m_alternatives;  ///< groups that allow one
 };
 
 }  // namespace tool

@@ -27,7 +27,7 @@ std::optional<SignInMark::Clock::time_point> SignInMark::pausedUntil() const {
         return std::nullopt;
     }
     const Clock::duration age = Clock::now().time_since_epoch() - seconds(count);
-    // A time to come is of a clock that was set back since: it could keep pages away for years.
+    // A time in the future means that the clock was set back: it could suppress pages for years.
     if (age < Clock::duration::zero() || age >= signInLimit + pause) {
         return std::nullopt;
     }

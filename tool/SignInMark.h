@@ -9,29 +9,29 @@
 
 namespace tool {
 
-/// How long a user has for the sign-in, as the library has it.
+/// The time that the library gives the user for a sign-in.
 constexpr std::chrono::seconds signInLimit{90};
 
-/// Notes in a file when a sign-in page was opened, until somebody answers it: what asks for a token
-/// again and again is not to open a page each time. Set before the page opens, so that it counts
-/// also for those who ask meanwhile, and where who opened the page is killed.
+/// Records in a file that a sign-in page was opened, until somebody answers it: a program that
+/// requests tokens again and again must not open a page each time. It is set before the page opens,
+/// so that other processes see it meanwhile, and so that it remains if this process is killed.
 class SignInMark {
 public:
     using Clock = std::chrono::system_clock;
 
-    /// Behind the time for the sign-in, no page opens unasked.
+    /// For this long after the time for the sign-in, no page opens unless the user asks for it.
     static constexpr std::chrono::minutes pause{5};
 
-    /// Without a file nothing is noted.
+    /// Without a file nothing is recorded.
     explicit SignInMark(const std::filesystem::path& file);
 
     // These two throw TokenStoreError.
 
-    /// When pages may open unasked again; none where they may now.
+    /// Until when no page may open by itself; empty if one may open now.
     std::optional<Clock::time_point> pausedUntil() const;
     void set();
 
-    /// The page for which it was set here, if it was, needs it no more.
+    /// The page for which this object set the mark, if it did, is done.
     void answered() noexcept;
     void remove() noexcept;
 

@@ -14,7 +14,7 @@ namespace {
 
 using Parameters = std::vector<std::pair<std::string, std::string>>;
 
-/// Of an option: what was given may be a secret, and stays out of the message.
+/// The value of the option may be a secret, and stays out of the message.
 void requireUtf8(const std::string& option, const std::string& text) {
     try {
         const CString converted(text);
@@ -37,24 +37,23 @@ void SignInOptions::addTo(CLI::App& command) {
         ->delimiter(' ')
         ->allow_extra_args(false);
     group->add_flag("--no-browser", noBrowser,
-                    "Open no browser: print the URL of the sign-in page, and how a browser on "
-                    "another machine reaches the redirect URL");
+                    "Do not open a browser: print the URL of the sign-in page, and how a browser "
+                    "on another machine reaches the redirect URL");
     group
         ->add_option("--login-hint", loginHint,
-                     "Tell the provider who will sign in: usually a user name or an e-mail "
-                     "address")
+                     "Tell the provider who will sign in, usually by user name or e-mail address")
         ->type_name("TEXT");
     group
         ->add_option(
             "--prompt", prompt,
-            "Make the provider ask the user to sign in (login), to consent (consent) or to "
-            "choose an account (select_account), even if it need not; with none it asks "
-            "nothing, and fails if it would have to")
+            "Make the provider ask the user to sign in (login), to consent (consent) or to choose "
+            "an account (select_account), even if it would not ask by itself. With none, the "
+            "provider asks nothing, and the sign-in fails if it would have to ask")
         ->type_name("VALUE:{login,consent,select_account,none,...}");
     group
         ->add_option("--authorization-parameter", authorizationParameters,
                      "Add a parameter to the URL of the sign-in page, such as max_age=0. Can be "
-                     "given several times. Not for secrets: others can read that URL")
+                     "given several times. Do not pass secrets: others can read that URL")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
 }
@@ -87,9 +86,9 @@ Parameters SignInOptions::parameters() const {
         }
         const std::string name = text.substr(0, end);
         for (const auto& [taken, value] : ofOptions) {
-            if (name == taken) {  // a provider that is told one thing twice must refuse
-                throw UsageError(
-                    fmt::format("{}: {} is given by an option of its own, too", option, name));
+            if (name == taken) {  // a provider must refuse a repeated parameter
+                throw UsageError(fmt::format(
+                    "{}: {} is also given by its own option; give only one of them", option, name));
             }
         }
         add(option, name, text.substr(end + 1));

@@ -8,10 +8,9 @@
 
 namespace tool {
 
-/// How a user signs in.
+/// The options for a user's sign-in.
 struct SignInOptions {
-    /// Free on most machines: outside the range from which systems give ports to programs that ask
-    /// for any.
+    /// Free on most machines: outside the range that systems use for automatic ports.
     std::vector<std::string> redirectUrls{"http://127.0.0.1:17419/callback",
                                           "http://127.0.0.1:23419/callback",
                                           "http://127.0.0.1:28419/callback"};
@@ -22,10 +21,10 @@ struct SignInOptions {
 
     void addTo(CLI::App& command);
 
-    // These throw UsageError for what cannot be used.
+    // These throw UsageError for invalid values.
 
     void check() const;
-    /// Names and values for the address of the sign-in page.
+    /// The names and values to add to the URL of the sign-in page.
     std::vector<std::pair<std::string, std::string>> parameters() const;
 };
 

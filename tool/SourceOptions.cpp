@@ -7,7 +7,7 @@ namespace tool {
 void SourceOptions::addTo(CLI::App& command) {
     request.addTo(command);
     auto* const service = command.add_flag(
-        "--service", isService, "Use the token of a service, not of the user who has signed in");
+        "--service", isService, "Use a service's token, not that of the user who has signed in");
     command.add_flag("--id-token", isIdToken, "Use the ID token, not the access token")
         ->excludes(service);
     for (CLI::Option* const option : addClientSecret(command, secret)->get_options()) {
@@ -16,7 +16,7 @@ void SourceOptions::addTo(CLI::App& command) {
 }
 
 void SourceOptions::addSignInTo(CLI::App& command) {
-    command.add_flag("--sign-in", maySignIn, "Ask the user to sign in if that is needed")
+    command.add_flag("--sign-in", maySignIn, "Ask the user to sign in if necessary")
         ->excludes(command.get_option("--service"));
     signIn.addTo(command);
 }

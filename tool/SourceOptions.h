@@ -11,7 +11,7 @@
 
 namespace tool {
 
-/// Which token another program is to have, and whose.
+/// The options that say which token another program gets, and whose.
 struct SourceOptions {
     RequestOptions request;
     ClientSecretSource secret;
@@ -21,7 +21,7 @@ struct SourceOptions {
     bool maySignIn = false;
 
     void addTo(CLI::App& command);
-    /// For commands that may bring the user to sign in.
+    /// For commands that may ask the user to sign in.
     void addSignInTo(CLI::App& command);
 
     TokenKind kind() const { return isIdToken ? TokenKind::id : TokenKind::access; }

@@ -29,7 +29,8 @@ void runStatus(const StatusOptions& options) {
     const std::string store = options.record.storeName();
     const auto token = tokenIn(bytes);
     if (!token) {
-        throw standalone::TokenStoreError(store + ": no token record, or a damaged one");
+        throw standalone::TokenStoreError(
+            store + ": the token record is damaged; remove it with oidcauth logout");
     }
     if (options.json) {
         print(reportOf(*token, store));
@@ -47,7 +48,7 @@ void addStatus(CLI::App& app, std::function<void()>& chosen) {
         "Show what is stored for a client, without secrets\n"
         "Scopes, expiry and the claims of the tokens are shown. The provider is not asked.");
     options->record.addTo(*command);
-    addJson(*command, options->json, "Print it as JSON");
+    addJson(*command, options->json, "Print the report as JSON");
     command->callback([options, &chosen] { chosen = [options] { runStatus(*options); }; });
 }
 

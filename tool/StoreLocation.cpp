@@ -1,5 +1,5 @@
-// SHA-256 by itself: OpenSSL's newer functions read its configuration first, here for nothing but
-// the name of a file.
+// This plain SHA-256 function is used because OpenSSL's newer functions first read its
+// configuration, which is not worth it for the name of a file.
 #define OPENSSL_API_COMPAT 0x10101000L
 
 #include "tool/StoreLocation.h"
@@ -35,7 +35,7 @@ std::filesystem::path defaultStore(const std::string& configUrl, const std::stri
     if (!folder) {
         throw UsageError("no home directory to keep the token in: give --store FILE");
     }
-    // A line feed stands in none of them: no two records have the same text.
+    // None of them has a line feed, so no two records have the same text.
     const std::string record = configUrl + '\n' + clientId;
     return *folder / (fingerprint(profile.empty() ? record : record + '\n' + profile) + ".token");
 }

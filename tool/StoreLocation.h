@@ -5,9 +5,9 @@
 
 namespace tool {
 
-/// The file in which a client's token is kept unless the user names one. A file for each provider
-/// and client, since a stored token does not say who issued it, and for each profile, if any.
-/// Throws UsageError when there is no home.
+/// The default file for a client's token. Each provider and client has its own file, because a
+/// stored token does not say who issued it, and so does each profile. Throws UsageError if there is
+/// no home directory.
 std::filesystem::path defaultStore(const std::string& configUrl, const std::string& clientId,
                                    const std::string& profile);
 

@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-/// Without the sources of a secret that the environment itself has.
+/// If the environment has the secret itself, other sources of it are dropped.
 Layer withoutSecrets(Layer layer) {
     if (!variable(clientSecretVariable).empty()) {
         const auto isSource = [](const Given& given) {

@@ -4,9 +4,9 @@
 
 namespace tool {
 
-/// Fills what the command line leaves open from the environment, and then from a profile: that of
-/// --profile or OIDCAUTH_PROFILE, or else the default one of the user's file, unless provider or
-/// client are given. Throws UsageError.
+/// Sets the options that the command line leaves open, from the environment and then from a
+/// profile: the one given by --profile or OIDCAUTH_PROFILE, or else the default profile, unless a
+/// provider or a client is given. Throws UsageError.
 void fillFromSurroundings(SettingsOf& settings);
 
 }  // namespace tool

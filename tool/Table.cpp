@@ -14,9 +14,9 @@ namespace {
 using Style = Table::Style;
 
 constexpr std::size_t gap = 2;
-/// A line that is narrower is broken by the terminal, which still can be read.
+/// If there is less room, the terminal breaks the lines, and they stay readable.
 constexpr std::size_t leastRoom = 20;
-/// A provider may have hundreds of scopes; --json has them all.
+/// A provider may have hundreds of scopes; --json prints them all.
 constexpr std::size_t mostLines = 4;
 constexpr std::string_view cutMark = " ...";
 
@@ -24,12 +24,12 @@ bool isStartOfCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
 }
 
-/// In characters, all of which count as equally wide.
+/// In characters, which all count as equally wide.
 std::size_t lengthOf(std::string_view text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isStartOfCharacter));
 }
 
-/// How many bytes the first `characters` of the text have.
+/// The number of bytes of the first `characters` characters.
 std::size_t bytesOf(std::string_view text, std::size_t characters) {
     std::size_t bytes = 0;
     while (bytes < text.size() && (characters > 0 || !isStartOfCharacter(text[bytes]))) {
@@ -39,7 +39,7 @@ std::size_t bytesOf(std::string_view text, std::size_t characters) {
     return bytes;
 }
 
-/// Where to break a word that is longer than the room: a URL rather between its parts.
+/// Where to break a word that is too long: in a URL, preferably between its parts.
 std::size_t cutOf(const std::string& word, std::size_t room) {
     const std::size_t end = bytesOf(word, room);
     const std::size_t part = word.find_last_of("/?&", end - 1);

@@ -8,14 +8,14 @@
 
 namespace tool {
 
-/// Rows of cells below each other in columns. The last cell of a row takes the rest of the line,
-/// however few come before it, and goes on below itself where it does not fit.
+/// Rows of cells, aligned in columns. The last cell of a row takes the rest of the line, and
+/// continues below itself if it does not fit.
 class Table {
 public:
     enum class Style : std::uint8_t { plain, heading, good, fair, bad };
 
     struct Cell {
-        // By value: most are made of a text alone.
+        // By value: most cells are made from a text alone.
         Cell(std::string shown) : text(std::move(shown)) {}
         Cell(const char* shown) : text(shown) {}
         Cell(std::string shown, Style look) : text(std::move(shown)), style(look) {}
@@ -24,11 +24,11 @@ public:
         Style style = Style::plain;
     };
 
-    /// Redacts the cells: what others say must not control a terminal.
+    /// Redacts the cells: foreign text must not control a terminal.
     void add(std::vector<Cell> row);
 
-    /// Without a line end. `width` is that of a line, 0 for lines of any length: nothing goes on
-    /// below then, and nothing is cut.
+    /// Without a final line end. `width` is the line length; with 0, lines are neither broken nor
+    /// cut.
     std::string text(std::size_t width, bool isColoured) const;
 
 private:

@@ -5,26 +5,26 @@
 
 namespace tool {
 
-/// Whether a person may be reading standard error.
+/// Whether standard error is a terminal that a person may be reading.
 bool isErrorTerminal();
 
-/// How standard output is best written to.
+/// The best format for standard output.
 struct OutputForm {
-    std::size_t width;  ///< of a line, in characters
-    bool isColoured;    ///< never against NO_COLOR (of any value but the empty one)
+    std::size_t width;  ///< the line length in characters
+    bool isColoured;    ///< false if NO_COLOR is set and not empty
 };
 
 OutputForm outputForm();
 
-/// What standard output itself can take.
+/// The abilities of standard output itself.
 struct OutputTerminal {
-    std::size_t width;  ///< none for what is no terminal, or does not tell
+    std::size_t width;  ///< 0 if it is not a terminal, or the width is unknown
     bool takesColours;
 };
 
 OutputTerminal outputTerminal();
 
-/// That of the person by whom the process runs; empty where the system knows none.
+/// The name of the user who runs the process; empty if the system has none.
 std::string userName();
 
 }  // namespace tool

@@ -12,11 +12,11 @@ namespace tool {
 
 using auth::detail::claimsOf;
 
-/// A claim in seconds since 1970 (RFC 7519), where it is one.
+/// A claim in seconds since 1970 (RFC 7519); empty if it is not a time.
 std::optional<auth::COIDCToken::TimePoint> timeClaim(const web::json::value& claims,
                                                      const utility::string_t& name);
 
-/// By what a user is known: a name for people if the ID token has one.
+/// The name of the user: one for people if the ID token has one.
 std::string userOf(const auth::COIDCToken& token);
 
 }  // namespace tool

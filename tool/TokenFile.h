@@ -5,18 +5,18 @@
 
 namespace tool {
 
-/// A file for programs that read a token from one. Only its user can read it, and nobody finds it
-/// half written: each text takes the place of the one before at once.
+/// A file from which programs read a token. Only its user can read it, and it is never half
+/// written: each text replaces the previous one in one step.
 ///
-/// Where several processes write the same file, each text is whole. On Windows a file cannot be
-/// replaced while a reader has it open, which is waited for some seconds. All members throw
-/// std::system_error, and UsageError where something else than a file lies in the place.
+/// If several processes write the same file, each text is complete. On Windows a file cannot be
+/// replaced while a reader has it open; writing then waits for some seconds. All members throw
+/// std::system_error, and UsageError if the path names something other than a regular file.
 class TokenFile {
 public:
-    /// Throws where the folder is not there.
+    /// Throws if the folder does not exist.
     explicit TokenFile(const std::filesystem::path& file);
 
-    /// On the disk when it returns.
+    /// When it returns, the text is on the disk.
     void replace(const std::string& text) const;
 
     const std::filesystem::path& path() const { return m_file; }
@@ -25,10 +25,10 @@ private:
     std::filesystem::path m_file;
 };
 
-/// A folder that nobody else can look into. It goes with this object, and takes along what it has.
+/// A folder that only this user can access. The destructor removes it with its content.
 class PrivateFolder {
 public:
-    /// In that of the user's session, or else with the temporary files.
+    /// Created in the folder of the user's session, or else with the temporary files.
     PrivateFolder();
     ~PrivateFolder();
     PrivateFolder(const PrivateFolder&) = delete;

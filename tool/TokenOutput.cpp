@@ -40,7 +40,7 @@ std::string jsonOf(const auth::COIDCToken& token, TokenKind kind) {
 
 std::string variablesOf(const auth::COIDCToken& token, TokenKind kind) {
     const std::string text = textOf(token, kind);
-    // Of all that a token can hold, a shell takes only this one for something else: a home.
+    // A tilde at the start is the only character of a token that a shell would replace.
     const char* const quote = text.front() == '~' ? "'" : "";
     const auto expiry = expiryOf(token, kind);
     return std::string(variableOf(kind)) + '=' + quote + text + quote +
@@ -71,10 +71,11 @@ bool isBearerToken(const std::string& token) {
 
 void OutputOptions::addTo(CLI::App& command) {
     command
-        .add_option("--output", format,
-                    "The form of the token: as it is (token, the default), an object with its "
-                    "expiry and scopes (json), a request header for curl -H @- (header), "
-                    "variables for a shell (env), or what kubectl expects (exec-credential)")
+        .add_option(
+            "--output", format,
+            "The output format: the bare token (token, the default), an object with the token, its "
+            "expiry and scopes (json), a request header for curl -H @- (header), variables for a "
+            "shell (env), or a credential for kubectl (exec-credential)")
         ->check(CLI::IsMember(formats()))
         ->type_name("FORMAT");
 }
@@ -82,7 +83,7 @@ void OutputOptions::addTo(CLI::App& command) {
 OutputFormat OutputOptions::chosen(bool json) const {
     const std::string standard = json ? "json" : "token";
     if (json && !format.empty() && format != standard) {
-        throw UsageError("--json and --output do not go together");
+        throw UsageError("--json and --output ask for different formats; give only one of them");
     }
     return formats().at(format.empty() ? standard : format);
 }
@@ -96,7 +97,7 @@ std::string TokenOutput::text(const auth::COIDCToken& token) const {
     std::string text = textOf(token, m_kind);
     if (!isBearerToken(text)) {
         throw std::runtime_error(
-            "the token is empty, or holds characters that no bearer token can hold");
+            "the token is empty, or has characters that are not allowed in a bearer token");
     }
     switch (m_format) {
         case OutputFormat::json:

@@ -12,27 +12,26 @@ namespace tool {
 
 enum class TokenKind : std::uint8_t { access, id };
 
-// These tell of the token of one kind in what a provider issued.
+// These describe the token of one kind in a provider's answer.
 
 std::string textOf(const auth::COIDCToken& token, TokenKind kind);
-/// An ID token has an expiry of its own, which may come before or after the access token's. None
-/// where it is not told.
+/// An ID token has its own expiry, before or after the access token's. Empty if it has none.
 std::optional<auth::COIDCToken::TimePoint> expiryOf(const auth::COIDCToken& token, TokenKind kind);
 
-/// Whether it can be sent as a bearer token (RFC 6750, section 2.1): with a line end in it, for
-/// one, who pastes it into a request would send headers that the provider chose.
+/// Whether it can be sent as a bearer token (RFC 6750, section 2.1). With a line end in it, for
+/// example, the token could add headers to the requests of a program that uses it.
 bool isBearerToken(const std::string& token);
 
-/// The environment variable that programs find the token in, unless they want another.
+/// The environment variable for the token, unless another one is given.
 const char* variableOf(TokenKind kind);
 
-/// For whom a token is made ready.
+/// The output formats of a token.
 enum class OutputFormat : std::uint8_t {
-    token,           ///< as it is
-    json,            ///< an object of the token, its expiry and its scopes
-    header,          ///< of a request (RFC 6750, section 2.1)
-    environment,     ///< variables, for a shell or a file of them
-    execCredential,  ///< what kubectl expects of a program that gets its credentials
+    token,           ///< the bare token
+    json,            ///< an object with the token, its expiry and its scopes
+    header,          ///< a request header (RFC 6750, section 2.1)
+    environment,     ///< variables for a shell, or for a file of variables
+    execCredential,  ///< the object that kubectl expects from a credential plugin
 };
 
 /// The options that choose a format.
@@ -40,21 +39,21 @@ struct OutputOptions {
     std::string format;  // empty: not given
 
     void addTo(CLI::App& command);
-    /// `json` is a flag that stands for one of the formats. Throws UsageError where both are given
+    /// `json` is the flag that stands for one of the formats. Throws UsageError if both are given
     /// and differ.
     OutputFormat chosen(bool json) const;
 };
 
-/// How tokens are given out.
+/// Formats tokens for output.
 class TokenOutput {
 public:
-    /// Throws UsageError where the environment asks for what cannot be done.
+    /// Throws UsageError if the environment requests something unsupported.
     TokenOutput(TokenKind kind, OutputFormat format);
 
-    /// Without the last line end. Throws std::runtime_error for what is no bearer token.
+    /// Without the last line end. Throws std::runtime_error if the text is not a bearer token.
     std::string text(const auth::COIDCToken& token) const;
-    /// The same with a line end, but for the bare token: who reads it from a file may not expect
-    /// one.
+    /// The same with a line end, except for the bare token: programs that read it from a file may
+    /// not expect one.
     std::string fileText(const auth::COIDCToken& token) const;
 
 private:

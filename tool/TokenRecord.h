@@ -9,11 +9,11 @@
 
 namespace tool {
 
-/// The token in the bytes of a record, which are not empty; nothing where they hold none.
+/// The token in a record, which is not empty; nothing if the bytes are not a token.
 std::optional<auth::COIDCToken> tokenIn(const std::vector<std::uint8_t>& bytes);
 
-/// The token that is stored, or nothing where the record is empty or damaged. Throws what reading
-/// the store throws.
+/// The stored token; nothing if the record is empty or damaged. Throws the exceptions of reading
+/// the store.
 std::optional<auth::COIDCToken> storedToken(PlainStore& store);
 
 }  // namespace tool

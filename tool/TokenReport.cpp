@@ -18,7 +18,7 @@ namespace {
 using utility::conversions::to_utf8string;
 using Lines = std::vector<std::string>;
 
-/// What providers and users chose must do no harm to a terminal.
+/// Values that providers and users choose must not harm a terminal.
 void add(Lines& lines, const std::string& name, const std::string& value) {
     lines.push_back(standalone::redact(fmt::format("{:<14} {}", name, value)));
 }

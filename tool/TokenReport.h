@@ -8,7 +8,7 @@
 
 namespace tool {
 
-/// What may be shown of a token that is kept in `store`: everything but the secrets.
+/// The parts of a stored token that may be shown: everything but the secrets.
 web::json::value reportOf(auth::COIDCToken token, const std::string& store);
 
 /// The same for people.

@@ -34,7 +34,7 @@ auth::COIDCToken freshToken(TokenSource& source, TokenKind kind, unsigned int mi
         });
     };
     auth::COIDCToken token = get(minValidity);
-    // The store knows of the access token's expiry only.
+    // The store only knows the access token's expiry.
     if (kind == TokenKind::id && source.wasStored() && !serves(token, kind, minValidity)) {
         token = get(beyondLifeOf(token));
     }

@@ -8,8 +8,8 @@
 
 namespace tool {
 
-/// Where tokens come from: a user who has signed in, or a service's own secret. What one of them
-/// asks for ends before it does.
+/// A source of tokens: a user who has signed in, or a service with its secret. Requests must end
+/// before their source is destroyed.
 class TokenSource {
 public:
     TokenSource() = default;
@@ -17,29 +17,29 @@ public:
     TokenSource(const TokenSource&) = delete;
     TokenSource& operator=(const TokenSource&) = delete;
 
-    /// Of the provider's configuration.
+    /// The URL of the provider's configuration.
     virtual const std::string& url() const = 0;
 
-    /// What a provider issued: the stored one where its access token stays valid for longer than
-    /// so many minutes, else a new one.
+    /// Returns the stored token if its access token stays valid for more than `minValidity`
+    /// minutes, otherwise a new one.
     virtual Concurrency::task<auth::COIDCToken> request(
         unsigned int minValidity, const Concurrency::cancellation_token& cancellation) = 0;
 
-    /// Whether the last one was there already.
+    /// Whether the last token came from the store.
     virtual bool wasStored() const = 0;
 
-    /// Forgets one that is of no use, where the next one may be better.
+    /// Removes an unusable token, if the next one may be better.
     virtual void discard() {}
 };
 
-/// Whether the token of this kind stays valid for longer than so many minutes.
+/// Whether the token of this kind stays valid for more than `minValidity` minutes.
 bool serves(const auth::COIDCToken& token, TokenKind kind, unsigned int minValidity);
 
-/// A minimum validity that this access token does not have: a new one is asked for by it.
+/// A minimum validity that this access token does not have, so that a request gets a new one.
 unsigned int beyondLifeOf(const auth::COIDCToken& token);
 
-/// A token of this kind that stays valid for longer than so many minutes, if the provider's live
-/// that long, with what was issued together with it. Ctrl-C cancels the requests for it.
+/// A token of this kind that stays valid for more than `minValidity` minutes, if the provider's
+/// tokens live that long, with the other tokens of the same answer. Ctrl-C cancels the requests.
 auth::COIDCToken freshToken(TokenSource& source, TokenKind kind, unsigned int minValidity);
 
 }  // namespace tool

@@ -17,7 +17,7 @@ bool consistsOf(const std::string& text, const char* characters) {
     return !text.empty() && text.find_first_not_of(characters) == std::string::npos;
 }
 
-/// As one word of a shell's command line: some shells take brackets for a pattern.
+/// Quoted as one word of a shell's command line: some shells treat brackets as a pattern.
 std::string quoted(const std::string& word) {
     constexpr const char* plain =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
@@ -35,7 +35,7 @@ std::optional<web::uri> redirectUrlIn(const std::string& authorizationUrl) {
     return web::uri(web::uri::decode(found->second));
 }
 
-/// The address of this machine, and its port, by which the user came.
+/// The address and port of this machine that the user's ssh session uses.
 struct Door {
     std::string host;
     std::string port;
@@ -45,7 +45,7 @@ Door doorOfUser() {
     std::string ignored;
     Door door;
     std::istringstream(variable("SSH_CONNECTION")) >> ignored >> ignored >> door.host >> door.port;
-    // One with a zone means nothing on another machine.
+    // An address with a zone is meaningless on another machine.
     if (consistsOf(door.host, "0123456789abcdefABCDEF.:") && consistsOf(door.port, "0123456789")) {
         return door;
     }
@@ -64,7 +64,8 @@ std::optional<std::string> tunnelCommand(const std::string& authorizationUrl) {
         return std::nullopt;
     }
     const std::string host = utility::conversions::to_utf8string(redirectUrl->host());
-    // The near end of a tunnel is at both loopback addresses, unless ssh is told otherwise.
+    // Unless ssh is told otherwise, a tunnel listens on both loopback addresses of the user's
+    // machine.
     if (host != "127.0.0.1" && host != "localhost" && host != "[::1]") {
         return std::nullopt;
     }

@@ -5,11 +5,11 @@
 
 namespace tool {
 
-/// Whether this machine was reached through ssh, so that the user's own browser is elsewhere.
+/// Whether this is an ssh session, so that the user's browser is on another machine.
 bool isReachedBySsh();
 
-/// What has to run on the machine with the browser so that the browser, sent to this authorization
-/// URL, gets from there to the redirect URL. None where the redirect URL is no loopback address.
+/// The command to run on the machine with the browser, so that the browser can get from this
+/// authorization URL to the redirect URL. Empty if the redirect URL is not a loopback address.
 std::optional<std::string> tunnelCommand(const std::string& authorizationUrl);
 
 }  // namespace tool

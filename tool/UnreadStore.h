@@ -9,8 +9,8 @@
 
 namespace tool {
 
-/// Reads as empty and passes on what is written: a new sign-in is asked for, and one that fails
-/// leaves the stored token as it is.
+/// Always reads as empty and forwards writes: so a new sign-in is requested, and if it fails, the
+/// stored token remains.
 class UnreadStore final : public PlainStore {
 public:
     explicit UnreadStore(std::shared_ptr<PlainStore> store) : m_store(std::move(store)) {}

@@ -9,7 +9,7 @@ namespace {
 
 using std::filesystem::path;
 
-/// One that is not absolute does not count, as in other programs.
+/// A path that is not absolute is ignored, as in other programs.
 std::optional<path> folderIn(const char* name) {
     const path folder = std::filesystem::u8path(variable(name));
     return folder.is_absolute() ? std::make_optional(folder) : std::nullopt;

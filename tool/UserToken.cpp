@@ -36,13 +36,13 @@ public:
           m_user(signIn, !options.noBrowser, request.record.signInMark()),
           m_helper(std::make_unique<standalone::RefreshTokenKeeper<auth::COIDCToken>>(
                        std::make_shared<ObservedStore>(m_store, m_record)),
-                   // A provider that rotates refresh tokens takes the old one for used as soon as
-                   // it has seen it.
+                   // A provider that rotates refresh tokens treats the old one as used as soon as
+                   // it has seen it, so a write must be possible before.
                    request.record.permit([kept = m_kept] { kept->prepareWrite(); }),
                    request.logger()) {
         m_helper.setBrowserOpener([this](const CString& url) {
             m_user.bringTo(url);
-            return true;  // also without a browser: the user has the URL
+            return true;  // even without a browser: the user has the URL
         });
     }
 
@@ -78,7 +78,7 @@ public:
     }
 
 private:
-    /// What the library refuses at once is an outcome, too.
+    /// If the library throws at once, that is an outcome, too.
     Concurrency::task<auth::COIDCToken> outcomeFor(
         const auth::UserRequest& asked, const Concurrency::cancellation_token& cancellation) {
         try {
@@ -92,7 +92,7 @@ private:
         try {
             auth::COIDCToken token = outcome.get();
             m_user.succeed();
-            // What is stored may have a refresh token that the answer did not bring.
+            // The stored record may have a refresh token that the answer lacked.
             return m_record->wasWritten() ? m_record->token() : token;
         } catch (...) {
             m_user.fail(std::current_exception());
@@ -107,7 +107,7 @@ private:
     const std::shared_ptr<ObservedStore::Record> m_record =
         std::make_shared<ObservedStore::Record>();
     AskedUser m_user;
-    auth::COIDCHelper m_helper;  // the last one: its requests use the others
+    auth::COIDCHelper m_helper;  // last, because its requests use the others
 };
 
 }  // namespace

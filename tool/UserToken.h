@@ -18,11 +18,11 @@ struct UserToken {
     Origin origin;
 };
 
-/// The token of a user. Tells the user on standard error what to do where a sign-in is needed and
-/// allowed. Throws UsageError for options that cannot be followed, and what the library throws.
+/// The token of a user. If a sign-in is needed and allowed, prints on standard error what to do.
+/// Throws UsageError for invalid options, and the library's exceptions.
 UserToken getUserToken(const RequestOptions& request, const SignInOptions& options, SignIn signIn);
 
-/// The same for who asks several times.
+/// The same for repeated requests.
 std::unique_ptr<TokenSource> openUserTokens(const RequestOptions& request,
                                             const SignInOptions& options, SignIn signIn);
 

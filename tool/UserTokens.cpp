@@ -32,16 +32,16 @@ void addUserToken(CLI::App& app, std::function<void()>& chosen, TokenKind kind,
                   const std::string& name, const std::string& thing) {
     const auto options = std::make_shared<UserTokenOptions>();
     CLI::App* const command = app.add_subcommand(
-        name,
-        "Print " + thing +
-            " of the user who has signed in\n"
-            "A stored token is printed while it is valid, and refreshed when it has expired. The "
-            "user is asked only with --sign-in; without it, the command tells you to run oidcauth "
-            "login. Standard output carries nothing but the token.");
+        name, "Print " + thing +
+                  " of the user who has signed in\n"
+                  "A stored token is printed while it is valid and refreshed when it has expired. "
+                  "If neither is possible, --sign-in asks the user to sign in; without it, the "
+                  "command fails and tells you to run oidcauth login. Only the token is written to "
+                  "standard output.");
     options->request.addTo(*command);
     options->output.addTo(*command);
     addJson(*command, options->request.json, "Short for --output json");
-    command->add_flag("--sign-in", options->maySignIn, "Ask the user to sign in if that is needed");
+    command->add_flag("--sign-in", options->maySignIn, "Ask the user to sign in if necessary");
     options->signIn.addTo(*command);
     command->callback(
         [options, kind, &chosen] { chosen = [options, kind] { runUserToken(*options, kind); }; });

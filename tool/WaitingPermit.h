@@ -11,12 +11,12 @@
 
 namespace tool {
 
-/// Passes on another permit, and shows the user that it is waited for while somebody else has it.
-/// A lock prepares before it is tried first: nobody gets a token from the provider, and nobody
-/// waits for it, before what is then needed is there. What `prepare` throws ends the request.
+/// Forwards to another permit, and tells the user when somebody else holds it. Each lock calls
+/// `prepare` before its first attempt, so that nobody asks the provider, or waits to do so, before
+/// the conditions for it are met. An exception of `prepare` ends the request.
 class WaitingPermit final : public auth::IExclusivePermit {
 public:
-    /// No longer than that of the library.
+    /// Not longer than the library's.
     static constexpr std::chrono::seconds limit{25};
 
     WaitingPermit(std::shared_ptr<auth::IExclusivePermit> permit, std::function<void()> prepare)

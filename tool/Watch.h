@@ -9,22 +9,22 @@
 
 namespace tool {
 
-/// Waits for moments and for requests; a signal that asks this process to end is noticed at once,
-/// and leaves time for what must not be left half done. A second one ends the process while a
-/// request that is cancelled does not.
+/// Waits for times and for requests. A signal that asks this process to end interrupts the wait at
+/// once, but leaves time to finish work that must not be left half done. A second signal ends the
+/// process while a cancelled request is still running.
 class Watch {
 public:
-    /// To be made before there are threads, on which the signals could end the process.
+    /// Create it before there are threads: on those the signals could end the process.
     Watch();
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
-    // These throw task_canceled once this process was asked to end.
+    // These throw task_canceled once this process has been asked to end.
 
-    /// Returns sooner where somebody sets the system's clock.
+    /// Returns earlier if the system clock is set.
     void sleepUntil(const Moment& moment);
-    /// Cancels the request by its source when this process is asked to end.
+    /// Cancels the request by its source if this process is asked to end.
     template <class T>
     T await(const Concurrency::task<T>& request,
             const Concurrency::cancellation_token_source& source) {
@@ -42,7 +42,7 @@ public:
         return request.get();
     }
 
-    /// Whether it was to end as services are ended, rather than from the keyboard.
+    /// Whether it was asked to end as services are, rather than from the keyboard.
     bool isStopped() const;
 
 private:

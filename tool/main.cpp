@@ -25,7 +25,7 @@ namespace {
 
 using tool::ExitCode;
 
-/// Whether what ends the process is to be JSON, even where the command line cannot be read.
+/// Whether a failure is to be printed as JSON, even if the command line cannot be parsed.
 bool asksForJson(int argc, char** argv) {
     std::string previous;
     return std::any_of(argv, argv + argc, [&previous](const std::string& argument) {
@@ -37,20 +37,20 @@ bool asksForJson(int argc, char** argv) {
 
 ExitCode report(const std::exception_ptr& failure, bool asJson) {
     const tool::Outcome outcome = tool::outcomeOf(failure);
-    // It can hold text of the provider, which must not control the terminal.
+    // The text can come from the provider, and must not control the terminal.
     std::cerr << (asJson ? tool::textOf(tool::reportOf(failure, outcome))
                          : "oidcauth: " + standalone::redact(outcome.message))
               << '\n';
     return outcome.code;
 }
 
-// What was not understood may be a secret whose option was misremembered: only the names of options
-// are shown, since standard error often ends up in a log.
+// An unknown argument may be a secret whose option was misspelt. Only names of options are shown,
+// since standard error often ends up in a log.
 
 std::string unexpected(const std::vector<std::string>& arguments) {
     std::string text = "unexpected:";
     for (const std::string& argument : arguments) {
-        // Whatever else stands in one argument with a name is not part of it.
+        // Anything after the name in the same argument is not shown.
         const auto end = argument.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-");
         const bool isOption = argument.rfind("--", 0) == 0;
         text += ' ' + (isOption ? argument.substr(0, end) : "(a value)");
@@ -66,16 +66,16 @@ bool is(const CLI::Error& error) {
 std::string textOf(const CLI::App* app, const CLI::Error& error) {
     if (is<CLI::ExtrasError>(error)) {
         return unexpected(app->remaining(true)) +
-               (app->got_subcommand("exec") ? "; the program stands behind --" : "");
+               (app->got_subcommand("exec") ? "; put -- before the program" : "");
     }
     if (is<CLI::ValidationError>(error)) {
         const std::string text = error.what();  // the option, a colon, and the value
         return text.substr(0, text.find(':')) + ": that value is not allowed";
     }
     if (is<CLI::ConversionError>(error)) {
-        return "a value is not understood";
+        return "a value cannot be parsed";
     }
-    return error.what();  // of the names of options
+    return error.what();  // these texts only have names of options
 }
 
 std::string usageMessage(const CLI::App* app, const CLI::Error& error, bool asJson) {
@@ -87,7 +87,8 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error, bool asJs
     return "oidcauth: " + textOf(app, error) + "\nRun with --help for more information.\n";
 }
 
-/// What stands behind "--", which is a program with its arguments: none of it is for the parser.
+/// Removes the words after "--" from the arguments: they are a program with its arguments, and not
+/// for the parser.
 std::vector<std::string> takeProgram(int& argc, char** argv) {
     char** const end = argv + argc;
     char** const mark = std::find_if(
@@ -99,15 +100,16 @@ std::vector<std::string> takeProgram(int& argc, char** argv) {
     return {mark + 1, end};
 }
 
-/// As of a variable that is not set, in quotes. The parser can go on for ever over one, and no
-/// option has a use for it.
+/// An unset variable in quotes gives an empty argument, for example. The parser can loop for ever
+/// on one, and no option needs one.
 void refuseEmptyArguments(int argc, char** argv) {
     if (std::any_of(argv, argv + argc, [](const char* argument) { return *argument == '\0'; })) {
         throw CLI::ArgumentMismatch("an argument is empty");
     }
 }
 
-/// The command, with what the command line left open. Its errors name the place of a value.
+/// Runs the command after setting the options that the command line left open. Its errors say where
+/// a value was set.
 void run(const std::function<void()>& command, CLI::App& chosen) {
     tool::SettingsOf settings(chosen);
     try {
@@ -132,7 +134,7 @@ ExitCode run(int argc, char** argv) {
             refuseEmptyArguments(argc, argv);
             app->parse(argc, argv);
             if (!program.empty() && !tool::takesProgram(*app->get_subcommands().front())) {
-                throw CLI::ArgumentMismatch("only exec takes a program behind --");
+                throw CLI::ArgumentMismatch("only exec takes a program after --");
             }
         } catch (const CLI::ParseError& error) {
             if (app->exit(error) != 0) {
@@ -152,7 +154,7 @@ ExitCode run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     if (!tool::reserveStandardStreams()) {
-        return static_cast<int>(ExitCode::Unexpected);  // there may be nowhere to say why
+        return static_cast<int>(ExitCode::Unexpected);  // there may be no place to say why
     }
     tool::surviveFailedWrites();
     auto arguments = tool::argumentsOf(argc, argv);
@@ -164,7 +166,7 @@ int main(int argc, char** argv) {
     const ExitCode code = run(static_cast<int>(words.size()), words.data());
     if (code == ExitCode::Interrupted) {
         std::cerr.flush();
-        tool::endAtOnce(code);  // a request that was left alone may still wait for the network
+        tool::endAtOnce(code);  // an abandoned request may still wait for the network
     }
     return static_cast<int>(code);
 }

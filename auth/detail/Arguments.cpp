@@ -12,14 +12,14 @@ namespace auth::detail {
 namespace {
 
 unsigned int minutesOf(std::chrono::minutes validity) {
-    // Beyond them, the number would be taken for a negative one: long expired tokens would serve.
+    // A larger value would become negative, and expired tokens would be used.
     if (validity.count() < 0 || validity.count() > std::numeric_limits<std::int32_t>::max()) {
         throw RefusedArgument("minimum validity should be between 0 and 2147483647 minutes");
     }
     return static_cast<unsigned int>(validity.count());
 }
 
-/// There are providers that take the names of parameters in any case.
+/// Some providers ignore case in parameter names.
 std::string lowerCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](char c) {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -29,12 +29,12 @@ std::string lowerCase(std::string text) {
 
 bool isReserved(const std::string& name) {
     constexpr std::array<std::string_view, 18> reserved{
-        // those of the flow
+        // parameters of the flow
         "response_type", "nonce", "state", "code_challenge", "code_challenge_method", "client_id",
         "scope", "redirect_uri", "response_mode",
-        // what would stand in their place (RFC 9101)
+        // parameters that would replace those (RFC 9101)
         "request", "request_uri",
-        // what belongs to the token endpoint: others can read the URL
+        // parameters of the token endpoint: others can read this URL
         "grant_type", "code", "code_verifier", "refresh_token", "client_secret", "client_assertion",
         "client_assertion_type"};
     return std::find(reserved.begin(), reserved.end(), lowerCase(name)) != reserved.end();

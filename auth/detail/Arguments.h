@@ -10,7 +10,7 @@
 
 namespace auth::detail {
 
-// What was asked for, in whichever form.
+// The arguments of a request, whichever function it came by.
 
 struct ServiceArguments {
     CString configUrl;
@@ -35,16 +35,16 @@ struct UserArguments {
     }
 };
 
-/// A mistake of the caller, who never sees this type: what auth/Requests.h says is its base.
+/// An error of the caller, who only sees the base class that auth/Requests.h promises.
 class RefusedArgument final : public std::invalid_argument {
     using std::invalid_argument::invalid_argument;
 };
 
-// These throw it.
+// These functions throw it.
 ServiceArguments argumentsOf(const ServiceRequest& request);
 UserArguments argumentsOf(const UserRequest& request);
 
-// And what of the token.
+// These extract the requested part from the token.
 
 inline CString accessTokenOf(const COIDCToken& token) {
     return token.accessToken();

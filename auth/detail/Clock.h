@@ -6,12 +6,12 @@
 
 namespace auth::detail {
 
-// All of the library asks here, so that one other definition moves its time.
+// The whole library gets the time from here, so that the tests can replace it.
 
-/// The system clock, by which tokens expire. Somebody may set it, back or forth.
+/// The system clock, which decides when tokens expire. It can be set forwards or backwards.
 COIDCToken::TimePoint now();
 
-/// A clock that nobody sets, for how long something takes.
+/// A clock that cannot be set, for measuring durations.
 std::chrono::steady_clock::time_point steadyNow();
 
 }  // namespace auth::detail

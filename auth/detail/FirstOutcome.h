@@ -12,17 +12,17 @@
 namespace auth::detail {
 
 /// A task that ends with the first outcome that it is given; later ones are dropped. Any thread may
-/// give one, and nobody need read it.
+/// set one, and the outcome need not be read.
 ///
-/// Two habits of the task library stand behind this. An event that is given an exception and a
-/// value can leave the exception unread, which ends the process. And the continuations of a task
-/// that fails wait for a thread of the HTTP library's pool, whatever their options say: where the
-/// system gives none they never run. So the event only has values, and what is to happen in any
-/// case happens before the task fails.
+/// Two properties of the task library are the reason. If an event is given an exception and a
+/// value, the exception can stay unread, which ends the process. And continuations of a failed task
+/// wait for a thread of the HTTP library's pool, whatever their options say: if the system has no
+/// more threads, they never run. So the event only carries values, and actions that must always
+/// happen run before the task fails.
 template <class T>
 class FirstOutcome {
 public:
-    /// False when it was decided before.
+    /// Returns false if there already was an outcome.
     bool set(const T& value) { return end({std::make_shared<const T>(value), nullptr}); }
     bool fail(const std::exception_ptr& reason) { return end({nullptr, reason}); }
 
@@ -30,7 +30,7 @@ public:
 
     const Concurrency::task<T>& task() const { return m_task; }
 
-    /// The task of what `map` makes of the value. To be called before an outcome is given.
+    /// A task with the result of `map` for the value. Call it before an outcome is set.
     template <class Map>
     auto taskOf(Map map) {
         auto task = m_ended.then(
@@ -68,11 +68,11 @@ private:
     std::atomic<bool> m_decided{false};
     const Concurrency::task_completion_event<Outcome> m_event;
     const Concurrency::task<Outcome> m_ended = Concurrency::create_task(m_event);
-    std::vector<std::function<void()>> m_unread;  // the tasks that have ended with m_event
+    std::vector<std::function<void()>> m_unread;  // the tasks that end with m_event
     const Concurrency::task<T> m_task = taskOf([](const T& value) { return value; });
 };
 
-/// Runs `body` where it may block. `result` ends as it does, or fails when there is no thread.
+/// Runs `body` where it may block. `result` gets its outcome, or fails if there is no thread.
 template <class T, class Body>
 void runInBackground(const std::shared_ptr<FirstOutcome<T>>& result, Body body) {
     const auto run = Concurrency::create_task(
@@ -100,7 +100,7 @@ Concurrency::task<T> inBackground(Body body) {
     return result->task();
 }
 
-/// For a body that gives nothing.
+/// For a body without a result.
 template <class Body>
 Concurrency::task<void> actInBackground(Body body) {
     const auto result = std::make_shared<FirstOutcome<bool>>();

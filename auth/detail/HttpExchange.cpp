@@ -26,14 +26,15 @@ namespace {
 using web::http::http_response;
 using web::http::client::http_client;
 
-// Of one exchange: the largest answer with its head, what frames its chunks, and TLS.
+// The limit of one exchange: the largest answer with its head, the chunk framing, and TLS.
 constexpr std::uint64_t largestIntake = std::uint64_t{2} * 1024 * 1024;
 constexpr std::chrono::milliseconds longestExchange = std::chrono::hours(24);
-// A connection that rests longer may be closed by the peer, or forgotten on the way to it, at the
-// moment at which the request is written. A POST cannot be sent again then.
+// A connection that is idle for longer may be closed by the peer, or dropped in between, just when
+// the request is written. A POST cannot be sent again then.
 constexpr std::chrono::seconds longestRest{3};
 
-// Of an answer that is refused by its head: its body, and what there is to wait for it.
+// The limits for an answer that its head already refuses: the size of its body, and the wait for
+// it.
 constexpr utility::size64_t largestRefusal = utility::size64_t{8} * 1024;
 constexpr std::chrono::seconds longestRefusal{2};
 
@@ -47,8 +48,8 @@ void checkSize(utility::size64_t bytes, utility::size64_t most) {
     }
 }
 
-/// The HTTP library repeats a request by itself when a kept connection ends while the answer is
-/// awaited, although the peer may have acted on it; but not one whose body it cannot rewind.
+/// If a kept connection ends while the answer is awaited, the HTTP library sends the request again,
+/// although the peer may have acted on it. It does not do so if it cannot rewind the body.
 Concurrency::streams::istream readOnce(const std::string& body) {
     Concurrency::streams::producer_consumer_buffer<std::uint8_t> buffer(body.size());
     buffer.putn_nocopy(reinterpret_cast<const std::uint8_t*>(body.data()), body.size()).get();
@@ -61,22 +62,22 @@ web::http::http_request makeMessage(const HttpRequest& request) {
     const web::uri& target = request.target;
     message.set_request_uri(
         web::uri_builder().set_path(target.path()).set_query(target.query()).to_uri());
-    message.headers() = request.headers;  // before the body, which would bring a type of its own
+    message.headers() = request.headers;  // before the body, which would set its own content type
     if (!request.body.empty()) {
         message.set_body(readOnce(request.body), request.body.size());
     }
     return message;
 }
 
-/// One exchange under way:
+/// One exchange:
 ///
-///     attempted ── an answer, whole ─────────────────────────────────────────► answered
-///      │     │ └── a failure; the end of time; cancellation ─► abandoned: connection closed
+///     attempted ── a complete answer ────────────────────────────────────────► answered
+///      │     │ └── a failure, the time limit, cancellation ─► abandoned: connection closed
 ///      │     └──── a failure before the whole request is written to a kept connection ─┐
 ///      └───────────────────── once, by a client without connections ◄──────────────────┘
 ///
-/// The end of time and cancellation come at once, whatever the HTTP library is waiting for. Once
-/// the head is refused, the exchange fails with that refusal, or with task_canceled. With
+/// The time limit and a cancellation take effect at once, whatever the HTTP library is waiting for.
+/// Once the head is refused, the exchange fails with that refusal, or with task_canceled. With
 /// `hearsRefusal` it reads the body first.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
@@ -87,7 +88,7 @@ public:
           m_request(std::move(request)),
           m_checkHead(std::move(checkHead)) {}
 
-    /// With `mayRepeat`, the client may still keep a connection that the peer has closed.
+    /// With `mayRepeat`, the client may still hold a connection that the peer has closed.
     Concurrency::task<http_response> start(std::chrono::milliseconds limit,
                                            const Concurrency::cancellation_token& token,
                                            bool mayRepeat);
@@ -107,11 +108,11 @@ private:
     const platform::ConnectionGuard m_connections;
     const HttpRequest m_request;
     const HttpExchange::CheckHead m_checkHead;
-    const Concurrency::cancellation_token_source m_stop;  // cancelled when all is abandoned
+    const Concurrency::cancellation_token_source m_stop;  // cancelled when abandoned
     FirstOutcome<http_response> m_outcome;
-    std::shared_ptr<const Error> m_refusal;  // by the answer's head; the timer reads it, too
+    std::shared_ptr<const Error> m_refusal;  // set when the head arrives; the timer reads it, too
 
-    // Let go of with the outcome.
+    // Released with the outcome.
     std::optional<platform::OneShotTimer> m_timer;
     std::optional<Interruption> m_interruption;
 };
@@ -155,8 +156,8 @@ struct Exchange::Progress {
 };
 
 void Exchange::attempt(bool mayRepeat) {
-    // The HTTP library gives the connection back when it lets go of the request, a moment after the
-    // answer is complete. Whoever asks again before that would need another connection.
+    // The HTTP library returns the connection to its pool when it releases the request, a moment
+    // after the answer is complete. A request before that would need another connection.
     const Concurrency::task_completion_event<void> letGo;
     const std::shared_ptr<void> guard(nullptr, [letGo](void*) { letGo.set(); });
     const auto progress = std::make_shared<Progress>();
@@ -172,7 +173,8 @@ void Exchange::attempt(bool mayRepeat) {
                 progress->isSent = true;
             }
         });
-    // The rest of the chain runs inline, too: a task inherits how the one before it is scheduled.
+    // The rest of the chain runs inline, too: a task inherits the scheduler options of the previous
+    // one.
     m_client.request(message, m_stop.get_token())
         .then(
             [self, progress](const http_response& response) {
@@ -189,7 +191,7 @@ void Exchange::attempt(bool mayRepeat) {
         })
         .then([self, progress, mayRepeat](const Concurrency::task<http_response>& finished) {
             progress->refusalEnd.reset();
-            // The peer cannot have acted on half a request.
+            // The peer cannot have acted on an incomplete request.
             self->deliver(finished, mayRepeat && !progress->isSent);
         });
 }
@@ -212,7 +214,7 @@ void Exchange::deliver(const Concurrency::task<http_response>& finished, bool ma
         const http_response response = finished.get();
         if (const auto refused = refusal()) {
             const auto body = response._get_impl()->_extract_vector();
-            checkSize(body.size(), largestRefusal);  // more may have come together with the head
+            checkSize(body.size(), largestRefusal);  // more may have arrived with the head
             abandon(std::make_exception_ptr(withWords(*refused, wordsOfAnswer(body))));
         } else {
             m_outcome.set(response);
@@ -241,7 +243,7 @@ void Exchange::repeat() {
 
 void Exchange::abandon(const std::exception_ptr& reason) {
     if (m_outcome.fail(reason)) {
-        // Whatever the peer still sends is not wanted: this closes the connection.
+        // The rest of the answer is not needed: this closes the connection.
         m_connections.close([stop = m_stop] { stop.cancel(); });
     }
 }
@@ -279,8 +281,8 @@ HttpExchange::Client HttpExchange::clientFor(const HttpRequest& request) {
     return known->second;
 }
 
-/// Of a kept connection that fails while a POST's answer is awaited, nobody can tell whether the
-/// peer had closed it before. So it has to look alive.
+/// If a kept connection fails while the answer to a POST is awaited, nobody can tell whether the
+/// peer had already closed it. So only a connection that looks alive is used.
 bool HttpExchange::serves(const Client& known, const HttpRequest& request) {
     return request.body.empty() ||
            (known.connections.noticesClosedOnes() && steadyNow() - known.lastUse <= longestRest);
@@ -288,7 +290,7 @@ bool HttpExchange::serves(const Client& known, const HttpRequest& request) {
 
 HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     if (target.port() > std::numeric_limits<std::uint16_t>::max()) {
-        // It would be cut to another one.
+        // The port would be truncated to a different one.
         throw Error(Kind::wrongAnswer, "port is not within 1 and 65535");
     }
     auto config = get_http_proxy_config(target);
@@ -296,7 +298,7 @@ HttpExchange::Client HttpExchange::makeClient(const web::uri& target) {
     const auto given = config.timeout<std::chrono::milliseconds>();
     const bool isBounded = given > std::chrono::milliseconds::zero() && given < longestExchange;
     const auto limit = isBounded ? given : longestExchange;
-    // The client's own time-out starts anew with every piece of an answer. Ours comes first.
+    // The client's own time-out restarts with every part of an answer. Ours is shorter.
     config.set_timeout(2 * limit);
     const web::uri origin = target.authority();
     const platform::ConnectionGuard connections(origin, config, largestIntake);

@@ -14,37 +14,37 @@
 
 namespace auth::detail {
 
-/// What is sent. Without a body it is a GET, else a POST, which goes out once at most: that the
-/// peer acts on it twice would do harm, as with a code that is redeemed.
+/// The request to send: a GET without a body, a POST with one. A POST is sent at most once, because
+/// it would do harm if the peer acted on it twice, as with a code that is redeemed.
 struct HttpRequest {
     web::uri target;  ///< its fragment is not sent
     web::http::http_headers headers;
     std::string body;  ///< UTF-8
-    /// An answer with a larger body fails. Configurations and key sets are a few kilobytes.
+    /// A larger answer fails. Configurations and key sets have a few kilobytes.
     utility::size64_t largestAnswer = utility::size64_t{512} * 1024;
-    /// The body of an answer that is refused by its head is read for what the provider says.
+    /// If the head refuses the answer, its body is still read for the provider's error texts.
     bool hearsRefusal = false;
 };
 
-/// Makes every HTTP exchange of one protocol object, and keeps one client per origin for it: a
-/// client made anew costs a connection, and under TLS the loading of the authorities.
+/// Makes all HTTP exchanges of one protocol object, and keeps one client per origin: a new client
+/// costs a connection and, with TLS, the loading of the certificate authorities.
 ///
-/// No redirect is followed. The host's time-out bounds the whole exchange, from the connection to
-/// the last byte of the answer, however slowly the peer sends; a host that gives none, or more than
-/// a day, gets a day. An answer above its limit fails, and so does an endless head, but for the
-/// connections that platform::ConnectionGuard cannot have. A kept connection that the peer closed
-/// before the request is no failure.
+/// Redirects are not followed. The host's time-out limits the whole exchange, from the connection
+/// to the last byte of the answer, however slowly the peer sends; if the host sets none, or more
+/// than a day, the limit is a day. An answer above its size limit fails, and so does an endless
+/// head, except on connections that platform::ConnectionGuard cannot get. If the peer closed a kept
+/// connection before the request, that is not a failure.
 class HttpExchange {
 public:
     using CheckHead = std::function<void(const web::http::http_response&)>;
 
-    /// Sends the request and gives the answer when its body is there. `checkHead` sees the answer
-    /// before the body is waited for, and ends the exchange by an exception. With
-    /// `hearsRefusal`, the failure comes after the body: 8 KiB of it at most, for 2 s at most. The
-    /// task ends with task_canceled as soon as `token` is cancelled. What the HTTP library still
-    /// does then can outlive this object, and so must what `checkHead` refers to.
+    /// Sends the request and returns the answer once its body has arrived. `checkHead` sees the
+    /// answer before that, and ends the exchange by throwing. With `hearsRefusal`, the failure
+    /// follows after the body: at most 8 KiB of it, for at most 2 s. The task ends with
+    /// task_canceled as soon as `token` is cancelled. The HTTP library may then still be busy, even
+    /// after this object is destroyed: whatever `checkHead` refers to must live as long.
     ///
-    /// Never throws: a request that cannot even be made is a failed task, too.
+    /// Never throws: if a request cannot even be created, the task fails.
     Concurrency::task<web::http::http_response> send(const HttpRequest& request,
                                                      const Concurrency::cancellation_token& token,
                                                      CheckHead checkHead);
@@ -55,7 +55,7 @@ private:
         platform::ConnectionGuard connections;
         std::chrono::milliseconds limit;  ///< for a whole exchange
         std::chrono::steady_clock::time_point lastUse;
-        bool used;  ///< it may keep a connection
+        bool used;  ///< the client may hold a connection
     };
 
     Client clientFor(const HttpRequest& request);
@@ -66,8 +66,8 @@ private:
     std::map<utility::string_t, Client> m_clients;
 };
 
-/// Ends an exchange whose answer is not 200 with Error(text); `line` is logged, with the status as
-/// its argument.
+/// For an answer other than 200, logs `line` with the status as its argument and ends the exchange
+/// with Error(text).
 inline HttpExchange::CheckHead expectOk(const LoggerPtr& logger, const char* text,
                                         const wchar_t* line) {
     return [logger, text, line](const web::http::http_response& response) {

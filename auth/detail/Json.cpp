@@ -8,7 +8,8 @@
 namespace auth::detail {
 
 JsonAnswer extractJson(const web::http::http_response& answer, JsonType type) {
-    // What the HTTP library's extract_json() calls on another thread, with a copy of the result.
+    // The HTTP library's extract_json() does the same, but on another thread and with a copy of the
+    // result.
     return std::make_shared<web::json::value>(
         answer._get_impl()->_extract_json(type == JsonType::Any));
 }

@@ -9,22 +9,23 @@
 
 namespace auth::detail {
 
-/// Shared, since each task copies what it passes on: of a hostile answer even two copies are much.
+/// Shared, because each task copies its result: even two copies of a hostile answer are too many.
 using JsonAnswer = std::shared_ptr<web::json::value>;
 
-/// What an answer's content type has to be.
+/// The required content type of an answer.
 enum class JsonType { Json, Any };
 
-/// The JSON of an answer whose body is there.
+/// The JSON of an answer whose body has arrived.
 JsonAnswer extractJson(const web::http::http_response& answer, JsonType type);
 
-/// Sends the request and gives the JSON answer. `checkHead` as for HttpExchange; never throws.
+/// Sends the request and returns the JSON answer. `checkHead` is that of HttpExchange. Never
+/// throws.
 Concurrency::task<JsonAnswer> sendForJson(HttpExchange& http, const HttpRequest& request,
                                           const Concurrency::cancellation_token& token,
                                           HttpExchange::CheckHead checkHead);
 
-/// A missing member, or one of another type, raises the JSON library's exception; a text that is no
-/// UTF-8, which that library lets pass, std::range_error.
+/// If the member is missing or has another type, throws the JSON library's exception; if the text
+/// is not UTF-8, which that library does not check, throws std::range_error.
 CString textMember(const web::json::value& object, const utility::char_t* name);
 
 }  // namespace auth::detail

@@ -16,7 +16,7 @@ using utility::conversions::to_utf8string;
 constexpr int longestToken = 65'536;
 constexpr std::size_t mostNames = 64;
 
-/// The library's clock as the JWT library asks for it.
+/// Adapts the library's clock to the JWT library.
 struct JwtClock {
     jwt::date now() const { return detail::now(); }
 };
@@ -36,7 +36,8 @@ DecodedJwt decodeJwt(const CString& text) {
 
 std::optional<std::string> publicKeyText(const web::json::value& jwk, const LoggerPtr& logger) {
     if (jwk.has_string_field(_XPLATSTR("x5c"))) {
-        // The array of RFC 7517 does not come here: such a key is used by its components.
+        // An "x5c" that is an array, as in RFC 7517, does not get here: such a key is used by its
+        // RSA components.
         const web::json::array& chain = jwk.at(_XPLATSTR("x5c")).as_array();
         if (chain.size() == 0) {
             log(logger, ELogLevel::Error, L"Signature is missing (x5c is empty).");
@@ -59,7 +60,8 @@ void verifyJwt(const DecodedJwt& token, const jwt::algorithm::rs256& key,
     auto verifier =
         jwt::verify<JwtClock, jwt::traits::kazuho_picojson>(JwtClock()).allow_algorithm(key);
     if (token.has_issued_at()) {
-        // Makes that claim an obligatory integer: not to be asked of a token that has none.
+        // This makes the claim mandatory and an integer, so it must not be set for a token without
+        // one.
         verifier.issued_at_leeway(static_cast<std::size_t>(issueLeeway.count()));
     }
     verifier.verify(token);

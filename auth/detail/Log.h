@@ -10,7 +10,7 @@ namespace auth::detail {
 using LoggerPtr = std::shared_ptr<LoggingUtilities::CLogger>;
 using LoggingUtilities::ELogLevel;
 
-/// A logger is optional everywhere.
+/// Logging is optional everywhere: the logger may be null.
 template <class... Args>
 void log(const LoggerPtr& logger, ELogLevel level, const wchar_t* format, const Args&... args) {
     if (logger) {
@@ -18,7 +18,8 @@ void log(const LoggerPtr& logger, ELogLevel level, const wchar_t* format, const 
     }
 }
 
-/// Ends a step that failed: the log line for whoever runs the program, the exception for its code.
+/// Ends a failed step: logs a line for the person who runs the program, and throws an exception for
+/// the code.
 template <class... Args>
 [[noreturn]] void fail(const LoggerPtr& logger, const Error& error, const wchar_t* format,
                        const Args&... args) {

@@ -13,7 +13,7 @@ namespace auth::detail {
 
 namespace {
 
-/// From 0 to 254, each as likely as the others (multiply and shift, with rejection).
+/// A value from 0 to 254, all equally likely (multiply and shift, with rejection).
 unsigned char drawByte(std::mt19937& generator) {
     constexpr std::uint64_t values = 255;
     for (;;) {
@@ -37,7 +37,7 @@ utility::string_t makeCodeChallenge(const utility::string_t& codeVerifier) {
     constexpr auto sha256 = IHashFunction::Algorithm::SHA256;
     const std::string text = utility::conversions::to_utf8string(codeVerifier);
     std::vector<std::uint8_t> digest(CCryptoUtilities::getDigestSize(sha256));
-    // A host that cannot hash leaves a challenge that fits no verifier: the provider refuses it.
+    // If the host cannot hash, the challenge matches no verifier, and the provider refuses it.
     CCryptoUtilities::calcChecksum(sha256, text.data(), text.size(), digest);
     return base64UrlNoPad(digest);
 }

@@ -7,12 +7,12 @@
 
 namespace auth::detail {
 
-// Proof Key for Code Exchange (RFC 7636): the verifier stays here until the code is redeemed, only
+// Proof Key for Code Exchange (RFC 7636): the verifier stays here until the code is redeemed; only
 // its challenge goes through the browser.
 
 utility::string_t makeCodeVerifier(std::size_t byteCount);
 
-/// By the method S256.
+/// The S256 method.
 utility::string_t makeCodeChallenge(const utility::string_t& codeVerifier);
 
 /// RFC 4648, section 5, without padding.

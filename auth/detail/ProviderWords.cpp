@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t longestWords = 256;  // characters
 
-/// A byte that does not go on with the character before.
+/// Any byte but a UTF-8 continuation byte.
 bool beginsCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
 }
@@ -43,8 +43,8 @@ bool isUtf8(std::string_view text) {
     return isValid;
 }
 
-/// By the function that `open` gives, and that gives a member of that name. What cannot be opened
-/// or read is not there.
+/// Reads members with the function that `open` returns, which takes a member's name. If something
+/// cannot be opened or read, the texts are empty.
 template <class Open>
 ProviderWords wordsBy(const Open& open) {
     ProviderWords words;
@@ -73,7 +73,7 @@ std::string showable(std::string_view text) {
 
 ProviderWords wordsOfAnswer(const std::vector<unsigned char>& body) {
     const std::string text(body.begin(), body.end());
-    if (!isUtf8(text)) {  // which the JSON library lets pass
+    if (!isUtf8(text)) {  // the JSON library does not check this
         return {};
     }
     return wordsBy([&text] {

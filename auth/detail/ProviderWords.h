@@ -12,24 +12,24 @@
 namespace auth::detail {
 
 /// What a provider says about a failure (RFC 6749, sections 4.1.2.1 and 5.2). Anybody may have sent
-/// it, and may have put anything into it.
+/// it, with any content.
 struct ProviderWords {
     std::string error;
-    std::string description;  // none without an error
+    std::string description;  // empty if there is no error
 };
 
-/// Of the body of a token endpoint's answer: a JSON object. What is none, or no UTF-8, gives
-/// nothing. Never throws, unless there is no memory.
+/// Reads the body of a token endpoint's answer, which should be a JSON object. Empty if it is not
+/// one, or is not UTF-8. Throws only if there is no memory.
 ProviderWords wordsOfAnswer(const std::vector<unsigned char>& body);
 
-/// Of the fields of a posted form, which are still encoded; as above.
+/// Reads the fields of a posted form, which are still encoded; otherwise as above.
 ProviderWords wordsOfForm(const std::map<utility::string_t, utility::string_t>& fields);
 
-/// As people may be shown it: at most 256 characters, without those that control a terminal, end a
-/// line or turn the direction of writing. Nothing of what is no UTF-8.
+/// The text in a form that can be shown to people: at most 256 characters, without those that
+/// control a terminal, end a line or change the writing direction. Empty if the text is not UTF-8.
 std::string showable(std::string_view text);
 
-/// The same failure, with what the provider says of it.
+/// The same failure, with the provider's error texts added.
 Error withWords(const Error& failure, const ProviderWords& words);
 
 }  // namespace auth::detail

@@ -8,8 +8,8 @@
 
 namespace auth::detail {
 
-// The HTTP library's text is UTF-8 on some systems and UTF-16 on others; it becomes the boundary's
-// text, and back, only here. Both directions throw std::range_error on malformed text.
+// The HTTP library's text is UTF-8 on some systems and UTF-16 on others. It is converted to the
+// host's text, and back, only here. Both directions throw std::range_error on malformed text.
 
 utility::string_t toHttpText(const CString& text);
 CString fromHttpText(const utility::string_t& text);

@@ -9,7 +9,7 @@ namespace auth::detail {
 
 namespace {
 
-// Three tokens and a few numbers: what is larger is no answer to such a request.
+// Three tokens and a few numbers fit: anything larger is not an answer to such a request.
 constexpr utility::size64_t largestTokenAnswer = utility::size64_t{256} * 1024;
 
 }  // namespace
@@ -35,7 +35,7 @@ int expiresIn(const web::json::value& answer) {
     using Limits = std::numeric_limits<int>;
     const web::json::number& seconds = answer.at(_XPLATSTR("expires_in")).as_number();
     const double value = seconds.to_double();
-    // The conversion of such a double is undefined.
+    // Converting such a double would be undefined behaviour.
     if (!seconds.is_integral() && !(value > Limits::min() - 1.0 && value < Limits::max() + 1.0)) {
         return Limits::min();
     }

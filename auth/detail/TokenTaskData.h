@@ -13,8 +13,8 @@ namespace auth {
 
 namespace detail {
 
-/// The beginning of a wait. By the system's clock, which somebody may set back, or by the steady
-/// one it is over, whichever is first.
+/// The start of a wait. The wait is over when either clock says so: the system clock, which can be
+/// set back, or the steady clock.
 struct Moment {
     COIDCToken::TimePoint system = detail::now();
     std::chrono::steady_clock::time_point steady = detail::steadyNow();
@@ -24,33 +24,33 @@ struct Moment {
     }
 };
 
-/// Between two looks at the permits.
+/// The time between two attempts to take the permits.
 constexpr std::chrono::milliseconds retryDelay{50};
 
 }  // namespace detail
 
-/// The two permits that one request takes, one after the other.
+/// The two permits that a request takes, one after the other.
 struct COIDCHelper::Permits {
     std::unique_ptr<IPermitLock> helperLock;
-    std::unique_ptr<IPermitLock> processLock;  // goes first
+    std::unique_ptr<IPermitLock> processLock;  // taken first
     int held = 0;
     detail::Moment startTime = {};
 
-    /// Before the outcome is there: who has it may ask again at once, and who waits for a permit
-    /// must not depend on a thread to be had.
+    /// Called before the outcome is set: the caller may ask again as soon as it has the outcome,
+    /// and others who wait for a permit must not depend on a free thread.
     void release() {
         processLock.reset();
         helperLock.reset();
     }
 };
 
-/// A hybrid request under way. Its steps come one after the other, on different threads.
+/// A running hybrid request. Its steps run one after the other, on different threads.
 struct COIDCHelper::TokenTaskData : detail::UserArguments {
     Permits permits;
-    CString lastRefreshToken = {};  // which failed
+    CString lastRefreshToken = {};  // the one that failed
     std::exception_ptr failedRefresh = {};
     bool reread = false;
-    std::uint64_t signOuts = 0;  // counted before this attempt; see saveToken()
+    std::uint64_t signOuts = 0;  // the count before this attempt; see saveToken()
     detail::Moment lastRefreshTime = {};
     std::shared_ptr<detail::FirstOutcome<COIDCToken>> resultEvent =
         std::make_shared<detail::FirstOutcome<COIDCToken>>();

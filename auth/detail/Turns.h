@@ -9,7 +9,7 @@
 
 namespace auth::detail {
 
-/// A mutex for those who may be told to give up while they wait for it.
+/// A mutex whose waiters can give up.
 class Turns {
     struct State {
         std::mutex mutex;
@@ -18,7 +18,7 @@ class Turns {
     };
 
 public:
-    /// Lasts until it is destroyed.
+    /// Held until it is destroyed.
     class Turn {
     public:
         explicit Turn(std::shared_ptr<State> state) : m_state(std::move(state)) {}
@@ -36,7 +36,7 @@ public:
         const std::shared_ptr<State> m_state;
     };
 
-    /// Throws task_canceled when the token is cancelled, or the process ends, before.
+    /// Throws task_canceled if the token is cancelled, or the process ends, before the turn comes.
     Turn take(const Concurrency::cancellation_token& token) {
         const Interruption wake(token, [state = m_state] {
             const std::lock_guard<std::mutex> lock(state->mutex);
@@ -45,7 +45,7 @@ public:
         std::unique_lock<std::mutex> lock(m_state->mutex);
         m_state->freed.wait(lock, [&] { return !m_state->isTaken || isInterrupted(token); });
         if (isInterrupted(token)) {
-            m_state->freed.notify_one();  // the turn may have been told to this one
+            m_state->freed.notify_one();  // this waiter may have been notified of the free turn
             throw Concurrency::task_canceled();
         }
         m_state->isTaken = true;

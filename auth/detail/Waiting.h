@@ -14,8 +14,8 @@
 
 namespace auth::detail {
 
-/// Takes a callback back. The task library would let go twice of one that was registered at the
-/// very moment of the cancellation; a cancelled token lets go of all by itself.
+/// Removes a callback. If it was registered at the very moment of the cancellation, the task
+/// library would release it twice; a cancelled token releases all its callbacks by itself.
 inline void deregister(const Concurrency::cancellation_token& token,
                        const Concurrency::cancellation_token_registration& registration) {
     if (!token.is_canceled()) {
@@ -23,9 +23,9 @@ inline void deregister(const Concurrency::cancellation_token& token,
     }
 }
 
-/// Calls back when the token is cancelled or the process begins to end, at once if that was before,
-/// and perhaps for both. A call can still come on another thread while this is destroyed: it owns
-/// or shares what it touches.
+/// Calls back when the token is cancelled or the process begins to end; at once if that has already
+/// happened, and possibly twice if both happen. A call can still run on another thread while this
+/// object is destroyed, so the callback must own or share everything that it uses.
 class Interruption {
 public:
     Interruption(const Concurrency::cancellation_token& token, const std::function<void()>& call)
@@ -56,12 +56,12 @@ private:
     const std::array<Callback, 2> m_callbacks;
 };
 
-/// Whether somebody gave up on what runs under this token, or the process ends.
+/// Whether the token is cancelled or the process is ending.
 inline bool isInterrupted(const Concurrency::cancellation_token& token) {
     return token.is_canceled() || platform::processEnd().is_canceled();
 }
 
-/// Throws task_canceled when the token is cancelled, or the process ends, before.
+/// Throws task_canceled if the token is cancelled, or the process ends, during the sleep.
 inline void sleepFor(std::chrono::milliseconds delay,
                      const Concurrency::cancellation_token& token) {
     struct State {
@@ -79,8 +79,7 @@ inline void sleepFor(std::chrono::milliseconds delay,
     }
 }
 
-/// Reads the outcome of a task that has ended, for nobody: an exception that nobody reads would end
-/// the process.
+/// Reads the outcome of a finished task and ignores it: an unread exception would end the process.
 template <class T>
 void readForNobody(const Concurrency::task<T>& ended) {
     try {
@@ -89,7 +88,7 @@ void readForNobody(const Concurrency::task<T>& ended) {
     }
 }
 
-/// A task whose outcome nobody need read.
+/// A task whose outcome need not be read.
 template <class T>
 Concurrency::task<T> observed(Concurrency::task<T> task) {
     if (task.is_done()) {
@@ -101,8 +100,8 @@ Concurrency::task<T> observed(Concurrency::task<T> task) {
     return task;
 }
 
-/// The task that `start` gives. What `start` throws is the task's failure: operations that return a
-/// task do not throw.
+/// Returns the task that `start` returns. If `start` throws, the task fails: functions that return
+/// a task do not throw.
 template <class Start>
 auto started(const Start& start) -> decltype(start()) {
     try {
@@ -114,7 +113,7 @@ auto started(const Start& start) -> decltype(start()) {
     }
 }
 
-/// Waits for a task's outcome. Many are there in a moment, before this thread would sleep.
+/// Waits for a task's outcome. Many arrive within a moment, before this thread would go to sleep.
 template <class T>
 T awaited(const Concurrency::task<T>& task) {
     static const bool runsMeanwhile = platform::hasSeveralProcessors();
@@ -122,7 +121,7 @@ T awaited(const Concurrency::task<T>& task) {
     if (runsMeanwhile) {
         lookout.look([&task] { return task.is_done(); });
     } else {
-        std::this_thread::yield();  // to the one who was just told of the task
+        std::this_thread::yield();  // to the thread that was just notified of the task
     }
     return task.get();
 }

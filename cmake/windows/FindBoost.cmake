@@ -1,3 +1,3 @@
 include(HeaderOnly)
-# Asio asks for Boost.Regex, which has to be linked, for functions that nobody calls.
+# Asio wants Boost.Regex, which would have to be linked, for functions that nobody calls.
 header_only(Boost Boost::headers boost/asio.hpp BOOST_ASIO_DISABLE_BOOST_REGEX)

@@ -1,5 +1,5 @@
-# header_only(NAME TARGET HEADER [definition...]): what a find module does for a library of headers.
-# Debian's own CMake files lead to /usr/include, where the headers of Linux are as well.
+# header_only(NAME TARGET HEADER [definition...]): the work of a find module for a header-only library.
+# Debian's own CMake files point to /usr/include, which also has the headers of Linux.
 include(FindPackageHandleStandardArgs)
 macro(header_only name target header)
     find_path(${name}_INCLUDE_DIR ${header})

@@ -8,7 +8,7 @@
 
 namespace jwt::alphabet {
 
-/// RFC 4648, section 5. Its fill is percent-encoded: it would stand in URLs.
+/// RFC 4648, section 5. Its padding is percent-encoded, since the text is meant for URLs.
 struct base64url {
     static constexpr std::string_view symbols =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
@@ -19,7 +19,7 @@ struct base64url {
 
 namespace jwt::base {
 
-/// Appends fill to make the length, in characters, a multiple of four.
+/// Appends padding until the length, in characters, is a multiple of four.
 template <typename Alphabet>
 std::string pad(const std::string& text) {
     std::string padded = text;
@@ -29,7 +29,7 @@ std::string pad(const std::string& text) {
     return padded;
 }
 
-/// Cuts the text off at its first fill.
+/// Cuts the text at its first padding.
 template <typename Alphabet>
 std::string trim(const std::string& text) {
     return text.substr(0, text.find(Alphabet::fill));
@@ -56,7 +56,7 @@ std::string encode(const std::string& bytes) {
     return text;
 }
 
-/// Reads groups of four symbols, the last one filled up; bits that make no byte are ignored.
+/// Reads groups of four symbols, the last one padded; bits that do not fill a byte are ignored.
 template <typename Alphabet>
 std::string decode(const std::string& text) {
     constexpr std::string_view fill = Alphabet::fill;
@@ -92,7 +92,7 @@ std::string decode(const std::string& text) {
 
 namespace detail {
 
-/// As RFC 7515 writes base64url, which is without fill.
+/// Base64url as in RFC 7515, which is without padding.
 inline std::string decode_unpadded(const std::string& text) {
     return decode<alphabet::base64url>(pad<alphabet::base64url>(text));
 }

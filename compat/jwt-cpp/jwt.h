@@ -1,16 +1,16 @@
 #pragma once
 
-// The part of jwt-cpp that this project calls, for machines that lack that library: the same names,
-// the same order of steps, exceptions and texts, over OpenSSL 3 and picojson. The build prefers an
-// installed jwt-cpp and takes this header otherwise; sources cannot tell which, but for two things
-// that a hostile token could use to end the process and that are safe here: JSON objects nest no
-// deeper than arrays do, and dates beyond the clock's range are its first or last instant.
+// The part of jwt-cpp that this project uses, for machines without that library: the same names,
+// order of steps, exceptions and texts, over OpenSSL 3 and picojson. The build prefers an installed
+// jwt-cpp and otherwise uses this header. Callers see no difference except in two cases that a
+// hostile token could use to end the process, and that are safe here: JSON objects nest no deeper
+// than arrays do, and dates beyond the clock's range become its first or last instant.
 //
 // Errors: jwt::error below, std::bad_cast for a claim of another type, std::logic_error for a null
-// where a type is asked, std::runtime_error for text that is not base64url, std::invalid_argument
-// for text that has no three parts, std::overflow_error for a number that no double holds.
-// Threads: constant objects may be used by several threads at once. OpenSSL's queue of errors is
-// left as it was found.
+// where a type is needed, std::runtime_error for text that is not base64url, std::invalid_argument
+// for text that does not have three parts, std::overflow_error for a number that does not fit into
+// a double. Threads: constant objects may be used by several threads at once. OpenSSL's error queue
+// is left unchanged.
 
 #include "jwt-cpp/base64url.h"
 #include "jwt-cpp/error.h"
@@ -30,19 +30,19 @@
 
 namespace jwt {
 
-/// Checks a token's algorithm and signature, then its times. `Clock` tells the date by `now()`.
+/// Checks a token's algorithm and signature, then its times. `Clock` returns the date by `now()`.
 template <typename Clock, typename Traits>
 class verifier {
 public:
     explicit verifier(Clock clock) : m_clock(std::move(clock)) {}
 
-    /// How many seconds the issuer's clock may be off, for every time without a leeway of its own.
+    /// The tolerance for the issuer's clock, in seconds, for every time without its own leeway.
     verifier& leeway(std::size_t seconds) {
         m_leeway = clamped(seconds);
         return *this;
     }
 
-    /// Also demands that the token tells when it was issued, in whole seconds.
+    /// Also requires a time of issue in whole seconds.
     verifier& issued_at_leeway(std::size_t seconds) {
         m_issued_at_leeway = clamped(seconds);
         return *this;
@@ -68,11 +68,11 @@ public:
             throw error::signature_verification_exception(ec);
         }
         if (ec) {
-            throw std::system_error(ec);  // of an algorithm that is not this header's
+            throw std::system_error(ec);  // from an algorithm that is not in this header
         }
     }
 
-    /// Tells in `ec` that a check failed; a claim of the wrong type is still thrown.
+    /// Reports a failed check in `ec`; for a claim of the wrong type it still throws.
     void verify(const decoded_jwt<Traits>& jwt, std::error_code& ec) const {
         ec.clear();
         const auto allowed = m_algorithms.find(jwt.get_algorithm());
@@ -101,7 +101,7 @@ private:
         return in_time ? std::error_code() : error::token_verification_error::token_expired;
     }
 
-    /// The order shows in what is reported of a token with several faults.
+    /// The order decides which of several faults of a token is reported.
     std::error_code check_times(const decoded_jwt<Traits>& jwt) const {
         const date now = m_clock.now();
         std::error_code ec = error_unless(!jwt.has_not_before() ||

@@ -40,7 +40,8 @@ using param_builder_ptr = std::unique_ptr<OSSL_PARAM_BLD, freed_by<OSSL_PARAM_BL
 using params_ptr = std::unique_ptr<OSSL_PARAM, freed_by<OSSL_PARAM_free>>;
 using certificate_ptr = std::unique_ptr<X509, freed_by<X509_free>>;
 
-/// Takes back what OpenSSL adds to the thread's errors: later calls of others would report it.
+/// Removes the errors that OpenSSL adds to the thread's queue: otherwise later calls of others
+/// would report them.
 class clean_error_queue {
 public:
     clean_error_queue() noexcept { ERR_set_mark(); }
@@ -55,13 +56,13 @@ inline void require(bool success, error::rsa_error otherwise) {
     }
 }
 
-/// OpenSSL counts in int.
+/// OpenSSL uses int for lengths.
 inline int length_of(const std::string& bytes, error::rsa_error if_too_long) {
     require(bytes.size() <= static_cast<std::size_t>(std::numeric_limits<int>::max()), if_too_long);
     return static_cast<int>(bytes.size());
 }
 
-/// The bytes must outlive what is returned.
+/// The bytes must outlive the result.
 inline bio_ptr bio_over(const std::string& bytes) {
     const int length = length_of(bytes, error::rsa_error::load_key_bio_write);
     bio_ptr bio(BIO_new_mem_buf(bytes.data(), length));
@@ -69,7 +70,8 @@ inline bio_ptr bio_over(const std::string& bytes) {
     return bio;
 }
 
-/// Without a callback OpenSSL takes this for the password; without both it would ask the terminal.
+/// Without a callback OpenSSL uses this as the password; without either it would ask on the
+/// terminal.
 inline void* password_argument(const std::string& password) {
     return const_cast<char*>(password.c_str());  // NOLINT(*-const-cast): OpenSSL only reads it
 }
@@ -141,8 +143,8 @@ inline std::string pem_of(EVP_PKEY& key) {
 
 namespace helper {
 
-/// The PEM text of the public key whose modulus and exponent a JSON web key tells. Only verifying
-/// a signature shows whether the two make a key.
+/// The PEM text of the public key with the modulus and exponent of a JSON web key. Only verifying a
+/// signature shows whether the two form a key.
 inline std::string create_public_key_from_rsa_components(const std::string& modulus,
                                                          const std::string& exponent) {
     const detail::clean_error_queue clean;
@@ -155,8 +157,8 @@ inline std::string create_public_key_from_rsa_components(const std::string& modu
 
 namespace algorithm {
 
-/// Verifies with the key of a PEM text: a public key or a certificate, of which only the key
-/// counts. A private key is taken instead where one is given. Copies share the loaded key.
+/// Verifies with the key in a PEM text: a public key, or a certificate, of which only the key is
+/// used. If a private key is given, it is used instead. Copies share the loaded key.
 class rs256 {
 public:
     explicit rs256(const std::string& public_key, const std::string& private_key = "",
@@ -196,7 +198,7 @@ private:
         return detail::load_public_key(public_key, public_key_password);
     }
 
-    // Constant, as jwt-cpp's algorithms cannot be assigned either.
+    // Constant, because jwt-cpp's algorithms cannot be assigned either.
     const std::shared_ptr<EVP_PKEY> m_key;
 };
 

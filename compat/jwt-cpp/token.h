@@ -32,7 +32,7 @@ struct default_clock {
 
 namespace traits {
 
-/// Says which JSON library holds the claims; this header knows no other one.
+/// Names the JSON library for the claims; this header supports no other one.
 struct kazuho_picojson {};
 
 }  // namespace traits
@@ -45,7 +45,7 @@ enum class type { boolean, integer, number, string, array, object };
 
 namespace detail {
 
-/// The date so long after the epoch, or the clock's first or last one.
+/// The date this long after the epoch, at most the clock's first or last one.
 inline date date_of(std::chrono::seconds since_epoch) {
     using std::chrono::duration_cast;
     using std::chrono::seconds;
@@ -70,10 +70,10 @@ inline date shifted(date from, std::chrono::seconds by) {
     return from + distance;
 }
 
-/// The nearest second; halves go away from zero.
+/// The nearest second; halves are rounded away from zero.
 inline std::chrono::seconds rounded(double seconds) {
     using limits = std::numeric_limits<std::chrono::seconds::rep>;
-    constexpr double beyond = 0x1p63;  // the limits themselves are not all doubles
+    constexpr double beyond = 0x1p63;  // not all limits can be represented as doubles
     const double whole = std::round(seconds);
     if (whole >= beyond) {
         return std::chrono::seconds(limits::max());
@@ -110,7 +110,7 @@ public:
         if (m_value.is<picojson::object>()) {
             return json::type::object;
         }
-        throw std::logic_error("invalid type");  // a null has none
+        throw std::logic_error("invalid type");  // a null has no type
     }
 
     std::string as_string() const { return as<std::string>(m_value); }
@@ -125,7 +125,8 @@ public:
     }
 
     date as_date() const {
-        // get<double> would turn an integer into a double for good: it is not asked for integers.
+        // get<double> would permanently turn an integer into a double, so it is not called for
+        // integers.
         return detail::date_of(get_type() == json::type::number
                                    ? detail::rounded(as<double>(m_value))
                                    : std::chrono::seconds(as_integer()));
@@ -145,7 +146,8 @@ private:
 
 namespace detail {
 
-/// Counts objects as well as arrays: parsing recurses, and a token may come from anyone.
+/// Counts the nesting of objects as well as arrays: parsing recurses, and a token may come from
+/// anyone.
 class limited_parse_context : public picojson::default_parse_context {
 public:
     using default_parse_context::default_parse_context;
@@ -176,7 +178,7 @@ private:
     }
 };
 
-/// Base64url text of a token, and the bytes that it stands for.
+/// A token's base64url text, and its decoded bytes.
 struct part {
     explicit part(std::string text)
         : base64(std::move(text)), bytes(base::detail::decode_unpadded(base64)) {}
@@ -191,7 +193,7 @@ struct parts {
     part signature;
 };
 
-/// Cuts a token at its first two dots.
+/// Splits a token at its first two dots.
 inline parts split(const std::string& token) {
     const std::size_t first = token.find('.');
     const std::size_t second = first == std::string::npos ? first : token.find('.', first + 1);
@@ -202,7 +204,8 @@ inline parts split(const std::string& token) {
             part(token.substr(second + 1))};
 }
 
-/// The members of a JSON object. Text behind it is ignored; the last one of a name counts.
+/// The members of a JSON object. Text after it is ignored; if a name occurs twice, the last value
+/// counts.
 class claims {
 public:
     explicit claims(const std::string& text) {
@@ -240,7 +243,7 @@ private:
 template <typename Traits>
 class decoded_jwt;
 
-/// A token taken apart; nothing in it has been verified.
+/// A decoded token; nothing in it has been verified.
 template <>
 class decoded_jwt<traits::kazuho_picojson> {
 public:
@@ -279,7 +282,7 @@ public:
     date get_not_before() const { return get_payload_claim("nbf").as_date(); }
     date get_issued_at() const { return get_payload_claim("iat").as_date(); }
 
-    /// RFC 7519, section 4.1.3: a sole audience need not be in an array.
+    /// RFC 7519, section 4.1.3: a single audience need not be in an array.
     std::set<std::string> get_audience() const {
         const claim audience = get_payload_claim("aud");
         if (audience.get_type() == json::type::string) {

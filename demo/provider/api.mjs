@@ -1,4 +1,4 @@
-// An API that wants this provider's access tokens, for programs that have got one: GET /api/files.
+// An API that accepts this provider's access tokens, for programs that have one: GET /api/files.
 
 import { createPublicKey, verify } from 'node:crypto';
 
@@ -6,7 +6,7 @@ import { resource } from './configuration.mjs';
 
 const fromBase64 = (text) => Buffer.from(text, 'base64url');
 
-/// The claims of a JWT that the key has signed by RS256. Throws for any other text.
+/// The claims of a JWT signed by the key with RS256. Throws for any other text.
 function verifiedClaims(token, publicKey) {
     const [head, body, signature] = token.split('.');
     const signed = Buffer.from(`${head}.${body}`);

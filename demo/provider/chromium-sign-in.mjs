@@ -1,6 +1,6 @@
-// Signs in at the demo provider in headless Chromium, as the browser of a user without a display:
+// Signs in at the demo provider in headless Chromium, for a user without a display:
 // node chromium-sign-in.mjs [--user NAME] <authorization URL>
-// Prints what is seen and done.
+// Prints the pages and the actions.
 
 import { parseArgs } from 'node:util';
 

@@ -1,4 +1,4 @@
-// What the demo provider offers: its clients, scopes, lifetimes and keys.
+// The demo provider's settings: its clients, scopes, lifetimes and keys.
 
 import { generateKeyPairSync, randomBytes } from 'node:crypto';
 
@@ -38,7 +38,7 @@ const clients = ({ serviceSecret, refreshTokenTtl }) => [
     },
 ];
 
-// A key pair per run: no key lies around, and nothing trusts the tokens of an earlier run.
+// A new key pair for each run: no key is stored, and tokens of an earlier run are not accepted.
 function signingKey() {
     const { privateKey } = generateKeyPairSync('rsa', { modulusLength: 2048 });
     return { ...privateKey.export({ format: 'jwk' }), use: 'sig', alg: 'RS256' };
@@ -81,7 +81,7 @@ export function configuration(options) {
             devInteractions: { enabled: false },
             rpInitiatedLogout: { enabled: false },
             clientCredentials: { enabled: true },
-            // Access tokens are JWTs only where they are meant for a resource.
+            // Access tokens are only JWTs if they are for a resource.
             resourceIndicators: {
                 enabled: true,
                 defaultResource: (ctx, client, oneOf) => oneOf ?? resource,

@@ -4,7 +4,7 @@ import { parseArgs } from 'node:util';
 
 const usage = `usage: provider.mjs [options]
 
-Starts an OpenID provider on 127.0.0.1, prints "READY <configuration URL>" and serves until
+Starts an OpenID provider on 127.0.0.1, prints "READY <configuration URL>" and runs until
 SIGTERM or SIGINT.
 
   --port PORT                  port to listen on (a free one)
@@ -13,7 +13,7 @@ SIGTERM or SIGINT.
   --first-token-ttl SECONDS    lifetime of the access token that comes with a sign-in (the same)
   --id-token-ttl SECONDS       lifetime of ID tokens (3600)
   --refresh-token-ttl SECONDS  lifetime of refresh tokens (1209600); 0: issue none
-  --lasting-refresh-tokens     a refresh token serves on, and the answer to a refresh has none
+  --lasting-refresh-tokens     a refresh token stays valid, and the answer to a refresh has none
   --service-secret SECRET      secret of the client demo-service; default: the environment's
                                DEMO_SERVICE_SECRET, else the one of README.md
   --auto-login                 sign in as "demo" and consent without showing a page

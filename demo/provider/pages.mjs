@@ -1,4 +1,4 @@
-// The pages that the user sees. They load nothing from elsewhere and run no script.
+// The pages that the user sees. They load nothing from elsewhere and run no scripts.
 
 const escapes = { '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;', "'": '&#39;' };
 const escape = (text) => String(text ?? '').replace(/[&<>"']/g, (char) => escapes[char]);

@@ -1,4 +1,4 @@
-// OpenID provider on loopback for the demo and the end-to-end tests. See README.md.
+// An OpenID provider on loopback for the demo and the end-to-end tests. See README.md.
 
 import { openSync, readFileSync, writeSync } from 'node:fs';
 import { createServer as createHttpServer } from 'node:http';
@@ -12,7 +12,8 @@ import { configuration, resource } from './configuration.mjs';
 import { readOptions } from './options.mjs';
 import { consentPage, errorPage, signInPage } from './pages.mjs';
 
-// Who started us reads the one line READY on standard output; notices must not come between.
+// The process that started us reads the line READY on standard output, so notices must not get in
+// between.
 console.info = console.error;
 
 function requestLog(file) {
@@ -24,23 +25,23 @@ function requestLog(file) {
             const entry = {
                 time: new Date().toISOString(),
                 method: ctx.method,
-                // These ids give access to a sign-in under way.
+                // These ids give access to a running sign-in.
                 path: ctx.path.replace(/^\/(interaction|auth)\/.*/, '/$1/:uid'),
                 status: ctx.status,
             };
             if (ctx.oidc?.route === 'token') {
-                // Named one by one: the body holds secrets, codes and tokens as well.
+                // Listed one by one, because the body also has secrets, codes and tokens.
                 const { grant_type, client_id, scope } = ctx.oidc.body ?? {};
                 Object.assign(entry, { grant_type, client_id, scope, ok: ctx.status === 200 });
                 entry.error = ctx.body?.error;
             }
-            // Written before the answer goes out: who has the answer finds the line.
+            // Written before the answer is sent, so that whoever has the answer finds the line.
             writeSync(log, `${JSON.stringify(entry)}\n`);
         }
     };
 }
 
-/// RFC 6749, section 6, leaves it to the provider whether the answer has one.
+/// RFC 6749, section 6, lets the provider decide whether the answer has one.
 async function withholdRefreshToken(ctx, next) {
     await next();
     if (ctx.oidc?.body?.grant_type === 'refresh_token') {
@@ -48,7 +49,8 @@ async function withholdRefreshToken(ctx, next) {
     }
 }
 
-/// What browsers send from these pages, and where to: also the form with which a sign-in ends.
+/// The content security policy for the forms on these pages, including the form that ends a
+/// sign-in.
 function formPolicy(sources) {
     return async (ctx, next) => {
         await next();
@@ -58,7 +60,7 @@ function formPolicy(sources) {
     };
 }
 
-/// Serves the sign-in and consent pages, or answers for the user where `autoLogin` is set.
+/// Serves the sign-in and consent pages, or answers for the user if `autoLogin` is set.
 function interactions(provider, autoLogin) {
     async function consent({ params, grantId }, accountId) {
         const grant =
@@ -134,7 +136,7 @@ server.on('error', (error) => {
     process.exit(1);
 });
 server.listen(options.port, '127.0.0.1', () => {
-    // The issuer names the port, so the provider can only be made now.
+    // The issuer contains the port, so the provider can only be created now.
     const scheme = options.tlsCert ? 'https' : 'http';
     const issuer = `${scheme}://127.0.0.1:${server.address().port}`;
     const settings = configuration(options);

@@ -1,6 +1,6 @@
 // Signs in at the demo provider as a browser would, and posts the answer to the redirect URL:
 // node sign-in.mjs [--user NAME] [--password TEXT] [--deny] <authorization URL>
-// Prints what the redirect URL answered; succeeds if that was 200.
+// Prints the answer of the redirect URL; succeeds if its status was 200.
 
 import { parseArgs } from 'node:util';
 
@@ -13,7 +13,7 @@ const { values, positionals } = parseArgs({
     allowPositionals: true,
 });
 
-// As a browser keeps them: by host, not by port, and the paths matter.
+// Stored as browsers do: by host, not by port, and with their paths.
 const cookies = new Map();
 
 function keepCookies({ hostname }, headers) {
@@ -38,7 +38,7 @@ function cookieHeader(url) {
 async function load(url, fields) {
     const headers = { Accept: 'text/html', Cookie: cookieHeader(url) };
     if (fields) {
-        // Said here because fetch would add a charset, which browsers do not.
+        // Set here because fetch would add a charset, which browsers do not.
         headers['Content-Type'] = 'application/x-www-form-urlencoded';
     }
     const response = await fetch(url, {
@@ -59,7 +59,7 @@ function attribute(element, name) {
     return value.replace(/&(amp|lt|gt|quot|#39);/g, (_, entity) => characters[entity]);
 }
 
-/// The page's form, filled in by its user; nothing where the page has none.
+/// The page's form, filled in by its user; nothing if the page has none.
 function filledForm(url, html) {
     const form = html.match(/<form [^>]*>/)?.[0];
     if (!form) {
@@ -96,5 +96,5 @@ while (url.origin === provider) {
     page = await load(url, form?.fields);
 }
 console.log(`${page.status} ${url.origin}${url.pathname}\n${page.html}`);
-// Not left to the event loop: a kept-alive connection would hold the process back.
+// Does not wait for the event loop: a kept-alive connection would delay the end.
 process.exit(url.origin !== provider && page.status === 200 ? 0 : 1);

@@ -1,5 +1,5 @@
-// A window that signs its user in and lists the files that an API has for them. It never waits:
-// requests run on threads of the library, and post their outcome to the window.
+// A window that signs its user in and lists the files that an API has for them. The window never
+// blocks: requests run on threads of the library, which post their outcome to the window.
 //
 //   desktop CONFIGURATION-URL API-URL
 
@@ -30,7 +30,7 @@ public:
         m_call.setUrl(api);
         m_call.setTransferTimeout(30'000);
         m_network.setRedirectPolicy(
-            QNetworkRequest::SameOriginRedirectPolicy);  // others get no token
+            QNetworkRequest::SameOriginRedirectPolicy);  // other servers do not get the token
         m_ui.setupUi(this);
         connect(m_ui.signIn, &QPushButton::clicked, this, [this] { list(true); });
         connect(m_ui.reload, &QPushButton::clicked, this, [this] { list(false); });
@@ -42,13 +42,13 @@ public:
 
     ~Window() override {
         m_cancel.cancel();
-        m_last.wait();  // not for long: the continuation only posts
+        m_last.wait();  // short: the continuation only posts
     }
 
 private:
     void list(bool mayAskUser) {
         m_request.mayAskUser = mayAskUser;
-        m_cancel = {};  // one serves once
+        m_cancel = {};  // each can be cancelled once
         follow(m_helper.getOIDCTokenHybridAsync(m_request, m_cancel.get_token()),
                mayAskUser ? tr("Go on in your browser…") : tr("Looking who is signed in…"),
                [this](const auto& outcome) {
@@ -67,7 +67,7 @@ private:
                });
     }
 
-    /// Calls `then` on the window's thread once the request has ended, however it did.
+    /// Calls `then` on the window's thread when the request has ended, with any outcome.
     template <class T, class Then>
     void follow(const Concurrency::task<T>& request, const QString& doing, Then then) {
         showState(doing, true);
@@ -152,7 +152,7 @@ std::filesystem::path tokenFile(const QString& configUrl) {
     if (QDir::isRelativePath(folder)) {
         folder = QDir::homePath() + "/.local/state";
     }
-    // A store has the token of one provider: each has its own file.
+    // A store has the token of one provider, so each provider has its own file.
     const QString name = QUrl::toPercentEncoding(configUrl);
     return (folder + "/oidcauth-desktop/" + name + ".token").toStdU16String();
 }

@@ -1,5 +1,5 @@
-// A program with a host of its own: logger, settings and the form of a stored token are the
-// application's. It gets a service's token, twice: the second one comes from the store.
+// A program with its own host: logger, settings and the format of a stored token are the
+// application's. It gets a service's token twice; the second time from the store.
 //
 //   DEMO_SERVICE_SECRET=... own_host CONFIGURATION-URL
 
@@ -16,7 +16,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using LoggingUtilities::CLogger;
 
-/// What the application keeps in its own database.
+/// The record that the application keeps in its own database.
 struct Record {
     std::mutex mutex;
     Bytes bytes;

@@ -1,4 +1,4 @@
-// A service that keeps its tokens in a database of its own, a row for each account.
+// A service that keeps its tokens in its own database, one row per account.
 //
 //   DEMO_SERVICE_SECRET=... own_store CONFIGURATION-URL DATABASE
 
@@ -20,27 +20,28 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// auth::OIDCError::of() knows it for a failure of the store.
+/// auth::OIDCError::of() recognises it as a failure of the store.
 class DatabaseError final : public std::runtime_error, public auth::IStoreFailure {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Serves any thread: SQLite lets them in one after the other.
+/// Can be used by any thread: SQLite runs the calls one after the other.
 class Database {
 public:
     explicit Database(const char* file) {
         sqlite3* opened = nullptr;
         const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
         const int result = sqlite3_open_v2(file, &opened, flags, nullptr);
-        m_handle.reset(opened);  // it is there also after a failure
+        m_handle.reset(opened);  // SQLite sets it even after a failure
         check(result == SQLITE_OK);
         sqlite3_busy_timeout(opened, 5000);  // milliseconds, while another process writes
-        run("PRAGMA secure_delete = ON");    // an old token does not stay in a free page
+        run("PRAGMA secure_delete = ON");    // so that an old token does not remain in a free page
         run("CREATE TABLE IF NOT EXISTS tokens (account TEXT PRIMARY KEY, record BLOB NOT NULL)");
     }
 
-    /// The first column of the first row, if there is one. The first parameter is the account.
+    /// Returns the first column of the first row, if there is one. The first parameter is the
+    /// account.
     Bytes run(const char* sql, const std::string& account = {}, const Bytes& record = {}) const {
         sqlite3_stmt* prepared = nullptr;
         check(sqlite3_prepare_v2(m_handle.get(), sql, -1, &prepared, nullptr) == SQLITE_OK);
@@ -74,9 +75,9 @@ public:
         : m_database(std::move(database)), m_account(std::move(account)) {}
 
     void clear() override { m_database->run("DELETE FROM tokens WHERE account = ?", m_account); }
-    /// Remembers nothing, so that every call reads anew.
+    /// Caches nothing, so that every call reads the database.
     void read(Bytes& bytes, bool /*reread*/) override {
-        bytes.clear();  // also when reading fails
+        bytes.clear();  // also if reading fails
         bytes = m_database->run("SELECT record FROM tokens WHERE account = ?", m_account);
     }
     void write(const Bytes& bytes) override {
@@ -100,7 +101,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        umask(S_IRWXG | S_IRWXO);  // nobody else may read a database that SQLite makes
+        umask(S_IRWXG | S_IRWXO);  // so that nobody else can read a new database
         const std::string account = argv[1] + std::string(" demo-service");
         auth::COIDCHelper helper(
             std::make_unique<Store>(std::make_shared<Database>(argv[2]), account),

@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// A piece of a program, as it may stand in yours: what its window says about its user.
+/// A part of a program, as it could be in yours: the text that its window shows about its user.
 class Account {
 public:
     Account(auth::COIDCHelper& helper, auth::UserRequest request)

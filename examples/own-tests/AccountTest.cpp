@@ -1,5 +1,4 @@
-// The tests of Account.h: its provider and its user's browser run in the test, and do what a test
-// wants.
+// The tests of Account.h. Provider and browser run inside the test, which controls them.
 
 #include "Account.h"
 #include "testing/TestBrowser.h"
@@ -61,7 +60,7 @@ protected:
 private:
     auth::COIDCHelper m_helper{std::make_unique<MemoryStore>(),
                                auth::COIDCHelper::makeExclusivePermit(), nullptr};
-    std::future<void> m_browser;  // waits for the user's page when it goes
+    std::future<void> m_browser;  // its destructor waits for the user's page
 
 protected:
     Account account{m_helper, request(provider)};
@@ -78,7 +77,7 @@ TEST_F(AccountTest, GreetsWhomeverHasSignedIn) {
 }
 
 TEST_F(AccountTest, RefreshesATokenThatExpires) {
-    provider.setTokenLifetime(std::chrono::minutes(1));  // shorter than is asked for
+    provider.setTokenLifetime(std::chrono::minutes(1));  // shorter than the requested validity
     account.greeting(true);
     account.greeting(true);
     EXPECT_EQ(signIns, 1);

@@ -1,4 +1,4 @@
-// A background service that gets its access token: the client credentials grant.
+// A background service that gets its access token with the client credentials grant.
 //
 //   DEMO_SERVICE_SECRET=... service CONFIGURATION-URL TOKEN-FILE
 
@@ -34,10 +34,10 @@ int main(int argc, char** argv) {
     }
     try {
         const auto helper = makeHelper(argv[2]);
-        constexpr unsigned int minutes = 5;  // what the work to come takes at most
+        constexpr unsigned int minutes = 5;  // the longest duration of the following work
 
-        // As often as a token is needed: the provider is asked only when the stored one has become
-        // too old. The other form returns a task, and takes a token that can cancel it.
+        // Call it whenever you need a token: the provider is only asked if the stored token is too
+        // old. The other form returns a task, and accepts a cancellation token.
         const CString token = helper->getAccessTokenClientCredentials(
             argv[1], "demo-service", secret, "api:read api:write", minutes);
 

@@ -12,13 +12,13 @@ constexpr bool isUnsafe(char32_t point) {
     const auto within = [point](char32_t first, char32_t last) {
         return point >= first && point <= last;
     };
-    return within(0, 0x1F) || within(0x7F, 0x9F) ||             // controls
-           within(0x2028, 0x202E) || within(0x2066, 0x2069) ||  // line ends, directions of writing
+    return within(0, 0x1F) || within(0x7F, 0x9F) ||             // control characters
+           within(0x2028, 0x202E) || within(0x2066, 0x2069) ||  // line ends, writing directions
            within(0x200E, 0x200F) || point == 0x61C;
 }
 
-/// The text with `escaped(character)` in place of each unsafe one, and `replaced(byte)` in place of
-/// each byte that is not UTF-8.
+/// Returns the text with `escaped(character)` in place of each unsafe character, and
+/// `replaced(byte)` in place of each byte that is not UTF-8.
 template <class Escaped, class Replaced>
 std::string replaceUnsafe(std::string_view text, Escaped escaped, Replaced replaced) {
     namespace utf = boost::locale::utf;

@@ -9,7 +9,7 @@ const EVP_MD* messageDigest(IHashFunction::Algorithm algorithm) noexcept {
         case IHashFunction::Algorithm::SHA256:
             return EVP_sha256();
     }
-    return nullptr;  // a number from a newer caller
+    return nullptr;  // a value from a newer caller
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ public:
             return true;
         }
         const auto folder = openOrMakeFolder(m_file.parent_path());
-        // Opened anew each time: the lock belongs to the opening, and so excludes others of this
-        // process as well.
+        // Opened anew each time: the lock belongs to the open file, so it also excludes other locks
+        // of this process.
         return m_held.tryTake(openFile(folder, m_file, Opening::made).descriptor, m_file);
     }
 

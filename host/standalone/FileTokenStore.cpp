@@ -35,7 +35,7 @@ Bytes readAll(const PrivateFile& record, const fs::path& file) {
         const auto count =
             readSome(record.descriptor, file, bytes.data() + done, bytes.size() - done);
         if (count == 0) {
-            refuse(file, "was cut while it was read; sign in again");
+            refuse(file, "was truncated while it was being read; sign in again");
         }
         done += count;
     }
@@ -44,26 +44,26 @@ Bytes readAll(const PrivateFile& record, const fs::path& file) {
 
 }  // namespace
 
-/// What was read, and from which file in which state.
+/// The bytes that were read, with the file and its state at that time.
 struct SecretFile::Remembered {
     Bytes bytes;
-    std::optional<FileState> state;  // none when there was no file
+    std::optional<FileState> state;  // none if there was no file
 
-    /// Whether it still is what lies there: whatever has changed is for a read to judge.
+    /// Whether the file is still the same. If anything has changed, it must be read again.
     bool isOf(const fs::path& file) const {
         std::optional<FileState> now;
         return look(file, now) && now == state;
     }
 
-    /// Whether a write from `begin` on is sure to leave another state. Times of files move in
-    /// steps, and the number of a file that was replaced may be given to its next but one
-    /// successor: of a file that has just changed, the next change may not show.
+    /// Whether any write from `begin` on is sure to change the state. File times move in steps, and
+    /// the number of a replaced file may be reused two replacements later: if a file has just
+    /// changed, the next change may not be visible.
     bool tellsChangesAfter(std::chrono::system_clock::time_point begin) const {
         using namespace std::chrono;
         if (!state) {
             return true;
         }
-        // The system's steps are 16 ms at most; a file system without fractions has steps of 2 s.
+        // The system's steps are at most 16 ms; a file system without fractions has steps of 2 s.
         const bool hasFractions = state->changed % seconds(1) != nanoseconds(0);
         const milliseconds step = hasFractions ? milliseconds(20) : milliseconds(2000);
         return begin.time_since_epoch() - state->changed > step;
@@ -89,7 +89,7 @@ Bytes SecretFile::read(bool reread) {
     if (!reread && m_remembered && m_remembered->isOf(m_file)) {
         return m_remembered->bytes;
     }
-    m_remembered.reset();  // a read that fails says that the record is not what it was
+    m_remembered.reset();  // a failed read means that the remembered record is out of date
     const auto begin = std::chrono::system_clock::now();
     Remembered latest;
     if (const auto folder = openFolder(m_folder)) {
@@ -112,13 +112,13 @@ void SecretFile::write(const Bytes& bytes) {
         refuse(m_file, "is not written: the secret is too large for a token");
     }
     const auto temporary = m_prepared ? std::move(m_prepared) : makeTemporary();
-    openRecord(temporary->folder(), m_file);  // what may not be read is not replaced either
+    openRecord(temporary->folder(), m_file);  // a file that must not be read is not replaced either
     temporary->write(seal(m_file, bytes));
     temporary->replaceRecord();
 }
 
 void SecretFile::prepareWrite() {
-    // What takes the place of a record is about as large; the first one is a few kilobytes.
+    // A new record is about as large as the old one; the first one has a few kilobytes.
     constexpr std::uint64_t smallest = std::uint64_t{64} * 1024;
     const std::lock_guard lock(m_mutex);
     m_prepared.reset();

@@ -8,11 +8,11 @@
 
 namespace {
 
-/// Bounds one whole exchange. Long enough for a provider behind a slow link, short enough that a
-/// user who waits for a sign-in sees an error instead of a hang.
+/// The limit for one whole exchange: long enough for a provider behind a slow link, short enough
+/// that a user who waits for a sign-in sees an error instead of a hang.
 constexpr std::chrono::seconds exchangeTimeout{30};
 
-/// What was set for this process goes before what was set for all.
+/// Settings for this process take precedence over settings for the whole system.
 std::optional<standalone::Proxy> proxyFor(const web::uri& target) {
     const auto environment = standalone::ProxySettings::fromEnvironment();
     if (environment.decides(target)) {
@@ -27,7 +27,7 @@ std::optional<standalone::Proxy> proxyFor(const web::uri& target) {
 web::http::client::http_client_config get_http_proxy_config(const web::uri& target) {
     web::http::client::http_client_config config;
     config.set_timeout(exchangeTimeout);
-    // Explicit in both cases: what the client's default means differs between systems.
+    // Explicit in both cases: the meaning of the client's default differs between systems.
     config.set_proxy(web::web_proxy::disabled);
     if (const auto proxy = proxyFor(target)) {
         web::web_proxy chosen(standalone::detail::proxyAddress(proxy->address));

@@ -41,7 +41,7 @@ void SecretKeyring::clear() {
 Bytes SecretKeyring::read(bool reread) {
     const std::lock_guard lock(m_mutex);
     if (!m_cache || reread) {
-        m_cache.reset();  // a read that fails says that the entry is not what it was
+        m_cache.reset();  // a failed read means that the cached entry is out of date
         const auto text = keyring().read(m_entry, m_limit);
         m_cache = text ? decode(m_entry, *text) : Bytes();
     }
@@ -50,7 +50,7 @@ Bytes SecretKeyring::read(bool reread) {
 
 void SecretKeyring::write(const Bytes& bytes) {
     const std::lock_guard lock(m_mutex);
-    m_cache.reset();  // until the new bytes are known to be there
+    m_cache.reset();  // until the new bytes are known to be stored
     if (bytes.size() > maxSize) {
         refuse(m_entry, "is not written: the secret is too large for a token");
     }
@@ -59,7 +59,7 @@ void SecretKeyring::write(const Bytes& bytes) {
 }
 
 void SecretKeyring::prepareWrite() {
-    constexpr std::size_t size = std::size_t{16} * 1024;  // of a record: a few kilobytes
+    constexpr std::size_t size = std::size_t{16} * 1024;  // the size of a record: a few kilobytes
     const std::lock_guard lock(m_mutex);
     const KeyringEntry beside{m_entry.provider, m_entry.client + " (trial)", m_entry.label};
     keyring().write(beside, std::string(size, '='), m_limit);

@@ -28,12 +28,12 @@ std::vector<std::string> entriesOf(const std::string& list) {
     return entries;
 }
 
-/// Whether the whole text is as the pattern says, in which `*` stands for any characters.
+/// Whether the whole text matches the pattern, in which `*` stands for any characters.
 bool isLike(std::string_view text, std::string_view pattern) {
     std::size_t at = 0;
     std::size_t in = 0;
-    std::size_t star = std::string_view::npos;  // the last one that was met
-    std::size_t covered = 0;                    // how far it reaches so far
+    std::size_t star = std::string_view::npos;  // the last one that was found
+    std::size_t covered = 0;                    // how far it extends so far
     while (at < text.size()) {
         if (in < pattern.size() && pattern[in] == '*') {
             star = in++;
@@ -88,7 +88,7 @@ std::optional<Proxy> ProxyList::proxyFor(const web::uri& target) const {
             chosen = &entry;
             break;
         }
-        // A password may have such a sign as well.
+        // A password may contain such a sign as well.
         if (chosen == nullptr && entry.find('=') >= entry.find_first_of(":/@")) {
             chosen = &entry;
         }

@@ -55,7 +55,7 @@ bool matches(const std::string& entry, const Endpoint& target) {
     if (!pattern || (pattern->port != 0 && pattern->port != target.port)) {
         return false;
     }
-    // An address has no domain: `.1` must not match all that ends in it.
+    // An address has no domain: `.1` must not match every address that ends in it.
     if (const auto address = parseAddress(target.host)) {
         return parseAddress(pattern->host) == address || isInNetwork(pattern->host, *address);
     }

@@ -48,11 +48,11 @@ bool isWebUrl(std::string_view url) {
                    return wanted == found || (found >= 'A' && found <= 'Z' && wanted == found + 32);
                });
     };
-    // A program's argument ends at a zero: the browser would get another URL.
+    // A program's argument ends at a zero byte, so the browser would get another URL.
     return (hasScheme("http:") || hasScheme("https:")) && url.find('\0') == std::string_view::npos;
 }
 
-/// One program to try, made ready before the fork: after it, memory cannot be had.
+/// One program to try, prepared before the fork: after the fork no memory can be allocated.
 class Program {
 public:
     Program(std::string_view command, const std::string& url) : m_words(split(command, blanks)) {
@@ -74,14 +74,14 @@ public:
             return;
         }
         const auto path = variable("PATH");
-        // Unlike the shell's, this search leaves out empty entries: nothing is started from the
-        // current folder unasked.
+        // Unlike a shell's, this search skips empty entries: nothing is started from the current
+        // folder by accident.
         for (const auto& folder : split(path.empty() ? "/usr/bin:/bin" : path, ":")) {
             m_paths.push_back(std::filesystem::path(folder) / name);
         }
     }
 
-    /// Returns only when nothing could be started.
+    /// Returns only if nothing could be started.
     void become() const {
         for (const auto& path : m_paths) {
             ::execve(path.c_str(), m_arguments.data(), environ);
@@ -112,11 +112,11 @@ private:
     std::vector<std::filesystem::path> m_paths;
 };
 
-/// They know the default browser: the desktop's, that of the Windows around us, Debian's, GNOME's.
+/// These know the default browser: of the desktop, of Windows around us, of Debian, of GNOME.
 constexpr std::array openers{"xdg-open", "wslview", "sensible-browser", "x-www-browser",
                              "gio open"};
 
-/// The user's choice, else the system's: the first that is there is taken.
+/// The user's choice, otherwise the system's: the first one that exists is used.
 std::vector<Program> programsFor(const std::string& url) {
     std::vector<Program> programs;
     for (const auto& command : split(variable("BROWSER"), ":")) {
@@ -132,8 +132,8 @@ std::vector<Program> programsFor(const std::string& url) {
     return programs;
 }
 
-/// Nothing that this process has open, ignores or blocks reaches the browser, nor a key pressed in
-/// our terminal.
+/// The browser inherits no open files and no ignored or blocked signals of this process, and gets
+/// no keys pressed in our terminal.
 bool detach() {
     for (int number = 1; number < NSIG; ++number) {
         (void)::signal(number, SIG_DFL);
@@ -151,10 +151,10 @@ bool detach() {
     return ::setsid() >= 0;
 }
 
-/// Runs in a process of its own, whose end leaves the browser to the system: so no one has to wait
-/// for it. Like the browser's own process before exec it does only what is async-signal-safe.
+/// Runs in a separate process, whose end leaves the browser to the system, so that nobody has to
+/// wait for it. Like the browser's own process before exec it only makes async-signal-safe calls.
 bool launch(const std::vector<Program>& programs) {
-    std::array<int, 2> failure{};  // closed by exec, written when there is none
+    std::array<int, 2> failure{};  // closed by exec, written if there is no exec
     if (!detach() || ::pipe2(failure.data(), O_CLOEXEC) != 0) {
         return false;
     }
@@ -171,7 +171,7 @@ bool launch(const std::vector<Program>& programs) {
     return browser > 0 && ::read(failure[0], &byte, 1) == 0;
 }
 
-/// Seen by this process and by those that it forks.
+/// Shared by this process and those that it forks.
 using SharedFlag = std::atomic<bool>;
 
 auto makeSharedFlag() {
@@ -182,7 +182,7 @@ auto makeSharedFlag() {
         memory == MAP_FAILED ? nullptr : new (memory) SharedFlag(false), unmap);
 }
 
-/// None of the signal handlers of this process runs in the new one.
+/// No signal handler of this process runs in the new one.
 pid_t forkWithoutSignals() {
     sigset_t all;
     sigset_t before;
@@ -203,8 +203,7 @@ bool openBrowser(const utility::string_t& url) noexcept {
             return false;
         }
         const auto programs = programsFor(url);
-        // Not its exit status tells: a host that ignores or collects the ends of its children
-        // leaves none to us.
+        // The exit status is no use: a host that ignores or reaps its children leaves none to us.
         const auto started = makeSharedFlag();
         if (!started) {
             return false;

@@ -23,7 +23,7 @@ namespace net = boost::asio;
 
 namespace {
 
-/// What has come in over the connections of a client.
+/// The bytes received over the connections of a client.
 struct Intake {
     explicit Intake(std::uint64_t most) : limit(most) {}
 
@@ -31,8 +31,8 @@ struct Intake {
     std::atomic<std::uint64_t> bytes{0};
 };
 
-/// One connection, seen before each step that it makes: the HTTP library reads heads and chunks
-/// into memory whatever their size.
+/// One connection, checked before each of its steps: the HTTP library reads heads and chunks into
+/// memory, however large they are.
 class Watch {
 public:
     Watch(tcp::socket& socket, std::shared_ptr<Intake> intake)
@@ -59,7 +59,7 @@ private:
     std::uint64_t m_received = 0;
 };
 
-/// The executor of a connection that is watched.
+/// The executor of a watched connection.
 template <class Executor>
 class Watched {
 public:
@@ -102,14 +102,14 @@ private:
 
 }  // namespace
 
-/// What is done to the connections is done through a strand: one thing at a time.
+/// All operations on the connections go through a strand, so that they run one at a time.
 struct ConnectionGuard::Impl {
     using Strand = net::strand<net::io_context::executor_type>;
 
     Impl(std::uint64_t limit, bool tunnels)
         : makesTunnels(tunnels), intake(std::make_shared<Intake>(limit)) {}
 
-    /// A connection that is not open yet is put on the strand; it stays there when it is kept.
+    /// A connection that is not open yet is put on the strand, and stays there while it is kept.
     void adopt(tcp::socket& socket) const {
         if (!socket.is_open()) {
             socket = tcp::socket(Watched<Strand>(strand, std::make_shared<Watch>(socket, intake)));
@@ -144,7 +144,7 @@ ConnectionGuard::ConnectionGuard(const web::uri& origin,
             host.invoke_nativehandle_options(stream);
         });
     } else {
-        // A tunnel is a plain connection at first, and a TLS stream when it is used again.
+        // A tunnel is a plain connection at first, and a TLS stream when it is reused.
         config.set_nativehandle_options(
             [plain, host = config,
              first = std::make_shared<std::atomic<bool>>(true)](Native handle) {

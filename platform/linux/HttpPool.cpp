@@ -17,7 +17,7 @@ namespace platform {
 
 namespace {
 
-/// The HTTP library does not survive to get some of its threads only.
+/// If the HTTP library gets only some of its threads, it crashes the process.
 void requireThreads() {
     constexpr std::size_t threadsOfThePool = 40;
     std::promise<void> allThere;
@@ -45,7 +45,7 @@ struct Pool {
 
 boost::asio::io_service& httpPool() {
     if (processEnd().is_canceled()) {
-        throw Concurrency::task_canceled();  // they end, or are gone
+        throw Concurrency::task_canceled();  // they are ending or gone
     }
     static const Pool pool;
     if (!pool.home.isHere()) {

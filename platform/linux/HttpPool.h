@@ -4,13 +4,13 @@
 
 namespace platform {
 
-/// The threads on which the HTTP library does its work. They are made with the first call, which a
-/// request makes that goes to the network, and OpenSSL before them: so OpenSSL is still there at
-/// the end of the process, when these threads end and give back what they hold of it. What runs in
-/// blocking() has ended before them, since it waits for them.
+/// The threads on which the HTTP library works. They are created by the first call, which a request
+/// makes before it uses the network. OpenSSL is initialised before them, so that it still exists at
+/// the end of the process, when these threads end and release their part of it. Bodies in
+/// blocking(), which wait for these threads, have ended by then.
 ///
-/// Throws std::runtime_error in a process that was forked from one that had them, and task_canceled
-/// at the end of the process.
+/// Throws std::runtime_error in a process that was forked from one with these threads, and
+/// task_canceled at the end of the process.
 boost::asio::io_service& httpPool();
 
 }  // namespace platform

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-// Asio sets no close-on-exec, and setting it afterwards leaves a moment in which a program can be
-// started: the sockets are made here.
+// Asio does not set close-on-exec, and if it is set afterwards, a program can be started in
+// between. So the sockets are created here.
 
 namespace platform {
 
@@ -53,7 +53,7 @@ tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp& protocol
     if (error) {
         throw boost::system::system_error(error);
     }
-    // Connections of the last user may still be in their final wait.
+    // Connections of the last user may still be in TIME_WAIT.
     acceptor.set_option(tcp::acceptor::reuse_address(true));
     return acceptor;
 }

@@ -1,7 +1,7 @@
 #include "platform/linux/TcpState.h"
 
-// The C library's own header, which Asio includes, lacks a member and excludes this one: a source
-// apart.
+// The C library's own header, which Asio includes, lacks a member and cannot be included with this
+// one: hence a separate source file.
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-constexpr int established = 1;  // named by the C library's header only
+constexpr int established = 1;  // only the C library's header has a name for it
 
 }  // namespace
 

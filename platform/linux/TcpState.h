@@ -10,7 +10,7 @@ struct TcpState {
     bool isEstablished;           ///< neither side has closed or reset it
 };
 
-/// Nothing where the system does not tell.
+/// Empty if the system does not tell.
 std::optional<TcpState> tcpState(int socket) noexcept;
 
 }  // namespace platform

@@ -14,7 +14,7 @@ struct OneShotTimer::Impl {
     Impl() : timer(httpPool()) {}
 
     boost::asio::steady_timer timer;
-    // A handler that is queued already can no longer be cancelled; this tells it.
+    // A handler that is already queued cannot be cancelled; this flag tells it to do nothing.
     std::shared_ptr<std::atomic<bool>> active = std::make_shared<std::atomic<bool>>(true);
 };
 

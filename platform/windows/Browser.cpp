@@ -14,12 +14,12 @@ bool isWebUrl(const utility::string_t& url) {
         return boost::algorithm::istarts_with(url, scheme) &&
                !boost::algorithm::iequals(url, scheme);
     };
-    // The shell would read as far as a zero: the browser would get another URL.
+    // The shell would read up to a zero byte, so the browser would get another URL.
     return (hasScheme(L"http:") || hasScheme(L"https:")) &&
            url.find(L'\0') == utility::string_t::npos;
 }
 
-/// The shell leaves some URLs to extensions that are COM objects.
+/// For some URLs the shell uses extensions that are COM objects.
 class Apartment {
 public:
     Apartment()
@@ -34,7 +34,7 @@ public:
     Apartment& operator=(const Apartment&) = delete;
 
 private:
-    const bool m_entered;  // else this thread is in another kind of apartment, which does, too
+    const bool m_entered;  // if not, this thread is in another kind of apartment: as good
 };
 
 }  // namespace

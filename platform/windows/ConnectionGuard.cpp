@@ -5,16 +5,15 @@
 
 namespace platform {
 
-// WinHTTP keeps its connections to itself. It closes them in step with what else it does with them,
-// and limits a head by itself; a body reaches the HTTP library piece by piece, and whoever reports
-// the progress of each can end it.
+// WinHTTP owns its connections. It closes them safely and limits heads by itself. A body reaches
+// the HTTP library in parts, and the handler that reports the progress of each can end it.
 
 struct ConnectionGuard::Impl {};
 
 namespace {
 
 void set(HINTERNET request, DWORD option, DWORD value) {
-    // Where it is not known, what the system does by itself has to do.
+    // Where the option is not known, the system's default must do.
     ::WinHttpSetOption(request, option, &value, sizeof(value));
 }
 
@@ -26,13 +25,13 @@ ConnectionGuard::ConnectionGuard(const web::uri& /*origin*/,
     config.set_nativehandle_options([host = config](web::http::client::native_handle request) {
         constexpr DWORD largestHead = DWORD{64} * 1024;
         set(request, WINHTTP_OPTION_MAX_RESPONSE_HEADER_SIZE, largestHead);
-        // Else it would read on what nobody wants any more, to keep the connection.
+        // Otherwise it would read an unwanted answer to its end, to keep the connection.
         set(request, WINHTTP_OPTION_MAX_RESPONSE_DRAIN_SIZE, 0);
         host.invoke_nativehandle_options(request);
     });
 }
 
-/// WinHTTP tells nobody.
+/// WinHTTP does not say.
 bool ConnectionGuard::noticesClosedOnes() const {
     return false;
 }

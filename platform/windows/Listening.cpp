@@ -8,8 +8,8 @@
 #include <memory>
 #include <utility>
 
-// Asio's sockets are inherited, and making them private afterwards leaves a moment in which a
-// program can be started: they are made here.
+// Asio's sockets are inherited, and if that is changed afterwards, a program can be started in
+// between. So they are created here.
 
 namespace platform {
 
@@ -38,18 +38,18 @@ void open(Socket& socket, const tcp& protocol, error_code& error) {
     }
 }
 
-/// A connection that is still to come.
+/// A connection that is awaited.
 struct Arrival {
     explicit Arrival(tcp::acceptor& acceptor) : socket(acceptor.get_executor()) {}
 
-    static constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;  // as the system asks
+    static constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;  // as the system requires
     std::array<char, std::size_t{2} * addressSize> addresses{};
     tcp::socket socket;
 };
 
 tcp::socket take(const tcp::acceptor::native_handle_type door, Arrival& arrival,
                  error_code& error) {
-    // Without it, the connection knows no address and cannot be shut down.
+    // Without this, the connection has no address and cannot be shut down.
     if (!error && ::setsockopt(arrival.socket.native_handle(), SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
                                reinterpret_cast<const char*>(&door), sizeof(door)) != 0) {
         error = lastError();
@@ -63,7 +63,7 @@ tcp::acceptor openAcceptor(net::io_context& context, const tcp& protocol) {
     tcp::acceptor acceptor(context);
     error_code error;
     open(acceptor, protocol, error);
-    // What other systems call reusing an address would here share it with everybody who asks.
+    // What other systems call reusing an address would share it with everybody here.
     const BOOL alone = TRUE;
     if (!error && ::setsockopt(acceptor.native_handle(), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
                                reinterpret_cast<const char*>(&alone), sizeof(alone)) != 0) {
@@ -75,7 +75,7 @@ tcp::acceptor openAcceptor(net::io_context& context, const tcp& protocol) {
     return acceptor;
 }
 
-/// A listening socket is never ready here: what it accepts has to be asked for.
+/// A listening socket never becomes ready here: an accept has to be started for each connection.
 void awaitPeer(tcp::acceptor& acceptor, std::function<void(const TakePeer&)> arrived) {
     const auto arrival = std::make_shared<Arrival>(acceptor);
     net::windows::overlapped_ptr operation(

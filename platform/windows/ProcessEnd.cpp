@@ -8,8 +8,8 @@ namespace {
 
 using Answer = unsigned char(__stdcall*)();
 
-/// Threads of the system's pool still let go of what is ours behind the end of a task. So this code
-/// stays in the process, whoever frees the library that it is in.
+/// Threads of the system's pool release our objects after the end of a task. So this code stays in
+/// memory, even if the library that it is in is freed.
 bool stayLoaded() noexcept {
     HMODULE self = nullptr;
     return ::GetModuleHandleExW(
@@ -19,7 +19,7 @@ bool stayLoaded() noexcept {
 
 [[maybe_unused]] const bool isPinned = stayLoaded();
 
-// No header declares it.
+// No header declares this function.
 const auto isShutDown = reinterpret_cast<Answer>(reinterpret_cast<void*>(
     ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
 

@@ -2,7 +2,7 @@
 
 namespace platform {
 
-// No process here begins as the copy of another one.
+// On Windows no process starts as a copy of another one.
 
 ProcessMark::ProcessMark() noexcept : m_process(0) {}
 

@@ -30,8 +30,9 @@ Closed<Handle> closed(Handle* handle, void (*close)(Handle*)) {
     return {handle, close};
 }
 
-/// Callbacks run on the system's pool. The object is freed there, too, by a work item that is made
-/// in advance: closing a timer waits for its callbacks, and a callback may be what stops it.
+/// Callbacks run on the system's pool. The object is freed there, too, by a work item that is
+/// created in advance: closing a timer waits for its callbacks, and a callback may itself close the
+/// timer.
 class Alarm {
 public:
     struct Stop {
@@ -54,7 +55,7 @@ private:
     void set(Clock::duration delay) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (!m_stopped) {
-            ULARGE_INTEGER due{};  // negative: from now on
+            ULARGE_INTEGER due{};  // negative: relative to now
             due.QuadPart = static_cast<ULONGLONG>(
                 -std::max(std::chrono::duration_cast<Ticks>(delay), Ticks::zero()).count());
             FILETIME time{due.LowPart, due.HighPart};
@@ -64,7 +65,7 @@ private:
 
     void stop() {
         if (otherThreadsAreGone()) {
-            return;  // one of them may have held the lock
+            return;  // one of those threads may have held the lock
         }
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
@@ -88,7 +89,7 @@ private:
         if (m_period) {
             set(begin + *m_period - Clock::now());
         } else {
-            m_call = nullptr;  // what it holds may hold this timer
+            m_call = nullptr;  // it may own this timer
         }
     }
 

@@ -1,10 +1,10 @@
-# The HTTP library for ThreadSanitizer, which must see the synchronisation inside it. To be sourced
-# in the root of the checkout.
+# The HTTP library for ThreadSanitizer, which must see the synchronisation inside it. To be sourced in the
+# root of the checkout.
 
 # shellcheck source=scripts/lib/sources.sh
 source scripts/lib/sources.sh
 
-# Builds it once from Debian's source package, instrumented, below build/ and prints where it is.
+# Builds it once from Debian's source package, instrumented, below build/ and prints its path.
 instrumented_cpprest() {
     local work=$PWD/build/instrumented version prefix
     version=$(dpkg-query -W -f '${source:Version}' libcpprest-dev)

@@ -2,14 +2,14 @@
 #
 #   node=$(find_node build)
 
-# Tried rather than read off the version: some releases of Node.js 20 have these functions, and
-# Debian 12's own Node.js 18 has not.
+# Tested rather than derived from the version: some releases of Node.js 20 have these functions, and Debian
+# 12's own Node.js 18 does not.
 node_suffices() {
     "$1" -e 'process.exit(URL.parse && require("crypto").hash ? 0 : 1)' >/dev/null 2>&1
 }
 
-# Prints the path of a Node.js that can run demo/provider: the system's where it is new enough,
-# else one that npm fetches into the given build directory, once.
+# Prints the path of a Node.js that can run demo/provider: the system's if it is new enough, otherwise one
+# that npm downloads once into the given build directory.
 find_node() {
     local version=22.23.3
     local node=$1/node-$version/bin/node
@@ -17,7 +17,7 @@ find_node() {
         command -v node
         return
     fi
-    # Its success is judged by the outcome: another script may have installed the same first.
+    # Only the result counts: another script may have installed the same version before.
     node_suffices "$node" || install_node "$version" "$1" >&2 || true
     if ! node_suffices "$node"; then
         echo "no Node.js for demo/provider: install npm, or Node.js 22 or later" >&2
@@ -26,8 +26,8 @@ find_node() {
     realpath "$node"
 }
 
-# The npm registry carries Node.js itself, as a package for each platform. The checksum is pinned
-# because a binary gets run; packing instead of installing runs no script of the package.
+# The npm registry has Node.js itself, as a package for each platform. The checksum is pinned because a
+# binary is run; packing instead of installing runs no script of the package.
 install_node() {
     local version=$1 build=$2 arch sha512 scratch
     case $(uname -m) in

@@ -11,7 +11,7 @@ start_provider() {
     shift
     node=$(find_node build)
     touch "$log"
-    # The provider ends with the pipe that it reads, whatever happens to this script.
+    # The provider ends when the pipe that it reads does, whatever happens to this script.
     coproc PROVIDER {
         exec "$node" demo/provider/provider.mjs --exit-with-stdin --log "$log" "$@" 2>"$log.errors"
     }

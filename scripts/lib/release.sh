@@ -1,4 +1,4 @@
-# What is given out with a release; to be sourced in the root of the checkout.
+# The files of a release; to be sourced in the root of the checkout.
 
 # shellcheck source=scripts/lib/package.sh
 source scripts/lib/package.sh
@@ -7,8 +7,8 @@ source scripts/lib/node.sh
 
 project_version() { sed -n 's/^project(OIDCAuth VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
 
-# make_release DIRECTORY: the sources of the last commit, the packages, what these are made of, and the
-# checksums of all that. The same commit gives the same bytes.
+# make_release DIRECTORY: the sources of the last commit, the packages, their SBOM, and checksums of all of
+# them. The same commit gives the same bytes.
 make_release() (
     version=$(project_version)
     node=$(find_node build)

@@ -1,5 +1,5 @@
-# A Debian tree with nothing in it but apt, to install packages into; to be sourced in the root of the
-# checkout. Whoever runs this is root, or may become so.
+# A Debian tree with nothing but apt, to install packages into; to be sourced in the root of the checkout.
+# Must be run by root or a user who can become root.
 
 # shellcheck source=scripts/lib/instrumented.sh
 source scripts/lib/instrumented.sh
@@ -7,7 +7,7 @@ source scripts/lib/instrumented.sh
 as_root=()
 ((EUID == 0)) || as_root=(sudo)
 
-# make_root DIRECTORY: makes the tree, of this machine's release and from its own registry.
+# make_root DIRECTORY: creates the tree, with this machine's Debian release and from its own registry.
 make_root() {
     local release
     release=$(. /etc/os-release && echo "$VERSION_CODENAME")
@@ -15,10 +15,10 @@ make_root() {
     source_entries | sed 's/^deb-src /deb /' | awk -v release="$release" '
         { for (i = 1; i <= NF; ++i) if ($i ~ "^" release "(-updates|-security)?$") print }' >"$root.list"
     "${as_root[@]}" mmdebstrap --mode=root --quiet --variant=apt "$release" "$root" "$root.list"
-    # Left out only where a container forbids it: the programs need little of it.
+    # Only missing if a container forbids it: the programs need little of it.
     "${as_root[@]}" mount -t proc proc "$root/proc" 2>/dev/null || true
     apt-config dump | sed -n '/::proxy /Ip' | "${as_root[@]}" tee "$root/etc/apt/apt.conf.d/90proxy" >/dev/null
-    # The tree does not outlive a crash of the machine.
+    # The tree need not survive a crash of the machine.
     echo force-unsafe-io | "${as_root[@]}" tee "$root/etc/dpkg/dpkg.cfg.d/unsafe-io" >/dev/null
     in_root useradd --create-home --uid 1000 ada
     in_root apt-get update -qq
@@ -42,7 +42,7 @@ as_user() {
         env -i -C /home/ada PATH=/usr/bin:/bin HOME=/home/ada LC_ALL=C.UTF-8 "$@"
 }
 
-# install_in_root PACKAGE...: packages of the registry by name, files by path in the tree.
+# install_in_root PACKAGE...: packages of the registry by name, files by their path in the tree.
 install_in_root() {
     in_root apt-get install -qqy --no-install-recommends -o Dpkg::Use-Pty=0 "$@" >"$root.log" 2>&1 ||
         { cat "$root.log" >&2; return 1; }

@@ -1,4 +1,5 @@
-// Fails if an SBOM breaks a rule of SPDX 2.3 that it could break, or is not of the packages beside it.
+// Fails if an SBOM violates an SPDX 2.3 rule that it could violate, or does not match the packages
+// beside it.
 //
 //   node sbom-check.mjs FILE
 

@@ -1,4 +1,4 @@
-// What the Debian packages are made of, as SPDX 2.3: the libraries that their programs link, and the
+// The contents of the Debian packages as SPDX 2.3: the libraries that their programs link, and the
 // packages whose headers were compiled into them.
 //
 //   node sbom.mjs TREE NAME VERSION    TREE: where the packages were built; prints JSON
@@ -24,7 +24,7 @@ const ours = readdirSync(created)
     .sort()
     .map((file) => ({ file, name: file.split('_')[0], ...contents(join(created, file)) }));
 
-/// The sonames of the libraries that are in a package, and of those that its programs link.
+/// The sonames of the libraries in a package, and of those that its programs link.
 function contents(file) {
     const scratch = mkdtempSync(join(tmpdir(), 'sbom-'));
     try {
@@ -46,7 +46,7 @@ function contents(file) {
 }
 
 // ---- packages of the system
-/// Which package each of the files is of; those that are of none are left out.
+/// The package of each of the files; files without a package are left out.
 function owners(patterns) {
     if (patterns.length === 0) {
         return [];
@@ -55,7 +55,7 @@ function owners(patterns) {
     try {
         found = run('dpkg-query', '-S', ...patterns);
     } catch (error) {
-        found = error.stdout; // some are of none
+        found = error.stdout; // some have no package
     }
     return [...new Set(lines(found).map((line) => line.split(/[:,]/)[0]))].sort();
 }
@@ -72,7 +72,7 @@ function lookUp(package_) {
     return known.get(package_);
 }
 
-// Which of our packages the objects of a folder end up in, the more special one first.
+// The package of ours that the objects of a folder end up in, the most specific one first.
 const folders = [
     [/^host\/CMakeFiles\/OIDCAuthKeyring\.dir\//, 'liboidcauth-keyring'],
     [/^(auth|host|platform)\//, /^liboidcauth[0-9]/],
@@ -124,7 +124,7 @@ for (const one of ours) {
     linked.forEach((package_) => relate(idOf(one.name), 'DYNAMIC_LINK', idOf(package_)));
     const sources = new Set(linked.map((package_) => lookUp(package_).source));
     for (const package_ of owners([...headers.get(one.name)])) {
-        // Those of a linked library go with it; of the others there is nothing but the headers.
+        // A linked library's packages come with it; of the others only the headers were used.
         if (sources.has(lookUp(package_).source)) {
             relate(idOf(package_), 'BUILD_DEPENDENCY_OF', idOf(one.name));
         } else {

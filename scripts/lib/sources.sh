@@ -1,7 +1,7 @@
 # Debian's source packages. To be sourced.
 
-# download_source FOLDER PACKAGE [apt-get option...]: into FOLDER, with lists of its own, for the
-# machine need not have source packages switched on.
+# download_source FOLDER PACKAGE [apt-get option...]: into FOLDER, with its own package lists, because the
+# machine need not have source packages enabled.
 download_source() {
     local folder=$1 package=$2
     shift 2
@@ -16,7 +16,7 @@ download_source() {
     )
 }
 
-# This machine's package sources as entries for source packages, in the one-line form.
+# This machine's package sources as entries for source packages, in the one-line format.
 source_entries() {
     local file
     for file in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do

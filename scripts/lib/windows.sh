@@ -1,5 +1,5 @@
-# What a build for Windows needs beside the cross-compiler. To be sourced in the root of the checkout.
-# It is built once for all checkouts of a user, and anew when one of its inputs changes.
+# The dependencies of a build for Windows, in addition to the cross-compiler. To be sourced in the root of
+# the checkout. They are built once for all checkouts of a user, and again when one of their inputs changes.
 
 # shellcheck source=scripts/lib/sources.sh
 source scripts/lib/sources.sh
@@ -7,14 +7,15 @@ source scripts/lib/sources.sh
 windows_cache=${OIDCAUTH_WINDOWS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/oidcauth/windows}
 windows_sysroot=build/windows-sysroot
 
-# Lays what is needed below $windows_sysroot, where the toolchain file looks for it.
+# Puts the dependencies below $windows_sysroot, where the toolchain file looks for them.
 make_windows_sysroot() {
     local compiler toolchain
     mkdir -p "$windows_cache" "$windows_sysroot"
     compiler=$(versions g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
     toolchain=$(<cmake/windows/toolchain.cmake)
     link_headers "$windows_sysroot/headers/include"
-    # The newest source is that of the newest package: who has another one has to fetch that again.
+    # The newest source package belongs to the newest binary package; a machine with another version must
+    # fetch it again.
     make_part openssl "$compiler" "$(versions libssl-dev)"
     make_part googletest "$compiler" "$(versions libgtest-dev)" "$toolchain"
     make_part cpprestsdk "$compiler" "$(versions libcpprest-dev libboost-dev)" "$toolchain" \
@@ -23,7 +24,7 @@ make_windows_sysroot() {
 
 versions() { dpkg-query -W -f '${Package} ${Version}\n' "$@"; }
 
-# link_windows_dlls FOLDER: what the programs in it load and Windows does not have.
+# link_windows_dlls FOLDER: the DLLs that the programs in it load and Windows does not have.
 link_windows_dlls() {
     local name
     mkdir -p "$1"
@@ -33,8 +34,8 @@ link_windows_dlls() {
     done
 }
 
-# make_windows_archive FILE: all components, the DLLs, headers and import libraries of what they depend
-# on, and everybody's terms.
+# make_windows_archive FILE: all components, the DLLs, headers and import libraries of their dependencies,
+# and all licences.
 make_windows_archive() {
     local scratch root package part
     scratch=$(mktemp -d)
@@ -59,7 +60,7 @@ make_windows_archive() {
     echo "$1"
 }
 
-# The libraries of headers, and no other header of this machine.
+# The header-only libraries, and no other header of this machine.
 link_headers() {
     local name
     mkdir -p "$1"
@@ -68,8 +69,8 @@ link_headers() {
     done
 }
 
-# make_part NAME INPUT...: what build_NAME builds, which gets a folder to work in and one to install
-# into. The recipe is an input, too.
+# make_part NAME INPUT...: runs build_NAME, which gets a folder to work in and one to install into. The
+# recipe is an input, too.
 make_part() {
     local name=$1 key prefix log=$windows_sysroot/$1.log
     key=$({ printf '%s\n' "$@"; declare -f "build_$name"; } | sha256sum | cut -c -16)
@@ -81,7 +82,7 @@ make_part() {
         echo "scripts/windows: building $name"
         rm -rf "$windows_cache/$name.work" "$windows_cache/$name.new"
         mkdir -p "$windows_cache/$name.work"
-        # In the background, for behind || and in an if `set -e` would not hold.
+        # In the background, because `set -e` has no effect in a command before || or in an if.
         (
             set -e
             export CCACHE_BASEDIR=$windows_cache/$name.work
@@ -96,14 +97,14 @@ make_part() {
 }
 
 build_openssl() {
-    # Without what nobody needs here, and without code or settings that a file could bring in: the
-    # paths that it is built with are folders of the current drive, where others may write.
+    # Without unneeded features, and without code or settings that could be loaded from a file: the built-in
+    # paths are folders of the current drive, where others may write.
     local -a without=(
         autoload-config dso engine legacy tests ui-console sock comp
         cmp cms ct dtls ocsp psk rfc3779 srp srtp ssl3 ssl-trace ts weak-ssl-ciphers
         aria bf blake2 camellia cast ec2m gost idea md4 mdc2 multiblock rc2 rc4 rmd160 scrypt seed
         siphash sm2 sm3 sm4 whirlpool)
-    # The tarball of a security update is there, while its description may not be.
+    # The tarball of a security update may exist before its description does.
     download_source "$1" openssl --tar-only
     tar -xf "$1"/openssl_*.orig.tar.* -C "$1"
     cd "$1"/openssl-*/
@@ -125,7 +126,8 @@ build_cpprestsdk() {
     local headers=$PWD/$windows_sysroot/headers/include
     download_source "$1" "cpprest=$(dpkg-query -W -f '${source:Version}' libcpprest-dev)"
     tar -xf "$1"/cpprest_*.orig.tar.* -C "$1"
-    # With its WinHTTP client, and with its own tasks, which Microsoft's compiler has from elsewhere.
+    # With its WinHTTP client, and its own implementation of tasks; with Microsoft's compiler it would use
+    # that compiler's.
     build_with_cmake "$1"/cpprestsdk-*/Release "$@" \
         -DCMAKE_PROJECT_cpprestsdk_INCLUDE="$PWD/cmake/windows/cpprestsdk.cmake" \
         -DCMAKE_CXX_STANDARD=17 \

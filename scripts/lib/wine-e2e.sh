@@ -1,11 +1,11 @@
-# The end-to-end tests of the command under Wine. To be sourced in the root of the checkout, behind
+# The end-to-end tests of the command under Wine. To be sourced in the root of the checkout, after
 # scripts/lib/wine.sh.
 
-# Their tests hold on Windows as well, but for those that are left out there by themselves.
+# These tests work on Windows as well, except cases that skip themselves there.
 wine_e2e_tests=(errors keeping login network output profiles refresh secret sign-in status token
     usage windows)
 
-# test_command_under_wine [option of node...]: one file at a time, as all find one folder of the user.
+# test_command_under_wine [option of node...]: one file at a time, because all use the same user folder.
 test_command_under_wine() {
     local node
     # shellcheck source=scripts/lib/node.sh

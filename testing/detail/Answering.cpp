@@ -53,7 +53,7 @@ Reply render(Content content, const Settings& settings, bool keepAlive) {
         return reply;
     }
     const unsigned status = settings.status.value_or(content.status);
-    // A client takes what follows these for its next answer.
+    // Other answers have no body: a client would take one for its next answer.
     if (status >= 200 && status != 204 && status != 304) {
         const auto size = std::max<std::uint64_t>(settings.minimalBody, content.body.size());
         reply.padding = size - content.body.size();

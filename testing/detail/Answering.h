@@ -14,11 +14,11 @@
 
 namespace auth::testing::detail {
 
-/// What a test has set for the tokens of one kind.
+/// A test's settings for the tokens of one kind.
 struct TokenSettings {
     Changes header;
     Changes claims;
-    std::optional<std::string> text;  // in place of the token
+    std::optional<std::string> text;  // replaces the token
     std::optional<SigningKey> key;
 };
 
@@ -27,7 +27,7 @@ struct PublishedKey {
     Changes members;
 };
 
-/// What a test has set for one endpoint.
+/// A test's settings for one endpoint.
 struct Settings {
     Changes members;
     std::optional<std::string> document;
@@ -43,18 +43,18 @@ struct Settings {
     Framing framing = Framing::ContentLength;
     bool closeAfterAnswer = false;
     std::optional<unsigned> answersLeft;
-    std::array<TokenSettings, 3> tokens;            // by kind; for the endpoint that gives it
+    std::array<TokenSettings, 3> tokens;            // by kind; for the endpoint that issues it
     std::optional<std::vector<PublishedKey>> keys;  // for the keys endpoint; without value: default
 };
 
-/// An answer as it is meant, before any fault.
+/// The intended answer, before any fault.
 struct Content {
     unsigned status = 200;
     std::string body;
     Fields headers;
 };
 
-/// The bytes of that answer with the faults of the settings.
+/// The bytes of that answer, with the faults in the settings.
 Reply render(Content content, const Settings& settings, bool keepAlive);
 
 }  // namespace auth::testing::detail

@@ -14,7 +14,7 @@ bool present(const std::string& value) {
     return !value.empty();
 }
 
-// The page can post to nothing else, and a fragment is never sent.
+// The page can only post to such a URL, and a fragment is never sent.
 bool postable(const std::string& uri) {
     return (uri.rfind("http://", 0) == 0 || uri.rfind("https://", 0) == 0) &&
            uri.find('#') == std::string::npos;

@@ -7,11 +7,12 @@
 
 namespace auth::testing::detail {
 
-/// What an authorization request lacks, in words, "" if nothing: the hybrid flow of an OpenID
-/// client that wants its answer by form_post and proves itself by PKCE.
+/// Says what an authorization request lacks, or "" if nothing. It must use the hybrid flow of
+/// OpenID, form_post and PKCE.
 std::string complaintAbout(const Fields& query);
 
-/// A page that posts these fields as soon as it is shown, or by its button without scripts.
+/// A page that posts these fields as soon as it is shown, or with its button if there are no
+/// scripts.
 std::string postingPage(const std::string& action, const Members& fields);
 
 /// The "c_hash" of an ID token that is signed with SHA-256 (OpenID Connect Core, section 3.3.2.11).

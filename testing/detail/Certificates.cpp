@@ -12,7 +12,7 @@ namespace {
 
 constexpr long day = 24L * 60 * 60;
 
-// Elliptic curves: unlike for RSA, every provider can have keys of its own without a delay.
+// Elliptic curves: unlike with RSA, every provider can have its own keys without a delay.
 Key makeKey() {
     Key key(EVP_EC_gen("P-256"));
     check(key != nullptr);

@@ -23,11 +23,11 @@ private:
     std::filesystem::path m_path;
 };
 
-/// By number and in the notation of OpenSSL's configuration files.
+/// By number, in the notation of OpenSSL's configuration files.
 using CertificateExtensions = std::vector<std::pair<int, std::string>>;
 
-/// A certificate for `key`, valid since a day ago. Without `issuer` it issues itself, and
-/// `issuerKey` has to be `key`. Throws std::runtime_error, as check() does.
+/// A certificate for `key`, valid since a day ago. Without `issuer` it is self-signed, and
+/// `issuerKey` must be `key`. Throws std::runtime_error, as check() does.
 Certificate issue(const std::string& subject, EVP_PKEY* key, long secondsLeft,
                   const CertificateExtensions& extensions, X509* issuer, EVP_PKEY* issuerKey);
 

@@ -71,7 +71,7 @@ std::optional<Grants::Redeemed> Grants::redeemRefreshToken(const RecordedRequest
         family->newest.clear();
         return std::nullopt;
     }
-    // Without a nonce: it belonged to the sign-in (OpenID Connect Core, section 12.2).
+    // Without a nonce: that belonged to the sign-in (OpenID Connect Core, section 12.2).
     return Redeemed{family->clientId, "", family->scope, rotate(family)};
 }
 

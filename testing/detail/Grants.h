@@ -9,7 +9,7 @@
 
 namespace auth::testing::detail {
 
-/// Authorization codes and refresh tokens: what was given out, and what it is still good for.
+/// The authorization codes and refresh tokens that were issued, and whether they are still valid.
 class Grants {
 public:
     struct Redeemed {
@@ -22,13 +22,13 @@ public:
     std::string issueCode(const CodeGrant& grant);
     std::string issueRefreshToken(const std::string& clientId, const std::string& scope);
 
-    /// What a token request gets, without value if its code or refresh token is not good for it.
+    /// The tokens for a token request; empty if its code or refresh token is not valid for it.
     std::optional<Redeemed> redeemCode(const RecordedRequest& request);
     std::optional<Redeemed> redeemRefreshToken(const RecordedRequest& request);
 
 private:
-    // All refresh tokens that go back to one consent. Only the newest is good, and none ("") once
-    // an older one or the code was used again: then someone has stolen it.
+    // All refresh tokens that go back to one consent. Only the newest is valid. None is ("") once
+    // an older one or the code has been used again, because somebody must have stolen it.
     struct Family {
         std::string clientId;
         std::string scope;
@@ -44,7 +44,7 @@ private:
     std::string rotate(const FamilyPtr& family);
 
     std::map<std::string, Code> m_codes;
-    std::map<std::string, FamilyPtr> m_refreshTokens;  // the old ones, too
+    std::map<std::string, FamilyPtr> m_refreshTokens;  // including the old ones
 };
 
 }  // namespace auth::testing::detail

@@ -45,7 +45,8 @@ RecordedRequest recorded(const http::request<http::string_body>& message) {
     return request;
 }
 
-// Each step starts one operation, which owns the connection until it completes and calls the next.
+// Each step starts one operation, which owns the connection until it completes and then starts the
+// next one.
 template <class Stream>
 class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 public:
@@ -184,8 +185,8 @@ private:
         }
     }
 
-    // For TLS the end of the session is announced, but the peer's answer to it is not waited for: a
-    // client that keeps the connection for later never gives one.
+    // With TLS the end of the session is announced, but the peer's answer to that is not awaited: a
+    // client that keeps the connection for later never sends one.
     void closeOrderly() {
         if constexpr (tls) {
             m_stream.async_shutdown(then(&Connection::close));

@@ -22,10 +22,10 @@ enum class Ending {
     Silence,  // nothing more is sent until the peer closes
 };
 
-/// What goes out, byte by byte as the provider wants it: nothing is added or checked.
+/// The bytes to send, exactly as the provider wants them: nothing is added or checked.
 struct Reply {
     std::string head;
-    std::uint64_t padding = 0;  // this many blanks before the body, made while they are sent
+    std::uint64_t padding = 0;  // this many blanks before the body, generated while they are sent
     std::string body;
     bool chunked = false;
     bool lastChunk = true;
@@ -42,8 +42,8 @@ struct Arrival {
     bool keepAlive = false;
 };
 
-/// What the server reports. Called on its thread, where also each `answer` has to be called, at any
-/// time later and at most once.
+/// Receives the server's events. Called on its thread; each `answer` must be called on that thread,
+/// too, at any later time and at most once.
 class ServerEvents {
 public:
     virtual ~ServerEvents() = default;
@@ -52,11 +52,11 @@ public:
     virtual void closed(unsigned connection) = 0;
 };
 
-/// Serves http, or https with `tls`, on the loopback interface. One thread runs all
-/// connections, so their state needs no locks and stopping waits for none of them.
+/// Serves http, or https with `tls`, on the loopback interface. One thread runs all connections, so
+/// their state needs no locks, and stopping does not wait for any of them.
 class HttpServer {
 public:
-    /// Listens, but accepts nothing before start(). `events` has to live until stop().
+    /// Listens, but accepts nothing before start(). `events` must live until stop().
     HttpServer(ServerEvents& events, std::optional<boost::asio::ssl::context> tls);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
@@ -64,7 +64,7 @@ public:
 
     unsigned short port() const { return m_port; }
     void start();
-    /// No event comes after it. Connections are closed in the destructor.
+    /// No event follows. Connections are closed by the destructor.
     void stop();
     /// Runs `task` on the server's thread.
     void post(std::function<void()> task);

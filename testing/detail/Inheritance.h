@@ -4,7 +4,8 @@
 
 namespace auth::testing::detail {
 
-/// A socket that a program started by a test inherits would stay open after the server closed it.
+/// If a program started by a test inherited the socket, it would stay open after the server closes
+/// it.
 void keepFromChildren(boost::asio::ip::tcp::socket::native_handle_type socket);
 
 }  // namespace auth::testing::detail

@@ -26,8 +26,8 @@ using Extension = std::unique_ptr<X509_EXTENSION, Freeing<X509_EXTENSION_free>>;
 using Key = std::unique_ptr<EVP_PKEY, Freeing<EVP_PKEY_free>>;
 using Number = std::unique_ptr<BIGNUM, Freeing<BN_free>>;
 
-/// Throws std::runtime_error with OpenSSL's reason. The thread's error queue is empty afterwards:
-/// what stays in it would be taken for a failure of the program under test.
+/// Throws std::runtime_error with OpenSSL's reason. Afterwards the thread's error queue is empty:
+/// an error that stays in it would be taken for a failure of the program under test.
 inline void check(bool success) {
     if (!success) {
         const char* const reason = ERR_reason_error_string(ERR_peek_last_error());

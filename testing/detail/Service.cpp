@@ -12,7 +12,8 @@ using std::chrono::seconds;
 
 constexpr std::array paths{"/.well-known/openid-configuration", "/jwks", "/token", "/authorize"};
 
-// One for all providers of a process: tests make many providers, and an RSA pair takes long.
+// One for all providers of a process: tests create many providers, and generating an RSA pair takes
+// long.
 const SigningKey& defaultKey() {
     static const auto key = SigningKey::rsa("test-key");
     return key;
@@ -31,7 +32,7 @@ seconds::rep now() {
         .count();
 }
 
-// A test may set any lifetime.
+// A test may set any lifetime, so the sum may overflow.
 std::string sum(seconds::rep time, seconds::rep lifetime) {
     return std::to_string(time + std::min(lifetime, seconds::max().count() - time));
 }

@@ -16,26 +16,26 @@ namespace auth::testing::detail {
 constexpr std::array endpoints{Endpoint::Discovery, Endpoint::Keys, Endpoint::Token,
                                Endpoint::Authorization};
 
-/// In whose answers tokens of that kind come.
+/// The endpoint that issues tokens of that kind.
 constexpr Endpoint sourceOf(TokenKind kind) {
     return kind == TokenKind::AuthorizationId ? Endpoint::Authorization : Endpoint::Token;
 }
 
-/// Below the issuer.
+/// The path below the issuer.
 const char* pathOf(Endpoint endpoint);
 
-/// What the provider says, as tests have set it, apart from how it is sent. Not for several threads
-/// at once.
+/// The content of the provider's answers, as tests have set it, without the way it is sent. Not for
+/// several threads at once.
 class Service {
 public:
     explicit Service(std::string issuer);
 
     Settings& settings(Endpoint endpoint);
-    /// The keys that are published, to be changed.
+    /// The published keys, for changing.
     std::vector<PublishedKey>& keys();
     SigningKey signingKey();
     TestToken token(TokenKind kind, const std::string& clientId, const std::string& nonce);
-    /// The answer to a well-formed request. Uses up the code or refresh token that it carries.
+    /// The answer to a well-formed request. Uses up the request's code or refresh token.
     Content content(const RecordedRequest& request, Endpoint endpoint);
 
     std::chrono::seconds tokenLifetime{3600};

@@ -19,7 +19,7 @@ std::string base64(std::string_view bytes);
 /// Without padding (RFC 7515, section 2).
 std::string base64url(std::string_view bytes);
 
-/// Different whenever it is called, in every provider and every process.
+/// Different for each call, in all providers and processes.
 std::string unique(const std::string& prefix);
 
 }  // namespace auth::testing::detail

@@ -12,7 +12,7 @@ const provider = await startProvider(test);
 
 const claims = (token) => JSON.parse(Buffer.from(token.split('.')[1], 'base64url'));
 
-/// Somebody who has typed `oidcauth login` and sees the first page in their own browser.
+/// A user who has started `oidcauth login` and sees the first page in their own browser.
 async function atSignIn(t, { configUrl = provider.configUrl, host = '127.0.0.1' } = {}) {
     const browser = new Browser(t);
     const port = await freePort();
@@ -23,7 +23,8 @@ async function atSignIn(t, { configUrl = provider.configUrl, host = '127.0.0.1' 
     return { app, login, port, browser, page };
 }
 
-// Chromium takes `localhost` for both loopback addresses, and asks for an icon after the last page.
+// Chromium resolves `localhost` to both loopback addresses, and requests an icon after the last
+// page.
 test('a person signs in in the browser that login opens', options, async (t) => {
     const user = 'Zoë & "Co"';
     const { app, login, page } = await atSignIn(t, { host: 'localhost' });

@@ -9,7 +9,7 @@ import { shells } from './support/shells.mjs';
 
 const manual = makeManual(test);
 
-/// A home with three profiles and a file, and a program that nobody else has.
+/// A home with three profiles and a file, and a program with a unique name.
 function surroundings(t) {
     const home = temporaryFolder(t);
     const config = join(home, '.config/oidcauth/config.toml');
@@ -45,7 +45,7 @@ const rows = [
     ['exec --env E2E_', 'E2E_TOKEN'],
     ['login --no-', '--no-browser', '--no-store'],
     ['status --no-'],
-    // A value is no subcommand, though it is called like one.
+    // A value is not a subcommand, even if it has the same name.
     ['status --profile login --no-'],
     ['exec ', '--'],
     ['exec --profile work -- e2e-pro', 'e2e-program'],
@@ -70,7 +70,7 @@ for (const [name, start] of Object.entries(shells)) {
             const line = 'oidcauth login --keyring --sto';
             assert.deepEqual(await shell.complete(line), [], 'what an option excludes');
         }
-        chmodSync(config, 0o666); // which the command refuses
+        chmodSync(config, 0o666); // the command refuses such a file
         assert.deepEqual(await shell.complete('oidcauth status --profile w'), []);
     });
 }

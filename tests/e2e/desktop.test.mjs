@@ -1,4 +1,5 @@
-// examples/desktop in a window that nobody sees, used by its keys: scripts/ci/examples runs this.
+// Runs examples/desktop on an invisible display and controls it with the keyboard. Run by
+// scripts/ci/examples.
 
 import assert from 'node:assert/strict';
 import { execFile, spawn } from 'node:child_process';
@@ -15,7 +16,7 @@ import { listen } from './support/ports.mjs';
 import { startProvider } from './support/provider.mjs';
 
 const run = promisify(execFile);
-/// In milliseconds: below those after which the program would give up by itself.
+/// In milliseconds, shorter than the limits after which the program gives up by itself.
 const limit = 20_000;
 const inTime = () => ({ signal: AbortSignal.timeout(limit) });
 const { OIDCAUTH_DESKTOP, OIDCAUTH_SCREENSHOT, OIDCAUTH_SOURCE_DIR } = process.env;
@@ -23,7 +24,7 @@ const { OIDCAUTH_DESKTOP, OIDCAUTH_SCREENSHOT, OIDCAUTH_SOURCE_DIR } = process.e
 const provider = await startProvider(test);
 const display = await startDisplay();
 
-/// A display of a free number, without a window manager.
+/// A display with a free number, without a window manager.
 async function startDisplay() {
     const args = ['-displayfd', '3', '-screen', '0', '800x600x24', '-nolisten', 'tcp'];
     const child = spawn('Xvfb', args, { stdio: ['ignore', 'ignore', 'ignore', 'pipe'] });
@@ -47,7 +48,7 @@ class Desktop {
         t.after(() => this.process.kill('SIGKILL'));
     }
 
-    /// A command of the shell, to which the page is "$1".
+    /// A shell command that gets the page as "$1".
     set browser(command) {
         writeFileSync(this.environment.BROWSER, `#!/bin/sh\n${command}\n`);
         chmodSync(this.environment.BROWSER, 0o700);
@@ -63,7 +64,7 @@ class Desktop {
         return stdout.trim();
     }
 
-    /// Until its title says so.
+    /// Waits until the window title says so.
     async shows(title) {
         const name = `^${title} – Files$`;
         const search = this.#run('xdotool', ['search', '--sync', '--onlyvisible', '--name', name]);

@@ -10,7 +10,7 @@ import { startProvider } from './support/provider.mjs';
 
 const provider = await startProvider(test, '--access-token-ttl', '3600');
 
-/// The last line, which is all that says what the provider said.
+/// Only the last line has the provider's texts.
 function saysAtLast({ code, stdout, stderr }, expected) {
     const lines = stderr.trimEnd().split('\n');
     assert.deepEqual([lines.at(-1), stdout], [`oidcauth: ${expected}`, '']);
@@ -31,7 +31,7 @@ for (const { what, env, says } of [
         says: 'invalid_client (client authentication failed)',
     },
     {
-        what: 'a scope that is not for it', // one that nobody knows it leaves out in silence
+        what: 'a scope that is not for it', // the provider ignores unknown scopes silently
         env: { OIDCAUTH_SCOPES: 'openid' },
         says: 'invalid_scope (requested scope is not allowed)',
     },
@@ -53,12 +53,12 @@ test('a user is told why the sign-in was ended', async (t) => {
 });
 
 test('a user is told of a code that was used twice', async (t) => {
-    // Stands between the two, and sends the code on once more.
+    // A proxy between the two that sends the code a second time.
     const proxy = createServer(async (request, response) => {
         const { method, headers } = request;
         const body = method === 'POST' ? await buffer(request) : undefined;
         const type = headers['content-type'];
-        const url = new URL(request.url, `http://${headers.host}`); // Wine asks for the path alone
+        const url = new URL(request.url, `http://${headers.host}`); // Wine only requests the path
         const send = () =>
             fetch(url, { method, body, headers: type ? { 'Content-Type': type } : {} });
         let answer = await send();
@@ -91,7 +91,7 @@ test('a user is told of a refresh token that was used before', async (t) => {
     assert.equal(saysAtLast(await app.run(refreshing), text), 3);
 });
 
-test('a user is told which claim of a token was not as it must be', async (t) => {
+test('a user is told which claim of a token was missing or wrong', async (t) => {
     const configuration = await (await fetch(provider.configUrl)).json();
     const amended = createServer((_, response) => {
         response.writeHead(200, { 'Content-Type': 'application/json' });
@@ -99,7 +99,7 @@ test('a user is told which claim of a token was not as it must be', async (t) =>
     });
     const app = await App.make(t, `http://${await listen(t, amended)}/`);
     const { code, stderr } = await app.signIn();
-    const says = /^oidcauth: auth code response validation failed: iss is missing or not as it must be; the token has (.*)\n$/m;
+    const says = /^oidcauth: auth code response validation failed: iss is missing or wrong; the token has (.*)\n$/m;
     const [, claims] = stderr.match(says);
     assert.deepEqual([code, claims.split(', ').includes('aud')], [4, true]);
     assert.ok(!stderr.includes(`"${configuration.issuer}"`), stderr);

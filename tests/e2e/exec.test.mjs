@@ -8,7 +8,7 @@ import { startProvider } from './support/provider.mjs';
 
 const provider = await startProvider(test);
 
-/// A service whose token is asked for anew by each call: connections and threads are there.
+/// A service that requests a new token with each call, so that there are connections and threads.
 function service(t) {
     const { environment } = new Service(t, provider.configUrl);
     const command = new Command(t, { ...environment, OIDCAUTH_MIN_VALIDITY: '61' });
@@ -80,7 +80,7 @@ for (const args of [[], ['--file']]) {
         });
     }
 
-    // ThreadSanitizer keeps signals back while the command waits for the program.
+    // ThreadSanitizer delays signals while the command waits for the program.
     const skip = args.length > 0 && Boolean(process.env.TSAN_OPTIONS);
     test(inMode('signals reach the program'), { skip }, async (t) => {
         const command = service(t);
@@ -115,7 +115,7 @@ test('a user has one of two tokens, and nobody holds the lock', async (t) => {
         [[], 'OIDCAUTH_ACCESS_TOKEN', 'token'],
         [['--id-token'], 'OIDCAUTH_ID_TOKEN', 'id-token'],
     ]) {
-        // Refreshed by both.
+        // Both of them refresh it.
         const script = `echo $${variable}; exec "$0" ${command} --min-validity 61`;
         const program = ['sh', '-c', script, process.env.OIDCAUTH_COMMAND];
         const stdout = await app.succeed(['exec', '--min-validity', '61', ...args, '--', ...program]);

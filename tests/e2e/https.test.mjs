@@ -1,4 +1,5 @@
-// As with providers on the internet: their pages come by https, and the last form goes to http.
+// As with providers on the internet: pages are served with https, and the last form is posted to
+// http.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
@@ -11,8 +12,8 @@ import { startProvider } from './support/provider.mjs';
 
 const options = { skip: missingBrowser };
 
-/// Somebody who has just allowed what the application asks for. The browser takes the provider for
-/// one on the internet, from where little may reach this machine, and has complained of `warnings`.
+/// A user who has just consented. The browser treats the provider as a public host, whose requests
+/// to this machine are restricted, and has logged `warnings`.
 async function allowed(t, { host = '127.0.0.1', formAction }) {
     const { cert, key } = makeCertificate(t, 'IP:127.0.0.1');
     const policy = formAction ? ['--form-action', formAction] : [];

@@ -14,21 +14,21 @@ import { startProvider } from './support/provider.mjs';
 const claims = (token) => JSON.parse(Buffer.from(token.split('.')[1], 'base64url'));
 const isWhole = (text) => /^eyJ[\w-]+\.[\w-]+\.[\w-]{342}$/.test(text);
 
-/// Waits for what must come.
+/// Waits for a condition that must become true.
 async function until(condition, what) {
     for (const end = Date.now() + 20_000; !condition(); await delay(10)) {
         assert.ok(Date.now() < end, `${what()} does not come`);
     }
 }
 
-/// With a folder of its own for the file.
+/// With its own folder for the file.
 function prepared(command) {
     mkdirSync(command.path('kept'));
     command.file = command.path('kept', 'token');
     command.keep = (args = [], options) =>
         command.start(['keep', command.file, ...args], { limit: 60_000, ...options });
     command.content = () => readFileSync(command.file, 'utf8');
-    /// Once it is another one than `last`.
+    /// Waits until the token differs from `last`.
     command.next = async (child, last) => {
         const hasEnded = () => child.exitCode !== null;
         const isNew = () => existsSync(command.file) && command.content() !== last;
@@ -39,10 +39,10 @@ function prepared(command) {
     return command;
 }
 
-/// Answers nobody at first.
+/// Starts a provider that does not answer yet.
 async function startPaused(t) {
     let provider;
-    t.after(() => provider.resume()); // before it is asked to end
+    t.after(() => provider.resume()); // before the provider is asked to end
     provider = await startProvider(t);
     provider.pause();
     return provider;
@@ -76,7 +76,7 @@ describe('keep', { concurrency: true }, () => {
         child.kill('SIGTERM');
         assert.deepEqual(await child.result, { code: 0, stdout: '', stderr: '' });
         assert.deepEqual(readdirSync(app.path('kept')), ['token']);
-        // One for each, but for the one of the sign-in.
+        // One for each token, except that of the sign-in.
         const asked = provider.requests().filter(({ path }) => path === '/token');
         assert.ok(asked.length <= seen.size + 2, `${asked.length} requests for ${seen.size} tokens`);
     });
@@ -108,9 +108,9 @@ describe('keep', { concurrency: true }, () => {
         const child = app.keep();
         let last = await app.next(child);
         await first.stop();
-        // It knows no refresh token of the first.
+        // This provider does not know the first one's refresh tokens.
         const second = await startProvider(t, '--access-token-ttl', '10', '--port', port);
-        await child.says.match(/unable to refresh token.*run oidcauth login.*; the last token serves until/);
+        await child.says.match(/unable to refresh token.*run oidcauth login.*; the last token is valid until/);
         last = app.content();
         assert.ok(Date.now() < claims(last).exp * 1000);
         await app.signIn(['login', '--force']);
@@ -124,7 +124,7 @@ describe('keep', { concurrency: true }, () => {
         assert.ok(Date.now() >= claims(app.content()).exp * 1000, 'too early');
     });
 
-    test('tokens that are expired when they come are not asked for again and again', async (t) => {
+    test('tokens that have expired on arrival are not requested again and again', async (t) => {
         let asked = 0;
         const server = fakeProvider((_, response) => {
             const access_token = `token-${(asked += 1)}`;
@@ -132,7 +132,7 @@ describe('keep', { concurrency: true }, () => {
         });
         const command = service(t, `http://${await listen(t, server)}/`);
         const child = command.keep(['--service']);
-        await child.says.match(/(.*expired when they come; trying again.*\n){4}/);
+        await child.says.match(/(.*have already expired when they arrive; trying again.*\n){4}/);
         assert.ok(asked <= 8, `${asked} times`);
         assert.match(command.content(), /^token-\d$/);
         child.kill();
@@ -147,7 +147,8 @@ describe('keep', { concurrency: true }, () => {
         let last = await command.next(first);
         first.kill();
         await first.result;
-        // Up to half as long again as this one took, which depends on machine and instruments.
+        // Up to 1.5 times the duration of this one, which depends on the machine and on
+        // instrumentation.
         const whole = Date.now() - begun;
         for (let part = 0, changes = 0; changes < 20; part = (part + 0.17) % 1.5) {
             const child = command.keep(['--service', '--min-validity', '61']);
@@ -183,10 +184,10 @@ describe('keep', { concurrency: true }, () => {
             const said = (pattern) => until(() => pattern.test(told), () => `${pattern} in ${told}`);
             await said(/^bound\n$/);
             const child = command.keep(['--service'], { env: { NOTIFY_SOCKET: address } });
-            await delay(300); // for what must not come
+            await delay(300); // for an event that must not come
             assert.equal(told, 'bound\n');
             provider.resume();
-            await said(/<READY=1\nSTATUS=.* serves until 2.*Z>$/);
+            await said(/<READY=1\nSTATUS=.* is valid until 2.*Z>$/);
             assert.ok(isWhole(command.content()));
             child.kill();
             assert.equal((await child.result).code, 0);
@@ -195,7 +196,7 @@ describe('keep', { concurrency: true }, () => {
     }
 
     test('a request does not hold up the end', async (t) => {
-        const server = createServer(); // answers nobody
+        const server = createServer(); // accepts connections and never answers
         const url = `http://${await listen(t, server)}`;
         const command = service(t, url);
         const byIssuer = { OIDCAUTH_CONFIG_URL: undefined, OIDCAUTH_ISSUER: url };
@@ -221,7 +222,7 @@ describe('keep', { concurrency: true }, () => {
         ]) {
             const ended = await command.run(['keep', file, '--service']);
             assert.equal(ended.code, code, `${file}: ${ended.stderr}`);
-            assert.match(ended.stderr, code === 2 ? / is no regular file$/m : /the folder cannot be opened: /);
+            assert.match(ended.stderr, code === 2 ? / is not a regular file$/m : /the folder cannot be opened: /);
         }
         assert.deepEqual(provider.requests(), []);
     });

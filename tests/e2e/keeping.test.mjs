@@ -41,7 +41,7 @@ test('a sign-in that brings no refresh token leaves none, of the same user or an
     const apps = [await signedIn(), await signedIn()];
     await first.stop();
 
-    // The same issuer, which refuses the refresh tokens of before and gives no others.
+    // The same issuer, which refuses the earlier refresh tokens and issues no others.
     const { port } = new URL(first.configUrl);
     await startProvider(t, '--port', port, '--refresh-token-ttl', '0');
     const again = async (app, user) => {

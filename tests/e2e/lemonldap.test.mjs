@@ -20,7 +20,8 @@ test('a user signs in and refreshes there', { skip }, async (t) => {
     const { code, stdout, stderr } = await app.signIn(['login'], '--user', 'dwho', '--password', 'dwho');
     assert.equal(code, 0, stderr);
     assert.match(stdout, /^Signed in as dwho, client demo-app, until /);
-    // Its tokens live for an hour. Its refreshes bring no refresh token: the second one has the first's.
+    // Its tokens live for an hour. Its refreshes bring no refresh token: the second one uses the
+    // first one's.
     const tokens = new Set([await app.succeed(['token'])]);
     for (const minutes of ['61', '61', '0']) {
         tokens.add(await app.succeed(['token', '--min-validity', minutes]));

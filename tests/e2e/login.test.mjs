@@ -15,7 +15,7 @@ test.beforeEach(() => provider.requests());
 
 const claims = (token) => JSON.parse(Buffer.from(token.split('.')[1], 'base64url'));
 
-/// What the provider was asked for since the last call, by the command.
+/// The command's token requests since the last call.
 const grants = () =>
     provider
         .requests()
@@ -113,7 +113,7 @@ test('the first redirect URL whose port is free is taken', async (t) => {
 test('a terminal counts the seconds down, and its Ctrl-C frees the port', onLinux, async (t) => {
     const port = await freePort();
     const app = new App(t, provider.configUrl, `http://127.0.0.1:${port}/callback`);
-    // Gives the command a terminal, and joins what it writes.
+    // Runs the command on a terminal, which merges its output streams.
     const launcher = ['/bin/sh', '-c', 'exec script --quiet --return --command "$*" /dev/null', 'sh'];
     const child = app.start(['login', '--no-browser'], { launcher, input: null });
     await child.prints.match(/\rWaiting for the sign-in in the browser: 90 s left\.\r/);
@@ -134,7 +134,7 @@ test('a provider that stops in the middle is named', async (t) => {
     const app = await App.make(t, stopped.configUrl);
     const child = await app.startSignIn(['login']);
 
-    // The user signs in, and the answer arrives when the provider is gone.
+    // The user signs in, and the answer arrives after the provider has gone.
     const page = new URL(child.page);
     const redirectUrl = page.searchParams.get('redirect_uri');
     const server = createServer(async (request, response) => {

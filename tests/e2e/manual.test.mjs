@@ -23,7 +23,7 @@ test('each subcommand has its page', () => {
 
 const linters = [
     ['mandoc', '-Tlint', '-Wstyle'],
-    // The second one is what Debian's package checker runs.
+    // Debian's package checker runs the second one.
     ['man', '--warnings', '-E', 'UTF-8', '-l', '-Tutf8', '-Z'],
 ];
 for (const [linter, ...args] of linters) {

@@ -49,7 +49,7 @@ test('a provider or proxy that is not there, or hangs up, is a network error', a
     }
 });
 
-/// Emits `hangs` when it has received what it will never answer: anything at all, ...
+/// Emits `hangs` when it has received data that it will never answer: any data, ...
 function silentServer() {
     const server = createTcpServer((socket) =>
         socket.once('data', () => server.emit('hangs')).on('error', () => {}),
@@ -71,7 +71,7 @@ for (const { name, scheme, makeServer } of [
     test(`Ctrl-C during ${name} ends at once`, async (t) => {
         const server = makeServer();
         const closed = [];
-        // Cut off or not: a client that is interrupted may leave half a request behind.
+        // Cut off or not: an interrupted client may leave half a request behind.
         server.on('connection', (socket) =>
             closed.push(new Promise((resolve) => socket.once('close', resolve))),
         );

@@ -25,7 +25,7 @@ async function signedIn(t, url = provider.configUrl) {
     return app;
 }
 
-/// Where the server listens, and the credentials that come with requests to it.
+/// The URL of the server, and the credentials that requests to it carry.
 async function credentialsAt(t, server) {
     const seen = [];
     server.on('request', (request, response) => {
@@ -45,7 +45,7 @@ test('each format gives out the same token, with the expiry of its own', async (
         const json = JSON.parse(await app.succeed([command, '--output', 'json']));
         assert.equal(json[name], text);
         assert.deepEqual(JSON.parse(await app.succeed([command, '--json', '--output=json'])), json);
-        // An access token's is reckoned from when it came.
+        // An access token's expiry counts from its arrival.
         assert.ok(Math.abs(Date.parse(json.expires_at) - Date.parse(expiry)) <= (name === 'id_token' ? 0 : 5000));
         const variables = `OIDCAUTH_${name.toUpperCase()}=${text}\nOIDCAUTH_EXPIRES_AT=${json.expires_at}\n`;
         assert.equal(await app.succeed([command, '--output', 'env']), variables);
@@ -71,7 +71,7 @@ test('a shell takes the variables for what they are', async (t) => {
     });
     const service = new Service(t, `http://${await listen(t, server)}/`);
     for (; tokens.length > 0; tokens.shift()) {
-        const variables = await service.succeed(['--output', 'env']); // never stored for long enough
+        const variables = await service.succeed(['--output', 'env']); // the stored one is never valid for long enough
         const script = `${variables}printf %s "$OIDCAUTH_ACCESS_TOKEN"`;
         assert.equal(spawnSync('sh', ['-c', script]).stdout.toString(), tokens[0], variables);
     }

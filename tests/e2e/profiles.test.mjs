@@ -17,7 +17,7 @@ function writeConfig(command, text) {
     return file;
 }
 
-// Nothing listens at any of these: the error names the one that was asked.
+// Nothing listens at any of these: the error names the one that was used.
 const url = (port) => `http://127.0.0.1:${port}/`;
 
 for (const { what, args = [], env = {}, asks } of [
@@ -58,7 +58,7 @@ for (const { what, args = [], env = {}, asks } of [
     test(`takes ${what}`, async (t) => {
         const command = new Command(t, {});
         writeFileSync(command.path('secret'), secret);
-        // Of all that use Wine the home directory is the same.
+        // All users of Wine have the same home directory.
         const place = (path) => (isWindows ? `Z:${command.path('secret')}` : path);
         const profile = (name, port, file) =>
             `[${name}]\nconfig-url = "${url(port)}"\nclient-id = "c"\nscopes = ["a", "b"]\n` +
@@ -76,18 +76,18 @@ for (const { what, args = [], env = {}, asks } of [
 
 for (const { text, says, args = ['--profile', 'p'], mode = 0o644 } of [
     { text: '[p]\nclient-id = "c"\nclientid = "c"', says: ':3: clientid: no such key' },
-    { text: 'client-id = "c"', says: ':1: client-id: belongs into the section of a profile' },
+    { text: 'client-id = "c"', says: ':1: client-id: belongs in the section of a profile' },
     { text: '[p]\nprofile = "q"', says: ':2: profile: no such key' },
     { text: '[p]\n"x y" = 1', says: ':2: no such key' },
     { text: '[p]\nmin-validity = "5"', says: ':2: min-validity: must be a whole number' },
     { text: '[p]\nmin-validity = -1', says: ':2: min-validity: that value is not allowed' },
     { text: '[p]\nkeyring = "yes"', says: ':2: keyring: must be true or false' },
-    { text: '[p]\nclient-id = ["c"]', says: ':2: client-id: must be a text' },
-    { text: '[p]\nscopes = ["a", 1]', says: ':2: scopes: must be a text, or a list of texts' },
-    { text: '[p]\nscopes = []', says: ':2: scopes: must be a text, or a list of texts' },
-    { text: '[p]\nclient-id = ""', says: ':2: client-id: must be a text that is not empty' },
-    { text: '[p]\nclient-id = "c\\u0000"', says: ':2: client-id: must be a text that is not empty' },
-    { text: '[p]\nstore = "s"\nkeyring = true', says: ':3: keyring: does not go together with ' },
+    { text: '[p]\nclient-id = ["c"]', says: ':2: client-id: must be a string' },
+    { text: '[p]\nscopes = ["a", 1]', says: ':2: scopes: must be a string, or a list of strings' },
+    { text: '[p]\nscopes = []', says: ':2: scopes: must be a string, or a list of strings' },
+    { text: '[p]\nclient-id = ""', says: ':2: client-id: must be a string that is neither empty nor contains NUL' },
+    { text: '[p]\nclient-id = "c\\u0000"', says: ':2: client-id: must be a string that is neither empty nor contains NUL' },
+    { text: '[p]\nstore = "s"\nkeyring = true', says: ':3: keyring: cannot be used together with ' },
     { text: '[p]\nconfig-url = "ftp://x/"', says: ':2: config-url: the scheme must be https' },
     { text: `[p]\nclient-secret = '${secret}'`, says: ':2: client-secret: a secret does not belong here' },
     { text: '[q.r]\nclient-id = "c"', says: ':1: r: no such key' },
@@ -96,7 +96,7 @@ for (const { text, says, args = ['--profile', 'p'], mode = 0o644 } of [
     ...(isWindows ? [] : [{ text: '[p]', mode: 0o664, says: ': can be written by other users; set its mode to 0644' }]),
     { text: '[p2]', says: 'no profile of that name in ' },
     { text: 'default-profile = "q"', args: [], says: ':1: default-profile: no profile of that name' },
-    { text: '[p]\nissuer = "http://127.0.0.1:1/?a"', says: ':2: issuer: an issuer has neither' },
+    { text: '[p]\nissuer = "http://127.0.0.1:1/?a"', says: ':2: issuer: must have no query' },
     { text: `[p]\nClient_Secret = '${secret}'`, says: ':2: Client_Secret: a secret does not belong here' },
     { text: 'default-profile = 1', args: [], says: ':1: default-profile: must be the name of a profile' },
 ]) {
@@ -124,7 +124,7 @@ test('two users of one client live side by side', async (t) => {
         `default-profile = "ada"\n[ada]\nissuer = "${issuer}"\n${section}` +
             `[bob]\nconfig-url = "${configUrl}"\n${section}`,
     );
-    // Nobody is named but by the profile; the redirect URL is the test's own.
+    // Only the profile names a provider; the redirect URL is the test's own.
     for (const name of ['CONFIG_URL', 'CLIENT_ID', 'SCOPES']) {
         delete app.environment[`OIDCAUTH_${name}`];
     }
@@ -135,7 +135,7 @@ test('two users of one client live side by side', async (t) => {
     const turns = Array.from({ length: 8 }, async (_, process) => {
         for (let turn = 0; turn < 4; ++turn) {
             const user = ['ada', 'bob'][(process + turn) % 2];
-            // Every other one has the token refreshed.
+            // Every second call has the token refreshed.
             const validity = turn % 2 ? ['--min-validity', '61'] : [];
             const token = await app.succeed(['token', '--profile', user, ...validity]);
             assert.equal(claimsOf(token).sub, user);
@@ -161,7 +161,7 @@ test('a flag that a variable takes back excludes nothing', onLinux, async (t) =>
     chmodSync(dirname(file), 0o700);
     writeFileSync(`${dirname(file)}/token`, 'no token', { mode: 0o600 });
     const { code, stderr } = await command.run(['status', '--profile', 'p']);
-    assert.deepEqual([code, stderr.includes(`${dirname(file)}/token: no token record`)], [6, true], stderr);
+    assert.deepEqual([code, stderr.includes(`${dirname(file)}/token: the token record is damaged`)], [6, true], stderr);
 });
 
 test('profiles tell of one that cannot be used, and of none', async (t) => {
@@ -185,11 +185,11 @@ test('the configuration must name the issuer', async (t) => {
         provider.requests();
         const { code: ended, stderr } = await service.run(['--issuer', given]);
         assert.equal(ended, code, stderr);
-        assert.match(stderr, code ? /is not that of --issuer/ : /^$/);
+        assert.match(stderr, code ? /does not name the issuer given by --issuer/ : /^$/);
         const posts = provider.requests().filter(({ method }) => method === 'POST');
         assert.equal(posts.length, code ? 0 : 1, 'the secret was sent to a strange provider');
     }
-    // A token that serves asks nobody.
+    // With a valid token nobody is asked.
     await service.succeed(['--issuer', issuer]);
     assert.deepEqual(provider.requests(), []);
 });

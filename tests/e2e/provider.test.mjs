@@ -40,7 +40,7 @@ for (const { end, code } of [{ end: '', code: 0 }, { end: '/', code: 4 }]) {
     });
 }
 
-/// Answers with a configuration, or with signing keys, that differ from the real ones. Gives the
+/// Answers with a configuration, or with signing keys, that differ from the real ones. Returns the
 /// URL of the configuration.
 async function startBroken(t, { configuration = {}, keySet = { keys }, head = () => {} }) {
     const server = createServer((request, response) => {
@@ -210,7 +210,7 @@ for (const { name, broken, advised = [], missing = [] } of [
     { name: 'a key for other signatures', broken: keyWith({ alg: 'PS512' }), advised: ['signing keys'] },
     { name: 'a key for no signature here', broken: keyWith({ kty: 'EC' }), missing: ['signing keys'] },
     { name: 'a key for any signature', broken: keyWith({ alg: undefined }) },
-    // A date has no fractions: what it tells is up to a second less.
+    // A date has no fraction, so the difference can be up to a second too small.
     { name: 'a clock ahead', broken: dated(3), advised: ['clock'] },
     { name: 'a clock far ahead', broken: dated(7), missing: ['clock'] },
     { name: 'a clock somewhat behind', broken: dated(-3) },
@@ -252,7 +252,8 @@ for (const { env, columns, coloured = false } of [
         const widest = Math.max(...lines.map(({ length }) => length));
         const limit = columns ?? 100;
         assert.ok(widest <= limit && widest > limit - 15, `${widest} of ${limit}: ${stdout}`);
-        // The issuer is cut after four lines, not within a character; all scopes would take more.
+        // The issuer is cut after four lines, but not within a character; the list of scopes would
+        // be longer.
         const start = lines.findIndex((line) => line.startsWith('  ok       issuer  '));
         assert.match(lines[start + 3], /^ +\u00e9+ \.\.\.$/);
         assert.match(lines.slice(start + 4).join('\n'), /"scope-5",(?!.*scope-60)/s);
@@ -312,7 +313,8 @@ for (const { what, first, again, tls = false, proxied = false } of [
         const args = ['provider', '--config-url', `${origin}/`];
         const { code, stderr } = await new Command(t, env).run(args);
         assert.equal(code, 4, stderr);
-        // With what the system keeps on the way, far below what the command would take in a second.
+        // Including the system's buffers, far below the amount that the command would read in a
+        // second.
         assert.ok(taken < 32 * 1024 * 1024, `took ${taken} bytes`);
     });
 }

@@ -27,8 +27,8 @@ for (const { name, provider, proxied, direct, expected } of [
         expected: [discovery, token],
     },
     {
-        // One for each: nobody can tell whether a kept tunnel still leads somewhere, and a token request
-        // goes out once.
+        // One for each: nobody can tell whether a kept tunnel still works, and a token request is
+        // sent only once.
         name: 'https goes through https_proxy in tunnels',
         provider: https,
         proxied: ['https_proxy'],

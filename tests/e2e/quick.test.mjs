@@ -13,7 +13,7 @@ const missing =
     !process.env.CI &&
     'strace is not installed, or may not trace';
 
-/// The threads that a call makes, and the files that it opens beside libraries.
+/// The threads that a call creates, and the files that it opens, except libraries.
 async function trace(command, args) {
     const log = command.path('trace');
     const launcher = ['strace', '-f', '-qq', '-y', '-e', 'trace=/^(open|creat|clone)', '-o', log];

@@ -8,8 +8,7 @@ import { setTimeout as delay } from 'node:timers/promises';
 import { App, onLinux } from './support/command.mjs';
 import { startProvider } from './support/provider.mjs';
 
-// What comes with a sign-in is soon expired, though not before it is validated; what it is refreshed to
-// lasts.
+// A sign-in's token expires soon, though not before it is validated; a refreshed token stays valid.
 const provider = await startProvider(test, '--first-token-ttl', '4', '--access-token-ttl', '3600');
 
 const asLongAsValid = ['--min-validity', '0'];
@@ -25,7 +24,7 @@ async function withExpiredToken(t) {
     return app;
 }
 
-/// So many processes ask at once, and get the same token by one refresh.
+/// `count` processes ask at once, and get the same token by one refresh.
 async function refreshOnce(app, count) {
     const started = Array.from({ length: count }, () => app.succeed(['token', ...asLongAsValid]));
     const tokens = new Set(await Promise.all(started));
@@ -48,7 +47,7 @@ test('eight processes refresh an expired token once', async (t) => {
 
 test('a refresh token is not sent where its successor could not be kept', onLinux, async (t) => {
     const app = await withExpiredToken(t);
-    // A file size limit of nothing fails like a full disk; its signal would end the process.
+    // A file size limit of 0 fails like a full disk; its signal would end the process.
     const launcher = ['/bin/sh', '-c', 'trap "" XFSZ; ulimit -f 0; exec "$@"', 'sh'];
     for (const command of ['token', 'login']) {
         const { code, stdout, stderr } = await app.run([command, ...asLongAsValid], { launcher });
@@ -87,7 +86,7 @@ test('a provider that is away is a network error, one that refuses calls for a s
     const away = await app.run(['token']);
     assert.deepEqual([away.code, away.stdout], [5, ''], away.stderr);
 
-    // It knows neither users nor refresh tokens of the first.
+    // It knows neither the first one's users nor its refresh tokens.
     const { host, port } = new URL(first.configUrl);
     assert.ok(away.stderr.startsWith(`oidcauth: ${host}: `), away.stderr);
     await startProvider(t, '--port', port);

@@ -5,7 +5,7 @@ import test from 'node:test';
 import { secret, Service } from './support/command.mjs';
 import { startProvider } from './support/provider.mjs';
 
-// With a provider that knows one secret, success shows that it arrived as it was given.
+// The provider knows one secret, so success shows that it arrived unchanged.
 const provider = await startProvider(test);
 
 const ofFile = { args: ['--client-secret-file', 'secret'] };

@@ -12,10 +12,10 @@ import { startProvider } from './support/provider.mjs';
 
 const provider = await startProvider(test);
 
-/// What the command says to a user that it does not ask.
+/// The command's message for a user whom it does not ask.
 const paused = /^oidcauth: nobody has answered .* before \d{4}-\d\d-\d\dT[\d:]+Z; run oidcauth login$/m;
 
-/// Before it hears the signal it would simply die of it.
+/// Before it handles the signal it would simply be ended by it.
 async function interrupt(child) {
     const caught = () => readFileSync(`/proc/${child.pid}/status`, 'utf8').match(/^SigCgt:\s*(\w+)/m)[1];
     while (!(BigInt(`0x${caught()}`) & 2n)) {
@@ -80,7 +80,7 @@ for (const { what, env, host = '127.0.0.1', browser = '/bin/true', line } of [
     { what: 'with a browser' },
     { what: 'by ssh and another address than a loopback one', env: ssh('192.0.2.7 22'), host: '127.0.0.2' },
 ]) {
-    const skip = isWindows && browser === '/nowhere'; // Wine finds one of its own
+    const skip = isWindows && browser === '/nowhere'; // Wine finds one by itself
     test(`the way through ssh is shown where it is of use: ${what}`, { skip }, async (t) => {
         const taken = await listen(t, createServer());
         const port = await freePort();
@@ -97,13 +97,14 @@ for (const { what, env, host = '127.0.0.1', browser = '/bin/true', line } of [
     });
 }
 
-// A sanitizer's runtime would have to come before it.
+// A sanitizer's runtime would have to be loaded before it.
 const isSanitized = Object.keys(process.env).some((name) => /^[A-Z]+SAN_OPTIONS$/.test(name));
 const clocks = readdirSync('/usr/lib')
     .map((name) => join('/usr/lib', name, 'faketime/libfaketimeMT.so.1'))
     .filter(existsSync);
 const skip = (isSanitized || (!process.env.CI && !clocks.length)) && 'time cannot be moved here';
-/// An environment with another time: an offset such as `+90s`, or a file with one that can change.
+/// Environment variables for another time: an offset such as `+90s`, or a file with an offset that
+/// can change.
 const atTime = (offset) => ({ LD_PRELOAD: clocks[0], FAKETIME_NO_CACHE: '1', ...offset });
 
 async function assertPaused(app, env) {
@@ -151,7 +152,7 @@ test('a page that nobody answers in time keeps others away, for five minutes', {
     };
     setClock('+0');
     const child = await app.startSignIn(['login'], { env: atTime({ FAKETIME_TIMESTAMP_FILE: clock }) });
-    // More than once: there is no telling when the 90 s have begun.
+    // Several times, because the start of the 90 s is not known.
     for (let passed = 91; !(await Promise.race([child.result, delay(20)])); passed += 91) {
         setClock(`+${passed}s`);
     }

@@ -9,7 +9,7 @@ const provider = await startProvider(test, '--access-token-ttl', '3600');
 
 const claims = (token) => JSON.parse(Buffer.from(token.split('.')[1], 'base64url'));
 
-/// What a token, or a part of one, would look like.
+/// Text that could be a token, or a part of one.
 const longWords = (text) => text.match(/[\w-]{24,}/g) ?? [];
 
 test('status tells what is stored and no secret; logout removes it', async (t) => {

@@ -21,7 +21,7 @@ const provider = await startProvider(test);
 
 const mode = (path) => (statSync(path).mode & 0o777).toString(8);
 
-/// A service that has stored a token, at store/token in its home.
+/// A service that has stored a token at store/token in its home.
 async function served(t) {
     const service = new Service(t, provider.configUrl);
     service.args = ['--store', service.path('store', 'token')];
@@ -94,7 +94,7 @@ for (const { name, spoil } of [
 test('a token that cannot be written is not printed, and the old one stays', async (t) => {
     const service = await served(t);
     const before = readFileSync(service.path('store', 'token'));
-    // A file size limit of nothing fails like a full disk; its signal would end the process.
+    // A file size limit of 0 fails like a full disk; its signal would end the process.
     const launcher = ['/bin/sh', '-c', 'trap "" XFSZ; ulimit -f 0; exec "$@"', 'sh'];
     const args = [...service.args, '--scopes', 'api:write'];
     const { code, stdout, stderr } = await service.run(args, { launcher });
@@ -129,7 +129,7 @@ test('the keyring keeps a token in place of a file', { skip: missingKeyring }, a
     const options = {
         env: {
             XDG_RUNTIME_DIR: service.home,
-            // GLib is not instrumented: nothing is seen of how its threads agree with each other.
+            // GLib is not instrumented: the sanitizer does not see how its threads synchronize.
             TSAN_OPTIONS: `${process.env.TSAN_OPTIONS ?? ''}:ignore_noninstrumented_modules=1`,
         },
         launcher: ['dbus-run-session', '--', '/bin/sh', '-c', `${unlock} && exec "$@"`, 'sh'],

@@ -13,7 +13,7 @@ test.beforeEach(() => provider.requests());
 const tokenLine = /^eyJ[\w-]+\.[\w-]+\.[\w-]+\n$/;
 const claims = (token) => JSON.parse(Buffer.from(token.split('.')[1], 'base64url'));
 
-/// What the provider was asked for since the last call.
+/// The command's token requests since the last call.
 const tokenRequests = () =>
     provider
         .requests()
@@ -33,8 +33,8 @@ test('a token is printed and kept until what is asked for differs', async (t) =>
         { args: ['--min-validity', '60'], asked: ['demo-service api:read'] },
         { args: both, asked: ['demo-service api:write api:read'] },
         { args: both, asked: [] },
-        { args: ['--scopes', 'api:read'], asked: [] }, // the broader token does
-        // This may be another provider, which must not see the token of the first.
+        { args: ['--scopes', 'api:read'], asked: [] }, // the token with more scopes is used
+        // This may be another provider, which must not see the token of the first one.
         { args: ['--config-url', `${provider.configUrl}?`], asked: ['demo-service api:read'] },
         { args: [], asked: [] },
     ]) {
@@ -49,7 +49,7 @@ test('a client does not get the token of another', async (t) => {
     const service = new Service(t, provider.configUrl);
     const store = ['--store', service.path('store', 'token')];
     const token = await service.succeed(store);
-    // This client may not ask for itself.
+    // This client must not request tokens for itself.
     const other = await service.run([...store, '--client-id', 'demo-app']);
     assert.deepEqual([other.code, other.stdout], [4, '']);
     assert.deepEqual(tokenRequests(), ['demo-service api:read', 'demo-app api:read']);

@@ -4,7 +4,7 @@ import test from 'node:test';
 
 import { Command, Service, isWindows, onLinux, secret } from './support/command.mjs';
 
-// Nothing listens there: whoever gets as far as to ask ends with 5.
+// Nothing listens there: a command that gets as far as a request ends with 5.
 const configUrl = 'http://127.0.0.1:1/';
 
 for (const { command = 'service-token', args = [], env, says } of [
@@ -39,13 +39,13 @@ for (const { command = 'service-token', args = [], env, says } of [
     ...[secret, '1a', 'a=b', 'a-b'].map((name) => ({
         command: 'exec',
         args: ['--service', '--env', name, '--', 'true'],
-        says: /--env: not the name/,
+        says: /--env: not the name of an environment variable/,
     })),
     { command: 'keep', args: ['--service'], says: /FILE/ },
     { args: ['--scopes', ''], says: /empty/ },
     { env: { OIDCAUTH_SCOPES: undefined }, says: /--scopes is required/ },
     { args: ['--scopes', ' '], says: /--scopes/ },
-    { env: { OIDCAUTH_CONFIG_URL: undefined }, says: /--config-url is required/ },
+    { env: { OIDCAUTH_CONFIG_URL: undefined }, says: /--config-url is required, or a profile/ },
     { args: ['--config-url', 'id.example'], says: /--config-url: .*https/ },
     { args: ['--config-url', 'ftp://id.example/'], says: /--config-url: .*https/ },
     { args: ['--config-url', 'https:///path'], says: /--config-url: .*host/ },
@@ -83,7 +83,7 @@ for (const { command = 'service-token', args = [], env, says } of [
 
 for (const { name, args, before = '', to, code } of [
     { name: 'help that cannot be written', args: ['--help'], to: '>/dev/full', code: 1 },
-    // The pipe's reader is gone before the command begins.
+    // The pipe's reader has gone before the command starts.
     { name: 'help into a closed pipe', args: ['--help'], before: 'exec 3> >(:); wait $!;', to: '>&3', code: 1 },
     { name: 'a version that nobody takes', args: ['--version'], to: '>&-', code: 1 },
     { name: 'a log that nobody takes', args: ['token', '-vv'], to: '>&- 2>&-', code: 3 },
@@ -102,7 +102,7 @@ for (const { name, args, before = '', to, code } of [
     });
 }
 
-// As root no process counts as one too many.
+// For root the limit of processes does not apply.
 const nobody = process.getuid?.() === 0 ? ['setpriv', '--reuid', '65534', '--clear-groups'] : [];
 const fewFiles = (count) => ({ name: `${count} files`, launcher: ['prlimit', `--nofile=${count}`] });
 
@@ -111,7 +111,7 @@ for (const { name, launcher, command = 'token', says = /ulimit -n/ } of [
     {
         name: 'few threads',
         launcher: [...nobody, 'prlimit', '--nproc=20'],
-        command: 'provider', // which needs no file, and so no user who may write
+        command: 'provider', // it needs no file, and so no user who may write
         says: /ulimit -u/,
     },
 ]) {

@@ -1,4 +1,4 @@
-// The command on Windows, where that has ways of its own. Wine runs it.
+// The command on Windows, where it differs. Wine runs it.
 
 import assert from 'node:assert/strict';
 import { chmodSync, existsSync, mkdirSync, readdirSync, readFileSync, writeFileSync } from 'node:fs';
@@ -13,7 +13,7 @@ const provider = await startProvider(test);
 const program = join(dirname(process.env.OIDCAUTH_COMMAND), 'oidcauth_e2e_program.exe');
 const windowsPath = (path) => `Z:${path.replaceAll('/', '\\')}`;
 
-/// Waits for what must come.
+/// Waits for a condition that must become true.
 async function until(condition, what) {
     for (const end = Date.now() + 10_000; !condition(); await delay(10)) {
         assert.ok(Date.now() < end, `${what} does not come`);
@@ -23,7 +23,7 @@ async function until(condition, what) {
 function service(t) {
     const command = new Command(t, new Service(t, provider.configUrl).environment);
     const temporary = join(command.stateFolder, '../../../Temp');
-    const before = readdirSync(temporary); // of one that was killed, perhaps
+    const before = readdirSync(temporary); // perhaps files of a process that was killed
     command.left = () => readdirSync(temporary).filter((name) => !before.includes(name));
     command.exec = (args, ...words) => command.start(['exec', '--service', ...args, '--', ...words]);
     return command;
@@ -67,7 +67,7 @@ for (const args of [[], ['--file']]) {
             [['no\\such\\folder\\program'], 127],
             [['.\\text.exe'], 126],
             ...['batch', 'batch.cmd', 'BATCH.CMD', 'batch.cmd.', 'batch.cmd '].map((name) =>
-                [[`.\\${name}`, '"&calc'], 126, / a batch file, which only cmd runs/]),
+                [[`.\\${name}`, '"&calc'], 126, / a batch file, which only cmd can run/]),
         ]) {
             const ended = await command.exec(args, ...words).result;
             assert.equal(ended.code, code, `${words}: ${ended.stderr}`);
@@ -82,12 +82,12 @@ for (const args of [[], ['--file']]) {
         const first = command.exec(args, program, 'wait');
         await first.prints.match(/ready/);
         assert.equal(command.left().length, args.length);
-        first.kill('SIGINT'); // to the command alone, which goes on
+        first.kill('SIGINT'); // to the command alone, which keeps running
         await delay(200);
         assert.equal(first.exitCode, null);
         first.kill('SIGKILL');
         const begun = Date.now();
-        assert.equal((await first.result).stdout, 'ready\n'); // closed by both
+        assert.equal((await first.result).stdout, 'ready\n'); // both processes have closed it
         assert.ok(Date.now() - begun < 5000, 'the program lives on');
     });
 }
@@ -131,7 +131,7 @@ test('keep replaces its file, also while somebody reads it', async (t) => {
 test('the user is asked by the browser of the system', async (t) => {
     const app = await App.make(t, provider.configUrl);
     mkdirSync(app.path('bin'));
-    // Wine hands the URL to this.
+    // Wine passes the URL to this script.
     writeFileSync(app.path('bin', 'xdg-open'), `#!/bin/sh\necho "$1" >${app.path('opened')}\n`, { mode: 0o700 });
     const child = app.start(['login'], { env: { PATH: `${app.path('bin')}:${process.env.PATH}` } });
     await until(() => existsSync(app.path('opened')) && readFileSync(app.path('opened'), 'utf8').endsWith('\n'), 'the browser');

@@ -17,7 +17,7 @@ bool hasNoChild() {
     return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
 }
 
-/// Browsers of which each writes a report and is gone, on a PATH of their own.
+/// Browsers that each write a report and exit, on their own PATH.
 class BrowserTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -28,7 +28,7 @@ protected:
         ::unsetenv("BROWSER");
     }
 
-    /// `reports` are shell commands; what they write is the report.
+    /// `reports` are shell commands; their output is the report.
     void makeBrowser(const std::string& name, const std::string& reports) const {
         const auto file = m_folder.path() / name;
         std::ofstream(file) << "#!/bin/bash\n{ " << reports << "; } >" << report()
@@ -36,7 +36,7 @@ protected:
         fs::permissions(file, fs::perms::owner_all);
     }
 
-    /// What the browser reported that was started last.
+    /// The report of the browser that was started last.
     std::string takeReport() const {
         EXPECT_TRUE(test::eventually([&] { return fs::exists(report()); }));
         std::stringstream text;
@@ -62,7 +62,7 @@ TEST_F(BrowserTest, StartsWhatTheUserChose) {
     struct Case {
         const char* browser;
         std::string url;
-        std::string report = {};  // none: nothing starts
+        std::string report = {};  // empty: nothing starts
     };
     const std::vector<Case> cases{
         {": \t:", url, "xdg-open\n" + url + "\n"},
@@ -93,7 +93,7 @@ TEST_F(BrowserTest, StartsTheFirstOfTheSystemsOpenersThatIsThere) {
     ::setenv("PATH", m_folder.path().c_str(), 1);
     const std::string url = "http://h/?a=%20%s";
     EXPECT_FALSE(platform::openBrowser(url));
-    // Each is preferred to those before it.
+    // Each is preferred to the previous ones.
     for (std::string report :
          {"gio open ", "x-www-browser ", "sensible-browser ", "wslview ", "xdg-open "}) {
         SCOPED_TRACE(report);
@@ -107,11 +107,11 @@ TEST_F(BrowserTest, TakesNothingOfOursAlongAndLeavesNothing) {
     makeBrowser("mine",
                 "cut -d' ' -f6 /proc/$$/stat; readlink /proc/$$/fd/0 /proc/$$/fd/2;"
                 "grep -E '^Sig(Blk|Ign)' /proc/self/status;"
-                // Without a pipe, which the shell itself would hold for a moment.
+                // Without a pipe, which the shell itself would have open for a moment.
                 "for file in 3 4 5 6 7 8 9 200; do [ ! -e /proc/$$/fd/$file ] || echo $file; done");
     ::setenv("BROWSER", "mine", 1);
     constexpr int ours = 200;
-    ASSERT_EQ(::dup2(STDERR_FILENO, ours), ours);  // stays open in programs that are started
+    ASSERT_EQ(::dup2(STDERR_FILENO, ours), ours);  // stays open in started programs
     sigset_t blocked;
     sigset_t before;
     ::sigemptyset(&blocked);

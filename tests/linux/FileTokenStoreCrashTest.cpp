@@ -15,13 +15,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A record that shows when it holds parts of two: every byte tells the number, so does the size.
+/// A record that shows whether it has parts of two: the number determines every byte and the size.
 Bytes recordOf(std::size_t number, std::size_t scale = 512) {
     return Bytes((number % 64 + 1) * scale, static_cast<std::uint8_t>(number % 64));
 }
 
-/// Writes more than the process may: with SIGXFSZ ignored as on a full disk, otherwise it dies
-/// in the middle of the write.
+/// Writes more than the process may: if SIGXFSZ is ignored, it fails as on a full disk, otherwise
+/// it dies in the middle of the write.
 int writeBeyondLimit(const fs::path& file, bool dies) {
     for (const auto& [what, most] : {std::pair{RLIMIT_CORE, 0U}, {RLIMIT_FSIZE, 4096U}}) {
         const rlimit limit{most, most};
@@ -61,7 +61,7 @@ TEST_F(KilledWriter, KeepsTheOldRecordWhenAWriteFails) {
     }
 }
 
-/// The first of three writers is killed in the middle, and so is the one that takes its place.
+/// The first of three writers is killed in the middle, and so is its replacement.
 TEST_F(KilledWriter, ServesSeveralProcessesAndSurvivesThem) {
     constexpr std::size_t scale = 16384;  // up to 1 MiB: most kills hit a write
     const auto write = [this](const test::ChildProcess& self) -> int {

@@ -20,10 +20,10 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-std::vector<std::string>* watcher = nullptr;  // gets the calls that decide what is durable
+std::vector<std::string>* watcher = nullptr;  // receives the calls that make a file durable
 int reserveError = 0;
 int openings = 0;
-std::optional<timespec> timesOfFiles;  // what the system says of any
+std::optional<timespec> timesOfFiles;  // what the system returns for any file
 
 void tell(const char* call) {
     if (watcher != nullptr) {
@@ -38,7 +38,8 @@ protected:
         ASSERT_EQ(::chmod(file.c_str(), mode), 0);
     }
 
-    /// Once it is older than a step of its times. From then on nothing is opened for it.
+    /// Waits until the file is older than a step of its times. From then on it is not opened any
+    /// more.
     static bool comesToBeRemembered(SecretFile& secret) {
         return test::eventually([&] {
             const int before = openings;
@@ -66,7 +67,7 @@ TEST_F(PosixFileTokenStore, IsPrivateWhateverTheMask) {
     EXPECT_EQ(mode(file), 0600U);
 }
 
-/// Also of a record that it has served before.
+/// Also if it has returned the record before.
 TEST_F(PosixFileTokenStore, RefusesWhatIsNotPrivate) {
     const auto elsewhere = m_base / "elsewhere";
     struct Case {
@@ -112,7 +113,7 @@ TEST_F(PosixFileTokenStore, RefusesWhatIsNotPrivate) {
         {openFile, mode(m_file, 0602)},
         {"/folder/token: is too large",
          [&](auto&) { fs::resize_file(m_file, SecretFile::maxSize + 1); }},
-        // The look at the file does not show it.
+        // The state of the file does not show it.
         {openFolder, mode(m_folder, 0710), false},
         {openFolder,
          [&](auto& secret) {
@@ -123,7 +124,7 @@ TEST_F(PosixFileTokenStore, RefusesWhatIsNotPrivate) {
     const auto give = [](const fs::path& path) {
         return [=](auto&) { return ::chown(path.c_str(), 65534, 0); };
     };
-    if (::geteuid() == 0) {  // who alone can give files away
+    if (::geteuid() == 0) {  // only root can give files away
         cases.push_back({"/folder/token: belongs to another user", give(m_file)});
         cases.push_back({"/folder: belongs to another user", give(m_folder), false});
     }
@@ -186,7 +187,7 @@ TEST_F(PosixFileTokenStore, SeesWhatOthersDoAndOpensNothingElse) {
     }
 }
 
-/// In one step of the file's times the same file, of the same size, may have had other bytes.
+/// In one step of the file's times the same file may have had other bytes of the same size.
 TEST_F(PosixFileTokenStore, RemembersNothingOfAFileThatHasJustChanged) {
     const auto now = ::time(nullptr);
     for (const auto& [times, isRemembered] : std::vector<std::pair<timespec, bool>>{
@@ -210,7 +211,7 @@ TEST_F(PosixFileTokenStore, TellsWhatTheSystemDoesNotGive) {
     SecretFile secret(m_file);
     reserveError = ENOSPC;
     EXPECT_THAT([&] { secret.prepareWrite(); }, fails("No space left on device"));
-    for (const int none : {EINVAL, EOPNOTSUPP}) {  // a file system that reserves nothing
+    for (const int none : {EINVAL, EOPNOTSUPP}) {  // a file system that cannot reserve space
         reserveError = none;
         EXPECT_NO_THROW(secret.prepareWrite());
     }
@@ -233,7 +234,7 @@ int statusOf(int folder, const char* name, struct stat* status, int flags) {
 
 }  // namespace
 
-// The store finds these before the system's own.
+// The store uses these instead of the system's own functions.
 #pragma GCC visibility push(default)
 extern "C" {
 

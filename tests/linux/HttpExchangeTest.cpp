@@ -12,7 +12,7 @@ std::atomic<unsigned> asked{0};
 
 }  // namespace
 
-/// Stands before the system's; tells every second time when it shall not.
+/// Replaces the system's function; makes every second call fail if a test wants it.
 extern "C" int getsockopt(int socket, int level, int name, void* value, socklen_t* size) noexcept {
     if (level == IPPROTO_TCP && name == TCP_INFO && !tellsTcpState && asked++ % 2 == 1) {
         errno = ENOPROTOOPT;

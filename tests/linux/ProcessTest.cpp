@@ -1,4 +1,4 @@
-// A process that gets no more threads, and one that is forked.
+// A process that gets no more threads, and a forked process.
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/NoThreads.h"
@@ -10,13 +10,13 @@ namespace {
 
 using namespace test;
 
-/// Whether no other thread of this process is at work: a fork would copy the locks that it holds.
+/// Whether all other threads of this process are idle: a fork would copy the locks that they hold.
 bool othersRest() {
     for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
         std::ifstream file(thread.path() / "stat");
         std::string status;
         std::getline(file, status);
-        const auto name = status.rfind(')');  // the state follows
+        const auto name = status.rfind(')');  // followed by the state
         const bool rests = name != std::string::npos && status.compare(name, 3, ") S") == 0;
         if (!rests && thread.path().filename() != std::to_string(::gettid())) {
             return false;

@@ -1,4 +1,4 @@
-// The server where the system fails, or has to be asked what came of a connection.
+// The server when the system fails, or when only the system knows what became of a connection.
 
 #include "tests/support/Served.h"
 
@@ -19,17 +19,17 @@ using namespace test;
 // The system's part.
 std::atomic<int> accepted{-1};      // the last descriptor
 std::atomic<int> acceptFailure{0};  // for the next peer, which is lost
-std::atomic<int> refusals{0};       // so often the next peer goes on waiting
+std::atomic<int> refusals{0};       // the number of times that the next peer is kept waiting
 std::atomic<bool> resolverHangs{false};
-thread_local std::chrono::milliseconds timePassed{0};  // since a wait began, as this thread sees it
+thread_local std::chrono::milliseconds timePassed{0};  // since a wait began, on this thread
 
-/// Whether the other side sends no more, although not all has been received.
+/// Whether the other side has closed its sending side, although it has not received everything.
 bool isEndOfInput(RawPeer& peer) {
     pollfd socket{peer.socket().native_handle(), POLLRDHUP, 0};
     return ::poll(&socket, 1, 0) == 1;
 }
 
-/// All but the first of these failures are paused for.
+/// The server pauses after each of these failures but the first.
 TEST(RedirectServer, DoesNotSpinWhileAcceptingFails) {
     const Served served;
     refusals = 4;
@@ -39,7 +39,7 @@ TEST(RedirectServer, DoesNotSpinWhileAcceptingFails) {
     EXPECT_EQ(refusals, 0);
 }
 
-/// The limit ends soon: where it begins, it is almost over.
+/// The limit ends soon: its clock starts shortly before the end.
 TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
     resolverHangs = true;
     timePassed = 4'700ms;
@@ -51,10 +51,10 @@ TEST(RedirectServer, GivesUpAHostThatIsNotResolvedInTime) {
     resolverHangs = false;
 }
 
-// Each write ends in the next field's name, so that no field but the last one is waiting.
+// Each write ends within the next field's name, so that only the last field is incomplete.
 TEST(RedirectServer, CountsAHeadHoweverItIsCut) {
     constexpr std::size_t limit = 64U << 10U;
-    constexpr std::size_t write = 509;  // does not end at the limit
+    constexpr std::size_t write = 509;  // does not divide the limit
     accepted = -1;
     const Served served;
     RawPeer peer(served.port);
@@ -79,7 +79,7 @@ TEST(RedirectServer, HearsTheNextPeerWhateverBecameOfOne) {
     for (const int error : {EMFILE, ENOMEM}) {
         const Served served;
         RawPeer silent(served.port);
-        RawPeer(served.port).exchange(anyRequest);  // behind it
+        RawPeer(served.port).exchange(anyRequest);  // after it
         acceptFailure = error;
         RawPeer(served.port).receive();
         if (error == EMFILE) {
@@ -106,11 +106,11 @@ TEST(RedirectServer, TellsOfTheEndOfAnAnswerBeforeItWaitsForThePeerToLeave) {
 
 }  // namespace
 
-// The linker leads the server here.
+// The linker redirects the server's calls to these.
 extern "C" {
 
-// Visible, since a sanitizer's library refers to these functions, too.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): as the linker names them
+// Visible, because a sanitizer's library refers to these functions, too.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
 int __real_accept4(int door, sockaddr* address, socklen_t* size, int flags);
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
                        addrinfo** found);

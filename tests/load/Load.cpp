@@ -1,5 +1,5 @@
-// Many requests of all kinds at once, and for long, to providers that fail in every way. Each has
-// to end as it may, and the process must not need more and more.
+// Many requests of all kinds at once, for a long time, to providers that fail in every way. Each
+// request must end in an allowed way, and the process must not need more and more resources.
 
 #include "auth/COIDCHelper.h"
 #include "host/HttpProxyConfig.h"
@@ -13,7 +13,7 @@
 #include <iomanip>
 #include <iostream>
 
-// This program's own host: what is not answered ends soon.
+// This program's own host, with a short time-out.
 web::http::client::http_client_config get_http_proxy_config(const web::uri& /*target*/) {
     web::http::client::http_client_config config;
     config.set_timeout(std::chrono::seconds(2));
@@ -26,7 +26,7 @@ using namespace load;
 using auth::COIDCHelper;
 using Clock = std::chrono::steady_clock;
 
-/// Whoever waits for others waits long when these fail, but not for ever.
+/// Requests that wait for others wait long when these fail, but not for ever.
 constexpr auto longest = 5min;
 
 enum class Kind { Service, User, SignIn };
@@ -45,14 +45,14 @@ struct Application {
 struct Request {
     Kind kind;
     std::string client;
-    std::shared_ptr<Site> site;  // outlives it
+    std::shared_ptr<Site> site;  // outlives this object
     Clock::time_point begun = Clock::now();
     std::optional<Clock::time_point> cancelAt = {};
     Concurrency::cancellation_token_source source = {};
     Concurrency::task<CString> task = {};
 };
 
-/// How the request ended, with "!" in front when it may not end so.
+/// How the request ended, with "!" in front if it must not end so.
 std::string outcomeOf(const Request& request) {
     const std::string end = test::outcome([&] {
         try {
@@ -62,7 +62,7 @@ std::string outcomeOf(const Request& request) {
                        : test::payloadOf(token).find(R"("client_id":")" + request.client + '"') !=
                              std::string::npos;
         } catch (const std::system_error& failure) {
-            // The token library has such ones, too, with codes of its own.
+            // The token library has such exceptions, too, with its own codes.
             const auto& of = failure.code().category();
             throw std::runtime_error((of == std::system_category() || of == std::generic_category()
                                           ? "! system: "
@@ -76,7 +76,7 @@ std::string outcomeOf(const Request& request) {
     return (isWrong ? "! " : "") + end;
 }
 
-/// Whether something comes due that does so once in a period.
+/// Whether an event that occurs once in each period is due.
 bool isDue(Clock::time_point& next, Clock::duration period) {
     const auto now = Clock::now();
     return now >= next && (next = now + period, true);
@@ -87,7 +87,7 @@ public:
     Load() {
         for (int i = 0; i < 25; ++i) {
             m_services.push_back({{"service-" + std::to_string(i)}});
-            // Some have their account and their permit in common.
+            // Some share an account and a permit.
             m_users.push_back(i % 5 == 4
                                   ? Application{m_users.back().account, m_users.back().permit}
                                   : Application{{"user-" + std::to_string(i)}});
@@ -99,7 +99,7 @@ public:
         openSites();
     }
 
-    /// A few requests, one after the other, to providers that answer as yet.
+    /// A few requests in sequence, while the providers still answer correctly.
     void warmUp() {
         for (int i = 0; i < 30; ++i) {
             burst(1);
@@ -117,7 +117,7 @@ public:
         finish();
     }
 
-    /// Gives what the process had meanwhile.
+    /// Returns the resource usage during that time.
     std::vector<test::Usage> soak(Clock::duration length) {
         constexpr std::size_t mostAtOnce = 200;
         std::vector<test::Usage> samples;
@@ -143,9 +143,9 @@ public:
         return samples;
     }
 
-    /// Tells what became of the requests since the last report, and whether nothing was wrong.
+    /// Prints the outcomes since the last report, and returns whether all were allowed.
     bool report() {
-        openSites();  // so that the last ones have told what they received
+        openSites();  // so that the last ones have reported the tokens that they received
         bool isRight = true;
         for (const auto& [name, count] : m_counts) {
             std::cout << std::setw(8) << count << "  " << name << '\n';
@@ -156,7 +156,8 @@ public:
     }
 
 private:
-    /// New providers, since they keep what they receive. All users have signed in there.
+    /// New providers, because providers keep everything that they receive. All users have signed in
+    /// there.
     void openSites() {
         for (auto* const site : {&m_serviceSite, &m_userSite}) {
             if (*site != nullptr) {
@@ -171,7 +172,7 @@ private:
         }
     }
 
-    /// As another program does: the user has a token that serves, one to be refreshed, or none.
+    /// Like another program: the user has a valid token, an expired one, or none.
     void reseed(const Account& account) {
         const std::size_t choice = below(20);
         choice == 0 ? account.content->put({})
@@ -226,7 +227,7 @@ private:
             m_serviceSite->changeFault();
         }
         if (m_isFaulty &&
-            isDue(m_userFault, 1s)) {  // all wait while a failed refresh of one pauses
+            isDue(m_userFault, 1s)) {  // all wait while one pauses after a failed refresh
             m_userSite->changeFault();
         }
         std::this_thread::sleep_for(1ms);
@@ -244,9 +245,9 @@ private:
     std::map<std::string, std::size_t> m_counts;
 };
 
-/// Tells what the process had in each fifth of the time, as medians, since requests come and go,
-/// and compares the last fifth with the second one: in the first one caches fill. Judges nothing of
-/// less than a minute, since threads that have nothing to do stay for ten seconds.
+/// Prints the usage in each fifth of the time, as medians, since requests come and go, and compares
+/// the last fifth with the second one, because caches fill in the first. Does not judge runs of
+/// less than a minute, since idle threads stay for ten seconds.
 bool isFlat(const std::vector<test::Usage>& samples, bool isLong) {
     using test::Usage;
     bool isFlat = true;

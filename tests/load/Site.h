@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 constexpr auto tokenLife = 2s;
 
-/// The stored token of a client, for any number of helpers.
+/// A client's stored token, shared by any number of helpers.
 struct Account {
     std::string client;
     std::shared_ptr<test::StoreContent> content = std::make_shared<test::StoreContent>();
@@ -27,7 +27,7 @@ inline std::size_t below(std::size_t end) {
 struct Site {
     Site() { provider.setTokenLifetime(tokenLife); }
 
-    /// Gives the account a token of this provider that has yet to live for `life`.
+    /// Stores a token of this provider in the account, with `life` left to live.
     void seed(const Account& account, std::chrono::seconds life = tokenLife) {
         auto record = test::recordWith({"openid"});
         record.clientId = account.client;

@@ -21,7 +21,7 @@ using Concurrency::cancellation_token;
 using Concurrency::cancellation_token_source;
 using Concurrency::task;
 
-/// A helper, and what it was given.
+/// A helper and its arguments.
 struct Application {
     std::unique_ptr<COIDCHelper> makeHelper(std::shared_ptr<auth::IExclusivePermit> by) const {
         return std::make_unique<COIDCHelper>(std::make_unique<MemoryStore>(content), std::move(by),
@@ -46,7 +46,7 @@ protected:
 
     std::size_t tokenRequests() const { return provider.requests(Endpoint::Token).size(); }
 
-    /// For clocks that stand still: so far ahead of the provider's that no test catches up with it.
+    /// For stopped clocks: so far ahead of the provider's that no test catches up with it.
     const std::chrono::system_clock::time_point start = std::chrono::system_clock::now() + 10min;
     TestProvider provider;
     const CString redirectUrl = freeRedirectUrl();

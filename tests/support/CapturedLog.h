@@ -5,7 +5,7 @@
 
 namespace test {
 
-/// Keeps what is logged, in order: each line behind its level and a blank.
+/// Records the log in order: each line after its level and a blank.
 class CapturedLog final : public LoggingUtilities::ILoggerImpl {
 public:
     void write(LoggingUtilities::ELogLevel level, const CString& line) override {
@@ -18,7 +18,7 @@ public:
         }
     }
 
-    /// Called with each line from now on.
+    /// Called with each later line.
     void onLine(std::function<void(const std::string&)> call) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_onLine = std::move(call);
@@ -35,7 +35,7 @@ public:
         return std::exchange(m_lines, {});
     }
 
-    /// Those of this level and above, one behind the other with their levels, since the last call.
+    /// The lines of this level and above since the last call, joined, with their levels.
     std::string takeFrom(int level) {
         std::string text;
         for (const std::string& line : takeLines()) {
@@ -44,7 +44,7 @@ public:
         return text;
     }
 
-    /// All lines of a level, one behind the other.
+    /// All lines of a level, joined.
     std::string textAt(int level) const {
         std::string text;
         for (const std::string& line : lines()) {

@@ -12,16 +12,16 @@
 
 namespace test {
 
-/// A forked process, killed with this object unless its end was awaited.
+/// A forked process. The destructor kills it unless its end was awaited.
 class ChildProcess {
 public:
-    /// It ends with the result of `body`, which may tell its parent something.
+    /// It exits with the result of `body`, which may send its parent a message.
     explicit ChildProcess(const std::function<int(const ChildProcess&)>& body) {
         EXPECT_EQ(::pipe2(m_pipe.data(), O_CLOEXEC), 0);
         m_process = ::fork();
         if (m_process == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // also when the test itself crashes
-            ::alarm(60);                         // and when it hangs
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // even if the test itself crashes
+            ::alarm(60);                         // and if it hangs
             int result = EXIT_FAILURE;
             try {
                 result = body(*this);
@@ -42,7 +42,7 @@ public:
 
     void tell() const { (void)!::write(m_pipe[1], "", 1); }
 
-    /// False when it told nothing more before it ended or became another program.
+    /// Returns false if it sent no further message before it ended or became another program.
     bool told() const {
         char byte = 0;
         return ::read(m_pipe[0], &byte, 1) == 1;
@@ -67,7 +67,7 @@ private:
     pid_t m_process = 0;
 };
 
-/// The wait status of a process that runs `body`; one that hangs is ended by a signal.
+/// The wait status of a process that runs `body`; if it hangs, a signal ends it.
 inline int endOf(const std::function<int()>& body) {
     return ChildProcess([&](const auto&) { return body(); }).end();
 }

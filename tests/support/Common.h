@@ -1,6 +1,6 @@
 #pragma once
 
-// What most tests have of the standard library.
+// The standard headers that most tests use.
 
 #include <algorithm>
 #include <array>

@@ -4,10 +4,10 @@
 
 namespace test {
 
-/// What surely ends, and soon, has ended by then on any machine.
+/// Everything that is sure to end soon has ended after this time, on any machine.
 constexpr auto patience = std::chrono::seconds(10);
 
-/// Whether the condition comes to hold within that time.
+/// Whether the condition becomes true within that time.
 template <class Condition>
 bool eventually(Condition condition, std::chrono::seconds limit = patience) {
     const auto end = std::chrono::steady_clock::now() + limit;
@@ -20,7 +20,7 @@ bool eventually(Condition condition, std::chrono::seconds limit = patience) {
     return true;
 }
 
-/// What becomes of a task that ends soon. One that does not fails the test, and does not stop it.
+/// The outcome of a task that ends soon. If it does not end, the test fails but continues.
 template <class Task>
 auto get(const Task& task) {
     if (!eventually([&task] { return task.is_done(); })) {

@@ -4,15 +4,15 @@
 
 namespace test {
 
-/// The HTTP client that the system has for the HTTP library: parts of what it says, and what tests
-/// can ask of it.
+/// The system's client behind the HTTP library: parts of its messages, and its abilities that tests
+/// depend on.
 struct HttpClient {
     std::string refused, unresolved, noHead, noHeadOfAPost, noBody, noHttp;
-    bool tellsOfACutBody;   ///< else the cut text is handed on
-    bool takesAuthorities;  ///< for one client, at any time
+    bool tellsOfACutBody;   ///< otherwise the truncated text is passed on
+    bool takesAuthorities;  ///< for a single client, at any time
     bool survivesResets;
     bool boundsHeads;
-    bool closesWhenCancelled;  ///< a connection whose peer says nothing
+    bool closesWhenCancelled;  ///< even a connection whose peer sends nothing
 };
 
 extern const HttpClient httpClient;

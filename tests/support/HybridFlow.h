@@ -18,12 +18,12 @@ inline std::unique_ptr<auth::COIDCAuthHybrid> hybridFlow(
     return std::make_unique<auth::COIDCAuthHybrid>(provider.configUrl(), logger, flowSettings());
 }
 
-/// How an action failed, as the program sees it.
+/// The failure of an action, as a program sees it.
 template <class Action>
 auth::OIDCError failure(Action action) {
     try {
         action();
-        // A refused refresh comes as a pointer.
+        // A refused refresh is thrown as a pointer.
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
     } catch (const auth::OIDCError* error) {
         return *std::unique_ptr<const auth::OIDCError>(error);

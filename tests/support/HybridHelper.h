@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// A permit whose calls fail as a test wants it.
+/// A permit whose calls fail as a test wants.
 class FaultyPermit final : public auth::IExclusivePermit {
 public:
     using Try = std::function<bool()>;
@@ -23,11 +23,11 @@ private:
     };
 };
 
-/// Requests of a user.
+/// Requests for a user's tokens.
 class HybridHelper : public Applications {
 protected:
     HybridHelper() {
-        provider.signingKey();  // so that no request has to wait until it is made
+        provider.signingKey();  // created now, so that no request has to wait for it
         useHelper(permit);
     }
 
@@ -53,13 +53,13 @@ protected:
     }
 
     void store(const TokenRecord& record) { content->put(record.bytes()); }
-    /// What another program of the user stores.
+    /// Stores a token as another program of the user would.
     void storeFresh() {
         auto record = recordWith({"openid"}, 100h);
         record.accessToken = "of another";
         store(record);
     }
-    /// One to be refreshed, or none.
+    /// A record to be refreshed, or none.
     void storeFor(bool refreshes) { refreshes ? store(expiredRecord()) : content->put({}); }
 
     std::size_t reads() {
@@ -67,7 +67,7 @@ protected:
         return content->rereadFlags.size();
     }
 
-    /// Whether it looks again and again, but not all the time.
+    /// Whether it polls repeatedly, but not continuously.
     bool waitsOn() {
         const auto before = reads();
         const auto from = std::chrono::steady_clock::now();

@@ -9,10 +9,10 @@
 
 namespace test {
 
-/// A port of 127.0.0.1, taken while this lives.
+/// Occupies a port of 127.0.0.1.
 class TakenPort {
 public:
-    /// Throws boost::system::system_error when another one has it. 0 is any.
+    /// Throws boost::system::system_error if the port is taken. 0 means any port.
     explicit TakenPort(unsigned short port = 0)
         : m_acceptor(m_context, {boost::asio::ip::address_v4::loopback(), port}) {}
 
@@ -25,8 +25,8 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
 };
 
-/// A redirect URL on which nobody listens. Its port is none of those that the system usually
-/// chooses: there a connection of another test could take it before the listener does.
+/// A redirect URL on which nobody listens. Its port is outside the range that the system usually
+/// chooses from: there a connection of another test could take it before the listener does.
 inline std::string freeRedirectUrl(const std::string& path = "/callback") {
     constexpr unsigned first = 10'000;
     constexpr unsigned number = 20'000;
@@ -35,7 +35,7 @@ inline std::string freeRedirectUrl(const std::string& path = "/callback") {
             const auto port = first + std::random_device()() % number;
             return TakenPort(static_cast<unsigned short>(port)).url(path);
         } catch (const boost::system::system_error& error) {
-            // The second one of a port that Windows keeps for one socket alone.
+            // Windows reports the second error for a port that it reserves for one socket.
             if (error.code() != boost::asio::error::address_in_use &&
                 error.code() != boost::asio::error::access_denied) {
                 throw;

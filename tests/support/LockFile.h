@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// Permits of one lock file, in a folder that nobody has made yet.
+/// Permits of one lock file, in a folder that does not exist yet.
 class LockFile : public testing::Test {
 protected:
     std::unique_ptr<auth::IPermitLock> newLock() const {

@@ -6,10 +6,10 @@
 
 namespace test {
 
-/// What a MemoryStore keeps, and what happened to it. Shared with the test, since the helper owns
+/// The content of a MemoryStore and the calls to it. Shared with the test, since the helper owns
 /// the store itself.
 struct StoreContent {
-    /// As another program of the user does.
+    /// As another program of the user would.
     void put(std::vector<std::uint8_t> record) {
         const std::lock_guard<std::mutex> lock(mutex);
         bytes = std::move(record);

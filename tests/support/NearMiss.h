@@ -16,7 +16,7 @@ inline std::string inOtherCase(std::string text) {
 
 using NearMiss = std::pair<const char*, std::function<std::string(const std::string&)>>;
 
-/// What a careless comparison takes for the same text, which has a letter.
+/// Texts that a careless comparison takes for this one, which must contain a letter.
 inline const std::vector<NearMiss>& nearMisses() {
     static const std::vector<NearMiss> all = {
         {"its beginning", [](const auto& text) { return text.substr(0, text.size() - 1); }},

@@ -6,7 +6,8 @@
 
 namespace test {
 
-/// While it lives, the system gives this process no new thread: none has room for such a stack.
+/// While it exists, the system cannot create threads in this process, because their stacks would be
+/// too large.
 class NoThreads {
 public:
     NoThreads() {

@@ -21,7 +21,8 @@ bool succeeds(Action action) {
     }
 }
 
-/// What came of a check, a request or its task: "accepted", "refused" or the text of the exception.
+/// The outcome of a check, a request or its task: "accepted", "refused" or the text of the
+/// exception.
 template <class T>
 std::string outcome(const T& what) {
     try {
@@ -32,7 +33,7 @@ std::string outcome(const T& what) {
         return std::string("user: ") + failure.what();
     } catch (const std::exception& failure) {
         return failure.what();
-        // A refused refresh comes as a pointer.
+        // A refused refresh is thrown as a pointer.
         // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
     } catch (const std::exception* failure) {
         const std::unique_ptr<const std::exception> owned(failure);

@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// GoogleTest's own MatchesRegex knows no sets and no counts on Windows.
+/// GoogleTest's own MatchesRegex supports neither sets nor counts on Windows.
 MATCHER_P(MatchesPattern, pattern, "matches " + ::testing::PrintToString(pattern)) {
     return std::regex_match(arg, std::regex(std::string(pattern)));
 }

@@ -6,14 +6,14 @@
 
 namespace test {
 
-/// Of a permit that nobody holds.
+/// For a permit that nobody holds.
 inline void expectOneHolderAtATime(auth::IExclusivePermit& permit) {
     auto first = permit.createLock();
     auto second = permit.createLock();
     EXPECT_TRUE(first->tryLock());
     EXPECT_TRUE(first->tryLock());
     EXPECT_FALSE(second->tryLock());
-    second.reset();  // never held it: the first one still does
+    second.reset();  // it never held the permit: the first one still does
     EXPECT_FALSE(permit.createLock()->tryLock());
     first.reset();
     EXPECT_TRUE(permit.createLock()->tryLock());

@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// To everybody, for reading.
+/// Makes the path readable for everybody.
 void openToOthers(const std::filesystem::path& path);
 void closeToOthers(const std::filesystem::path& path);
 

@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// Of whatever process it is made in.
+/// Belongs to the process in which it is created.
 struct Requests : Application {
     explicit Requests(const std::string& provider) : configUrl(provider) {}
 
@@ -23,10 +23,10 @@ struct Requests : Application {
     const CString configUrl;
 };
 
-/// Each test has a process of its own, which ends with 0 when all is well.
+/// Each test runs in its own process, which ends with 0 on success.
 class Process : public ::testing::Test {
 protected:
-    // Its tests begin in a process in which nothing has run.
+    // Its tests start in a new process in which nothing has run.
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
     static constexpr auto* nowhere = "http://127.0.0.1:1/";

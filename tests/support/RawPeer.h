@@ -9,8 +9,8 @@
 
 namespace test {
 
-/// A connection on which a test sends what it wants, byte by byte. Sending ends silently when the
-/// other side takes no more.
+/// A connection on which a test sends any bytes. Sending stops silently if the other side accepts
+/// no more.
 class RawPeer {
 public:
     explicit RawPeer(unsigned short port, const boost::asio::ip::address& address =
@@ -24,8 +24,8 @@ public:
     }
     void finish() { m_socket.shutdown(boost::asio::ip::tcp::socket::shutdown_send); }
 
-    /// What comes until the other side ends the connection, and whether it does that by a reset, or
-    /// not in time.
+    /// Receives until the other side ends the connection; the text says so if that is a reset, or
+    /// does not happen in time.
     std::string receive() { return receiveUntil(""); }
     std::string receiveUntil(const std::string& end) {
         std::string bytes;
@@ -41,7 +41,7 @@ public:
         return error == boost::asio::error::eof ? bytes : bytes + (error ? error.message() : "");
     }
 
-    /// Whether there is something to receive, or the end, now or within that time.
+    /// Whether there is data to receive, or the end of the connection, now or within that time.
     bool hasInput(std::chrono::milliseconds limit = {}) {
         bool found = false;
         m_socket.async_wait(boost::asio::socket_base::wait_read,
@@ -49,7 +49,7 @@ public:
                                 found = error != boost::asio::error::operation_aborted;
                             });
         m_context.restart();
-        m_context.poll();  // which running for no time does not
+        m_context.poll();  // running for no time does not do that
         m_context.run_for(limit);
         if (!found) {
             m_socket.cancel();

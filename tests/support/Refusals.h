@@ -35,7 +35,7 @@ inline Arrange both(const Arrange& one, const Arrange& other) {
     };
 }
 
-/// The lines of a request's head, as they have to be.
+/// The lines that a request's head must have.
 inline std::multiset<std::string> headOf(const TestProvider& provider, const std::string& line,
                                          const std::vector<std::string>& fields = {}) {
     std::multiset<std::string> head(fields.begin(), fields.end());
@@ -50,7 +50,7 @@ inline std::vector<std::string> formFields(const std::string& body) {
     return {"Content-Length: " + std::to_string(body.size()),
             "Content-Type: application/x-www-form-urlencoded"};
 }
-/// Each system's client has an order of its own, and not all write a blank behind the colon.
+/// Each system's client has its own order, and not all write a blank after the colon.
 inline std::multiset<std::string> linesOf(const std::string& request) {
     std::multiset<std::string> lines;
     std::istringstream head(request);
@@ -65,15 +65,15 @@ inline std::multiset<std::string> linesOf(const std::string& request) {
     return lines;
 }
 
-/// What a provider does wrong, and what comes of it.
+/// A provider's error, and its result.
 struct Refusal {
     std::string name;
     Arrange arrange;
-    std::string text;         // part of the exception's text
+    std::string text;         // a part of the exception's text
     std::string logged = {};  // the lines at level 4
 };
 
-/// Refused as told, whether there is a log or not; nothing is asked behind so many requests.
+/// Expects these refusals, with and without a log, and nothing else after that many requests.
 inline void expectRefusals(
     const std::vector<Refusal>& rows, std::size_t requests,
     const std::function<void(TestProvider&, const auth::detail::LoggerPtr&)>& request) {

@@ -26,7 +26,7 @@ inline RedirectAnswer answerAll() {
     return {200, "text/plain", "!", {}};
 }
 
-/// Answers every request with what the test makes of it.
+/// Answers every request as the test wants.
 class Handler final : public platform::RedirectHandler {
 public:
     using Answer = std::function<RedirectAnswer()>;
@@ -59,7 +59,7 @@ struct Served {
     std::optional<RedirectServer> server;
 };
 
-/// What becomes of listening there.
+/// The error of listening there.
 inline std::string failure(const std::string& url) {
     Handler handler(answerAll);
     return outcome([&] { const RedirectServer server(to_string_t(url), handler); });

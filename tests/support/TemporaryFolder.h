@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// A folder of mode 0700 where folders have modes, removed with all that is in it.
+/// A folder of mode 0700 where folders have modes. The destructor removes it with its content.
 class TemporaryFolder {
 public:
     TemporaryFolder() {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What most tests need.
+// The headers that most tests need.
 
 #include "tests/support/Eventually.h"
 #include "tests/support/NearMiss.h"
@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A change of something, and what comes of it.
+/// A change to an object, and its result.
 template <class Subject>
 struct Row {
     std::string name;

@@ -9,7 +9,7 @@ using Ticks = auth::COIDCToken::TimePoint::duration;
 
 std::atomic<Ticks::rep> timeSet{0};
 std::atomic<Ticks::rep> timeFrozen{0};
-// How far the steady clock is from the other while nobody sets that.
+// The difference between the clocks while nobody sets the system clock.
 const Ticks apart =
     std::chrono::duration_cast<Ticks>(std::chrono::steady_clock::now().time_since_epoch() -
                                       std::chrono::system_clock::now().time_since_epoch());

@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// While it lives, the library's clocks go or stand as a test wants it.
+/// While it exists, tests control the library's clocks.
 class TestClock {
 public:
     TestClock() = default;
@@ -12,9 +12,9 @@ public:
     TestClock(const TestClock&) = delete;
     TestClock& operator=(const TestClock&) = delete;
 
-    /// Somebody sets the system clock, forth or back.
+    /// Sets the system clock forwards or backwards.
     void setSystemClock(std::chrono::system_clock::duration by);
-    /// Both stand still from now on, the system clock at this time.
+    /// Stops both clocks, the system clock at this time.
     void freezeAt(std::chrono::system_clock::time_point time);
 };
 

@@ -18,7 +18,7 @@ void set(std::chrono::milliseconds limit, const std::string& file) {
 
 }  // namespace
 
-// The tests' own host: this definition stands before the standalone one.
+// The tests' own host: this definition replaces the standalone one.
 web::http::client::http_client_config get_http_proxy_config(const web::uri&) {
     web::http::client::http_client_config config;
     const std::lock_guard<std::mutex> lock(settingsMutex);

@@ -4,11 +4,11 @@
 
 namespace test {
 
-/// Longer than any test has to wait for, unless it says so.
+/// Longer than any wait of a test, unless the test sets another one.
 constexpr std::chrono::milliseconds usualTimeout{60'000};
 
-/// What the host gives for HTTP exchanges while this lives: the time-out, and a PEM file with an
-/// authority that it trusts, too.
+/// While it exists, sets the host's settings for HTTP exchanges: the time-out, and a PEM file with
+/// an additional authority.
 class HostSettings {
 public:
     explicit HostSettings(std::chrono::milliseconds limit,

@@ -21,7 +21,7 @@ struct TokenRecord {
     auth::COIDCToken token() const;
 };
 
-/// With these scopes, and as long to live.
+/// With these scopes and this life.
 TokenRecord recordWith(std::vector<std::string> scopes, std::chrono::hours life = {});
 
 auth::COIDCToken load(const std::vector<std::uint8_t>& bytes);

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// Lets a client trust the authority of this PEM file, too.
+/// Makes a client trust the authority in this PEM file, too.
 void trust(web::http::client::http_client_config& config, const std::string& file);
 
 }  // namespace test

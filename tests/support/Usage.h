@@ -4,10 +4,10 @@
 
 namespace test {
 
-/// What this process has of the system.
+/// This process's use of system resources.
 struct Usage {
     std::size_t residentKiB;
-    std::size_t peakKiB;  ///< of these, so far
+    std::size_t peakKiB;  ///< the peak so far
     std::size_t heapKiB;  ///< in use; the allocator may hold more. 0 under a sanitizer
     std::size_t threads;
     std::size_t descriptors;
@@ -15,8 +15,8 @@ struct Usage {
 
 Usage usage();
 
-/// Whether no more threads and descriptors than before are there within `limit`: what is let go of
-/// ends a moment later, and idle threads after a while.
+/// Whether there are no more threads and descriptors than before within `limit`: released ones end
+/// a moment later, and idle threads after a while.
 inline bool settles(const Usage& before, std::chrono::seconds limit) {
     return eventually(
         [&] {
@@ -26,8 +26,8 @@ inline bool settles(const Usage& before, std::chrono::seconds limit) {
         limit);
 }
 
-/// Whether this grows each time by more than so many KiB in use. The allocator keeps something for
-/// each thread, for a while: that does not grow every time.
+/// Whether the heap in use grows by more than this many KiB every time. The allocator keeps memory
+/// for each thread for a while, but that does not grow every time.
 template <class Action>
 bool growsEachTime(std::size_t slackKiB, Action action) {
     for (int round = 0; round < 8; ++round) {

@@ -6,8 +6,8 @@
 
 namespace test {
 
-/// Somebody at a browser: does what `acts` says with each URL that is opened, by default signs in.
-/// The opener does not wait for it, the destructor does. Must outlive the requests.
+/// A user at a browser: calls `acts` with each URL that is opened, by default to sign in. The
+/// opener does not wait for that, the destructor does. Must outlive the requests.
 class User {
 public:
     using Acts = std::function<void(const std::string& url)>;

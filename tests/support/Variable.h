@@ -4,7 +4,7 @@
 
 namespace test {
 
-/// A variable of this process, unset again with this object.
+/// A variable of this process; the destructor unsets it.
 class Variable {
 public:
     Variable(std::string name, const std::string& value);

@@ -10,7 +10,7 @@
 
 namespace test {
 
-/// The HTTP library's text is wide on Windows: there is none of what is no UTF-8.
+/// The HTTP library's text is wide on Windows, so it cannot be invalid UTF-8.
 constexpr bool isWide = sizeof(utility::char_t) > 1;
 
 using utility::conversions::to_string_t;

@@ -1,4 +1,4 @@
-// What an application loads and lets go of again: a plugin that gets its tokens by the library.
+// A plugin that an application loads and unloads, and that gets its tokens with the library.
 
 #include "tests/support/LocalPort.h"
 #include "tests/support/MemoryStore.h"
@@ -8,7 +8,7 @@ namespace {
 
 using Concurrency::cancellation_token_source;
 
-/// Whether the library served. What is left of the cancelled requests still runs behind it.
+/// Whether the library worked. Cancelled requests may still be running afterwards.
 bool use(const std::string& configUrl, const std::string& silentUrl) {
     auth::COIDCHelper helper(
         std::make_unique<test::MemoryStore>(std::make_shared<test::StoreContent>()),

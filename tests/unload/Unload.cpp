@@ -1,5 +1,5 @@
-// Opens a plugin that uses the library, and closes it while its last work ends, again and again. No
-// round may crash, and none may leave anything behind.
+// Repeatedly opens a plugin that uses the library, and closes it while its last work is ending. No
+// round may crash or leave anything behind.
 
 #include "testing/TestProvider.h"
 #include "tests/support/Usage.h"
@@ -36,7 +36,7 @@ void print(const char* name, const test::Usage& usage) {
 }
 
 int run(const char* plugin, int rounds) {
-    // The first ones fill what a process fills once.
+    // The first rounds fill caches that a process fills once.
     for (int i = 0; i < rounds / 10; ++i) {
         round(plugin);
     }
@@ -48,7 +48,7 @@ int run(const char* plugin, int rounds) {
     const test::Usage after = test::usage();
     print("before", before);
     print("after", after);
-    // Half a KiB a round: less than any request has in use.
+    // Half a KiB per round: less than any request uses.
     const bool grew = after.heapKiB > before.heapKiB + static_cast<std::size_t>(rounds) / 2;
     return settled && !grew ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -25,7 +25,8 @@ Exposure exposureOf(const std::string& text) {
     return standalone::detail::exposureOf(descriptor, user);
 }
 
-/// By lists that say more than file modes, which is all that some systems keep of a list.
+/// With lists that are more detailed than file modes; some systems keep nothing but modes of a
+/// list.
 TEST(AccessRules, TellWhoElseHasAccess) {
     const std::string me = "S-1-5-21-1-2-3-1001";
     const std::string own = "O:" + me + "D:P(A;;FA;;;" + me + ")(A;;FA;;;SY)(A;OICI;FA;;;BA)";
@@ -52,7 +53,7 @@ TEST(AccessRules, TellWhoElseHasAccess) {
     }
 }
 
-/// Whose conditions nobody reads here.
+/// Nobody evaluates their conditions here.
 TEST(AccessRules, TrustOnlyPlainEntries) {
     alignas(ACL) std::array<unsigned char, 128> bytes{};
     auto* const list = reinterpret_cast<ACL*>(bytes.data());

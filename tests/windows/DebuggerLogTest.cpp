@@ -8,7 +8,7 @@ namespace {
 
 std::wstring shown;
 
-/// What a debugger would get: wide text, or where it can have no such (Wine) in the code page.
+/// The text that a debugger would get: wide, or where that is not possible (Wine) in the code page.
 LONG CALLBACK listen(EXCEPTION_POINTERS* raised) {
     constexpr DWORD narrowText = 0x40010006;
     constexpr DWORD wideText = 0x4001000A;

@@ -41,7 +41,7 @@ std::string sealed(std::string text, std::string purpose) {
     return bytes;
 }
 
-/// A file as another program has it open.
+/// A file that another program has open.
 class Held {
 public:
     Held(const fs::path& file, DWORD share)
@@ -76,7 +76,7 @@ TEST_F(WindowsFileTokenStore, EncryptsForItsUser) {
         overwrite(m_file, content);
         EXPECT_THAT([&] { secret.read(true); }, fails("cannot be decrypted")) << content.size();
     }
-    // What earlier versions wrote serves on.
+    // Records of earlier versions can still be read.
     for (const auto& content : {record, sealed(text, std::string("OIDCAuth token record\0", 22))}) {
         overwrite(m_file, content);
         EXPECT_EQ(secret.read(true), Bytes(text.begin(), text.end()));
@@ -86,7 +86,7 @@ TEST_F(WindowsFileTokenStore, EncryptsForItsUser) {
     EXPECT_EQ(SecretFile(m_file).read(true), Bytes{1}) << "a sign-in mends it";
 }
 
-/// Also of a record that has come to be remembered.
+/// Also if it has remembered the record.
 TEST_F(WindowsFileTokenStore, SeesWhatOthersDo) {
     SecretFile here(m_file);
     SecretFile there(m_file);

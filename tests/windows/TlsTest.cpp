@@ -5,8 +5,8 @@ namespace {
 
 using namespace test;
 
-/// A service at a provider whose authority the user trusts, or another one. The system's client
-/// reads once what the user trusts: each test needs a process of its own.
+/// A service at a provider whose authority the user trusts, or at another one. The system's client
+/// reads the trusted authorities once, so each test needs its own process.
 class Tls : public Applications {
 protected:
     std::string end(const TestProvider& asked, const TestProvider& trusted) {
@@ -18,8 +18,8 @@ protected:
     TestProvider valid{{true, "", ServerCertificate::Valid}};
 };
 
-// Wine refuses the first one, too, for the reason in tests/wine.list: there these three fail only
-// if nothing at all is checked.
+// Wine refuses the first one, too, for the reason in tests/wine.list: there these three tests only
+// fail if nothing is checked at all.
 const std::string refusal = "12157";
 
 TEST_F(Tls, ServesWithATrustedAuthority) {

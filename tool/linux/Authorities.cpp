@@ -17,16 +17,16 @@ namespace tool {
 
 namespace {
 
-/// That of OpenSSL, by which the HTTP library asks for authorities.
+/// OpenSSL's variable, by which the HTTP library finds authorities.
 constexpr const char* authoritiesVariable = "SSL_CERT_FILE";
 
-/// Whether, and with what, the caller had set it.
+/// The caller's value of that variable, if it had one; empty if the variable was not replaced.
 std::optional<std::optional<std::string>>& replaced() {
     static std::optional<std::optional<std::string>> value;
     return value;
 }
 
-// NOLINTBEGIN(concurrency-mt-unsafe): before there are threads, or none is left that looks
+// NOLINTBEGIN(concurrency-mt-unsafe): before there are threads, or when none reads it any more
 
 void set(const std::optional<std::string>& value) {
     value ? ::setenv(authoritiesVariable, value->c_str(), 1) : ::unsetenv(authoritiesVariable);
@@ -36,7 +36,7 @@ void set(const std::optional<std::string>& value) {
 
 bool holdsCertificate(const std::filesystem::path& file) {
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(file, ignored)) {  // one that can be read again
+    if (!std::filesystem::is_regular_file(file, ignored)) {  // a regular file can be read again
         return false;
     }
     const std::unique_ptr<BIO, decltype(&BIO_free)> input(BIO_new_file(file.c_str(), "r"),
@@ -52,8 +52,8 @@ bool holdsCertificate(const std::filesystem::path& file) {
 }  // namespace
 
 void trustAuthorities(const std::filesystem::path& file) {
-    if (!holdsCertificate(file)) {  // which the HTTP library would pass over in silence
-        throw UsageError("--ca-file: no certificate can be read from it");
+    if (!holdsCertificate(file)) {  // the HTTP library would ignore such a file silently
+        throw UsageError("--ca-file: no PEM certificate can be read from that file");
     }
     if (!replaced()) {
         replaced() = readVariable(authoritiesVariable);

@@ -4,7 +4,7 @@
 
 namespace tool {
 
-/// Closes it; none where it is negative.
+/// Closes the descriptor; a negative number means none.
 class Descriptor {
 public:
     explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}

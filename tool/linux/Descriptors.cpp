@@ -26,7 +26,7 @@ std::array<Ignored, 2> ignored{{{SIGPIPE, SIG_DFL}, {SIGXFSZ, SIG_DFL}}};
 }  // namespace
 
 bool reserveStandardStreams() {
-    // In this order: what is opened gets the lowest number that is free.
+    // In this order: a newly opened file gets the lowest free number.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const int wrongWay = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
         if (::fcntl(stream, F_GETFD) >= 0) {
@@ -58,7 +58,7 @@ void restoreInherited() {
 }
 
 void requireDescriptors() {
-    // A sign-in has some twenty: the HTTP library's own, listeners, connections, store and lock.
+    // A sign-in uses about twenty: the HTTP library's own, listeners, connections, store and lock.
     std::array<int, 32> copies{};
     const auto last = std::find_if(copies.begin(), copies.end(), [](int& copy) {
         copy = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);

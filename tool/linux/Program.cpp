@@ -47,7 +47,7 @@ bool isIgnored(int number) {
     return ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-/// For the end of a list that the system takes.
+/// With the null pointer that the system expects at the end.
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
@@ -58,7 +58,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
-/// This process's, with the changes.
+/// This process's environment with the changes.
 std::vector<std::string> environmentWith(const Program::Changes& changes) {
     std::vector<std::string> variables;
     for (char** variable = environ; *variable != nullptr; ++variable) {
@@ -75,13 +75,13 @@ std::vector<std::string> environmentWith(const Program::Changes& changes) {
     return variables;
 }
 
-/// What the system takes of a program.
+/// The arguments and environment in the form that the system expects.
 class Image {
 public:
     Image(std::vector<std::string> command, const Program::Changes& changes)
         : m_command(std::move(command)), m_variables(environmentWith(changes)) {}
 
-    /// Returns where it cannot be had.
+    /// Returns only if the program cannot be started.
     void take() const { ::execvpe(m_arguments.front(), m_arguments.data(), m_values.data()); }
 
 private:
@@ -91,19 +91,19 @@ private:
     const std::vector<char*> m_values = pointersTo(m_variables);
 };
 
-/// Its number, or none and the error by which it could not be started.
+/// The program's process number, or the error if it could not be started.
 struct Started {
     pid_t number;
     int error;
 };
 
 Started start(const Image& image, void (*childSignal)(int)) {
-    std::array<int, 2> failure{};  // closed by exec, written when there is none
+    std::array<int, 2> failure{};  // closed by exec, written if there is no exec
     if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot start the program");
     }
     const pid_t program = ::fork();
-    if (program == 0) {  // from here on nothing that needs memory
+    if (program == 0) {  // from here on no memory may be allocated
         (void)std::signal(SIGCHLD, childSignal);
         image.take();
         const int error = errno;
@@ -124,8 +124,8 @@ constexpr std::array relayed{SIGHUP,  SIGINT,  SIGQUIT,  SIGTERM, SIGUSR1,
                              SIGUSR2, SIGALRM, SIGWINCH, SIGTSTP, SIGCONT};
 static_assert(std::atomic<pid_t>::is_always_lock_free &&
               std::atomic<std::uint64_t>::is_always_lock_free);
-std::atomic<pid_t> receiver{0};         // while it runs
-std::atomic<std::uint64_t> waiting{0};  // a bit for each signal that came before it did
+std::atomic<pid_t> receiver{0};         // while the program runs
+std::atomic<std::uint64_t> waiting{0};  // a bit for each signal before the start
 
 void deliver(int number) {
     const std::uint64_t bit = std::uint64_t{1} << static_cast<unsigned>(number);
@@ -136,7 +136,7 @@ void deliver(int number) {
 }
 
 extern "C" void relaySignal(int number, siginfo_t* info, void* /*context*/) {
-    // Above 0 stands the kernel: the terminal has sent it to the program as well.
+    // A value above 0 means the kernel: the terminal has sent the signal to the program as well.
     if (info->si_code <= 0) {
         const int error = errno;
         waiting.fetch_or(std::uint64_t{1} << static_cast<unsigned>(number));
@@ -152,7 +152,7 @@ void startRelayTo(pid_t program) {
     }
 }
 
-/// Waits until it has stopped or ended. Of one that has ended the number is still its own then.
+/// Waits until the program has stopped or ended. Its number is not reused until it is reaped.
 void awaitChangeOf(pid_t program) {
     siginfo_t change{};
     while (::waitid(P_PID, static_cast<id_t>(program), &change, WEXITED | WSTOPPED | WNOWAIT) !=
@@ -173,7 +173,7 @@ bool isByTerminal(int stopSignal) {
 }  // namespace
 
 Inheritance::Inheritance() : m_descriptors(openDescriptors()) {
-    for (const int number : {SIGINT, SIGTERM}) {  // a request for a token takes them
+    for (const int number : {SIGINT, SIGTERM}) {  // a request for a token handles them
         if (isIgnored(number)) {
             m_ignoredSignals.insert(number);
         }
@@ -193,7 +193,8 @@ void Inheritance::restore() const {
 }
 
 struct SignalRelay::State {
-    // For the program: while it is ignored, this process would not learn of the program's end.
+    // The action for SIGCHLD to restore for the program. If it is to ignore the signal, this
+    // process would not learn of the program's end.
     void (*childSignalBefore)(int);
 };
 
@@ -254,14 +255,14 @@ void endLike(int status) {
     }
     const int number = WTERMSIG(status);
     const rlimit none{0, 0};
-    ::setrlimit(RLIMIT_CORE, &none);  // the program's core, if there is one, must stay
+    ::setrlimit(RLIMIT_CORE, &none);  // keeps a core file of the program
     (void)std::signal(number, SIG_DFL);
     sigset_t one;
     ::sigemptyset(&one);
     ::sigaddset(&one, number);
     ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
     (void)::raise(number);
-    constexpr int signalBase = 128;  // as shells have it
+    constexpr int signalBase = 128;  // as in shells
     std::exit(signalBase + number);
 }
 

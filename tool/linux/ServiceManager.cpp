@@ -14,7 +14,7 @@ namespace tool {
 void tellServiceManager(const std::string& state) {
     const std::string path = variable("NOTIFY_SOCKET");
     sockaddr_un address{};
-    // What begins otherwise is of a kind that we do not know.
+    // Other kinds of addresses are unknown to us.
     if (path.empty() || (path.front() != '/' && path.front() != '@') ||
         path.size() >= sizeof address.sun_path) {
         return;
@@ -22,7 +22,7 @@ void tellServiceManager(const std::string& state) {
     address.sun_family = AF_UNIX;
     std::copy(path.begin(), path.end(), std::begin(address.sun_path));
     if (path.front() == '@') {
-        address.sun_path[0] = '\0';  // in no file system
+        address.sun_path[0] = '\0';  // a name outside the file system
     }
     const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor >= 0) {

@@ -47,11 +47,11 @@ Signals::Signals(const Concurrency::cancellation_token_source& source)
 Signals::~Signals() = default;
 
 void Signals::run(const std::function<bool()>& isOver) const {
-    // Who wakes may find no thread for it.
+    // The call that wakes this thread may be missing if there is no thread for it.
     constexpr std::chrono::seconds longest{1};
     boost::asio::io_context& context = *m_state->context;
     for (;;) {
-        context.restart();  // before the question: what is over behind it stops the context again
+        context.restart();  // before the check: a later end stops the context again
         if (isOver()) {
             return;
         }

@@ -35,19 +35,19 @@ int openFolder(const fs::path& folder) {
     return opened;
 }
 
-/// What lies there, if anything does, is replaced: that must not be a device, for one.
+/// An existing file will be replaced, so it must not be a device, for example.
 void requireReplaceable(const Descriptor& folder, const fs::path& file) {
     struct stat status {};
     if (::fstatat(folder.get(), file.filename().c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         !S_ISREG(status.st_mode)) {
-        throw UsageError(file.string() + " is no regular file");
+        throw UsageError(file.string() + " is not a regular file");
     }
 }
 
 void synchronize(const Descriptor& descriptor, const fs::path& path) {
     // EINVAL: a file system whose folders need no fsync.
     if (::fsync(descriptor.get()) != 0 && errno != EINVAL) {
-        fail(path, "cannot be brought to the disk");
+        fail(path, "cannot be flushed to disk");
     }
 }
 
@@ -61,8 +61,8 @@ void writeAll(const Descriptor& descriptor, std::string_view text, const fs::pat
     }
 }
 
-/// The file beside, by whose lock its writers take turns. It has one name, so that killed writers
-/// leave one at most.
+/// The temporary file beside it, whose lock makes writers take turns. It always has the same name,
+/// so that killed writers leave at most one.
 class Successor {
 public:
     Successor(const Descriptor& folder, const fs::path& file)
@@ -73,7 +73,7 @@ public:
                                 O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                                 fileMode)) {
         if (m_descriptor.get() < 0) {
-            fail(file, "no new file can be made beside it");
+            fail(file, "no temporary file can be created beside it");
         }
     }
 
@@ -85,7 +85,7 @@ public:
         }
     }
 
-    /// Whether it is this writer's, and not in its place meanwhile.
+    /// Returns false if another writer has moved this file to its destination meanwhile.
     bool take() {
         if (::flock(m_descriptor.get(), LOCK_EX) != 0 && errno != ENOLCK && errno != EOPNOTSUPP) {
             return false;
@@ -128,7 +128,7 @@ private:
 
 fs::path sessionFolder() {
     const fs::path runtime = variable("XDG_RUNTIME_DIR");
-    // Without a session of one's own, as in a job, it may be that of another user, or be gone.
+    // Without a session of its own, as in a job, the folder may belong to another user, or be gone.
     const bool isUsable = runtime.is_absolute() && ::access(runtime.c_str(), W_OK | X_OK) == 0;
     return isUsable ? runtime : fs::temp_directory_path();
 }
@@ -137,16 +137,16 @@ fs::path sessionFolder() {
 
 TokenFile::TokenFile(const fs::path& file) : m_file(fs::absolute(file)) {
     if (!m_file.has_filename()) {
-        throw UsageError(file.string() + " is no regular file");
+        throw UsageError(file.string() + " is not a regular file");
     }
     requireReplaceable(Descriptor(openFolder(m_file.parent_path())), m_file);
 }
 
 void TokenFile::replace(const std::string& text) const {
-    // Opened anew each time: what had that name may have been replaced.
+    // Opened anew each time: the folder may have been replaced.
     const Descriptor folder(openFolder(m_file.parent_path()));
     requireReplaceable(folder, m_file);
-    // Whoever waited for another writer finds that its file is in its place already.
+    // A writer that waited for another one finds that its file has been moved to its destination.
     constexpr int attempts = 16;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         Successor successor(folder, m_file);
@@ -156,13 +156,13 @@ void TokenFile::replace(const std::string& text) const {
             return;
         }
     }
-    fail(m_file, "is being written by too many at once", EBUSY);
+    fail(m_file, "is being written by too many processes at once", EBUSY);
 }
 
 PrivateFolder::PrivateFolder() {
     std::string name = sessionFolder() / "oidcauth-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr) {
-        fail(name, "cannot be made");
+        fail(name, "cannot be created");
     }
     m_path = name;
 }

@@ -32,7 +32,7 @@ int opened(int descriptor) {
     return descriptor;
 }
 
-/// Those that end a service, and a program in a terminal. One that is ignored stays so.
+/// The signals that end a service, or a program in a terminal. An ignored signal stays ignored.
 sigset_t endingSignals() {
     sigset_t signals;
     ::sigemptyset(&signals);
@@ -60,8 +60,8 @@ struct Watch::State {
     Descriptor timer{opened(::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC))};
     std::uint32_t received = 0;
 
-    /// Returns when the descriptor can be read, the time is over, or a signal has come: whether it
-    /// was that.
+    /// Returns when the descriptor is readable, the time is over, or a signal has arrived. Returns
+    /// whether it was a signal.
     bool wait(const Descriptor& descriptor, int milliseconds) {
         std::array<pollfd, 2> awaited{{{signal.get(), POLLIN, 0}, {descriptor.get(), POLLIN, 0}}};
         const int ready = ::poll(awaited.data(), awaited.size(), milliseconds);

@@ -22,7 +22,7 @@ std::string escaped(const std::string& text, const std::string& characters) {
     return result;
 }
 
-/// For a POSIX shell.
+/// Quoted for a POSIX shell.
 std::string shellWord(const std::string& text) {
     std::string result = "'";
     for (const char character : text) {
@@ -42,7 +42,7 @@ const char* nameOf(Completion completion) {
     return names.at(static_cast<std::size_t>(completion));
 }
 
-/// A line for each option: its name, and where it takes a value what completes that.
+/// One line for each option: its name and, if it takes a value, how to complete it.
 std::string bashOptions(const std::string& pattern, const Description& command) {
     std::string text = fmt::format("        {})\n            cat <<'END'\n", pattern);
     for (const OptionFacts& option : command.options()) {

@@ -6,7 +6,7 @@
 
 namespace manual {
 
-// What stands in a shell's completion script in place of @TREE@.
+// The text that replaces @TREE@ in a shell's completion script.
 
 std::string bashTree(const Description& command);
 std::string zshTree(const Description& command);

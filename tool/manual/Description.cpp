@@ -20,7 +20,7 @@ OptionGroup groupOf(const CLI::App& app) {
             group.options.emplace_back(*option);
         }
     }
-    // Each of a group of alternatives excludes all others.
+    // Each option of such a group excludes all others.
     if (app.get_require_option_max() == 1) {
         const auto all = group.options;
         for (tool::OptionFacts& option : group.options) {
@@ -54,7 +54,7 @@ Description::Description(const CLI::App& command)
             subcommands.emplace_back(*part);
         }
     }
-    if (subcommands.empty()) {  // the other footer is made of what the pages have sections for
+    if (subcommands.empty()) {  // the main footer repeats what the pages have in sections
         example = command.get_footer();
     }
 }

@@ -10,12 +10,12 @@
 namespace manual {
 
 struct OptionGroup {
-    std::string title;  ///< empty for those without a heading of their own
+    std::string title;  ///< empty for options without their own heading
     std::string note;
     std::vector<tool::OptionFacts> options;
 };
 
-/// What the command line's tree says of the command, or of a subcommand.
+/// The command, or a subcommand, as the option tree describes it.
 struct Description {
     std::string name;
     std::string summary;
@@ -28,11 +28,11 @@ struct Description {
 
     explicit Description(const CLI::App& command);
 
-    /// Of all groups.
+    /// The options of all groups.
     std::vector<tool::OptionFacts> options() const;
 };
 
-/// What can follow an option, for completion.
+/// What completes the word after an option.
 enum class Completion { nothing, words, files, profiles, variables };
 
 Completion completionOf(const tool::OptionFacts& option);

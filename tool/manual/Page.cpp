@@ -33,7 +33,7 @@ std::string sentence(const std::string& text) {
 }
 
 std::string section(const std::string& title, std::string text) {
-    const std::string exampleEnd = ".EE\n";  // which switches hyphenation on again
+    const std::string exampleEnd = ".EE\n";  // this switches hyphenation on again
     const std::string hyphenationOff = ".nh\n";
     for (auto at = text.find(exampleEnd); at != std::string::npos;
          at = text.find(exampleEnd, at + 1)) {
@@ -42,7 +42,7 @@ std::string section(const std::string& title, std::string text) {
     return text.empty() ? "" : ".SH " + title + '\n' + text;
 }
 
-/// Paragraphs one after the other, if there are any.
+/// The texts with a paragraph break between them, if both are not empty.
 std::string joined(const std::string& first, const std::string& second) {
     return first + (first.empty() || second.empty() ? "" : ".PP\n") + second;
 }
@@ -53,7 +53,7 @@ std::string heading(const std::string& name, const std::string& summary, const E
     return fmt::format(
         ".\\\" Made from the command line's own description of itself when the command is built.\n"
         ".TH {} 1 \"{}\" \"OIDCAuth {}\" \"User Commands\"\n"
-        // A name that is broken at its hyphen can be copied no more.
+        // A name that is broken at its hyphen can no longer be copied.
         ".nh\n.ad l\n"
         ".SH NAME\n{} \\- {}\n",
         code(upper(name)), edition.date, edition.version, code(name), lower);
@@ -72,7 +72,7 @@ std::string notesOf(const OptionFacts& option) {
     if (!option.words.empty()) {
         notes += ' ' + option.value + (option.takesOtherWords ? " can be " : " is one of ") +
                  listOf(option.words, option.takesOtherWords ? "or" : "and") +
-                 (option.takesOtherWords ? ", or whatever else the provider knows." : ".");
+                 (option.takesOtherWords ? ", or another value that the provider supports." : ".");
     }
     if (!option.standard.empty()) {
         notes += " Default: " + option.standard + '.';
@@ -132,7 +132,7 @@ std::string variablesOf(const Description& command, const std::string& others) {
         if (!option.variable.empty()) {
             const bool isFirst = table.empty();
             table += ".TP 36\n.B " + option.variable + '\n' + bold(option.name()) + '\n';
-            table += isFirst ? ".PD 0\n" : "";  // the others close to it
+            table += isFirst ? ".PD 0\n" : "";  // no space between the following entries
         }
     }
     if (table.empty()) {

@@ -7,7 +7,7 @@
 
 namespace manual {
 
-/// Version and date that a page shows; the date may be empty.
+/// The version and date shown on a page; the date may be empty.
 struct Edition {
     std::string version;
     std::string date;
@@ -15,7 +15,7 @@ struct Edition {
 
 /// The manual page of the command.
 std::string pageOf(const Description& command, const PageText& text, const Edition& edition);
-/// That of one of its subcommands.
+/// The page of one of its subcommands.
 std::string pageOf(const Description& command, const Description& subcommand, const PageText& text,
                    const Edition& edition);
 

@@ -12,7 +12,7 @@ namespace manual {
 
 namespace {
 
-/// Those of a file; in place of a line `@NAME`, those of NAME.part beside it.
+/// The lines of a file; a line `@NAME` is replaced by the lines of NAME.part beside it.
 std::vector<std::string> linesOf(const std::filesystem::path& file) {
     std::ifstream input(file);
     if (!input) {
@@ -30,7 +30,7 @@ std::vector<std::string> linesOf(const std::filesystem::path& file) {
     return lines;
 }
 
-/// In capital letters: an example may have a line in brackets, too.
+/// Titles are in capital letters: an example may have a line in brackets, too.
 bool isTitle(const std::string& line) {
     return line.size() > 2 && line.front() == '[' && line.back() == ']' &&
            line.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ -", 1) == line.size() - 1;

@@ -9,20 +9,20 @@
 
 namespace manual {
 
-/// What only a page says: sections of man(7) text, each behind a line with its title in brackets. A
-/// line `@NAME` stands for the text in NAME.part, which several pages have.
+/// The hand-written text of a page: sections of man(7) text, each after a line with its title in
+/// brackets. A line `@NAME` stands for the text in NAME.part, which several pages share.
 class PageText {
 public:
-    /// Throws std::runtime_error for a file that cannot be read.
+    /// Throws std::runtime_error if the file cannot be read.
     explicit PageText(const std::filesystem::path& file);
 
-    /// The section's text; empty where there is none.
+    /// The section's text; empty if there is none.
     std::string section(const std::string& title) const;
-    /// The sections that are peculiar to the page, in their order: the others have these titles.
+    /// The sections that only this page has, in their order: all but those with these titles.
     std::vector<std::pair<std::string, std::string>> sectionsBut(
         const std::vector<std::string>& titles) const;
 
-    /// Throws std::runtime_error where it names an option or a subcommand that there is not.
+    /// Throws std::runtime_error if the text names an option or a subcommand that does not exist.
     void checkNames(const Description& command) const;
 
 private:

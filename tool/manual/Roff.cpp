@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t lineWidth = 72;
 
-/// A point or an apostrophe at its beginning would make a line a request.
+/// A line that begins with a point or an apostrophe would be a request.
 std::string guarded(const std::string& line) {
     return line.empty() || (line.front() != '.' && line.front() != '\'') ? line : "\\&" + line;
 }

@@ -1,8 +1,8 @@
-// Writes the manual pages and the completion of the command from its own options:
+// Generates the manual pages and the completion scripts of the command from its own options:
 //
 //   oidcauth-manual SOURCES FOLDER [DATE]
 //
-// takes the text that only pages have, and the scripts around the options, from SOURCES.
+// SOURCES has the hand-written text of the pages, and the scripts around the options.
 
 #include "oidcauth/version.h"
 #include "tool/CommandTree.h"

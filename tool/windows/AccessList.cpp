@@ -7,14 +7,14 @@ namespace tool {
 std::wstring userId() {
     const std::wstring user = standalone::detail::textOf(standalone::detail::CurrentUser().get());
     if (user.empty()) {
-        failSystem("the system does not tell whose process this is");
+        failSystem("cannot determine the user of this process");
     }
     return user;
 }
 
 UserOnly::UserOnly() : m_descriptor(standalone::detail::securityFor(userId())) {
     if (!m_descriptor) {
-        failSystem("cannot make an access list");
+        failSystem("cannot create an access list");
     }
     m_attributes.nLength = sizeof m_attributes;
     m_attributes.lpSecurityDescriptor = m_descriptor.get();

@@ -7,17 +7,17 @@
 
 namespace tool {
 
-/// The security identifier of the user by whom this process runs, as text. Throws
-/// std::system_error.
+/// The security identifier of the user who runs this process, as text. Throws std::system_error.
 std::wstring userId();
 
-/// For what only its user, the system and its administrators can open, whatever the folder above
-/// would have it inherit. Throws std::system_error where the system knows no user.
+/// Security attributes for files that only their user, the system and its administrators can open,
+/// whatever they would inherit from the folder. Throws std::system_error if the system knows no
+/// user.
 class UserOnly {
 public:
     UserOnly();
 
-    /// As the functions that make files and folders take it.
+    /// In the form that functions which create files and folders expect.
     SECURITY_ATTRIBUTES* get() { return &m_attributes; }
 
 private:

@@ -9,7 +9,8 @@
 
 namespace tool {
 
-/// Those of main() are in another code page, and some runtimes put file names in place of a star.
+/// The arguments of main() are in another code page, and some runtimes replace a star by file
+/// names.
 std::vector<std::string> argumentsOf(int /*argc*/, char** /*argv*/) {
     int count = 0;
     const standalone::detail::Local<wchar_t*> words(

@@ -4,12 +4,12 @@
 
 namespace tool {
 
-/// The system's HTTP client has no authorities of a single process. To leave the check to it and
-/// overlook what it finds would be to send secrets before anybody has looked.
+/// The system's HTTP client cannot trust an authority for a single process. Ignoring its check
+/// would send secrets before anybody has checked the certificate.
 void trustAuthorities(const std::filesystem::path& /*file*/) {
     throw UsageError(
-        "--ca-file: not on Windows, which trusts the authorities of its certificate stores; add "
-        "this one there: certutil -user -addstore Root FILE");
+        "--ca-file: not supported on Windows, which trusts the authorities in its certificate "
+        "stores; add this one there: certutil -user -addstore Root FILE");
 }
 
 void restoreAuthorities() {}

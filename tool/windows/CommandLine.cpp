@@ -12,7 +12,7 @@ namespace tool {
 
 namespace {
 
-/// Backslashes mean themselves, but in front of a quotation mark.
+/// Backslashes are literal, except before a quotation mark.
 std::wstring quoted(const std::wstring& word) {
     if (!word.empty() && word.find_first_of(L" \t\n\v\"") == std::wstring::npos) {
         return word;
@@ -34,7 +34,7 @@ bool isFile(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-/// Whole, and without the points and blanks behind a name that the system passes over.
+/// The absolute path, without the points and blanks at the end of a name, which the system ignores.
 std::wstring fullPath(const std::wstring& path) {
     std::wstring whole(::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
     whole.resize(
@@ -42,7 +42,7 @@ std::wstring fullPath(const std::wstring& path) {
     return whole;
 }
 
-/// A file of this name, or of one that the name is short for.
+/// A file with this name, or with the name plus a known extension.
 std::wstring fileOf(const std::wstring& name) {
     const bool hasExtension = name.find(L'.', name.find_last_of(L"\\/") + 1) != std::wstring::npos;
     if (hasExtension && isFile(name)) {
@@ -77,7 +77,7 @@ std::wstring findProgram(const std::string& name) {
         std::wstring folder = path.substr(begin, end - begin);
         folder.erase(std::remove(folder.begin(), folder.end(), L'"'), folder.end());
         begin = end + 1;
-        // One that is not absolute would be below the current folder.
+        // A path that is not absolute would be below the current folder.
         const bool isAbsolute = folder.find(L":\\") == 1 || folder.rfind(L"\\\\", 0) == 0;
         const std::wstring found = isAbsolute ? fileOf(folder + L'\\' + program) : L"";
         if (!found.empty()) {

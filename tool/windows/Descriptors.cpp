@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-/// None where it is closed: its number may come to be that of another one, a file's even.
+/// Empty if the stream is closed: its handle may be reused, even for a file.
 HANDLE handleOf(DWORD stream) {
     const HANDLE handle = ::GetStdHandle(stream);
     ::SetLastError(NO_ERROR);
@@ -21,7 +21,7 @@ HANDLE handleOf(DWORD stream) {
     return isOpen ? handle : nullptr;
 }
 
-/// Never destroyed: streams write until the very end.
+/// Never destroyed: streams write until the very end of the process.
 void writeTo(std::ostream& stream, DWORD number) {
     stream.rdbuf(new HandleBuffer(handleOf(number)));
 }
@@ -40,13 +40,13 @@ bool reserveStandardStreams() {
     return true;
 }
 
-/// No write ends a process here.
+/// On Windows no write ends a process.
 void surviveFailedWrites() {}
 
-/// A program gets the standard streams, of which none was opened in the place of another.
+/// A program only gets the standard streams, and none of them was replaced.
 void restoreInherited() {}
 
-/// A process may have some millions.
+/// A process may open millions.
 void requireDescriptors() {}
 
 }  // namespace tool

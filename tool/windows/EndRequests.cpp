@@ -21,14 +21,14 @@ BOOL WINAPI handle(DWORD event) {
         endAtOnce(ExitCode::Interrupted);
     }
     if (isTermination) {
-        // The system ends the process when this returns, or after some seconds. Until then it
-        // cancels what it does, and ends by itself.
+        // The system ends the process when this returns, or after some seconds. Until then the
+        // process cancels its work and ends by itself.
         ::Sleep(INFINITE);
     }
     return TRUE;
 }
 
-/// From the beginning, and never taken back: that could wait for a call which lasts.
+/// Registered at the start and never removed: removing it could wait for a call that lasts.
 [[maybe_unused]] const bool isHandled = ::SetConsoleCtrlHandler(&handle, TRUE) != 0;
 
 EndRequests* replaceReceiver(EndRequests* other) {

@@ -4,22 +4,22 @@
 
 namespace tool {
 
-/// While it lives, requests to end this process come to it, and to no one that was made before:
-/// Ctrl-C and Ctrl-Break, and the console that is closed, the log-off and the shutdown. Where there
-/// is none, they end the process.
+/// While it exists, it receives the requests to end this process, and objects created before it do
+/// not: Ctrl-C, Ctrl-Break, closing the console, log-off and shutdown. If there is none, these end
+/// the process.
 class EndRequests {
 public:
-    /// Called on threads of the system's, one call at a time, and not to wait for anything.
-    /// `isTermination`: it came from elsewhere than the keyboard.
+    /// Called on threads of the system, one call at a time; must not block. `isTermination`: the
+    /// request does not come from the keyboard.
     using Hear = std::function<void(bool isTermination)>;
 
     explicit EndRequests(Hear hear);
-    /// Waits for a call that is under way.
+    /// Waits for a running call.
     ~EndRequests();
     EndRequests(const EndRequests&) = delete;
     EndRequests& operator=(const EndRequests&) = delete;
 
-    /// For the system. Whether there is one that has heard it.
+    /// Called by the system. Returns whether somebody received it.
     static bool tell(bool isTermination);
 
 private:

@@ -2,8 +2,8 @@
 
 namespace tool {
 
-/// Profiles go with a user who has them on several machines. Tokens stay, as they can be read on
-/// one machine only.
+/// Profiles roam with the user between machines. Tokens do not, because they can be read on one
+/// machine only.
 FolderNames folderNames() {
     return {"USERPROFILE", "LOCALAPPDATA",     "AppData\\Local",
             "APPDATA",     "AppData\\Roaming", R"(%APPDATA%\oidcauth\config.toml)"};

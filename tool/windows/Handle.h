@@ -11,7 +11,7 @@ namespace tool {
     throw std::system_error(static_cast<int>(error), std::system_category(), what);
 }
 
-/// Closes it; none where it is null or not valid.
+/// Closes the handle; null or an invalid handle means none.
 class Handle {
 public:
     explicit Handle(HANDLE handle = nullptr) noexcept
@@ -36,13 +36,13 @@ private:
     HANDLE m_handle;
 };
 
-/// Not the null device, which the C runtime takes for a terminal.
+/// Not the null device, which the C runtime treats as a terminal.
 inline bool isConsole(HANDLE handle) {
     DWORD mode = 0;
     return ::GetConsoleMode(handle, &mode) != 0;
 }
 
-/// Throws std::system_error where there is none.
+/// Throws std::system_error if there is none.
 inline Handle required(HANDLE handle, const char* what) {
     Handle owned(handle);
     if (!owned) {

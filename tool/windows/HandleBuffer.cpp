@@ -28,7 +28,7 @@ int reasonOf(DWORD error) {
     }
 }
 
-/// How many bytes at the end begin a character that has not come whole.
+/// How many bytes at the end belong to an incomplete character.
 std::size_t unfinished(const std::string& text) {
     constexpr std::size_t longest = 4;
     for (std::size_t count = 1; count <= std::min(longest, text.size()); ++count) {
@@ -69,7 +69,7 @@ bool HandleBuffer::append(const char* text, std::size_t size) {
     return m_text.size() < mostHeld || send();
 }
 
-/// What cannot be written is dropped, as nobody could do anything with it.
+/// If the bytes cannot be written, they are dropped, as nobody could do anything with them.
 bool HandleBuffer::send() {
     const bool isSent = m_isConsole ? sendToConsole() : sendBytes();
     if (!isSent) {

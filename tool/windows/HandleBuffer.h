@@ -8,12 +8,12 @@
 
 namespace tool {
 
-/// Writes UTF-8 to a handle as it is: the C runtime would put CR LF in place of line ends. To a
-/// console it writes characters, since the code page that it has for bytes is another one. Any
-/// number of threads may write.
+/// Writes UTF-8 to a handle unchanged, while the C runtime would replace line ends by CR LF. A
+/// console gets characters, because its code page for bytes is another one. Any number of threads
+/// may write.
 class HandleBuffer final : public std::streambuf {
 public:
-    /// Null: all writing fails.
+    /// With a null handle all writing fails.
     explicit HandleBuffer(HANDLE handle);
 
 protected:

@@ -12,11 +12,12 @@ namespace tool {
 
 namespace {
 
-/// To change what is in it, or who may.
+/// Rights to change its content, or its permissions.
 constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE | WRITE_DAC | WRITE_OWNER |
                           GENERIC_WRITE | GENERIC_ALL;
 
-/// Whether it lets somebody write who is neither this user nor one who could in any case.
+/// Whether the entry lets somebody write who is neither this user nor somebody with full access
+/// anyway.
 bool letsOthersWrite(const ACE_HEADER& entry) {
     const bool allows = entry.AceType == ACCESS_ALLOWED_ACE_TYPE ||
                         entry.AceType == ACCESS_ALLOWED_CALLBACK_ACE_TYPE;
@@ -51,7 +52,7 @@ std::optional<std::string> remedyForOtherWriters(const std::filesystem::path& fi
     if (!canWrite) {
         return std::nullopt;
     }
-    return "take that from them: icacls FILE /reset, then icacls FILE /inheritance:r /grant:r "
+    return "remove their permission: icacls FILE /reset, then icacls FILE /inheritance:r /grant:r "
            "\"%USERNAME%:F\"";
 }
 

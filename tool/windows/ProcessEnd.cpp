@@ -7,8 +7,8 @@
 namespace tool {
 
 void endAtOnce(ExitCode code) {
-    // An exit would call the libraries once more, some of which wait for locks of threads that the
-    // system has ended by then.
+    // A normal exit would call the libraries again, and some of them wait for locks of threads that
+    // the system has already ended.
     ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(code));
     std::_Exit(static_cast<int>(code));
 }

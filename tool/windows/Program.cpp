@@ -20,15 +20,15 @@ struct ByName {
     }
 };
 
-/// This process's, with the changes, as the system takes it: by name, each with a zero behind it,
-/// and another one behind all.
+/// This process's environment with the changes, in the system's form: sorted by name, each entry
+/// followed by a zero, and another zero at the end.
 std::wstring environmentWith(const Program::Changes& changes) {
     std::map<std::wstring, std::wstring, ByName> variables;
     const std::unique_ptr<wchar_t, decltype(&::FreeEnvironmentStringsW)> block(
         ::GetEnvironmentStringsW(), &::FreeEnvironmentStringsW);
     for (const wchar_t* entry = block.get(); entry != nullptr && *entry != L'\0';) {
         const std::wstring text = entry;
-        // Those that remember a drive's folder begin with the sign.
+        // Entries for the current folder of a drive begin with this sign.
         variables[text.substr(0, text.find(L'=', 1))] = text;
         entry += text.size() + 1;
     }
@@ -46,7 +46,7 @@ std::wstring environmentWith(const Program::Changes& changes) {
     return text + L'\0';
 }
 
-/// A copy of a standard stream that a program can inherit; none where it is closed.
+/// A copy of a standard stream that a program can inherit; empty if it is closed.
 Handle inheritable(DWORD stream) {
     HANDLE copy = nullptr;
     const HANDLE process = ::GetCurrentProcess();
@@ -56,8 +56,8 @@ Handle inheritable(DWORD stream) {
                : Handle();
 }
 
-/// The program in it ends when nobody has it open any more: with this process, however that ends.
-/// Those that the program starts are not in it.
+/// A job that ends its program when nobody has the job open any more: with this process, however it
+/// ends. Programs that the program starts are not in the job.
 Handle makeJob() {
     constexpr const char* failure = "cannot start the program";
     Handle job = required(::CreateJobObjectW(nullptr, nullptr), failure);
@@ -71,8 +71,8 @@ Handle makeJob() {
     return job;
 }
 
-/// What a program is started with: the standard streams, and no other handle; and its job, in which
-/// it is from its first moment on.
+/// The start information of a program: it inherits the standard streams and no other handle, and it
+/// is in its job from the start.
 class Start {
 public:
     explicit Start(const Handle& job) : m_job(job.get()) {
@@ -132,7 +132,7 @@ Inheritance::Inheritance() = default;
 
 void Inheritance::restore() const {}
 
-/// The console tells the program of Ctrl-C and of its end by itself.
+/// The console reports Ctrl-C and its closing to the program directly.
 struct SignalRelay::State {
     const EndRequests requests{[](bool) {}};
 };
@@ -152,8 +152,9 @@ int Program::run(const SignalRelay& /*relay*/) const {
         fail(ERROR_FILE_NOT_FOUND);
     }
     if (isBatchFile(file)) {
-        throw ProgramError(ExitCode::ProgramNotExecutable,
-                           m_command.front() + ": a batch file, which only cmd runs; by cmd /c");
+        throw ProgramError(
+            ExitCode::ProgramNotExecutable,
+            m_command.front() + ": a batch file, which only cmd can run; use cmd /c");
     }
     std::wstring line = commandLine(m_command);
     std::wstring environment = environmentWith(m_changes);

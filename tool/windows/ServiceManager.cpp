@@ -2,7 +2,7 @@
 
 namespace tool {
 
-/// None here asks by this protocol.
+/// No service manager on Windows uses this protocol.
 void tellServiceManager(const std::string& /*state*/) {}
 
 }  // namespace tool

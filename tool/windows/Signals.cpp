@@ -15,7 +15,7 @@ namespace {
 
 std::atomic<bool> isTermination{false};
 
-/// Wakes who waits, also where it rang before.
+/// Wakes the waiting thread, even if it rang before the wait.
 class Bell {
 public:
     void ring() {
@@ -54,7 +54,7 @@ struct Signals::State {
     const std::shared_ptr<Bell> bell = std::make_shared<Bell>();
     Canceller canceller;
     bool isCancelled = false;
-    // Last, so that nothing is heard any more when the others go.
+    // Last, so that no signal is received while the other members are destroyed.
     const EndRequests requests{[this](bool isFromElsewhere) { hear(isFromElsewhere); }};
 };
 
@@ -64,7 +64,7 @@ Signals::Signals(const Concurrency::cancellation_token_source& source)
 Signals::~Signals() = default;
 
 void Signals::run(const std::function<bool()>& isOver) const {
-    // Who wakes may find no thread for it.
+    // The call that wakes this thread may be missing if there is no thread for it.
     constexpr std::chrono::seconds longest{1};
     while (!isOver()) {
         m_state->bell->await(longest);

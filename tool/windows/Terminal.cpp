@@ -18,8 +18,8 @@ std::size_t widthOf(HANDLE console) {
                : 0;
 }
 
-/// Has a console follow the sequences that set colours. The mode is the console's, not this
-/// process's: whoever uses it afterwards finds it as it was.
+/// Makes a console interpret the escape sequences for colours. The mode belongs to the console, not
+/// to this process, so it is restored afterwards.
 class Sequences {
 public:
     explicit Sequences(HANDLE console) : m_console(console) {

@@ -5,7 +5,7 @@
 
 namespace tool {
 
-// Between the text of this program, which is UTF-8, and that of the system. What is no Unicode
+// Converts between the text of this program, which is UTF-8, and the system's. Invalid Unicode
 // becomes U+FFFD.
 
 std::string utf8(std::wstring_view text);

@@ -22,29 +22,29 @@ using std::chrono::steady_clock;
     failSystem((path.u8string() + ": " + what).c_str(), error);
 }
 
-/// What lies there, if anything does, is replaced: that must not be a device or a link, for one.
+/// An existing file will be replaced, so it must not be a device or a link, for example.
 void requireReplaceable(const fs::path& file) {
     constexpr DWORD others =
         FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE;
     const DWORD attributes = ::GetFileAttributesW(file.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & others) != 0) {
-        throw UsageError(file.u8string() + " is no regular file");
+        throw UsageError(file.u8string() + " is not a regular file");
     }
 }
 
-/// Others have it open: a reader the file itself, or a writer the new one.
+/// The file is open elsewhere: a reader has the file itself open, or a writer the new one.
 bool isInUse(DWORD error) {
     return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED ||
            error == ERROR_FILE_EXISTS || error == ERROR_FILE_NOT_FOUND;
 }
 
-/// Without them, as on many a memory stick, everybody can read each file.
+/// Without access lists, as on many memory sticks, everybody can read each file.
 void requireAccessLists(const Handle& handle, const fs::path& path) {
     DWORD features = 0;
     if (::GetVolumeInformationByHandleW(handle.get(), nullptr, 0, nullptr, nullptr, &features,
                                         nullptr, 0) != 0 &&
         (features & FILE_PERSISTENT_ACLS) == 0) {
-        fail(path, "this file system keeps nothing to its user", ERROR_NOT_SUPPORTED);
+        fail(path, "this file system has no access lists", ERROR_NOT_SUPPORTED);
     }
 }
 
@@ -59,30 +59,30 @@ void writeAll(const Handle& handle, std::string_view text, const fs::path& path)
     }
 }
 
-/// The file beside, which has one name, so that killed writers leave one at most. Who writes it
-/// shares it with nobody: that is how writers take turns.
+/// The temporary file beside it. It always has the same name, so that killed writers leave at most
+/// one. It is opened without sharing: that is how writers take turns.
 class Successor {
 public:
     explicit Successor(const fs::path& file)
         : m_file(file),
           m_path(file.parent_path() / fs::u8path("." + file.filename().u8string() + ".oidcauth")) {}
 
-    /// Writes it and puts it in its place. No error, or one of isInUse().
+    /// Writes the file and moves it to its destination. Returns no error, or one of isInUse().
     DWORD replace(const std::string& text) {
-        // Made anew: an old one, whoever left it, may be open to others.
+        // Created anew: an old one, whoever left it, may be open to others.
         ::DeleteFileW(m_path.c_str());
         Handle handle(::CreateFileW(m_path.c_str(), GENERIC_WRITE, 0, m_access.get(), CREATE_NEW,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!handle) {
-            return outcome("no new file can be made beside it");
+            return outcome("no temporary file can be created beside it");
         }
         requireAccessLists(handle, m_file);
         writeAll(handle, text, m_file);
         if (::FlushFileBuffers(handle.get()) == 0) {
-            fail(m_file, "cannot be brought to the disk");
+            fail(m_file, "cannot be flushed to disk");
         }
         handle = Handle();
-        // Another writer may take it away now, and put its own in the place: each is whole.
+        // Another writer may now replace it by its own file and move that: each is complete.
         const bool isMoved = ::MoveFileExW(m_path.c_str(), m_file.c_str(),
                                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
         return isMoved ? ERROR_SUCCESS : outcome("cannot be replaced");
@@ -104,7 +104,7 @@ private:
     UserOnly m_access;
 };
 
-/// One that nobody else expects.
+/// A name that nobody else can expect.
 fs::path temporaryName() {
     std::random_device random;
     std::uniform_int_distribution<unsigned int> letter(0, 'z' - 'a');
@@ -120,7 +120,7 @@ fs::path temporaryName() {
 
 TokenFile::TokenFile(const fs::path& file) : m_file(fs::absolute(file)) {
     if (!m_file.has_filename()) {
-        throw UsageError(file.u8string() + " is no regular file");
+        throw UsageError(file.u8string() + " is not a regular file");
     }
     if (!fs::is_directory(m_file.parent_path())) {
         fail(m_file.parent_path(), "the folder cannot be opened", ERROR_PATH_NOT_FOUND);
@@ -151,7 +151,7 @@ void TokenFile::replace(const std::string& text) const {
 PrivateFolder::PrivateFolder() : m_path(temporaryName()) {
     UserOnly access;
     if (::CreateDirectoryW(m_path.c_str(), access.get()) == 0) {
-        fail(m_path, "cannot be made");
+        fail(m_path, "cannot be created");
     }
 }
 

@@ -29,7 +29,7 @@ DWORD waitInMilliseconds(steady_clock::time_point end) {
     return static_cast<DWORD>(std::clamp(left, milliseconds(0), longest).count());
 }
 
-/// Since 1601, as the system's timers take it.
+/// In units since 1601, as the system's timers expect.
 LARGE_INTEGER dueTime(std::chrono::system_clock::time_point time) {
     constexpr std::chrono::seconds until1970{11'644'473'600};
     LARGE_INTEGER due{};
@@ -45,14 +45,14 @@ struct Watch::State {
     const Handle requested = makeEvent();
     const Handle timer = required(::CreateWaitableTimerW(nullptr, FALSE, nullptr), cannotWait);
     std::atomic<Request> request{Request::none};
-    Request received = Request::none;  // by whoever waited
+    Request received = Request::none;  // received by the waiting thread
     const EndRequests requests{[this](bool isTermination) {
         request = isTermination ? Request::termination : Request::keyboard;
         ::SetEvent(requested.get());
     }};
 
-    /// Returns when the object is signalled, the time is over, or somebody asks this process to
-    /// end: whether it was that.
+    /// Returns when the object is signalled, the time is over, or this process is asked to end.
+    /// Returns whether it was asked to end.
     bool wait(const Handle& object, DWORD limit) {
         const std::array<HANDLE, 2> awaited{requested.get(), object.get()};
         const DWORD outcome = ::WaitForMultipleObjects(static_cast<DWORD>(awaited.size()),
@@ -72,7 +72,7 @@ Watch::Watch() : m_state(std::make_unique<State>()) {}
 Watch::~Watch() = default;
 
 void Watch::sleepUntil(const Moment& moment) {
-    // By the system's clock it also rings when that is set, or when the machine wakes.
+    // A timer of the system clock also rings when that clock is set, or when the machine wakes.
     const LARGE_INTEGER due = dueTime(moment.system());
     if (::SetWaitableTimer(m_state->timer.get(), &due, 0, nullptr, nullptr, FALSE) == 0) {
         failSystem(cannotWait);

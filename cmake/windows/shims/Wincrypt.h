@@ -1,2 +1,2 @@
-// Windows does not care about capital letters in this name; mingw-w64 on Linux has none.
+// Windows ignores the case of this name; mingw-w64 on Linux does not.
 #include <wincrypt.h>

@@ -1,10 +1,10 @@
-// The HTTP library closes a request's handle when the request is cancelled, and again when it lets
-// go of it: by then the handle may be that of another request, which nobody would ever hear of
-// again.
+// The HTTP library closes a request's handle when the request is cancelled, and again when it
+// releases the request. By then the handle may belong to another request, which would never
+// complete.
 #pragma once
 #include_next <winhttp.h>
 
-// Only where the library itself is built.
+// Only when the library itself is built.
 #if defined(_ASYNCRT_EXPORT)
 #include <utility>
 

@@ -10,7 +10,8 @@ CLogger::CLogger(std::string name) : m_name(std::move(name)) {}
 
 void CLogger::write(ELogLevel level, const wchar_t* format,
                     const std::vector<std::string>& args) const {
-    // A line at this level may hold a refresh token. Who keeps it takes that out.
+    // A line at this level may have a refresh token. A program that keeps such lines must remove
+    // it.
     if (level < ELogLevel::Warning) {
         return;
     }

@@ -7,14 +7,14 @@
 #include <type_traits>
 #include <vector>
 
-// The application's own logger, in place of OIDCAuth's header of this name: the library needs the
-// levels and Log, and nothing else.
+// The application's own logger, instead of OIDCAuth's header of this name: the library only needs
+// the levels and Log.
 
 namespace LoggingUtilities {
 
 enum class ELogLevel : int { Flow = 1, Detail = 2, Warning = 3, Error = 4 };
 
-/// Writes lines with a name before them to the standard error output.
+/// Writes lines with a name in front to standard error.
 class OIDCAUTH_HOST_API CLogger {
 public:
     explicit CLogger(std::string name);

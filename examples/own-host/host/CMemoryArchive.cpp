@@ -19,7 +19,7 @@ Bytes checksum(const std::uint8_t* data, std::size_t size) {
     return digest;
 }
 
-/// What stands behind a checksum that is right.
+/// Returns the content after the checksum, if that is right.
 Bytes checked(const Bytes& bytes) {
     const std::size_t head = CCryptoUtilities::getDigestSize(sha256);
     if (bytes.size() < head) {

@@ -5,14 +5,14 @@
 #include <cstdint>
 #include <vector>
 
-/// The application's own form of a stored token: the content as it stands behind its checksum.
+/// The application's own format of a stored token: the content after its checksum.
 class OIDCAUTH_HOST_API CMemoryArchive final : public CKorvaneArchive {
 public:
-    /// Open for writing, and for reading what was written.
+    /// For writing, and for reading the written bytes.
     CMemoryArchive() = default;
     explicit CMemoryArchive(const std::vector<std::uint8_t>& bytes);
 
-    /// Token records hold an ID token from 458 on.
+    /// Token records have an ID token from version 458 on.
     int fileVersion() const override { return 458; }
 
     void Close();

@@ -1,4 +1,4 @@
-// How this application reaches the network, and with which cryptography.
+// The application's settings for the network, and its cryptography.
 
 #include "host/CCryptoUtilities.h"
 #include "host/HttpProxyConfig.h"

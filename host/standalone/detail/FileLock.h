@@ -6,7 +6,7 @@
 
 namespace standalone::detail {
 
-/// A lock on an open file that ends with this object, or with its process.
+/// A lock on an open file. It is released when this object is destroyed or the process ends.
 class FileLock {
 public:
     FileLock() = default;
@@ -16,12 +16,13 @@ public:
 
     explicit operator bool() const noexcept { return static_cast<bool>(m_held); }
 
-    /// Never waits. False while another opening of the file has it, in this process or elsewhere.
+    /// Never waits. Returns false while the lock is held through another opening of the file, in
+    /// this process or elsewhere.
     bool tryTake(Descriptor opened, const std::filesystem::path& file);
 
 private:
     Descriptor m_held;
-    long m_process = 0;  // that took it
+    long m_process = 0;  // the one that took it
 };
 
 }  // namespace standalone::detail

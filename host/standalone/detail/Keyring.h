@@ -8,9 +8,9 @@
 
 namespace standalone::detail {
 
-/// Text in the desktop's keyring. Implemented in a module of its own: libsecret and what it brings
-/// would make every program start later by a third, and most of them never use it. All members
-/// throw TokenStoreError and may be called from several threads at once.
+/// Text in the desktop's keyring. Implemented in a separate module: libsecret and its dependencies
+/// would make the start of every program a third longer, and most programs never use it. All
+/// members throw TokenStoreError and may be called from several threads at once.
 class IKeyring {
 public:
     virtual std::optional<std::string> read(const KeyringEntry& entry,
@@ -23,7 +23,7 @@ protected:
     ~IKeyring() = default;
 };
 
-/// The one of this process. Throws TokenStoreError where there is none.
+/// The keyring of this process. Throws TokenStoreError if there is none.
 const IKeyring& keyring();
 
 [[noreturn]] inline void refuse(const KeyringEntry& entry, const std::string& why) {
@@ -32,5 +32,5 @@ const IKeyring& keyring();
 
 }  // namespace standalone::detail
 
-/// What the module gives, for the life of the process.
+/// The module's keyring, valid for the life of the process.
 extern "C" OIDCAUTH_HOST_API const standalone::detail::IKeyring* oidcauthKeyring();

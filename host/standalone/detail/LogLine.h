@@ -9,10 +9,10 @@
 
 namespace standalone::detail {
 
-/// What a sink writes: the level's name and the redacted text, in UTF-8.
+/// The line that a sink writes: the level's name and the redacted text, in UTF-8.
 std::string lineOf(LoggingUtilities::ELogLevel level, const CString& text);
 
-/// The standard error output, coloured on a terminal only.
+/// Writes to standard error, with colours only on a terminal.
 std::shared_ptr<spdlog::sinks::sink> makeErrorSink();
 
 }  // namespace standalone::detail

@@ -15,8 +15,8 @@ inline std::string textOf(const std::wstring& native) {
     return boost::locale::conv::utf_to_utf<char>(native);
 }
 
-/// For people. Unlike those of std::filesystem it never throws: where paths are UTF-16 they need
-/// not be well-formed, and there it is UTF-8.
+/// The path for people to read. Unlike the functions of std::filesystem it never throws: UTF-16
+/// paths need not be well-formed. The result is UTF-8 then.
 inline std::string textOf(const std::filesystem::path& path) {
     return textOf(path.native());
 }

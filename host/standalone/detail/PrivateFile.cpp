@@ -15,7 +15,7 @@ namespace {
 
 void makeFolders(const fs::path& folder) {
     const fs::path parent = folder.parent_path();
-    std::error_code ignored;  // making the folder says it better
+    std::error_code ignored;  // creating the folder reports the error better
     if (parent != folder && !fs::exists(parent, ignored)) {
         makeFolders(parent);
     }
@@ -54,7 +54,7 @@ Descriptor openOrMakeFolder(const fs::path& folder) {
         opened = openFolder(folder);
     }
     if (!opened) {
-        refuse(folder, "is gone again; try again");
+        refuse(folder, "was removed meanwhile; try again");
     }
     return opened;
 }

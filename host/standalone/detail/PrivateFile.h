@@ -13,16 +13,16 @@
 
 namespace standalone::detail {
 
-/// Throw TokenStoreError.
+/// These throw TokenStoreError.
 [[noreturn]] void refuse(const std::filesystem::path& path, std::string_view why);
 [[noreturn]] void failSystem(const std::filesystem::path& path, std::string_view what,
                              int error = lastError());
 [[noreturn]] void refuseOpenToOthers(const std::filesystem::path& path, std::string_view remedy);
 
-/// A relative path is taken from the current folder of now.
+/// A relative path is resolved against the current folder at the time of the call.
 std::filesystem::path absoluteFile(const std::filesystem::path& file);
 
-/// What the system has opened: the number of a file, or a handle.
+/// An open file of the system: a file descriptor, or a handle.
 class Descriptor {
 public:
     using Value = std::intptr_t;
@@ -52,13 +52,13 @@ private:
     Value m_value = none;
 };
 
-/// What a look at a file tells of it beside its content. A change of the file, or another file in
-/// its place, changes the state, except within one tick of its times.
+/// The attributes of a file. If the file changes or is replaced by another one, its state changes,
+/// except within one tick of the file times.
 struct FileState {
     std::uint64_t device = 0;
     std::uint64_t number = 0;
     std::uint64_t size = 0;
-    std::chrono::nanoseconds written{};  // since 1970, both
+    std::chrono::nanoseconds written{};  // both since 1970
     std::chrono::nanoseconds changed{};
 
     bool operator==(const FileState& other) const {
@@ -67,37 +67,39 @@ struct FileState {
     }
 };
 
-/// False when that cannot be told. No state: there is no such file.
+/// Returns false if the state cannot be determined. `state` is empty if there is no such file.
 bool look(const std::filesystem::path& file, std::optional<FileState>& state);
 
-/// None when there is no such folder. One that is a link, another user's or open to others is
-/// refused, as are files below. While it is open, no other one takes its place.
+/// Empty if there is no such folder. A folder that is a link, belongs to another user or is open to
+/// others is refused; so are the files below. While the result is open, the folder cannot be
+/// replaced.
 Descriptor openFolder(const std::filesystem::path& folder);
 
-/// Makes the folder, and those above it, if it is missing. They are closed to others.
+/// Creates the folder and its parents if they are missing. They are closed to others.
 Descriptor openOrMakeFolder(const std::filesystem::path& folder);
 
-/// One whose parent exists. One that is there already will do.
+/// Creates one folder, whose parent exists. It may already be there.
 void makeFolder(const std::filesystem::path& folder);
 
 struct PrivateFile {
-    Descriptor descriptor;  // none when there is no such file and none was to be made
-    FileState state;        // when it was opened
+    Descriptor descriptor;  // none if there is no such file and it was not to be created
+    FileState state;        // at the time of opening
 };
 
 enum class Opening : std::uint8_t {
     present,  // for reading
-    made,     // when it is missing, and for writing, too
+    made,     // created if it is missing; for writing, too
 };
 
-/// Opens the regular file `file`, which lies in `folder`.
+/// Opens the regular file `file` in `folder`.
 PrivateFile openFile(const Descriptor& folder, const std::filesystem::path& file, Opening opening);
 
-/// At most that many bytes, and none at its end.
+/// Reads at most that many bytes; 0 at the end of the file.
 std::size_t readSome(const Descriptor& opened, const std::filesystem::path& file,
                      std::uint8_t* bytes, std::size_t most);
 
-/// Removes the file as a whole: when this returns, as far as the system can tell, from the disk.
+/// Removes the whole file: when this returns, it is removed from the disk as far as the system can
+/// tell.
 void removeFile(const Descriptor& folder, const std::filesystem::path& file);
 
 }  // namespace standalone::detail

@@ -38,21 +38,21 @@ bool isPlainName(std::string_view text) {
 }
 
 [[noreturn]] void refuseMalformed(const std::string& name) {
-    throw ProxySettingsError(name +
-                             " is no proxy address: expected http://[user:password@]host[:port]");
+    throw ProxySettingsError(
+        name + " is not a proxy address: expected http://[user:password@]host[:port]");
 }
 
-/// The part of a proxy's `text` that names its host and its credentials.
+/// The part of a proxy's `text` that has its host and credentials.
 std::string_view authorityOf(const std::string& name, std::string_view text) {
     if (const auto mark = text.find("://"); mark != std::string_view::npos) {
         const std::string scheme = boost::algorithm::to_lower_copy(
             std::string(text.substr(0, mark)), std::locale::classic());
-        // The check keeps a piece of a password with "://" in it out of the message.
+        // This check keeps a part of a password that contains "://" out of the message.
         if (!isPlainName(scheme)) {
             refuseMalformed(name);
         }
         if (scheme != "http") {
-            throw ProxySettingsError(name + " names a proxy of the scheme " + scheme +
+            throw ProxySettingsError(name + " names a proxy with the scheme " + scheme +
                                      ", which is not supported: only http is");
         }
         text.remove_prefix(mark + 3);

@@ -7,15 +7,15 @@
 
 namespace standalone::detail {
 
-// What a record looks like in its file: as it is where the file's mode alone keeps it, encrypted
-// for the user where the system does that.
+// The content of a record's file: plain where the file's mode alone protects it, encrypted for the
+// user where the system supports that.
 
-/// By how much it may grow.
+/// The largest number of bytes by which it may grow.
 extern const std::size_t sealingRoom;
 
 std::vector<std::uint8_t> seal(const std::filesystem::path& file, std::vector<std::uint8_t> bytes);
 
-/// Refuses what was not sealed for this user.
+/// Refuses bytes that were not sealed for this user.
 std::vector<std::uint8_t> unseal(const std::filesystem::path& file,
                                  std::vector<std::uint8_t> bytes);
 

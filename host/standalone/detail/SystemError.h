@@ -4,10 +4,10 @@
 
 namespace standalone::detail {
 
-/// What this thread's last call of the system failed with.
+/// The error of this thread's last system call.
 int lastError() noexcept;
 
-/// In words, in UTF-8, without a line's end.
+/// The error as text, in UTF-8, without a line end.
 std::string textOfError(int error);
 
 }  // namespace standalone::detail

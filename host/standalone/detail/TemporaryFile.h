@@ -10,11 +10,12 @@
 
 namespace standalone::detail {
 
-/// The new content before it takes the record's place. Its writer holds it in a way that tells
-/// removeAbandoned that it lives; the system lets go of it when the writer dies, however it dies.
+/// New content before it replaces the record. While its writer lives, it holds the file in a way
+/// that removeAbandoned can see; the system releases the file when the writer dies, for whatever
+/// reason.
 class TemporaryFile {
 public:
-    /// Beside `file`, which lies in `folder`.
+    /// Creates a file beside `file`, which is in `folder`.
     TemporaryFile(Descriptor folder, std::filesystem::path file);
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
@@ -22,23 +23,23 @@ public:
 
     const Descriptor& folder() const { return m_folder; }
 
-    /// Space on the disk.
+    /// Reserves space on the disk.
     void reserve(std::size_t size);
 
-    /// The whole content. It is on the disk when this returns.
+    /// Writes the whole content. It is on the disk when this returns.
     void write(const std::vector<std::uint8_t>& bytes);
 
-    /// Durable when it returns.
+    /// The replacement is on the disk when this returns.
     void replaceRecord();
 
 private:
     Descriptor m_folder;
     std::filesystem::path m_file;
-    std::filesystem::path m_name;  // empty once it is the record
+    std::filesystem::path m_name;  // empty once it has replaced the record
     Descriptor m_descriptor;
 };
 
-/// Removes what killed writers left: it holds secrets. Best effort, and never waits.
+/// Removes files that killed writers left: they hold secrets. Best effort, never waits.
 void removeAbandoned(const Descriptor& folder, const std::filesystem::path& file);
 
 using RandomBytes = std::array<unsigned char, 16>;

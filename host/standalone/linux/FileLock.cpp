@@ -10,8 +10,8 @@
 namespace standalone::detail {
 
 FileLock::~FileLock() {
-    // Closing alone would not do where a forked process has the descriptor too, and in such a
-    // process the lock is not ours to give back.
+    // Closing alone is not enough if a forked process has the descriptor, too; and in such a
+    // process the lock is not ours to release.
     if (m_held && m_process == ::getpid()) {
         ::flock(number(m_held), LOCK_UN);
     }

@@ -11,10 +11,12 @@ namespace standalone::detail {
 
 namespace {
 
-/// Lies beside this library, wherever that was put, or else where the system looks for libraries.
+/// The module is beside this library, wherever that is installed, or else where the system looks
+/// for libraries.
 fs::path modulePath() {
 #ifdef OIDCAUTH_HOST_STATIC
-    // Of a program, dladdr knows argv[0] only: whoever starts it could name the folder.
+    // For a statically linked program, dladdr only knows argv[0], which the caller chooses: it
+    // could name any folder.
     return OIDCAUTH_KEYRING_MODULE;
 #else
     Dl_info library{};
@@ -26,7 +28,7 @@ fs::path modulePath() {
 #endif
 }
 
-/// Never unloaded: the libraries beneath it have threads of their own.
+/// Never unloaded: the libraries that it uses have their own threads.
 const IKeyring& loadKeyring() {
     void* const module = ::dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     void* const give = module == nullptr ? nullptr : ::dlsym(module, "oidcauthKeyring");

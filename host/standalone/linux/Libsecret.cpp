@@ -37,8 +37,8 @@ SecretItem* itemOf(const GList* element) {
     return static_cast<SecretItem*>(element->data);
 }
 
-/// Entries are found by their attributes alone: of a keyring that has not been unlocked since the
-/// start of the session, a widespread service does not know the schemas.
+/// Entries are found by their attributes alone: if a keyring has not been unlocked since the start
+/// of the session, a widespread service does not know the schemas.
 const SecretSchema& schema() {
     static const SecretSchema schema = [] {
         SecretSchema made{};
@@ -52,9 +52,9 @@ const SecretSchema& schema() {
     return schema;
 }
 
-/// Waits for calls of libsecret on a main context of its own, for which no other thread and no
-/// loop of the host application has to run, and takes the question back when the time is over: on
-/// the waiting thread, which so also learns of a service that is gone meanwhile.
+/// Waits for calls of libsecret on its own main context, so that neither another thread nor a loop
+/// of the host application has to run. Cancels the call when the time is over. All of this happens
+/// on the waiting thread, which also notices if the service goes away.
 class Waiting {
 public:
     Waiting(const KeyringEntry& entry, std::chrono::milliseconds limit)
@@ -69,13 +69,13 @@ public:
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
     ~Waiting() {
-        m_result.reset();  // the last to hold the service, which leaves some clearing up
+        m_result.reset();  // the last reference to the service; releasing it queues some clean-up
         while (g_main_context_iteration(m_context.get(), FALSE) != FALSE) {
         }
         g_main_context_pop_thread_default(m_context.get());
     }
 
-    /// Begins a call and gives what its end returns.
+    /// Starts a call and returns the result of its end function.
     template <class Begin, class End>
     auto await(const Begin& begin, const End& end) {
         m_result.reset();
@@ -137,7 +137,7 @@ private:
     bool m_givenUp = false;
 };
 
-/// One exchange with the secret service: nothing of an earlier one is remembered.
+/// One exchange with the secret service: nothing is remembered from an earlier one.
 class Exchange {
 public:
     Exchange(const KeyringEntry& entry, std::chrono::milliseconds limit)
@@ -153,7 +153,7 @@ public:
                                                    entry.client.c_str(), nullptr));
         m_bus.reset(m_waiting.await([](auto... call) { g_bus_get(G_BUS_TYPE_SESSION, call...); },
                                     &g_bus_get_finish));
-        // Without this GLib ends the program when the bus goes away.
+        // Without this, GLib ends the program when the bus goes away.
         g_dbus_connection_set_exit_on_close(m_bus.get(), FALSE);
         m_service.reset(m_waiting.await(
             [](auto... call) {
@@ -166,7 +166,7 @@ public:
     Exchange& operator=(const Exchange&) = delete;
     ~Exchange() = default;
 
-    /// What the entry has, unlocked if the user does so.
+    /// The items of the entry, unlocked if the user agrees.
     Items search(int flags) {
         Items items(m_waiting.await(
             [&](auto... call) {

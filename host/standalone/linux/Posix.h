@@ -21,9 +21,9 @@ inline int number(const Descriptor& descriptor) noexcept {
     return static_cast<int>(descriptor.get());
 }
 
-/// All opening goes through here: never through a link in the last place of `path`, never into
-/// programs that are started, never waiting for the other end of a pipe. What it makes is open to
-/// nobody else. None, and errno, when that fails.
+/// All files are opened here: `path` is not followed if it is a link, the descriptor is not passed
+/// on to other programs, and the call does not wait for the other end of a pipe. A created file is
+/// open to nobody else. On failure returns nothing and sets errno.
 Descriptor openAt(int folder, const std::filesystem::path& path, int flags);
 
 void synchronize(const Descriptor& descriptor, const std::filesystem::path& path);

@@ -16,7 +16,7 @@ constexpr mode_t fileMode = 0600;
 constexpr mode_t folderMode = 0700;
 constexpr mode_t otherUsers = 0077;
 
-/// Looks at what was opened and not at the path, which may name something else by now.
+/// Examines the open file and not the path, which may by now name something else.
 struct stat requirePrivate(const Descriptor& descriptor, const fs::path& path, mode_t mode) {
     struct stat status {};
     if (::fstat(number(descriptor), &status) != 0) {
@@ -53,9 +53,9 @@ Descriptor openAt(int folder, const fs::path& path, int flags) {
 }
 
 void synchronize(const Descriptor& descriptor, const fs::path& path) {
-    // EINVAL: a file system whose folders need no fsync.
+    // EINVAL: on this file system folders need no fsync.
     if (uninterrupted([&] { return ::fsync(number(descriptor)); }) != 0 && errno != EINVAL) {
-        failSystem(path, "cannot be brought to the disk");
+        failSystem(path, "cannot be flushed to disk");
     }
 }
 
@@ -84,17 +84,17 @@ Descriptor openFolder(const fs::path& folder) {
 void makeFolder(const fs::path& folder) {
     if (::mkdir(folder.c_str(), folderMode) == 0) {
         const fs::path parent = folder.parent_path();
-        // Best effort: a parent that may not be read cannot be synchronized.
+        // Best effort: a parent that cannot be read cannot be synchronized.
         if (const Descriptor opened(::open(parent.c_str(), O_RDONLY | O_CLOEXEC)); opened) {
             ::fsync(number(opened));
         }
     } else if (errno != EEXIST) {
-        failSystem(folder, "the folder cannot be made");
+        failSystem(folder, "the folder cannot be created");
     }
 }
 
 PrivateFile openFile(const Descriptor& folder, const fs::path& file, Opening opening) {
-    // For writing: some network file systems lock nothing else.
+    // Opened for writing: some network file systems lock only such files.
     const int flags = opening == Opening::made ? O_RDWR | O_CREAT : O_RDONLY;
     PrivateFile opened{openAt(number(folder), file.filename(), flags), {}};
     if (!opened.descriptor) {

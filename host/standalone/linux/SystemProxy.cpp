@@ -14,7 +14,7 @@ std::optional<ProxyList> systemProxies(const web::uri& /*target*/) {
     return std::nullopt;
 }
 
-/// The client gives the host to the resolver as it stands, which does not know the brackets of an
+/// The client passes the host to the resolver unchanged, which does not accept the brackets of an
 /// IPv6 address.
 web::uri proxyAddress(const web::uri& address) {
     utility::string_t host = address.host();

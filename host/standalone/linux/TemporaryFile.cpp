@@ -20,15 +20,15 @@ namespace {
 fs::path newTemporaryName(const fs::path& file) {
     RandomBytes random{};
     if (::getentropy(random.data(), random.size()) != 0) {
-        failSystem(file, "no random name can be had");
+        failSystem(file, "no random name can be generated");
     }
     return temporaryName(file, random);
 }
 
-/// False when another process has taken the file for abandoned before.
+/// Returns false if another process has already taken the file for abandoned.
 bool lockOwn(const Descriptor& descriptor) {
     if (::flock(number(descriptor), LOCK_EX | LOCK_NB) != 0) {
-        return errno != EWOULDBLOCK;  // where there are no locks nobody takes the file away
+        return errno != EWOULDBLOCK;  // without locks nobody removes the file
     }
     struct stat status {};
     return ::fstat(number(descriptor), &status) == 0 && status.st_nlink > 0;
@@ -38,19 +38,19 @@ bool lockOwn(const Descriptor& descriptor) {
 
 TemporaryFile::TemporaryFile(Descriptor folder, fs::path file)
     : m_folder(std::move(folder)), m_file(std::move(file)) {
-    // Between creation and lock, another process may take the file for abandoned: try again.
+    // Between creation and lock, another process may take the file for abandoned: then try again.
     constexpr int attempts = 16;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         m_name = newTemporaryName(m_file);
         m_descriptor = openAt(number(m_folder), m_name, O_WRONLY | O_CREAT | O_EXCL);
         if (!m_descriptor) {
-            failSystem(m_file, "no new file can be made beside it");
+            failSystem(m_file, "no temporary file can be created beside it");
         }
         if (lockOwn(m_descriptor)) {
             return;
         }
     }
-    refuse(m_file, "is being written by too many at once; try again");
+    refuse(m_file, "is being written by too many processes at once; try again");
 }
 
 TemporaryFile::~TemporaryFile() {
@@ -64,7 +64,7 @@ void TemporaryFile::reserve(std::size_t size) {
     while (error == EINTR) {
         error = ::posix_fallocate(number(m_descriptor), 0, static_cast<off_t>(size));
     }
-    // There are file systems that reserve nothing.
+    // Some file systems cannot reserve space.
     if (error != 0 && error != EINVAL && error != EOPNOTSUPP) {
         failSystem(m_file, "cannot be written", error);
     }
@@ -81,7 +81,7 @@ void TemporaryFile::write(const std::vector<std::uint8_t>& bytes) {
         }
         done += static_cast<std::size_t>(count);
     }
-    // What is left of a reservation is no part of the record.
+    // The rest of a reservation does not belong to the record.
     if (::ftruncate(number(m_descriptor), static_cast<off_t>(bytes.size())) != 0) {
         failSystem(m_file, "cannot be written");
     }
@@ -98,7 +98,7 @@ void TemporaryFile::replaceRecord() {
 }
 
 void removeAbandoned(const Descriptor& folder, const fs::path& file) {
-    // An open file description of its own: the entries are read from its position.
+    // A separate open file description: the entries are read from its position.
     const int entries = ::openat(number(folder), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(entries), ::closedir);
     if (!listing) {
@@ -109,7 +109,7 @@ void removeAbandoned(const Descriptor& folder, const fs::path& file) {
         if (!isTemporaryName(name, file)) {
             continue;
         }
-        // For writing: some network file systems lock nothing else.
+        // Opened for writing: some network file systems lock only such files.
         const auto opened = openAt(number(folder), name, O_RDWR);
         if (opened && ::flock(number(opened), LOCK_EX | LOCK_NB) == 0) {
             ::unlinkat(number(folder), name.c_str(), 0);

@@ -12,7 +12,7 @@ namespace standalone::detail {
 
 namespace {
 
-constexpr const char* noUser = "its user cannot be told";
+constexpr const char* noUser = "cannot determine the current user";
 
 }  // namespace
 
@@ -24,7 +24,7 @@ PrivateSecurity::PrivateSecurity(const fs::path& path)
     }
     m_descriptor = securityFor(user);
     if (!m_descriptor) {
-        failSystem(path, "its access list cannot be made");
+        failSystem(path, "its access list cannot be created");
     }
     m_attributes.lpSecurityDescriptor = m_descriptor.get();
 }

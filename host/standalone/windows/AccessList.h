@@ -9,10 +9,10 @@
 
 namespace standalone::detail {
 
-/// The security of what is made, as securityFor() has it.
+/// The security attributes of new files, as in securityFor().
 class PrivateSecurity {
 public:
-    /// `path` for messages.
+    /// `path` is for messages.
     explicit PrivateSecurity(const std::filesystem::path& path);
 
     SECURITY_ATTRIBUTES* get() noexcept { return &m_attributes; }
@@ -22,8 +22,8 @@ private:
     SECURITY_ATTRIBUTES m_attributes;
 };
 
-/// Refuses what belongs to others than those, or is open to others in any way. Looks at what was
-/// opened and not at the path, which may name something else by now.
+/// Refuses a file that belongs to anybody else, or is open to others in any way. Examines the open
+/// file and not the path, which may by now name something else.
 void requirePrivate(const Descriptor& opened, const std::filesystem::path& path);
 
 }  // namespace standalone::detail

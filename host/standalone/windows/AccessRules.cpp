@@ -9,13 +9,13 @@ bool isTrusted(PSID who, PSID user) {
            ::IsWellKnownSid(who, WinBuiltinAdministratorsSid) != 0;
 }
 
-/// Whether an entry gives nothing to anybody else.
+/// Whether an entry gives no access to anybody else.
 bool isHarmless(ACE_HEADER* entry, PSID user) {
     if (entry->AceType == ACCESS_DENIED_ACE_TYPE || (entry->AceFlags & INHERIT_ONLY_ACE) != 0) {
         return true;
     }
     if (entry->AceType != ACCESS_ALLOWED_ACE_TYPE) {
-        return false;  // with conditions and the like, which only the system can judge
+        return false;  // entries with conditions and similar, which only the system can judge
     }
     const PSID who = &reinterpret_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart;
     return isTrusted(who, user) || ::IsWellKnownSid(who, WinCreatorOwnerRightsSid) != 0;
@@ -23,7 +23,7 @@ bool isHarmless(ACE_HEADER* entry, PSID user) {
 
 bool isClosedToOthers(ACL* list, PSID user) {
     if (list == nullptr) {
-        return false;  // no list: everybody may do everything
+        return false;  // no list: everybody has full access
     }
     for (DWORD number = 0; number < list->AceCount; ++number) {
         void* entry = nullptr;

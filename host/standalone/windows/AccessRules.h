@@ -8,12 +8,12 @@ namespace standalone::detail {
 
 enum class Exposure : std::uint8_t {
     none,
-    otherOwner,    // who can open it to others at any time
+    otherOwner,    // the owner can open it to others at any time
     openToOthers,  // in any way
 };
 
-/// By owner and access list of a security descriptor. Nobody else than the user are the system and
-/// its administrators, who could open to themselves whatever they like.
+/// Judges a security descriptor by its owner and access list. The system and its administrators are
+/// trusted like the user: they can give themselves any access.
 Exposure exposureOf(void* descriptor, PSID user);
 
 }  // namespace standalone::detail

@@ -9,19 +9,19 @@
 
 namespace standalone::detail {
 
-// In a header, since the command needs it as well. After a failure GetLastError() says why.
+// In a header, because the command needs it, too. After a failure GetLastError() has the reason.
 
-/// The user for whom this thread works, as a service may for its client.
+/// The user for whom this thread works: a service may work for its client.
 class CurrentUser {
 public:
     CurrentUser() {
         DWORD size = 0;
-        m_isKnown = ::GetTokenInformation(::GetCurrentThreadEffectiveToken(), TokenUser,
-                                          m_bytes.data(), static_cast<DWORD>(m_bytes.size()),
-                                          &size) != 0;
+        m_isKnown =
+            ::GetTokenInformation(::GetCurrentThreadEffectiveToken(), TokenUser, m_bytes.data(),
+                                  static_cast<DWORD>(m_bytes.size()), &size) != 0;
     }
 
-    /// Null where the system does not tell.
+    /// Null if the system does not tell.
     PSID get() const {
         return m_isKnown ? reinterpret_cast<const TOKEN_USER*>(m_bytes.data())->User.Sid : nullptr;
     }
@@ -32,15 +32,15 @@ private:
     bool m_isKnown;
 };
 
-/// A security identifier as text; empty where it is none.
+/// A security identifier as text; empty if it is not one.
 inline std::wstring textOf(PSID id) {
     wchar_t* text = nullptr;
     return ::ConvertSidToStringSidW(id, &text) != 0 ? Local<wchar_t>(text).get() : std::wstring();
 }
 
-/// The security of what is open to this user, to the system and to its administrators, who could
-/// open it to themselves anyway. It inherits nothing, and what lies below inherits the same. Null
-/// where it cannot be made.
+/// A security descriptor that gives access to this user, the system and its administrators, who
+/// could give themselves access anyway. It inherits nothing, and files created below inherit the
+/// same. Null if it cannot be created.
 inline Local<void> securityFor(const std::wstring& user) {
     const std::wstring list =
         L"O:" + user + L"D:P(A;OICI;FA;;;" + user + L")(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";

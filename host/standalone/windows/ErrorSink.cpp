@@ -24,14 +24,14 @@ WORD colourOf(spdlog::level::level_enum level) {
     }
 }
 
-/// A console gets wide text, whatever code page it is set to; a file or a pipe UTF-8.
+/// A console gets wide text, whatever its code page; a file or a pipe gets UTF-8.
 class ErrorSink final : public spdlog::sinks::base_sink<std::mutex> {
 private:
     void sink_it_(const spdlog::details::log_msg& message) override {
         spdlog::memory_buf_t buffer;
         formatter_->format(message, buffer);
         const std::string_view line(buffer.data(), buffer.size());
-        // As it is now: programs may lead it elsewhere. One with windows has none.
+        // Read each time: programs may redirect it. A program with windows has none.
         const HANDLE output = ::GetStdHandle(STD_ERROR_HANDLE);
         DWORD mode = 0;
         if (::GetConsoleMode(output, &mode) == 0) {

@@ -10,7 +10,7 @@ namespace standalone::detail {
 
 FileLock::~FileLock() {
     if (m_held) {
-        // Closing does so as well, but not always at once.
+        // Closing releases the lock as well, but not always at once.
         OVERLAPPED place{};
         ::UnlockFileEx(handleOf(m_held), 0, 1, 0, &place);
     }

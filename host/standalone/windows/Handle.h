@@ -10,13 +10,13 @@ inline HANDLE handleOf(const Descriptor& descriptor) noexcept {
     return reinterpret_cast<HANDLE>(descriptor.get());
 }
 
-/// INVALID_HANDLE_VALUE gives none.
+/// Empty for INVALID_HANDLE_VALUE.
 inline Descriptor descriptorOf(HANDLE handle) noexcept {
     return Descriptor(reinterpret_cast<Descriptor::Value>(handle));
 }
 
-/// Virus scanners and indexers open new files for a moment, and do not share them. Tries again for
-/// a second: there is no event to wait for.
+/// Virus scanners and indexers open new files for a moment and do not share them. Retries for a
+/// second: there is no event to wait for.
 template <class Call, class IsPassing>
 bool patiently(const Call& call, const IsPassing& isPassing) {
     constexpr DWORD longestPause = 512;

@@ -6,7 +6,8 @@
 
 namespace standalone::detail {
 
-/// What the system allocates and its caller frees. In a header, since the command needs it as well.
+/// For memory that the system allocates and the caller frees. In a header, because the command
+/// needs it, too.
 struct LocalRelease {
     void operator()(void* memory) const { ::LocalFree(memory); }
 };

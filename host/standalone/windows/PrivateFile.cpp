@@ -13,8 +13,7 @@ namespace fs = std::filesystem;
 namespace standalone::detail {
 namespace {
 
-/// Never what a link in the last place of `path` leads to, never as this user towards a pipe whose
-/// other end is somebody else.
+/// If `path` is a link, it is not followed; if it is a pipe, its other end cannot act as this user.
 constexpr DWORD careful = FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS |
                           SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
@@ -36,7 +35,7 @@ std::uint64_t whole(DWORD high, DWORD low) {
     return std::uint64_t{high} << 32U | low;
 }
 
-/// The system counts in units of 100 ns, and from 1601.
+/// The system counts units of 100 ns from 1601.
 std::chrono::nanoseconds sinceEpoch(std::uint64_t time) {
     using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
     constexpr std::int64_t year1970 = 116'444'736'000'000'000;
@@ -45,7 +44,7 @@ std::chrono::nanoseconds sinceEpoch(std::uint64_t time) {
 
 bool examine(const Descriptor& opened, BY_HANDLE_FILE_INFORMATION& found, FileState& state) {
     FILE_BASIC_INFO times{};
-    // The time of a change, which that of the access list is, too, stands only here.
+    // Only this call returns the change time, which also covers the access list.
     if (::GetFileInformationByHandle(handleOf(opened), &found) == 0 ||
         ::GetFileInformationByHandleEx(handleOf(opened), FileBasicInfo, &times, sizeof(times)) ==
             0) {
@@ -79,7 +78,7 @@ bool look(const fs::path& file, std::optional<FileState>& state) {
 }
 
 Descriptor openFolder(const fs::path& folder) {
-    // Who may list it keeps others from moving it, whom this handle does not allow to.
+    // With the right to list the folder, this handle's share mode keeps others from moving it.
     auto opened = open(folder, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
     if (!opened) {
         if (!isMissing(::GetLastError())) {
@@ -103,12 +102,12 @@ void makeFolder(const fs::path& folder) {
     PrivateSecurity security(folder);
     if (::CreateDirectoryW(folder.c_str(), security.get()) == 0 &&
         ::GetLastError() != ERROR_ALREADY_EXISTS) {
-        failSystem(folder, "the folder cannot be made");
+        failSystem(folder, "the folder cannot be created");
     }
 }
 
 PrivateFile openFile(const Descriptor& /*folder*/, const fs::path& file, Opening opening) {
-    // The folder stays where it is while it is open.
+    // The folder cannot be moved while it is open.
     PrivateFile opened;
     std::optional<PrivateSecurity> security;  // lives until the error has been read
     if (opening == Opening::made) {

@@ -16,19 +16,19 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Its place must not be null, of whatever length it is.
+/// The pointer must not be null, even if the length is 0.
 DATA_BLOB blobOf(Bytes& bytes) {
     static BYTE nothing = 0;
     return {static_cast<DWORD>(bytes.size()), bytes.empty() ? &nothing : bytes.data()};
 }
 
-/// So that nothing else that programs of this user have encrypted is taken for a record.
+/// So that nothing else that programs of this user have encrypted is accepted as a record.
 DATA_BLOB purpose() {
     static std::array<BYTE, 22> text{"OIDCAuth token record"};
     return {static_cast<DWORD>(text.size()), text.data()};
 }
 
-/// What the system has made.
+/// Memory that the system has allocated.
 class Made {
 public:
     Made() = default;
@@ -64,7 +64,7 @@ Bytes seal(const std::filesystem::path& file, Bytes bytes) {
 namespace {
 
 [[noreturn]] void refuse(const std::filesystem::path& file) {
-    // Else the record may be whole: there may be no profile of the user, or no memory.
+    // With other errors the record may be undamaged: the user's profile may be missing, or memory.
     const auto error = static_cast<HRESULT>(::GetLastError());
     if (error != ERROR_INVALID_DATA && error != NTE_BAD_KEY_STATE && error != NTE_BAD_DATA) {
         failSystem(file, "cannot be decrypted");

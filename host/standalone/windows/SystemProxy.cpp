@@ -26,7 +26,7 @@ std::optional<std::string> variable(const std::string& name) {
     return value ? std::make_optional(utf8(value->c_str())) : std::nullopt;
 }
 
-/// The caller frees what the system tells.
+/// For memory that the system allocates and the caller frees.
 struct GlobalRelease {
     void operator()(wchar_t* text) const { ::GlobalFree(text); }
 };
@@ -44,7 +44,7 @@ ProxyList taken(WINHTTP_PROXY_INFO& info) {
     return isNamed ? ProxyList{utf8(proxies.get()), utf8(bypass.get())} : ProxyList{};
 }
 
-/// The settings of the user, which most programs follow.
+/// The user's settings, which most programs follow.
 class UserSettings {
 public:
     UserSettings() {
@@ -57,7 +57,7 @@ public:
         }
     }
 
-    /// Without user, path and query, which concern neither a script nor who has written it.
+    /// The script gets the URL without user, path and query: neither it nor its author needs them.
     std::optional<ProxyList> askScript(const web::uri& target) const {
         if (!detectsNow() && !m_script) {
             return std::nullopt;
@@ -93,7 +93,7 @@ public:
     }
 
 private:
-    /// Most networks have nothing to detect, and finding that out takes seconds.
+    /// Most networks have no script to detect, and finding that out takes seconds.
     bool detectsNow() const {
         constexpr std::chrono::minutes pause{2};
         const Clock::duration last = lastFailure;
@@ -140,7 +140,7 @@ std::optional<std::string> proxyVariable(const std::string& name) {
 
 std::optional<ProxyList> systemProxies(const web::uri& target) {
     const UserSettings user;
-    // About this machine there is no script to ask; what lists say of it is theirs.
+    // For this machine itself no script is asked; lists still apply.
     const auto answer = isLoopback(endpointOf(target).host) ? std::nullopt : user.askScript(target);
     for (const auto& found : {answer, user.named()}) {
         if (found) {

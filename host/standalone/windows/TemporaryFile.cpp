@@ -21,7 +21,7 @@ fs::path newTemporaryName(const fs::path& file) {
     const auto status = ::BCryptGenRandom(nullptr, random.data(), static_cast<ULONG>(random.size()),
                                           BCRYPT_USE_SYSTEM_PREFERRED_RNG);
     if (status < 0) {
-        refuse(file, "no random name can be had");
+        refuse(file, "no random name can be generated");
     }
     return temporaryName(file, random);
 }
@@ -33,7 +33,7 @@ bool moveEnd(const Descriptor& opened, std::size_t to) {
            ::SetEndOfFile(handleOf(opened)) != 0;
 }
 
-/// What tells the system the new name of a file that is open.
+/// The structure that tells the system the new name of an open file.
 class NewName {
 public:
     explicit NewName(const fs::path& name)
@@ -45,10 +45,10 @@ public:
         std::memcpy(static_cast<wchar_t*>(info.FileName), name.c_str(), size);
     }
 
-    /// As current file systems can, on which those who read the old file go on with it; or as all
-    /// can.
+    /// Renames the file in the way of current file systems, where readers of the old file can go
+    /// on; if that is not supported, in the old way.
     bool give(const Descriptor& opened) {
-        // FileRenameInfoEx, which mingw-w64 declares for systems that never came.
+        // FileRenameInfoEx, which mingw-w64 declares only for later versions of Windows.
         constexpr auto posixRename = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
         return give(opened, posixRename) || give(opened, FileRenameInfo);
     }
@@ -68,13 +68,13 @@ private:
 TemporaryFile::TemporaryFile(Descriptor folder, fs::path file)
     : m_folder(std::move(folder)), m_file(std::move(file)), m_name(newTemporaryName(m_file)) {
     PrivateSecurity security(m_file);
-    // Nobody else can remove what is open and not shared for that. Through to the disk, so that
-    // the renaming is.
+    // Not shared for removal, so nobody else can remove it while it is open. Written through, so
+    // that the renaming is on the disk, too.
     m_descriptor = descriptorOf(::CreateFileW(
         (m_file.parent_path() / m_name).c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ,
         security.get(), CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH, nullptr));
     if (!m_descriptor) {
-        failSystem(m_file, "no new file can be made beside it");
+        failSystem(m_file, "no temporary file can be created beside it");
     }
 }
 
@@ -93,7 +93,7 @@ void TemporaryFile::reserve(std::size_t size) {
 }
 
 void TemporaryFile::write(const std::vector<std::uint8_t>& bytes) {
-    // What is left of a reservation is no part of the record.
+    // The rest of a reservation does not belong to the record.
     DWORD count = 0;
     if (::SetFilePointerEx(handleOf(m_descriptor), {}, nullptr, FILE_BEGIN) == 0 ||
         ::WriteFile(handleOf(m_descriptor), bytes.data(), static_cast<DWORD>(bytes.size()), &count,
@@ -105,7 +105,7 @@ void TemporaryFile::write(const std::vector<std::uint8_t>& bytes) {
         failSystem(m_file, "cannot be written", ERROR_DISK_FULL);
     }
     if (::FlushFileBuffers(handleOf(m_descriptor)) == 0) {
-        failSystem(m_file, "cannot be brought to the disk");
+        failSystem(m_file, "cannot be flushed to disk");
     }
 }
 

@@ -7,8 +7,8 @@
 
 namespace standalone::detail {
 
-/// A variable of this process's environment; nothing where it is not set. In a header, since the
-/// command needs it as well.
+/// A variable of this process's environment; empty if it is not set. In a header, because the
+/// command needs it, too.
 inline std::optional<std::wstring> wideVariable(const std::wstring& name) {
     std::wstring value;
     for (;;) {
@@ -19,7 +19,7 @@ inline std::optional<std::wstring> wideVariable(const std::wstring& name) {
             return std::nullopt;
         }
         const bool fits = size < value.size() || size == 0;
-        value.resize(size);  // with its end where it did not fit
+        value.resize(size);  // includes the final zero if it did not fit
         if (fits) {
             return value;
         }

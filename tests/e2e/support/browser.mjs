@@ -1,4 +1,4 @@
-// The browser of a user: Chromium, started by the program that opens it.
+// A user's browser: Chromium, started by the program that opens it.
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
@@ -21,13 +21,13 @@ const chromium = await import(pathToFileURL(source));
 
 export const { enter, lastWords, press } = chromium;
 
-/// Why the tests with a browser are left out, or false. On a CI machine they never are.
+/// The reason to skip tests with a browser, or false. CI never skips them.
 export const missingBrowser = !process.env.CI && chromium.missingChromium;
 
 const contentOf = (file) => (existsSync(file) ? readFileSync(file, 'utf8') : '');
 const quoted = (word) => `'${word.replaceAll("'", `'\\''`)}'`;
 
-/// Chromium's other processes may still write there, though not for long.
+/// Other processes of Chromium may still write there for a short time.
 async function remove(folder) {
     for (;;) {
         try {
@@ -45,7 +45,7 @@ export class Browser {
     #profile;
     #pidFile;
 
-    /// `authority` is a PEM file that its user has told it to trust, `flags` are further ones.
+    /// `authority` is a PEM file that its user trusts, `flags` are further flags.
     constructor(t, { authority, flags = [] } = {}) {
         const folder = mkdtempSync(join(tmpdir(), 'oidcauth-e2e-browser-'));
         this.#profile = join(folder, 'profile');
@@ -76,7 +76,7 @@ export class Browser {
         });
     }
 
-    /// Its tab, once `child` has opened it; fails if `child` ends without.
+    /// Its tab, once `child` has opened it; fails if `child` ends without opening one.
     async tab(child) {
         const ended = child.result.then(({ code, stderr }) => {
             throw new Error(`ended with ${code} and opened no browser: ${stderr}`);
@@ -86,7 +86,7 @@ export class Browser {
         return context.pages()[0] ?? context.waitForEvent('page');
     }
 
-    /// Neither the system's authorities nor SSL_CERT_FILE count for it.
+    /// It uses neither the system's authorities nor SSL_CERT_FILE.
     #trust(database, authority) {
         const certutil = (...args) => execFileSync('certutil', [...args, '-d', `sql:${database}`]);
         mkdirSync(database, { recursive: true });
@@ -94,7 +94,7 @@ export class Browser {
         certutil('-A', '-n', 'authority', '-t', 'C,,', '-i', authority);
     }
 
-    /// The address of the interface that controls it; Chromium writes it to a file.
+    /// The address of its control interface, which Chromium writes to a file.
     #debugger() {
         const file = join(this.#profile, 'DevToolsActivePort');
         return new Promise((resolve) => {
@@ -112,8 +112,8 @@ export class Browser {
 
     async close() {
         const pid = Number(contentOf(this.#pidFile));
-        rmSync(this.#pidFile, { force: true }); // the number may come to be another's
-        // Who started it has left it to the system, so that its end is not reported to anyone here.
+        rmSync(this.#pidFile, { force: true }); // the number may be reused by another process
+        // Its parent has left it to the system, so its end is not reported here.
         const runs = () => pid && existsSync(`/proc/${pid}/exe`);
         if (runs()) {
             process.kill(pid);

@@ -5,7 +5,7 @@ import { join } from 'node:path';
 
 import { temporaryFolder } from './command.mjs';
 
-/// `name` is a subjectAltName, for example `IP:127.0.0.1`. Gives the paths of two PEM files.
+/// `name` is a subjectAltName, for example `IP:127.0.0.1`. Returns the paths of two PEM files.
 export function makeCertificate(t, name) {
     const folder = temporaryFolder(t);
     const files = { cert: join(folder, 'cert.pem'), key: join(folder, 'key.pem') };

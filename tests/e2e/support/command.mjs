@@ -1,4 +1,4 @@
-// The command under test, run as a user with a home and an environment of their own.
+// Runs the command under test as a user with their own home and environment.
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
@@ -9,36 +9,38 @@ import { join } from 'node:path';
 
 import { freePort } from './ports.mjs';
 
-/// Of the provider's client demo-service; a client must encode most of these characters.
+/// The secret of the provider's client demo-service; a client must encode most of these characters.
 export const secret = 's3cret/+:=&% ~"demo"';
 
 const command = process.env.OIDCAUTH_COMMAND;
-/// Then Wine runs it.
+/// Wine runs it then.
 export const isWindows = command.endsWith('.exe');
-/// The options of a test of what Windows does not have, or Wine does not show.
+/// The options for a test of features that Windows does not have, or Wine does not show.
 export const onLinux = { skip: isWindows && 'of Linux' };
 const signInScript = join(process.env.OIDCAUTH_SOURCE_DIR, 'demo/provider/sign-in.mjs');
 
-/// Kills what hangs. Exchanges end by themselves after 30 s, so a test fails well before that.
+/// Kills a hanging command. Exchanges end by themselves after 30 s, so a test fails well before
+/// that.
 const usualLimit = 20_000;
 
-/// Nothing of the caller's gets in, proxies least of all, but what sanitizers are told.
+/// No variables of the caller are passed on, least of all proxies, except those of sanitizers.
 export function inherited() {
     const wanted = ([name]) => name === 'PATH' || /^[A-Z]+SAN_OPTIONS$|^WINE/.test(name);
     const variables = Object.fromEntries(Object.entries(process.env).filter(wanted));
-    // What the HTTP library's pool still has queued when a process ends is not freed.
+    // When a process ends, tasks queued in the HTTP library's pool are not freed.
     variables.ASAN_OPTIONS = `${variables.ASAN_OPTIONS ?? ''}:detect_leaks=0`;
     return variables;
 }
 
-/// An empty folder that ends with the test, or with the file's tests where `t` is the hook itself.
+/// An empty folder that is removed after the test, or after the file's tests if `t` is the hook
+/// itself.
 export function temporaryFolder(t) {
     const folder = mkdtempSync(join(tmpdir(), 'oidcauth-e2e-'));
     t.after(() => rmSync(folder, { recursive: true, force: true }));
     return folder;
 }
 
-/// What a process writes, as it comes.
+/// The output of a process, as it arrives.
 export class Transcript {
     #stream;
     #text = '';
@@ -52,7 +54,7 @@ export class Transcript {
         this.whole = once(stream, 'close').then(() => this.#text);
     }
 
-    /// The match, once there is one.
+    /// Waits for a match and returns it.
     async match(pattern) {
         for (;;) {
             const found = this.#text.match(pattern);
@@ -65,8 +67,8 @@ export class Transcript {
     }
 }
 
-/// Runs `oidcauth` in a home of its own; arguments and a further environment come on top of this
-/// one, where `undefined` takes a variable away.
+/// Runs `oidcauth` in its own home. Arguments and environment are added to this object's;
+/// `undefined` removes a variable.
 export class Command {
     constructor(t, environment) {
         this.home = temporaryFolder(t);
@@ -78,14 +80,14 @@ export class Command {
         }
     }
 
-    /// Wine has the user's folders where all its programs find them: one test uses them at a time.
+    /// Wine has one set of user folders for all its programs, so only one test uses them at a time.
     #useWine(t) {
         const { WINEPREFIX } = this.environment;
         const folder = (name) =>
             join(WINEPREFIX, 'drive_c/users', userInfo().username, 'AppData', name, 'oidcauth');
         this.stateFolder = folder('Local');
         this.configFolder = folder('Roaming');
-        this.environment.LC_ALL = 'C.UTF-8'; // by which it reads the arguments
+        this.environment.LC_ALL = 'C.UTF-8'; // needed to read the arguments
         t.after(() => {
             rmSync(this.stateFolder, { recursive: true, force: true });
             rmSync(this.configFolder, { recursive: true, force: true });
@@ -102,10 +104,9 @@ export class Command {
         return join(this.home, ...names);
     }
 
-    /// Gives the process, with what it `prints` on standard output and `says` on standard error,
-    /// and a promise of how it ended. `launcher` is a command that ends in running the arguments
-    /// behind its own; an `input` of null leaves standard input open; what takes its time has a
-    /// `limit` of its own.
+    /// Returns the process, with its standard output as `prints` and its standard error as `says`,
+    /// and a promise of its end. `launcher` is a command that runs the arguments after its own; an
+    /// `input` of null leaves standard input open; a long test sets its own `limit`.
     start(args, { env = {}, input = '', launcher = [], limit = usualLimit } = {}) {
         const [file, ...rest] = [...launcher, ...(isWindows ? ['wine'] : []), command, ...args];
         const child = spawn(file, rest, {
@@ -114,7 +115,7 @@ export class Command {
             timeout: limit,
             killSignal: 'SIGKILL',
         });
-        child.stdin.on('error', () => {}); // it need not read what it did not ask for
+        child.stdin.on('error', () => {}); // it need not read input that it does not want
         if (input !== null) {
             child.stdin.end(input);
         }
@@ -167,14 +168,15 @@ export class App extends Command {
         });
     }
 
-    /// The command once it waits for the user: the process, and the page to open as its `page`.
+    /// Starts the command and waits until it waits for the user: returns the process, with the page
+    /// to open as its `page`.
     async startSignIn(args, options) {
         const child = this.start([...args, '--no-browser'], options);
         [child.page] = await child.says.match(/^http.*$/m);
         return child;
     }
 
-    /// How the command ended that a user's sign-in has answered.
+    /// Runs the command with a user who signs in, and returns its end.
     async signIn(args = ['login'], ...user) {
         const child = await this.startSignIn(args);
         await visit(child.page, ...user);
@@ -182,7 +184,7 @@ export class App extends Command {
     }
 }
 
-/// What a user does in the browser: signs in and consents, as `--user NAME`, or refuses by
+/// The user's part in the browser: signs in and consents as `--user NAME`, or refuses with
 /// `--deny`.
 export async function visit(page, ...user) {
     const child = spawn(process.execPath, [signInScript, ...user, page], { stdio: 'ignore' });

@@ -1,4 +1,4 @@
-// A provider for services that answers the request for a token as a test wants it.
+// A provider for services that answers token requests as a test wants.
 
 import { createServer } from 'node:http';
 

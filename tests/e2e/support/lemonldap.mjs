@@ -13,7 +13,7 @@ import { freePort } from './ports.mjs';
 
 const modules = ['Lemonldap::NG::Portal::Main', 'String::Random'];
 
-/// Why it cannot be started here, or false.
+/// The reason why it cannot be started here, or false.
 export function lacking() {
     const { status } = spawnSync('perl', [...modules.map((name) => `-M${name}`), '-e', '']);
     return status === 0 ? false : 'no LemonLDAP::NG (scripts/setup ci installs it)';
@@ -51,7 +51,7 @@ function configuration(folder, origin, redirectUrl) {
         portal: `${origin}/`,
         domain: '127.0.0.1',
         securedCookie: 0,
-        // Its users for demonstrations: the password of each is the name.
+        // Its demonstration users: each password is the user's name.
         authentication: 'Demo',
         userDB: 'Same',
         passwordDB: 'Null',
@@ -93,7 +93,7 @@ templateDir = /usr/share/lemonldap-ng/portal/templates
 languages = en
 `;
 
-// It loads a captcha even where it shows none; the usual one wants graphics libraries.
+// It loads a captcha even if none is shown; the usual one needs graphics libraries.
 const program = (folder) => `package No::Captcha;
 use Mouse;
 extends 'Lemonldap::NG::Portal::Main::Plugin';
@@ -115,7 +115,7 @@ export async function startLemonldap(t) {
     write('lmConf-1.json', JSON.stringify(configuration(folder, origin, redirectUrl)));
     write('settings.ini', settings(folder));
     write('portal.psgi', program(folder));
-    // It ends with its standard input, and so with the tests, however they end.
+    // It ends when its standard input does, and so with the tests, however they end.
     const serve =
         'exec 3<&0 </dev/null; (read -r _ <&3; kill $$) 2>/dev/null & ' +
         'exec plackup --no-default-middleware --host 127.0.0.1 --port "$0" "$1" 3<&-';

@@ -1,4 +1,5 @@
-// The manual pages and the completion, as a build makes them, and what they have to agree with.
+// Generates the manual pages and the completion as a build does, and reads what they must agree
+// with.
 
 import { spawnSync } from 'node:child_process';
 import { join } from 'node:path';
@@ -7,13 +8,13 @@ import { temporaryFolder } from './command.mjs';
 
 const sourceDir = join(process.env.OIDCAUTH_SOURCE_DIR, 'tool/manual');
 
-/// How the program ended that makes them.
+/// Runs the generator and returns its result.
 export function runGenerator(folder, { sources = sourceDir, date = '2026-01-31' } = {}) {
     const args = [sources, folder, date];
     return spawnSync(process.env.OIDCAUTH_MANUAL, args, { encoding: 'utf8' });
 }
 
-/// A folder with all of them. `t` is the test, or the module node:test.
+/// A folder with the generated files. `t` is the test, or the module node:test.
 export function makeManual(t) {
     const folder = temporaryFolder(t);
     const { status, stderr } = runGenerator(folder);
@@ -32,17 +33,17 @@ export function subcommands() {
     return [...list.matchAll(/^ {2}(\S+)/gm)].map(([, name]) => name);
 }
 
-/// The variables that stand for options of a subcommand.
+/// The variables of a subcommand's options.
 export function variables(subcommand) {
     return [...help(subcommand).matchAll(/\b(OIDCAUTH_\w+)\]$/gm)].map(([, name]) => name);
 }
 
-/// Those of a subcommand, with their hyphens.
+/// The long options of a subcommand, with their hyphens.
 export function longOptions(subcommand) {
     return [...help(subcommand).matchAll(/^ {2}(?:-\w, )?(--[a-z-]+)/gm)].map(([, name]) => name);
 }
 
-/// Why the tests that need a program are left out, or false. On a CI machine they never are.
+/// The reason to skip tests that need a program, or false. CI never skips them.
 export function missing(program, ...args) {
     const isThere = !spawnSync(program, args, { stdio: 'ignore' }).error;
     return !isThere && !process.env.CI && `${program} is not installed`;

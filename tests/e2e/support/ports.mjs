@@ -1,9 +1,9 @@
-// Loopback ports for what the tests start.
+// Loopback ports for servers of the tests.
 
 import { once } from 'node:events';
 import { createServer } from 'node:net';
 
-/// Where the server listens until the test ends: on any free port, or this one.
+/// The address of the server, which listens until the test ends: on any free port, or on this one.
 export async function listen(t, server, port = 0) {
     server.listen(port, '127.0.0.1');
     await once(server, 'listening');
@@ -11,7 +11,7 @@ export async function listen(t, server, port = 0) {
     return `127.0.0.1:${server.address().port}`;
 }
 
-/// Nobody has it, though somebody may come to.
+/// A port that is free now, though somebody may take it later.
 export async function freePort() {
     const server = createServer().listen(0, '127.0.0.1');
     await once(server, 'listening');

@@ -1,4 +1,4 @@
-// The demo's provider as a process that ends with the tests.
+// Runs the demo's provider as a process that ends with the tests.
 
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
@@ -33,7 +33,7 @@ export async function startProvider(t, ...options) {
     return {
         configUrl: line.replace(/^READY /, ''),
         stop,
-        /// It answers nobody until it goes on.
+        /// Until it is resumed it does not answer.
         pause: () => child.kill('SIGSTOP'),
         resume: () => child.kill('SIGCONT'),
         /// The entries of its log since the last call.

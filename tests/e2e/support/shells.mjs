@@ -1,4 +1,4 @@
-// What shells complete: for a line, the words that its last one may become.
+// The completions of a shell: for a line, the words that its last word can become.
 
 import assert from 'node:assert/strict';
 import { spawn, spawnSync } from 'node:child_process';
@@ -7,10 +7,10 @@ import { join } from 'node:path';
 
 import { Transcript } from './command.mjs';
 
-// On the terminal the command is a function that prints its arguments, with a number for each call.
+// In the terminal the command is a function that prints its arguments, with a number for each call.
 const printer = 'oidcauth() { printf "\\n(%d" $((++calls)); printf "|%s" "$@"; printf ")\\n"; }';
 
-/// A shell on a terminal, where a key (M-*) inserts all completions.
+/// A shell in a terminal, where a key (M-*) inserts all completions.
 class Interactive {
     #child;
     #prints;
@@ -31,7 +31,7 @@ class Interactive {
         this.ready = this.#type(`${setUp}; ${printer}; oidcauth`);
     }
 
-    /// The arguments with which the command was called, and all that was shown since the last call.
+    /// The arguments with which the command was called, and all output since the last call.
     async #type(line) {
         this.#child.stdin.write(`${line}\r`);
         this.#calls += 1;
@@ -79,7 +79,7 @@ const zshSetUp = (folder) =>
         "zstyle ':completion:all-matches:*' insert true",
     ].join('; ');
 
-/// `manual` is the folder of makeManual(); `options` are folder and environment of the shell.
+/// `manual` is the folder from makeManual(); `options` are the shell's folder and environment.
 export const shells = {
     bash: (t, manual, options) =>
         new Interactive(

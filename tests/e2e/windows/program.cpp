@@ -1,4 +1,4 @@
-// Is run by the command, or runs it: the first argument says what it does.
+// Is run by the command, or runs it: the first argument selects the action.
 
 #include <windows.h>
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr DWORD longest = 20'000;  // then a test has failed
+constexpr DWORD longest = 20'000;  // after that a test has failed
 const HANDLE asked = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
 
 void print(const std::wstring& text) {
@@ -22,7 +22,7 @@ void print(const std::wstring& text) {
                 nullptr);
 }
 
-/// Runs the words with a handle that they inherit, whose number is the last one.
+/// Runs the words with an inheritable handle, whose number is the last word.
 int passHandle(const std::vector<std::wstring>& words) {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
     HANDLE handle = nullptr;

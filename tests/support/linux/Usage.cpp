@@ -25,7 +25,7 @@ std::size_t processStatus(const std::string& name) {
 
 Usage usage() {
     const auto entries = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    const auto open = static_cast<std::size_t>(entries) - 1;  // but for the folder itself
+    const auto open = static_cast<std::size_t>(entries) - 1;  // without the folder itself
     return {processStatus("VmRSS:"), processStatus("VmHWM:"), ::mallinfo2().uordblks / 1024,
             processStatus("Threads:"), open};
 }

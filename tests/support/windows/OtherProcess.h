@@ -7,8 +7,8 @@
 
 namespace test {
 
-/// A disabled test of this program, which runs in a process of its own about the same file; killed
-/// with this object.
+/// Runs a disabled test of this program in a separate process with the same file. The destructor
+/// kills it.
 class OtherProcess {
 public:
     OtherProcess(const std::string& name, const std::filesystem::path& file) {
@@ -36,7 +36,7 @@ public:
 
     void end() const { ::WaitForSingleObject(m_process.hProcess, INFINITE); }
 
-    /// In the other process.
+    /// For the other process.
     static std::filesystem::path file() {
         std::array<wchar_t, 1024> text{};
         ::GetEnvironmentVariableW(variable, text.data(), static_cast<DWORD>(text.size()));

@@ -34,7 +34,7 @@ void test::closeToOthers(const fs::path& path) {
     setList(path, L"D:P(A;OICI;FA;;;OW)(A;OICI;FA;;;SY)");
 }
 
-/// By name: whoever else there may be, everybody is not among them.
+/// By name: whoever else is listed, everybody is not.
 bool test::isClosedToOthers(const fs::path& path) {
     void* descriptor = nullptr;
     wchar_t* text = nullptr;

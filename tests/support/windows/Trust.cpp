@@ -2,13 +2,13 @@
 
 #include "tests/support/Common.h"
 
-// The other one needs the first one.
+// The second header needs the first one.
 // clang-format off
 #include <windows.h>
 #include <wincrypt.h>
 // clang-format on
 
-// WinHTTP trusts the authorities of the machine and of the user, and takes no others for one
+// WinHTTP trusts the authorities of the machine and of the user, and accepts no others for a single
 // client.
 void test::trust(web::http::client::http_client_config& /*config*/, const std::string& file) {
     std::ifstream stream(file);

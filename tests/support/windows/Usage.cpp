@@ -1,6 +1,6 @@
 #include "tests/support/Usage.h"
 
-// The others need the first one.
+// The other headers need the first one.
 // clang-format off
 #include <windows.h>
 #include <psapi.h>

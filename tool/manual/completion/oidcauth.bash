@@ -1,15 +1,15 @@
 # Completion of oidcauth for bash.
 
-# What can stand where: without an argument the subcommands; with "-" or a subcommand its options,
-# each with what completes its value, if it takes one. "-" alone stands for a further argument.
+# The words that can follow: without an argument the subcommands; with "-" or a subcommand its options, each
+# with how to complete its value, if it takes one. "-" alone stands for a further argument.
 _oidcauth_tree() {
     case $1 in
 @TREE@
     esac
 }
 
-# Adds to the reply the lines of standard input that continue the word. They may hold what the shell
-# would take for something else.
+# Adds the lines of standard input that continue the word to the reply. They may have characters that are
+# special in the shell.
 _oidcauth_offer() {
     local word=$1 line
     local plain=${word//\\/}
@@ -63,7 +63,7 @@ _oidcauth() {
             return
         fi
     done
-    # An equals sign is a word of its own, unless COMP_WORDBREAKS has none.
+    # An equals sign is a separate word, unless COMP_WORDBREAKS lacks it.
     if [[ $cur == = ]]; then
         option=${COMP_WORDS[COMP_CWORD - 1]} cur=''
     elif [[ ${COMP_WORDS[COMP_CWORD - 1]} == = ]]; then

@@ -1,6 +1,6 @@
 # Completion of oidcauth for fish.
 
-# Whether the word to complete belongs to this subcommand, or by "-" to the command itself.
+# Whether the word to complete belongs to this subcommand, or with "-" to the command itself.
 function __oidcauth_in
     set -l tokens (commandline -opc)
     set -e tokens[1]
@@ -21,7 +21,7 @@ function __oidcauth_profiles
     command oidcauth profiles --names 2>/dev/null
 end
 
-# The words behind the first "--", where there is one.
+# The words after the first "--", if there is one.
 function __oidcauth_program
     set -l tokens (commandline -opc)
     set -l mark (contains -i -- -- $tokens)

@@ -11,7 +11,7 @@ _oidcauth_variables() {
     _parameters -g '*export*'
 }
 
-# What a subcommand takes; "-" is the command itself.
+# The options and arguments of a subcommand; "-" is the command itself.
 _oidcauth_arguments() {
 @TREE@
 }
@@ -29,7 +29,7 @@ _oidcauth() {
         _oidcauth_arguments -
         return
     fi
-    # From here on the subcommand takes the place of the command.
+    # From here on the subcommand is treated as the command.
     shift $((place - 1)) words
     ((CURRENT -= place - 1))
     mark=${words[(i)--]}

@@ -1,5 +1,5 @@
-// What the HTTP library's sources for Windows expect of Microsoft's compiler. All of them begin
-// with this header.
+// Definitions that the HTTP library's Windows sources expect from Microsoft's compiler. All of them
+// include this header first.
 #pragma once
 #include <crtdbg.h>  // _ASSERTE
 #include <share.h>   // _SH_DENYRW
@@ -8,17 +8,17 @@
 #include <cwchar>
 #include <string>
 
-// Only that compiler is taken to know noexcept and constexpr.
+// The library only believes that compiler to support noexcept and constexpr.
 #define _MSC_VER 1900
 #include_next <cpprest/details/cpprest_compat.h>
 #undef _MSC_VER
 
-// The other choice are that compiler's own functions on volatile variables.
+// The alternative would be that compiler's own functions on volatile variables.
 #define _USE_REAL_ATOMICS
 #define _ReturnAddress() __builtin_return_address(0)
 #define __assume(condition) ((condition) ? void() : __builtin_unreachable())
-// Structured exceptions: here nothing throws what this one would catch.
-// The formatter knows the keyword, and would part it from what it takes.
+// Structured exceptions: here nothing throws one. The formatter knows the keyword and would
+// separate it from its argument.
 // clang-format off
 #define __except(filter) catch (int)
 // clang-format on
@@ -26,7 +26,7 @@
 #ifndef WININET_E_INCORRECT_HANDLE_STATE
 #define WININET_E_INCORRECT_HANDLE_STATE _HRESULT_TYPEDEF_(0x80072EF3L)
 #endif
-// msvcrt.dll has the narrow one only. What is read by it is a number of JSON: ASCII.
+// msvcrt.dll only has the narrow function. It is used for numbers in JSON, which are ASCII.
 inline double shim_wcstod_l(const wchar_t* text, wchar_t** /*end*/, _locale_t locale) {
     return _strtod_l(std::string(text, text + std::wcslen(text)).c_str(), nullptr, locale);
 }
