@@ -17,46 +17,44 @@
 namespace auth {
 
 /// Receives the answer of one sign-in: the form that the user's browser posts to the redirect URL
-/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; the others get
-/// their page, too.
+/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; later ones also
+/// get a page.
 class COIDCAuthCodeListener final : private platform::RedirectHandler {
 public:
-    /// What the provider sends with the user's browser, exactly as it stood in the form: nothing is
-    /// decoded.
+    /// The provider's answer, exactly as the form had it: nothing is decoded.
     struct OIDCAuthCode {
         utility::string_t code;
         utility::string_t idToken;
         utility::string_t state;
     };
 
-    /// A form in which a field is missing, with what the provider says in place of it.
+    /// A form that lacks a field, with the error that the provider sent instead.
     struct RefusedForm : OIDCError {
         RefusedForm(const OIDCError& error, utility::string_t postedState)
             : OIDCError(error), state(std::move(postedState)) {}
         utility::string_t state;  ///< as in OIDCAuthCode
     };
 
-    /// Listens from now on. Throws std::exception where that cannot be: the URL is not one to
-    /// listen on, its port is taken ...
+    /// Starts to listen. Throws std::exception if that is impossible, for example because the port
+    /// is taken or the URL is not suitable.
     explicit COIDCAuthCodeListener(const CString& redirectUrl);
-    /// Frees the port at once, whoever is connected.
+    /// Frees the port at once, even while clients are connected.
     ~COIDCAuthCodeListener() override;
     COIDCAuthCodeListener(const COIDCAuthCodeListener&) = delete;
     COIDCAuthCodeListener& operator=(const COIDCAuthCodeListener&) = delete;
 
-    /// Ends with what was received, with a std::exception for a request that was rejected or when
-    /// the time is over, both noticed every half second, or with task_canceled at once when the
-    /// token is cancelled. Nobody need read the outcome.
+    /// Ends with the answer; with a std::exception if a request was rejected or the time is over;
+    /// or with task_canceled. The answer, a rejection and the end of the time are noticed every
+    /// half second, cancellation at once. The outcome may be left unread.
     ///
-    /// The task may outlive the listener. Without an outcome until then, it ends as for a rejected
+    /// The task may outlive the listener. If it has no outcome by then, it ends as for a rejected
     /// request.
     Concurrency::task<OIDCAuthCode> getAuthCodeAsync(
         unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const;
 
-    /// Throws RefusedForm for a field that is missing. Of a field that comes twice the last one
-    /// counts.
+    /// Throws RefusedForm if a field is missing. If a field occurs twice, the last one counts.
     static OIDCAuthCode parseAuthCodeResponse(const utility::string_t& body);
-    /// An HTML page with this text, which is not escaped.
+    /// An HTML page that contains this text. The text is not escaped.
     static utility::string_t makeMessagePage(const utility::string_t& message);
 
 private:
