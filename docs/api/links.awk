@@ -7,9 +7,8 @@ function base(path) {
     return path
 }
 
-# examples/README.md is the page `examples`.
 function page_of(path) {
-    if (path ~ /examples\/README\.md$/) return "examples"
+    if (path ~ /examples\/README\.md$/) return "page_examples"
     path = tolower(base(path))
     sub(/\.md$/, "", path)
     return "page_" path
@@ -34,7 +33,7 @@ function target_of(link,    anchor, path) {
     if (path == "") return "@ref " page "_" anchor
     if (path ~ /CONTRIBUTING\.md$/) return ""
     if (path ~ /\.md$/) return "@ref " page_of(path) (anchor == "" ? "" : "_" anchor)
-    if (path ~ /(^|\/)examples\// || page == "examples") {
+    if (path ~ /(^|\/)examples\// || page == "page_examples") {
         sub(/.*examples\//, "", path)
         if (path ~ /\.cpp$/) {
             gsub(/_/, "__", path)
@@ -42,7 +41,7 @@ function target_of(link,    anchor, path) {
             gsub(/\./, "_8", path)
             return path "-example.html"
         }
-        return page == "examples" ? "" : "@ref examples"
+        return page == "page_examples" ? "" : "@ref page_examples"
     }
     # A class has its name from its header.
     if (path ~ /(^|\/)auth\/.*\.h$/) return "@ref auth::" substr(base(path), 1, length(base(path)) - 2)
