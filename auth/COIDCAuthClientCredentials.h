@@ -12,18 +12,18 @@
 
 namespace auth {
 
-/// The client-credentials grant (RFC 6749, section 4.4) at one provider. Ready to use once
-/// constructed, and not changed after that.
+/// The client credentials grant (RFC 6749, section 4.4) at one provider. Nothing changes after
+/// construction, so that any thread may use it.
 class COIDCAuthClientCredentials {
 public:
     /// Blocks until the provider's configuration has been received and checked. Throws if that
-    /// fails or if `token` is cancelled before.
+    /// fails or `token` is cancelled.
     COIDCAuthClientCredentials(
         const CString& configUrl, const detail::LoggerPtr& logger, const CString& grantType,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
 
-    /// Requests a token; `scope` is sent unchanged. This object must outlive the task. Never
-    /// throws: every failure ends the task.
+    /// Requests a token; `scope` is sent as it is. This object must outlive the task. Never throws:
+    /// every failure is in the task.
     Concurrency::task<COIDCToken> requestTokenAsync(const CString& clientId,
                                                     const CString& clientSecret,
                                                     const CString& scope,
@@ -38,7 +38,7 @@ private:
     CString m_issuer;
     CString m_authorizationEndpoint;
     CString m_tokenEndpoint;
-    CString m_jwksUri;  // stays empty: this grant's token is not examined
+    CString m_jwksUri;  // stays empty: the token of this grant is not validated
     std::set<CString> m_scopesSupported;
     detail::LoggerPtr m_logger;
     detail::HttpExchange m_http;

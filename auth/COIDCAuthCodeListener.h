@@ -17,45 +17,44 @@
 namespace auth {
 
 /// Receives the answer of one sign-in: the form that the user's browser posts to the redirect URL
-/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; later requests
-/// get an answer page, too.
+/// (OAuth 2.0 Form Post Response Mode). The first request decides, whatever it is; later ones also
+/// get a page.
 class COIDCAuthCodeListener final : private platform::RedirectHandler {
 public:
-    /// The values that the provider sends through the user's browser, exactly as in the form:
-    /// nothing is decoded.
+    /// The provider's answer, exactly as the form had it: nothing is decoded.
     struct OIDCAuthCode {
         utility::string_t code;
         utility::string_t idToken;
         utility::string_t state;
     };
 
-    /// The form lacks a field. Holds the provider's error texts, if the form has them.
+    /// A form that lacks a field, with the error that the provider sent instead.
     struct RefusedForm : OIDCError {
         RefusedForm(const OIDCError& error, utility::string_t postedState)
             : OIDCError(error), state(std::move(postedState)) {}
         utility::string_t state;  ///< as in OIDCAuthCode
     };
 
-    /// Starts to listen. Throws std::exception if it cannot: the URL cannot be listened on, the
-    /// port is taken ...
+    /// Starts to listen. Throws std::exception if that is impossible, for example because the port
+    /// is taken or the URL is not suitable.
     explicit COIDCAuthCodeListener(const CString& redirectUrl);
-    /// Frees the port at once, even if clients are connected.
+    /// Frees the port at once, even while clients are connected.
     ~COIDCAuthCodeListener() override;
     COIDCAuthCodeListener(const COIDCAuthCodeListener&) = delete;
     COIDCAuthCodeListener& operator=(const COIDCAuthCodeListener&) = delete;
 
-    /// Ends with the received answer. Ends with a std::exception if a request was rejected or the
-    /// time is over; both are checked every half second. Ends with task_canceled as soon as the
-    /// token is cancelled. The outcome need not be read.
+    /// Ends with the answer; with a std::exception if a request was rejected or the time is over;
+    /// or with task_canceled. The answer, a rejection and the end of the time are noticed every
+    /// half second, cancellation at once. The outcome may be left unread.
     ///
-    /// The task may outlive the listener. If it has no outcome when the listener is destroyed, it
-    /// ends as after a rejected request.
+    /// The task may outlive the listener. If it has no outcome by then, it ends as for a rejected
+    /// request.
     Concurrency::task<OIDCAuthCode> getAuthCodeAsync(
         unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const;
 
     /// Throws RefusedForm if a field is missing. If a field occurs twice, the last one counts.
     static OIDCAuthCode parseAuthCodeResponse(const utility::string_t& body);
-    /// An HTML page with this text. The text is not escaped.
+    /// An HTML page that contains this text. The text is not escaped.
     static utility::string_t makeMessagePage(const utility::string_t& message);
 
 private:
@@ -74,7 +73,7 @@ private:
 
     const std::string m_path;
     const std::unique_ptr<detail::FirstOutcome<OIDCAuthCode>> m_received;
-    const platform::RedirectServer m_server;  // last member: it calls the others
+    const platform::RedirectServer m_server;  // last: it calls the rest
 };
 
 }  // namespace auth

@@ -25,7 +25,7 @@ namespace auth {
 
 class COIDCAuthCodeListener;
 
-/// The values that a provider must offer; they are compared exactly.
+/// The values that a provider must support. They are compared exactly.
 struct OIDCFlowSettings {
     CString responseType;
     CString responseMode;
@@ -36,52 +36,52 @@ struct OIDCFlowSettings {
 };
 
 /// The hybrid flow (OpenID Connect Core 1.0, section 3.3) and the refresh (RFC 6749, section 6) at
-/// one provider. Ready to use once constructed, and not changed after that.
+/// one provider. Nothing that callers notice changes after construction, so that any thread may use
+/// it.
 class COIDCAuthHybrid {
 public:
-    /// Pairs of name and value.
+    /// Names and values of parameters.
     using Parameters = std::vector<std::pair<CString, CString>>;
-    /// Opens a URL for the user and returns whether that worked.
+    /// Shows the page at `url` to the user; returns whether that worked.
     using OpenBrowser = std::function<bool(const CString& url)>;
 
-    /// Blocks until the provider's configuration has been received and checked and its signing keys
-    /// are loaded. Throws if that fails or if `token` is cancelled before. Without `openBrowser`
-    /// the user cannot be asked to sign in.
+    /// Blocks until the provider's configuration and signing keys have been received and checked.
+    /// Throws if that fails or `token` is cancelled. Without `openBrowser`, no user can be asked.
     COIDCAuthHybrid(
         const CString& configUrl, const detail::LoggerPtr& logger, const OIDCFlowSettings& settings,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none(),
         OpenBrowser openBrowser = {});
 
-    // The requests. This object must outlive their tasks. They never throw: every failure ends the
+    // Requests. This object must outlive their tasks. They never throw: every failure is in the
     // task.
 
-    /// Lets the user sign in and redeems the resulting code. The listener uses the first redirect
-    /// URL on which it can listen, and waits `timeoutSeconds` for the provider's answer. The
-    /// parameters follow those of the flow and must not repeat one of them.
+    /// Lets the user sign in, then redeems the code. The first redirect URL on which a listener can
+    /// be opened receives the provider's answer, for `timeoutSeconds`. The parameters follow those
+    /// of the flow and must not repeat them.
     Concurrency::task<COIDCToken> requestTokenHybridFlowAsync(
         const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
         const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds,
         const Parameters& parameters = {});
 
-    /// Redeems a code with the verifier that matches its challenge (RFC 7636, section 4.5).
+    /// Redeems a code with the verifier of its challenge (RFC 7636, section 4.5).
     Concurrency::task<COIDCToken> requestTokenByAuthCodeAsync(
         const CString& clientId, const CString& scope, const CString& redirectUri,
         const utility::string_t& codeVerifier, const utility::string_t& code,
         const Concurrency::cancellation_token& token);
 
-    /// An answer other than 200 ends the task with an `OIDCError*`; whoever catches it owns it.
+    /// If the answer is not 200, the task ends with an `OIDCError*`, which the catcher owns.
     Concurrency::task<COIDCToken> refreshTokenAsync(const CString& clientId, const CString& scope,
                                                     const CString& refreshToken,
                                                     const Concurrency::cancellation_token& token);
 
-    /// The token of a successful answer, after its ID token and then its access token have been
-    /// validated.
+    /// The token of a successful answer, after its ID token and its access token have been
+    /// validated in this order. Throws if one is refused.
     COIDCToken extractToken(const web::json::value& answer, const CString& clientId,
                             const CString& scope) const;
 
-    // The checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). On a
-    // refusal they log it, put the name of the claim or header member into `missed`, and return
-    // false. Exceptions of the JWT library pass through.
+    // Checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). For a
+    // token that they refuse, they log why, set `missed` to the name of the claim or header member,
+    // and return false. Exceptions of the JWT library pass through.
 
     /// Checks algorithm, key, signature, and the times iat, nbf and exp.
     bool validateJwt(const detail::DecodedJwt& token, std::string* missed = nullptr) const;
@@ -140,7 +140,7 @@ private:
     detail::HttpExchange m_http;
 
     mutable std::mutex m_publicKeysMutex;
-    /// Created on first use, by the index of the signing key: creating one takes longer than many
+    /// By the position of the signing key. Built on first use, because that takes longer than many
     /// verifications.
     mutable std::map<std::ptrdiff_t, jwt::algorithm::rs256> m_publicKeys;
 };

@@ -28,147 +28,219 @@ struct ServiceArguments;
 struct UserArguments;
 }  // namespace detail
 
-/// Only the user could provide a token by signing in, and the caller did not allow to ask. Where a
-/// refresh failed before, that is nested (std::rethrow_if_nested, OIDCError::of).
+/// Only a sign-in could provide the token, and the caller did not allow one.
+///
+/// If a refresh failed before, its exception is nested: std::rethrow_if_nested() rethrows it, and
+/// OIDCError::of() takes its details over.
+///
+/// \ingroup errors
 class OIDCAUTH_API RequiresUserAuthException : public std::exception {
 public:
+    /// `text` is what what() returns.
     explicit RequiresUserAuthException(std::string text);
+    /// A short English text in UTF-8.
     const char* what() const noexcept override;
 
 private:
     std::string m_text;
 };
 
-/// Brings the user to this URL, which is theirs alone, and tells whether that worked. Called on any
-/// thread, it returns soon, since nothing can cancel it; whatever it throws ends the request.
+/// Shows the sign-in page at `url` to the user; returns whether that worked.
+///
+/// The URL belongs to this user and this sign-in: show it to nobody else. The library calls the
+/// function on a thread of its own; requests of two helpers may call theirs at the same time. It
+/// should return soon, because nothing can cancel it. If it returns false, the request ends with
+/// OIDCError::Kind::nobodySignedIn; if it throws, with that exception.
+///
+/// \ingroup helper
 using BrowserOpener = std::function<bool(const CString& url)>;
 
-/// Gets tokens: from its store while they serve, from the provider otherwise.
+/// Gets tokens: from its token store while they are valid, otherwise from the provider.
 ///
-/// Operations may be called from any thread. Those named ...Async return a task at once and never
-/// throw, the others block until that task has ended. The helper must live until every task that it
-/// returned has ended. A failure is an exception in the task, with a short text: OIDCError for what
-/// the provider refused or answered wrongly, the exceptions of the HTTP, JSON and JWT libraries as
-/// they are, std::range_error for a text that is not Unicode, what the token store threw when it
-/// was written, std::system_error where the system gives no thread, and task_canceled after
-/// cancellation. OIDCError::of() sorts them all. Nobody need read a task's outcome.
+/// **Calls.** Operations may be called from any thread. Those named ...Async return a task at once
+/// and never throw; the others block until that task has ended. Each form that takes a struct does
+/// the same as the one that takes its members; auth/Requests.h says which values are refused.
 ///
-/// Configuration URLs name a provider's configuration document (OpenID Connect Discovery 1.0).
-/// Scopes are one text, separated by spaces. `minValidity` is in minutes: a stored token serves
-/// while it will not expire within them. The forms that take a struct do the same as those that
-/// take its members; auth/Requests.h has these, and says what is refused.
+/// **Lifetime.** The helper must live until every task that it returned has ended. The destructor
+/// neither cancels requests nor waits for them.
 ///
-/// What the process has to know:
-/// - Continuations of a returned task run on threads of this library unless they say otherwise, and
-///   may block. Tasks of the program's own run on the HTTP library's 40 threads: there, no blocking
-///   form may be called, nor anything that waits for a token. 40 such tasks at a time leave no
-///   thread for the answers that they wait for.
-/// - At the end of the process, with exit() or the end of main(), waiting ends: requests that wait
-///   for the provider or the user end with task_canceled, and the process waits until they have. A
-///   program that wants their outcome waits for it before; one that destroys its helper first
-///   cancels its requests and waits for their tasks, which the destructor does not. A continuation
-///   may call exit(), but not the store, a permit, the logger or the browser's opener: the end
-///   would wait for them.
-/// - A process that was forked has none of these threads. Where its parent had asked for a token
-///   before, it gets a user's stored token and else std::runtime_error, and has to end with
-///   _exit(): the HTTP library would wait for its threads. Fork first, or start a program.
-/// - The host reads the environment (proxies, authorities, the browser) on our threads: it may not
-///   be changed while requests are under way.
+/// **Arguments.** Configuration URLs name a provider's configuration document (OpenID Connect
+/// Discovery 1.0, section 4). Scopes are one text, separated by spaces. `minValidity` is in
+/// minutes: a stored token is used only if it is valid for longer than that. As a plain number it
+/// is taken as signed: 2^31 and above look back in time. All texts must be valid Unicode.
+///
+/// **Errors.** A failure is an exception in the task, with a short text:
+/// - OIDCError, if the provider refused or its answer is wrong;
+/// - the exceptions of the HTTP, JSON and JWT libraries, unchanged;
+/// - std::range_error for a text that is not Unicode;
+/// - whatever the token store throws when it is written (an exception from reading it counts as
+///   "nothing stored");
+/// - std::system_error if the system provides no thread;
+/// - Concurrency::task_canceled after cancellation.
+///
+/// OIDCError::of() sorts them all. The outcome of a task may be left unread.
+///
+/// **Threads.** Continuations of a returned task run on threads of this library, unless they ask
+/// for others, and may block there. Tasks that the program itself creates run on the HTTP library's
+/// 40 threads. Do not call a blocking form in such a task, nor wait for a token there by other
+/// means: 40 of them at a time leave no thread for the answers that they wait for.
+///
+/// **End of the process.** exit() and the end of main() end all waiting: requests that wait for the
+/// provider or the user end with task_canceled, and the process waits until they have. A program
+/// that wants their outcome waits for it first. A program that destroys its helper first cancels
+/// its requests and waits for their tasks. A continuation may call exit(). The store, a permit, the
+/// logger and the browser opener must not, because the end of the process would wait for them.
+///
+/// **fork().** A forked process has none of the library's threads. If its parent had asked for a
+/// token before, the child gets a user's stored token; every other request ends with
+/// std::runtime_error. It must end with _exit(), because the HTTP library would wait for its
+/// threads. Fork before the first request, or start a program instead.
+///
+/// **Environment.** The host reads environment variables (proxies, authorities, the browser) on the
+/// library's threads. Do not change the environment while requests are under way.
+///
+/// \ingroup helper
 class OIDCAUTH_API COIDCHelper {
 public:
-    /// Throws OIDCError when the store is empty. A store that is an IRefreshAwareStore as well is
-    /// told which records come from a refresh. The permit may be shared with other helpers; the
-    /// logger may be empty. Never give it getProcessExclusivePermit(): each request of a user has
-    /// that one already and would wait 25 s for it; a warning is logged.
+    /// Takes over `tokenStore`, and shares `permit` and `logger`.
+    ///
+    /// If `tokenStore` is also an IRefreshAwareStore, it is told which records come from a refresh.
+    /// Other helpers may share the permit; see makeExclusivePermit(). Without one, each request of
+    /// a user and each signOut() ends with an OIDCError; requests of a service take no permit. Do
+    /// not pass getProcessExclusivePermit(): each request of a user already holds that one and
+    /// would wait 25 s for it. The constructor logs a warning then. `logger` may be empty.
+    ///
+    /// Throws OIDCError with Kind::store if `tokenStore` is empty.
     COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                 std::shared_ptr<IExclusivePermit> permit,
                 const std::shared_ptr<LoggingUtilities::CLogger>& logger);
+    /// To be called only when all tasks have ended.
     ~COIDCHelper();
     COIDCHelper(const COIDCHelper&) = delete;
     COIDCHelper& operator=(const COIDCHelper&) = delete;
 
-    /// The access token of a service (RFC 6749, section 4.4). Requests of one helper are served one
-    /// at a time, so that those that come together cause one request to the provider.
+    /// \name Token of a service
+    /// The client credentials grant (RFC 6749, section 4.4). Requests of one helper are served one
+    /// at a time, so that simultaneous ones cause one request to the provider.
+    /// \{
+
+    /// The access token; blocks.
     CString getAccessTokenClientCredentials(const CString& configUrl, const CString& clientId,
                                             const CString& clientSecret, const CString& scopes,
                                             unsigned int minValidity);
+    /// The access token.
     Concurrency::task<CString> getAccessTokenClientCredentialsAsync(
         const CString& configUrl, const CString& clientId, const CString& clientSecret,
         const CString& scopes, unsigned int minValidity,
         const Concurrency::cancellation_token& token);
+    /// The access token; blocks.
     CString getAccessTokenClientCredentials(const ServiceRequest& request);
+    /// The access token.
     Concurrency::task<CString> getAccessTokenClientCredentialsAsync(
         const ServiceRequest& request,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
-    /// The whole token, with its expiry; it has neither refresh nor ID token.
+    /// The whole token with its expiry; blocks. It has neither a refresh token nor an ID token.
     COIDCToken getOIDCTokenClientCredentials(const ServiceRequest& request);
+    /// The whole token with its expiry. It has neither a refresh token nor an ID token.
     Concurrency::task<COIDCToken> getOIDCTokenClientCredentialsAsync(
         const ServiceRequest& request,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// \}
 
-    // The token of a user: the stored one while it serves, or once it is refreshed (RFC 6749,
-    // section 6). Otherwise the user is asked to sign in (OpenID Connect Core 1.0, section 3.3)
-    // within 90 s where `authRequested` allows that; where it does not, the request ends with
-    // RequiresUserAuthException. Redirect URLs are alternatives for the provider's answer, in the
-    // order of preference: http, on this machine, registered with the provider (RFC 8252, section
-    // 7.3); without the user they are not needed.
-    //
-    // Requests that come together cause one refresh or one sign-in: in this process by its permit,
-    // and among all who have this helper's permit by that one, for which a request waits no longer
-    // than 25 s. On the calling thread the store is read and the permits are tried; the first
-    // request that needs them starts the HTTP library's threads there, some milliseconds, once.
+    /// \name Token of a user
+    /// A request tries three ways, in this order:
+    /// 1. the stored token, while it is valid;
+    /// 2. a refresh of the stored token (RFC 6749, section 6);
+    /// 3. a sign-in within 90 s (OpenID Connect Core 1.0, section 3.3), if `authRequested`, or
+    ///    UserRequest::mayAskUser, allows it. If not, the request ends with
+    ///    RequiresUserAuthException.
+    ///
+    /// Redirect URLs are needed for the sign-in only: alternatives for the provider's answer, in
+    /// order of preference. Each is an http URL of this machine that is registered with the
+    /// provider (RFC 8252, section 7.3).
+    ///
+    /// Simultaneous requests cause one refresh or one sign-in. For this, two permits are taken: the
+    /// process's own, which all helpers share, and the one given to the constructor. A request
+    /// waits at most 25 s for the second, then goes on without it.
+    ///
+    /// The calling thread reads the store and tries the permits. The first request that needs the
+    /// HTTP library's threads also starts them on the calling thread; this takes some milliseconds,
+    /// once.
+    /// \{
+
+    /// The whole token.
     Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
         const CString& configUrl, const CString& clientId, const CString& scopes,
         const std::vector<CString>& redirectUrls, unsigned int minValidity,
         const Concurrency::cancellation_token& token, bool authRequested);
+    /// The access token.
     Concurrency::task<CString> getAccessTokenHybridAsync(
         const CString& configUrl, const CString& clientId, const CString& scopes,
         const std::vector<CString>& redirectUrls, unsigned int minValidity,
         const Concurrency::cancellation_token& token, bool authRequested);
+    /// The ID token.
     Concurrency::task<CString> getIdTokenHybridAsync(const CString& configUrl,
                                                      const CString& clientId, const CString& scopes,
                                                      const std::vector<CString>& redirectUrls,
                                                      unsigned int minValidity,
                                                      const Concurrency::cancellation_token& token,
                                                      bool authRequested);
+    /// The access token; blocks.
     CString getAccessTokenHybrid(const CString& configUrl, const CString& clientId,
                                  const CString& scopes, const std::vector<CString>& redirectUrls,
                                  unsigned int minValidity, bool authRequested);
+    /// The whole token.
     Concurrency::task<COIDCToken> getOIDCTokenHybridAsync(
         const UserRequest& request,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// The access token.
     Concurrency::task<CString> getAccessTokenHybridAsync(
         const UserRequest& request,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// The ID token.
     Concurrency::task<CString> getIdTokenHybridAsync(
         const UserRequest& request,
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// The whole token; blocks.
     COIDCToken getOIDCTokenHybrid(const UserRequest& request);
+    /// The access token; blocks.
     CString getAccessTokenHybrid(const UserRequest& request);
+    /// The ID token; blocks.
     CString getIdTokenHybrid(const UserRequest& request);
+    /// \}
 
-    // Removes the stored token, a user's or a service's; the provider is not told. Where the store
-    // cannot be written, or the token is cancelled before, it stays.
-    //
-    // It waits for its turn as a request does, first for the permit of this process and then, no
-    // longer than 25 s, for the helper's: a request of a user that is at a refresh or a sign-in
-    // ends before, and what it stores is removed with the rest. Who does not want to wait cancels
-    // it. A request of a service under way ends when it will. No request of this helper puts a
-    // token back that it began to get before: its caller receives it all the same, the store does
-    // not. A service's request of another helper, or a sign-in elsewhere that takes longer than
-    // those 25 s, still stores. The store is emptied by writing nothing to it.
+    /// \name Sign-out
+    /// Removes the stored token, whether a user's or a service's, by writing nothing to the store.
+    /// The provider is not told. If the store cannot be written, or the request is cancelled
+    /// before, the token stays.
+    ///
+    /// A sign-out waits for the same permits as a request of a user: without limit for the
+    /// process's own, and at most 25 s for the helper's. It therefore waits for a refresh or a
+    /// sign-in under way, whose token it removes as well. To stop waiting, cancel the task.
+    ///
+    /// A request of a service that is under way goes on. No request of this helper that began
+    /// before the sign-out stores its token afterwards; its caller still receives the token. Two
+    /// requests may still store one: a service's request of another helper, and a sign-in elsewhere
+    /// that takes longer than the 25 s.
+    /// \{
+
+    /// Signs out.
     Concurrency::task<void> signOutAsync(
         const Concurrency::cancellation_token& token = Concurrency::cancellation_token::none());
+    /// Signs out; blocks.
     void signOut();
+    /// \}
 
-    /// What brings the user to the provider, openBrowser at first. Before the first request.
+    /// Replaces openBrowser() for the sign-ins of this helper. Call it before the first request.
     void setBrowserOpener(BrowserOpener open);
-    /// The user's default browser; true when it has started.
+    /// Opens an http or https URL in the user's default browser. Returns whether a browser was
+    /// started; for any other URL, false. Throws std::range_error for a text that is not Unicode.
     static bool openBrowser(const CString& url);
 
-    /// The one permit of this process.
+    /// The permit that all helpers of this process take; it is always the same object.
     static std::shared_ptr<IExclusivePermit> getProcessExclusivePermit();
-    /// A new permit, for the helpers that are to be co-ordinated.
+    /// A new permit for the constructor. Helpers of this process that use the same store share one;
+    /// among processes, use standalone::FilePermit.
     static std::shared_ptr<IExclusivePermit> makeExclusivePermit();
 
 private:

@@ -12,59 +12,69 @@
 
 namespace auth {
 
-/// What a provider issued for one client (RFC 6749, OpenID Connect Core): the value that token
-/// operations produce and that the host's token store keeps. A value class: every thread works on a
-/// copy of its own.
+/// The tokens that a provider issued for one client (RFC 6749, section 5.1; OpenID Connect Core
+/// 1.0, section 3.3): the result of token operations, and what a token store keeps.
+///
+/// A value: each thread works on a copy of its own.
+///
+/// \ingroup token
 class OIDCAUTH_API COIDCToken {
 public:
-    /// A moment of the system clock (UTC) in ticks of 100 ns since 1970-01-01.
+    /// A time of the system clock (UTC), in ticks of 100 ns since 1970-01-01.
     using TimePoint =
         std::chrono::time_point<std::chrono::system_clock,
                                 std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>>;
-    /// Case-sensitive, in ordinal order, without duplicates.
+    /// Scopes in ordinal order, without duplicates. Their case counts.
     using ScopeSet = std::set<CString>;
 
-    /// No token: empty texts, no scopes, expired since 1970.
+    /// No token: all texts are empty, there are no scopes, and it expired in 1970.
     COIDCToken() = default;
     ~COIDCToken() = default;
     COIDCToken(const COIDCToken&) = default;
     COIDCToken& operator=(const COIDCToken&) = default;
-    // A token that was moved from keeps its texts and loses its scopes.
+    /// Leaves `other` its texts but not its scopes.
     COIDCToken(COIDCToken&& other) noexcept;
+    /// Leaves `other` its texts but not its scopes.
     COIDCToken& operator=(COIDCToken&& other) noexcept;
 
+    /// The token for the API (RFC 6749, section 1.4).
     const CString& accessToken() const { return m_accessToken; }
-    /// Empty when the provider sent none.
+    /// Empty if the provider sent none.
     const CString& refreshToken() const { return m_refreshToken; }
-    /// A compact JWT; empty when there is none.
+    /// A JWT in compact form; empty if there is none.
     const CString& idToken() const { return m_idToken; }
+    /// The client for which the token was requested.
     const CString& clientId() const { return m_clientId; }
     /// When the access token expires.
     TimePoint expiresAt() const { return m_expiresAt; }
 
-    /// What the ID token says about the user: empty where there is none, or it is no JWT.
+    /// The claims of the ID token; none if there is no ID token, or it is not a JWT.
     IdTokenClaims idTokenClaims() const { return IdTokenClaims(m_idToken); }
 
     /// The scopes in ascending order, separated by single spaces.
     CString scopes();
+    /// The scopes in ascending order, separated by single spaces.
     CString scopes() const;
 
-    /// The same token with another refresh token.
+    /// A copy of this token with another refresh token.
     COIDCToken withRefreshToken(const CString& refreshToken) const;
 
     /// Whether the token was requested for exactly this client.
     bool validateClientID(const CString& clientId) const;
 
-    /// Whether every scope of the space-separated text is among the token's scopes.
+    /// Whether the token has every scope of the text, in which spaces separate them. True for an
+    /// empty text.
     bool validateScopes(const CString& scopes) const;
 
-    /// Whether the access token is expired, or will be within `minutes`. The instant of expiry
-    /// counts as expired. The number is taken as signed: 2^31 and above look back in time.
+    /// Whether the access token has expired or will within `minutes`. At the instant of its expiry
+    /// it counts as expired. The number is taken as signed: 2^31 and above look back in time.
     bool willBeExpiredAfter(unsigned int minutes) const;
 
-    /// Stores the token into, or loads it from, the section "OIDCToken". Without that section a
-    /// load leaves the token as it is; a failing load (CArchiveException, or std::range_error for
-    /// text that is not UTF-8) leaves it partly filled.
+    /// Stores the token into the section "OIDCToken" of the archive, or loads it from there.
+    ///
+    /// If the section is missing, loading leaves the token as it is. If loading fails, the token is
+    /// left partly filled. Throws CArchiveException, and std::range_error for a text that is not
+    /// UTF-8.
     void Serialize(CKorvaneArchive& archive);
 
 private:

@@ -7,7 +7,7 @@
 
 namespace auth {
 
-/// A permit within this process. Two locks exclude each other even if the same request holds both.
+/// A permit within this process. Two locks exclude each other even if one request has both.
 class ExclusivePermit final : public IExclusivePermit {
 public:
     static std::shared_ptr<ExclusivePermit> make();

@@ -6,22 +6,34 @@
 
 namespace auth {
 
-/// Tries to take the permit from which it was created; destroying it gives the permit back. One
-/// lock object belongs to one request and is used by one thread at a time.
+/// One request's hold on a permit. Destroying the lock gives the permit back.
+///
+/// A lock belongs to one request and is used by one thread at a time, not always the same one.
+///
+/// \ingroup stores
 class OIDCAUTH_API IPermitLock {
 public:
-    /// True when this lock holds the permit, now or already before. Never blocks: whoever fails
-    /// tries again later. What it throws ends the request.
+    /// Tries to take the permit. Returns whether this lock now holds it, newly or since an earlier
+    /// call. It must not block: a request that gets false tries again later. An exception ends the
+    /// request.
     virtual bool tryLock() = 0;
     virtual ~IPermitLock() = default;
 };
 
-/// Something that at most one lock holds at a time, by which requests avoid to refresh or to sign
-/// in twice. A permit may be shared by any number of helpers and threads. It has no virtual
-/// destructor: it is owned by the shared pointer with which it was made.
+/// At most one lock holds a permit at a time. Requests take it so that a token is refreshed, or a
+/// user asked to sign in, only once.
+///
+/// Any number of helpers and threads may share a permit. It has no virtual destructor: the
+/// std::shared_ptr with which it was made owns it.
+///
+/// COIDCHelper::makeExclusivePermit() makes one for this process, standalone::FilePermit one for
+/// all processes of a user.
+///
+/// \ingroup stores
 class OIDCAUTH_API IExclusivePermit {
 public:
-    /// A new lock that does not hold the permit yet; empty when the permit no longer exists.
+    /// A new lock, which does not hold the permit yet. Empty if the permit no longer exists; the
+    /// request then ends with an OIDCError.
     virtual std::unique_ptr<IPermitLock> createLock() = 0;
 
 protected:

@@ -7,12 +7,16 @@
 
 namespace auth {
 
-/// A token store that wants to know where a record comes from derives from this as well: records
-/// that come from a refresh (RFC 6749, section 6) are handed to it here, all others, of sign-ins,
-/// services and sign-outs, to its write(). standalone::RefreshTokenKeeper is one.
+/// A token store derives from this in addition to ISecretStore if it needs to know which records
+/// come from a refresh (RFC 6749, section 6).
+///
+/// It receives those by writeRefreshed(). All others, of sign-ins, services and sign-outs, it
+/// receives by its write(). standalone::RefreshTokenKeeper is such a store.
+///
+/// \ingroup stores
 class OIDCAUTH_API IRefreshAwareStore {
 public:
-    /// As ISecretStore::write(), of the same bytes.
+    /// Does what ISecretStore::write() does, with the same bytes.
     virtual void writeRefreshed(const std::vector<std::uint8_t>& bytes) = 0;
 
 protected:

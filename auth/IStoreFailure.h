@@ -4,9 +4,13 @@
 
 namespace auth {
 
-/// Marks the exceptions of a token store, in addition to their std::exception: they pass through
-/// the library as they are, and OIDCError::of() knows them by this. A store of your own may do so,
-/// too.
+/// Marks an exception as one of a token store. OIDCError::of() gives such exceptions the kind
+/// OIDCError::Kind::store.
+///
+/// The exceptions of your own store may derive from it, in addition to std::exception. The library
+/// passes them on unchanged.
+///
+/// \ingroup errors
 class OIDCAUTH_API IStoreFailure {
 public:
     virtual ~IStoreFailure() = default;

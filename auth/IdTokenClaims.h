@@ -9,28 +9,38 @@
 
 namespace auth {
 
-/// What a provider says about a user (OpenID Connect Core 1.0, sections 2 and 5.1): the claims of
-/// an ID token, in UTF-8. A value of its own, which shares nothing with the token.
+/// The claims of an ID token: what a provider says about a user (OpenID Connect Core 1.0, sections
+/// 2 and 5.1), in UTF-8. A value, which shares nothing with the token.
 ///
-/// They are as the provider wrote them. A token that comes from a request was validated when it was
-/// received, one that was stored is believed. Only issuer and subject together name a user for
-/// good: names and e-mail addresses change, and may be the user's own choice. Whoever shows them on
-/// a terminal, or in a page, escapes them first.
+/// The claims are as the provider wrote them. A token is validated when it is received; a stored
+/// one is not validated again. Only the issuer and the subject together identify a user
+/// permanently: names and e-mail addresses change, and users may be free to choose them. Escape
+/// claims before you show them on a terminal or in a page.
+///
+/// \ingroup token
 class OIDCAUTH_API IdTokenClaims {
 public:
+    /// No claims.
     IdTokenClaims() = default;
-    /// Of a text that is no JWT there are none. Never throws.
+    /// The claims of this token, whose signature is not checked; none if it is not a JWT.
     explicit IdTokenClaims(const CString& idToken) noexcept;
 
-    // None where the token has no such claim, or one that is no text.
+    /// \name Usual claims
+    /// None if the token lacks the claim, or its value is not a text.
+    /// \{
 
+    /// The claim `sub`: the user's name at this issuer, which is never given to another user.
     std::optional<std::string> subject() const { return text("sub"); }
+    /// The claim `name`: the full name, for display.
     std::optional<std::string> name() const { return text("name"); }
+    /// The claim `preferred_username`.
     std::optional<std::string> preferredUsername() const { return text("preferred_username"); }
+    /// The claim `email`.
     std::optional<std::string> email() const { return text("email"); }
+    /// \}
 
-    /// Any claim by its name: a text as it is, any other value as its JSON text. None where it is
-    /// missing, null, or not UTF-8.
+    /// Any claim by its name: a text as it is, any other value as JSON. None if the claim is
+    /// missing, null or not UTF-8.
     std::optional<std::string> claim(const std::string& name) const;
 
 private:

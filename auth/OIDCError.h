@@ -11,9 +11,11 @@
 
 namespace auth {
 
-/// A failure that this library finds itself, told so that code can act on it. `what()` is for
-/// people, and short; `kind()` is for code. Failures of other kinds, and those of the libraries
-/// below, come as exceptions of other types, which of() sorts into the same kinds:
+/// A failure that the library itself detects: what() is a short text for people, kind() is for
+/// code.
+///
+/// Other failures, and those of the libraries below this one, are exceptions of other types. of()
+/// sorts them all into the same kinds:
 ///
 ///     try {
 ///         token = helper.getAccessTokenClientCredentials(...);
@@ -28,90 +30,122 @@ namespace auth {
 ///         throw;                            // a wrong answer is `Kind::wrongAnswer`
 ///     }
 ///
-/// By kind, what comes as which type, and whether a retry can help:
+/// Kind lists, for each kind, the types of its exceptions and whether a retry can help.
 ///
-///     providerRefused   OIDCError; with a status of 429 or from 500, and the errors
-///                       temporarily_unavailable and server_error: yes
-///     userDeclined      OIDCError; no
-///     wrongAnswer       OIDCError; what the HTTP library understood and refuses, an http_exception
-///                       without error code; json_exception; uri_exception; of the JWT library and
-///                       of text that is no UTF-8: std::logic_error, std::range_error,
-///                       std::overflow_error, std::bad_cast, std::runtime_error "Invalid input..."
-///                       and "invalid json". A text or URL of the caller that is none comes as one
-///                       of these, too; no
-///     tokenRefused      OIDCError; for signature and times std::system_error of a category of the
-///                       JWT library; no, though a key may have been replaced just now
-///     notReached        http_exception with an error code; yes
-///     nobodySignedIn    OIDCError; no, but the user may be asked again
-///     signInNeeded      RequiresUserAuthException, which nests the failure of a refresh; as for
-///                       that one, else no
-///     cannotListen      OIDCError; no
-///     store             OIDCError without a store; of a store's own exceptions those that are
-///                       an IStoreFailure, such as standalone::TokenStoreError; no
-///     cancelled         Concurrency::task_canceled; no
-///     other             OIDCError without a permit; the std::invalid_argument of auth/Requests.h;
-///                       std::system_error of another category than those above, std::bad_alloc
-///                       and http_exception for want of threads, memory or files;
-///                       std::runtime_error in a forked process; what store, permit, logger, proxy
-///                       settings and the browser's opener throw, unless it is of a type listed
-///                       above; no
+/// The provider's texts, providerError() and providerErrorDescription(), were written by whoever
+/// sent the answer and may repeat what was sent to it, even a secret. Neither what() nor the log
+/// contains them. They are free of characters that control a terminal or change the direction of
+/// writing. Before you log them, pass them through standalone::redact() or a function of your own.
 ///
-/// The provider's words are those of whoever sent the answer, and may repeat what was sent to it, a
-/// secret too. They are here only: what() and the log do not have them. They are free of characters
-/// that control a terminal or turn the direction of writing, and pass through `standalone::redact`,
-/// or the like, on their way to a log.
+/// A value: copies do not throw. It derives from std::runtime_error because some of these failures
+/// have always been of that type.
 ///
-/// It derives from std::runtime_error since some of these failures always came as one.
+/// \ingroup errors
 class OIDCAUTH_API OIDCError : public std::runtime_error {
 public:
+    /// What failed.
     enum class Kind {
-        providerRefused,  ///< by another status than 200, or an error that it posted
-        userDeclined,     ///< or the provider for them: it posted `access_denied`
-        wrongAnswer,      ///< configuration, keys, an answer or form is not what it should be
-        tokenRefused,     ///< an ID or access token is not its provider's, for this client, now
-        notReached,       ///< the provider; or not in time, or not by TLS
-        nobodySignedIn,   ///< in time; or no browser opened
-        signInNeeded,     ///< and the user may not be asked
-        cannotListen,     ///< on any redirect URL
-        store,            ///< there is none, or it could not be written
-        cancelled,        ///< or the process ends
+        /// The provider answered with a status other than 200, or posted an error to the redirect
+        /// URL. Comes as OIDCError. A retry can help with status 429, with 500 and above, and with
+        /// the errors `temporarily_unavailable` and `server_error`.
+        providerRefused,
+        /// The user declined, or the provider did so for them: it posted `access_denied`. Comes as
+        /// OIDCError. No retry.
+        userDeclined,
+        /// The provider's configuration, keys, answer or form is not what it should be. No retry.
+        /// Comes as
+        /// - OIDCError;
+        /// - http_exception without an error code: the HTTP library understood the answer and
+        ///   refuses it;
+        /// - json_exception and uri_exception;
+        /// - std::logic_error, std::range_error, std::overflow_error, std::bad_cast, and
+        ///   std::runtime_error with "Invalid input..." or "invalid json": the JWT library, or text
+        ///   that is not UTF-8.
+        ///
+        /// A text or URL of the caller that is malformed also comes as one of these.
+        wrongAnswer,
+        /// An ID or access token is not from its provider, not for this client, or not valid now.
+        /// Comes as OIDCError; for signature and times, as std::system_error with a category of the
+        /// JWT library. No retry, although a key may have been replaced at this moment.
+        tokenRefused,
+        /// The provider was not reached, not in time, or not by TLS. Comes as http_exception with
+        /// an error code. A retry can help.
+        notReached,
+        /// Nobody signed in within the time limit, or no browser was opened. Comes as OIDCError. No
+        /// retry, but the user may be asked again.
+        nobodySignedIn,
+        /// A sign-in is needed, and the user may not be asked. Comes as RequiresUserAuthException.
+        /// If that nests the failure of a refresh, a retry can help whenever it can help with that
+        /// failure; otherwise no retry.
+        signInNeeded,
+        /// None of the redirect URLs can be listened on. Comes as OIDCError. No retry.
+        cannotListen,
+        /// There is no token store, which comes as OIDCError; or it cannot be written, which comes
+        /// as the store's own exception if that is an IStoreFailure, such as
+        /// standalone::TokenStoreError. No retry.
+        store,
+        /// The request was cancelled, or the process ends. Comes as Concurrency::task_canceled. No
+        /// retry.
+        cancelled,
+        /// Everything else. No retry. Among these are
+        /// - OIDCError: there is no permit;
+        /// - std::invalid_argument: auth/Requests.h refuses a value;
+        /// - std::system_error with other categories than above, std::bad_alloc, and
+        ///   http_exception for lack of threads, memory or files;
+        /// - std::runtime_error in a forked process;
+        /// - exceptions of store, permit, logger, proxy settings and browser opener, unless their
+        ///   type is listed above.
         other,
     };
 
-    /// What is known of a failure; empty where it does not apply.
+    /// What is known of a failure. Members are empty if they do not apply.
     struct Details {
+        /// See OIDCError::status().
         std::optional<unsigned> status = {};
+        /// See OIDCError::providerError().
         std::string providerError = {};
+        /// See OIDCError::providerErrorDescription().
         std::string providerErrorDescription = {};
+        /// See OIDCError::claims().
         std::vector<std::string> claims = {};
+        /// See OIDCError::missedClaim().
         std::string missedClaim = {};
     };
 
+    /// A failure without details.
     OIDCError(Kind kind, const std::string& text);
+    /// A failure; canRetry() follows from `kind` and `details`.
     OIDCError(Kind kind, const std::string& text, Details details);
     ~OIDCError() override;
     OIDCError(const OIDCError&) = default;
     OIDCError& operator=(const OIDCError&) = default;
 
-    /// Any failure of this library, and of what it is built on, as one of these. Its `what()` is
-    /// the failure's: empty for task_canceled. Never throws, unless there is no memory.
+    /// Any failure of this library, and of the libraries below it, as an OIDCError with the same
+    /// what(). That text is empty for task_canceled. For an exception that is not a std::exception,
+    /// and for an empty pointer, the kind is Kind::other. Throws only if memory runs out.
     static OIDCError of(const std::exception_ptr& failure);
 
+    /// What failed.
     Kind kind() const noexcept;
     /// Whether the same request may succeed later, with nothing changed on this side.
     bool canRetry() const noexcept;
 
-    /// Of the provider's answer, where it was not 200.
+    /// The HTTP status of the provider's answer, if it was not 200.
     std::optional<unsigned> status() const noexcept;
-    /// What the provider said (RFC 6749, sections 4.1.2.1 and 5.2; OpenID Connect Core 1.0, section
-    /// 3.1.2.6) in a token endpoint's answer, if that has 8 KiB at most and comes within 2 s, or in
-    /// the form of a sign-in. UTF-8, at most 256 characters each, on one line.
+    /// The `error` that the provider sent (RFC 6749, sections 4.1.2.1 and 5.2; OpenID Connect Core
+    /// 1.0, section 3.1.2.6), else empty.
+    ///
+    /// It comes from the form of a sign-in, or from an answer of the token endpoint that has 8 KiB
+    /// at most and arrives within 2 s. UTF-8, on one line, at most 256 characters.
     const std::string& providerError() const noexcept;
+    /// The `error_description` that the provider sent, under the same conditions as
+    /// providerError(): in UTF-8, on one line, at most 256 characters, else empty.
     const std::string& providerErrorDescription() const noexcept;
 
-    /// Of a refused token: the names of its claims, 64 at most, and that of the one (or of the
-    /// member of its header) that was missing or not as it must be. Never a value.
+    /// Of a refused token: the names of its claims, at most 64, never their values.
     const std::vector<std::string>& claims() const noexcept;
+    /// Of a refused token: the name of the claim, or of the member of its header, that is missing
+    /// or not as it must be.
     const std::string& missedClaim() const noexcept;
 
 private:

@@ -7,33 +7,46 @@
 
 namespace auth {
 
-// What a COIDCHelper is asked for, member by member. All texts are UTF-8. A text that is not ends
-// the request with std::range_error; a minimum validity below 0 or above 2147483647 minutes, with
-// std::invalid_argument; the store is not read, and the provider not asked, then.
-
-/// The access token of a service (RFC 6749, section 4.4).
+/// Asks a COIDCHelper for the access token of a service (RFC 6749, section 4.4).
+///
+/// All texts are UTF-8; for one that is not, the request ends with std::range_error. For a minimum
+/// validity below 0 or above 2147483647 minutes it ends with std::invalid_argument. In both cases
+/// the store is not read and the provider is not asked.
+///
+/// \ingroup requests
 struct ServiceRequest {
-    std::string configUrl;  ///< of the provider's configuration document
-    std::string clientId;
-    std::string clientSecret;
+    std::string configUrl;               ///< URL of the provider's configuration document
+    std::string clientId;                ///< as registered with the provider
+    std::string clientSecret;            ///< sent to the token endpoint only
     std::string scopes;                  ///< separated by spaces
-    std::chrono::minutes minValidity{};  ///< a stored token serves if it lives longer than this
+    std::chrono::minutes minValidity{};  ///< a stored token is used if it is valid for longer
 };
 
-/// A token of a user (OpenID Connect Core 1.0, section 3.3).
+/// Asks a COIDCHelper for a token of a user (OpenID Connect Core 1.0, section 3.3).
+///
+/// Values are refused as in a ServiceRequest.
+///
+/// \ingroup requests
 struct UserRequest {
-    std::string configUrl;  ///< of the provider's configuration document
-    std::string clientId;
-    std::string scopes;                     ///< separated by spaces, `openid` among them
-    std::vector<std::string> redirectUrls;  ///< in the order of preference; see COIDCHelper
-    std::chrono::minutes minValidity{};     ///< a stored token serves if it lives longer than this
-    bool mayAskUser = false;                ///< where neither a stored token nor a refresh helps
+    std::string configUrl;  ///< URL of the provider's configuration document
+    std::string clientId;   ///< as registered with the provider
+    std::string scopes;     ///< separated by spaces, `openid` among them
+    /// Alternatives for the provider's answer, in order of preference: http URLs of this machine,
+    /// registered with the provider (RFC 8252, section 7.3), such as
+    /// `http://127.0.0.1:48123/callback`. The first whose port is free is used. Needed for sign-ins
+    /// only.
+    std::vector<std::string> redirectUrls;
+    std::chrono::minutes minValidity{};  ///< a stored token is used if it is valid for longer
+    /// Whether the user may be asked to sign in, if neither the stored token nor a refresh helps.
+    bool mayAskUser = false;
 
-    /// Names and values that stand behind those of the flow in the URL that the user is brought to,
-    /// such as `prompt`, `max_age`, `login_hint` or `resource`: for sign-ins only. Whoever sees
-    /// that URL sees them. std::invalid_argument for a name that is empty; for one of the flow's
-    /// own, in whatever case; for `request` and `request_uri`, which would stand in their place;
-    /// and for what only the token endpoint may learn, such as `client_secret`.
+    /// More parameters of the URL at which the user signs in, such as `prompt`, `max_age`,
+    /// `login_hint` or `resource`. They are used for sign-ins only and follow the flow's own.
+    /// Everyone who sees the URL sees them.
+    ///
+    /// The request ends with std::invalid_argument if a name is empty or reserved, in any letter
+    /// case. Reserved are the flow's own names; `request` and `request_uri`, which would replace
+    /// these (RFC 9101); and names that belong to the token endpoint, such as `client_secret`.
     std::vector<std::pair<std::string, std::string>> authorizationParameters;
 };
 

@@ -78,8 +78,8 @@ oidcauth_package(liboidcauth-dev libdevel
     DEPENDS "${library} (= ${version})" libcpprest-dev libssl-dev
     SUGGESTS "liboidcauth-keyring (= ${version})" cmake pkg-config
     DESCRIPTION "OAuth 2.0 and OpenID Connect client library, development files"
-        "This package has the headers, what CMake and pkg-config need, and a provider"
-        "that runs inside a test program.")
+        "This package has the headers, what CMake and pkg-config need, a provider that"
+        "runs inside a test program, and the API pages.")
 oidcauth_package(liboidcauth-keyring libs
     COMPONENTS OIDCAuth_Keyring
     DEPENDS "${library} (= ${version})"
@@ -95,7 +95,10 @@ oidcauth_package(oidcauth utils
         "This package has the command: it signs in, prints tokens, runs programs with"
         "them, and says whether a provider offers what is needed.")
 
-install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev
+    PATTERN docs/api EXCLUDE)
+install(DIRECTORY "${PROJECT_BINARY_DIR}/api/html" DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
+set_property(TARGET oidcauth_api PROPERTY EXCLUDE_FROM_ALL OFF)
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 
 # Manual pages are stored compressed.

@@ -49,10 +49,10 @@ if(TARGET OIDCAuth::Host)
     list(APPEND libraries OIDCAuthHost)
 endif()
 oidcauth_install(OIDCAuth_Development OIDCAuthTargets ${libraries})
-install(FILES
+set(auth_headers
     auth/COIDCHelper.h auth/COIDCToken.h auth/IExclusivePermit.h
-    auth/IRefreshAwareStore.h auth/IStoreFailure.h auth/IdTokenClaims.h auth/OIDCError.h auth/Requests.h
-    DESTINATION ${include_dir}/auth)
+    auth/IRefreshAwareStore.h auth/IStoreFailure.h auth/IdTokenClaims.h auth/OIDCError.h auth/Requests.h)
+install(FILES ${auth_headers} DESTINATION ${include_dir}/auth)
 install(FILES "${OIDCAUTH_GENERATED_DIR}/oidcauth/version.h" DESTINATION ${include_dir}/oidcauth)
 install(FILES platform/Export.h platform/Tasks.h DESTINATION ${include_dir}/platform)
 if(NOT has_own_host)
@@ -78,9 +78,10 @@ if(TARGET OIDCAuthKeyring)
 endif()
 if(OIDCAUTH_BUILD_TESTING)
     oidcauth_install(OIDCAuth_Testing OIDCAuthTestingTargets OIDCAuthTesting)
-    install(FILES
+    set(testing_headers
         testing/RecordedRequest.h testing/SigningKey.h testing/TestBrowser.h
-        testing/TestProvider.h testing/TestToken.h
+        testing/TestProvider.h testing/TestToken.h)
+    install(FILES ${testing_headers}
         DESTINATION ${include_dir}/testing COMPONENT OIDCAuth_Testing)
 endif()
 if(OIDCAUTH_BUILD_TOOL)

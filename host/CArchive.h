@@ -7,56 +7,82 @@
 #include <exception>
 #include <vector>
 
-/// Why an archive operation failed; the numbers are fixed.
+/// An archive operation failed.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CArchiveException : public std::exception {
 public:
+    /// Why it failed. The numbers are fixed.
     enum Cause : int {
-        none = 0,
-        genericException = 1,
-        readOnly = 2,   ///< stored into an archive that is loading
-        endOfFile = 3,  ///< less data than was asked for
-        writeOnly = 4,  ///< loaded from an archive that is storing
-        badIndex = 5,
-        badClass = 6,
-        badSchema = 7,  ///< not an archive of ours, damaged, or of an unknown form
+        none = 0,              ///< never thrown by this library
+        genericException = 1,  ///< compression failed
+        readOnly = 2,          ///< an archive that is loading was stored into
+        endOfFile = 3,         ///< there is less data than was asked for
+        writeOnly = 4,         ///< an archive that is storing was loaded from
+        badIndex = 5,          ///< never thrown by this library
+        badClass = 6,          ///< never thrown by this library
+        badSchema = 7,         ///< not an archive of this library, damaged, or of unknown form
     };
 
+    /// A failure for this cause.
     explicit CArchiveException(Cause cause) noexcept : m_cause(cause) {}
+    /// A short English text.
     const char* what() const noexcept override;
 
-    Cause m_cause;
+    Cause m_cause;  ///< why it failed
 };
 
-/// Stores values into bytes or loads them from bytes. Integers are little-endian.
+/// Stores values into bytes or loads them from bytes. One thread at a time may use it.
 ///
-/// Text is a length prefix and the characters. Lengths below 255 take one byte; 0xFF and 16 bits
-/// announce lengths below 0xFFFE, 0xFF 0xFFFF and 32 bits all others; 0xFF 0xFFFE before the
-/// length announces wide (UTF-16) text. Narrow text is UTF-8. Storing always writes wide text.
+/// Integers are little-endian. Text is a length followed by the characters:
+/// - a length below 255 is one byte;
+/// - a length below 0xFFFE is 0xFF and 16 bits;
+/// - any other length is 0xFF, 0xFFFF and 32 bits;
+/// - 0xFF, 0xFFFE before the length marks wide text (UTF-16). Narrow text is UTF-8.
+///
+/// Storing writes wide text, except for writeNarrow().
+///
+/// Operations throw CArchiveException: in the wrong mode, and for data that is missing or damaged.
+/// Loading narrow text that is not UTF-8 throws std::range_error.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CArchive {
 public:
+    /// An archive either loads or stores.
     enum class Mode : std::uint8_t { load, store };
 
-    /// For storing, with no bytes yet.
+    /// An empty archive that stores.
     CArchive() = default;
-    /// For loading.
+    /// An archive that loads from these bytes.
     explicit CArchive(std::vector<std::uint8_t> bytes);
 
+    /// Whether this archive stores.
     bool IsStoring() const noexcept { return m_mode == Mode::store; }
+    /// Whether this archive loads.
     bool IsLoading() const noexcept { return m_mode == Mode::load; }
 
+    /// Stores a 32-bit number.
     CArchive& operator<<(std::int32_t value);
+    /// Stores a 64-bit number.
     CArchive& operator<<(std::int64_t value);
+    /// Stores a text, wide.
     CArchive& operator<<(const CString& text);
+    /// Loads a 32-bit number.
     CArchive& operator>>(std::int32_t& value);
+    /// Loads a 64-bit number.
     CArchive& operator>>(std::int64_t& value);
+    /// Loads a text, wide or narrow.
     CArchive& operator>>(CString& text);
 
-    /// Narrow text, for names within the archive.
+    /// Stores narrow text. The names of sections are narrow.
     void writeNarrow(std::string_view text);
 
+    /// Where the next value is loaded from, in bytes.
     std::size_t position() const noexcept { return m_position; }
+    /// Sets position(). Loading beyond the end throws.
     void seek(std::size_t position) noexcept { m_position = position; }
 
+    /// All bytes, loaded or stored. Valid until this object changes.
     const std::vector<std::uint8_t>& bytes() const noexcept { return m_bytes; }
 
 private:

@@ -6,19 +6,28 @@
 #include <cstdint>
 #include <vector>
 
+/// Names hash functions.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API IHashFunction {
 public:
-    /// The numbers are fixed.
-    enum class Algorithm : int { SHA256 = 1 };
+    /// A hash function. The numbers are fixed.
+    enum class Algorithm : int {
+        SHA256 = 1  ///< SHA-256 (FIPS 180-4)
+    };
 };
 
+/// Computes hashes. Safe for several threads.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CCryptoUtilities {
 public:
-    /// Digest size in bytes; 0 for an algorithm that this host does not have.
+    /// The size of a digest in bytes; 0 if this host lacks the algorithm.
     static std::size_t getDigestSize(IHashFunction::Algorithm algorithm) noexcept;
 
-    /// Hashes `size` bytes at `data` into `digest`, which holds getDigestSize() bytes. False when
-    /// the algorithm is unknown, the digest is too small, or hashing failed.
+    /// Hashes `size` bytes at `data` into the beginning of `digest`, which must hold at least
+    /// getDigestSize() bytes. Returns false if the algorithm is unknown, `digest` is too small, or
+    /// hashing fails.
     static bool calcChecksum(IHashFunction::Algorithm algorithm, const void* data, std::size_t size,
                              std::vector<std::uint8_t>& digest) noexcept;
 };

@@ -4,34 +4,47 @@
 
 #include <utility>
 
-/// An archive of named sections and a file version. It contains the plain archive that holds the
-/// values; a section is its name followed by its values, with no mark at its end.
+/// An archive of named sections, with a file version.
+///
+/// It contains the plain archive that holds the values. A section is its name followed by its
+/// values, with no mark at its end. Operations throw what those of CArchive throw. One thread at a
+/// time may use it.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CKorvaneArchive {
 public:
     virtual ~CKorvaneArchive();
 
-    /// Storing: begins a section of that name and returns true. Loading: returns true behind the
-    /// name when a section of that name stands here; otherwise the position stays, and the result
-    /// is false when `optional` is set, while an archive without the section raises badSchema when
-    /// it is not. Where no whole name is left it raises endOfFile.
+    /// Begins a section.
+    ///
+    /// When storing, writes the name and returns true. When loading, returns true if the section of
+    /// that name begins here, and moves behind the name. If another one begins here, the position
+    /// stays: the result is false if `optional` is set, else the cause badSchema is thrown. If no
+    /// complete name is left, the cause endOfFile is thrown.
     virtual bool startSection(const char* name, bool optional);
 
     /// The version of the program's file format with which the archive was written.
     virtual int fileVersion() const = 0;
 
+    /// The plain archive; it belongs to this object.
     CArchive& archive() noexcept { return m_archive; }
 
+    /// Stores a 32-bit number.
     CKorvaneArchive& operator<<(int value);
+    /// Loads a 32-bit number.
     CKorvaneArchive& operator>>(int& value);
+    /// Stores a text.
     CKorvaneArchive& operator<<(const CString& text);
 
 protected:
+    /// An empty archive that stores.
     CKorvaneArchive() = default;
     CKorvaneArchive(const CKorvaneArchive&) = default;
     CKorvaneArchive& operator=(const CKorvaneArchive&) = default;
     CKorvaneArchive(CKorvaneArchive&&) = default;
     CKorvaneArchive& operator=(CKorvaneArchive&&) = default;
 
+    /// Replaces the plain archive, for derived classes that load.
     void replaceArchive(CArchive archive) { m_archive = std::move(archive); }
 
 private:

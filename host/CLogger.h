@@ -12,30 +12,44 @@
 
 namespace LoggingUtilities {
 
-/// Severity of a line; the numbers are fixed and rise with the importance.
+/// How important a log line is. The numbers are fixed and rise with the importance.
+///
+/// \ingroup host
 enum class ELogLevel : int {
     Flow = 1,     ///< progress and success of a flow
     Detail = 2,   ///< discovery, requests, decisions
-    Warning = 3,  ///< tolerated: something failed and the request goes on
+    Warning = 3,  ///< something failed, and the request goes on
     Error = 4,    ///< the request fails
 };
 
-/// Where log lines go. Called from several threads at once.
+/// Receives log lines: the sink of a CLogger. Several threads call it at once.
+///
+/// standalone::StandardErrorLog is one.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API ILoggerImpl {
 public:
     virtual ~ILoggerImpl();
-    /// One line, without a line end. It may hold secrets of the flow (a refresh token that is about
-    /// to be used): an implementation that keeps lines redacts them.
+    /// Takes one line, without a line end. The line is dropped if this throws.
+    ///
+    /// **A line may contain secrets**, such as the refresh token that is about to be used. An
+    /// implementation that keeps lines must redact them, for example by standalone::redact().
     virtual void write(ELogLevel level, const CString& line) = 0;
 };
 
-/// Formats printf-style wide text, type-safely, and hands it on. A line that cannot be formatted or
-/// written is dropped: no request fails because of its log.
+/// Formats printf-style wide text, type-safely, and passes it to a sink.
+///
+/// A line that cannot be formatted or written is dropped, so that no request fails because of its
+/// log. Safe for several threads.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CLogger {
 public:
+    /// Shares `sink`. Throws std::invalid_argument if it is empty.
     explicit CLogger(std::shared_ptr<ILoggerImpl> sink);
 
-    /// `format` takes CString, narrow UTF-8 and wide text as %s, and numbers as printf does.
+    /// Writes a line. In `format`, %s takes CString, narrow UTF-8 and wide text; numbers are as in
+    /// printf.
     template <class... Args>
     void Log(ELogLevel level, const wchar_t* format, const Args&... args) const noexcept {
         try {

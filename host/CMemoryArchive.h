@@ -5,28 +5,32 @@
 #include <cstdint>
 #include <vector>
 
-/// An archive over a memory buffer, compressed with zlib.
+/// An archive in memory, compressed with zlib: the form of a stored token.
 ///
-/// It refuses, with the cause badSchema, bytes that it did not write: a wrong magic number, a wrong
-/// checksum, bytes missing or to spare, or a content of more than `maxContent` bytes.
+/// It refuses bytes that it did not write, with a CArchiveException of cause badSchema: a wrong
+/// magic number or checksum, missing or surplus bytes, more than `maxContent` bytes of content.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CMemoryArchive final : public CKorvaneArchive {
 public:
-    /// The version that new archives record. Token records hold an ID token from 458 on.
+    /// The version that new archives record. Token records contain an ID token from 458 on.
     static constexpr int currentFileVersion = 458;
-    /// Far above any token; keeps a hostile record from claiming memory.
+    /// In bytes. Far above any token; keeps a hostile record from claiming memory.
     static constexpr std::size_t maxContent = std::size_t{16} * 1024 * 1024;
 
-    /// Open for writing.
+    /// An archive that stores.
     explicit CMemoryArchive(int fileVersion = currentFileVersion);
-    /// Open for reading.
+    /// An archive that loads. Throws CArchiveException for bytes that it refuses.
     explicit CMemoryArchive(const std::vector<std::uint8_t>& bytes);
 
     int fileVersion() const override { return m_fileVersion; }
 
-    /// Ends writing or reading. A written archive gives its bytes only after this.
+    /// Ends storing or loading. detachCompressedData() needs it. Throws CArchiveException if the
+    /// content is above `maxContent`, or cannot be compressed.
     void Close();
 
-    /// The compressed bytes of a closed archive that was written; they are taken out of it.
+    /// Takes the compressed bytes out of an archive that stored and is closed; none from any other
+    /// archive, or the second time.
     std::vector<std::uint8_t> detachCompressedData();
 
 private:

@@ -9,56 +9,73 @@
 #include <string_view>
 #include <type_traits>
 
-/// Text of UTF-16 code units on every system: the string of the library's boundary.
+/// A text of UTF-16 code units on every system: the string of the library's interface.
 ///
-/// A value: copies share one immutable buffer by reference count, a change makes a buffer of its
-/// own. Distinct objects may be used from different threads even where they share a buffer.
-/// Embedded NUL units are kept. All comparisons are ordinal, code unit by code unit.
+/// A value. Copies share one immutable buffer by reference count; a change makes a new buffer.
+/// Different threads may use different objects, even if these share a buffer. NUL units inside the
+/// text are kept. Comparisons are ordinal, code unit by code unit.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API CString {
 public:
-    /// `wchar_t` where that is UTF-16 already (Windows), `char16_t` elsewhere.
+    /// A code unit: `wchar_t` where that is UTF-16 (Windows), else `char16_t`.
     using XCHAR = std::conditional_t<sizeof(wchar_t) == 2, wchar_t, char16_t>;
+    /// Code units that are owned.
     using String = std::basic_string<XCHAR>;
+    /// Code units that belong to another object.
     using View = std::basic_string_view<XCHAR>;
 
+    /// The empty text.
     CString() noexcept = default;
 
-    /// From UTF-8. Throws std::range_error on bytes that are not UTF-8. A null pointer is "".
+    /// From UTF-8. A null pointer is the empty text. Throws std::range_error if the bytes are not
+    /// UTF-8.
     CString(const char* utf8);
+    /// From UTF-8. Throws std::range_error if the bytes are not UTF-8.
     CString(std::string_view utf8);
+    /// From UTF-8. Throws std::range_error if the bytes are not UTF-8.
     CString(const std::string& utf8);
 
-    /// From wide literals, whatever their width is on this system. A null pointer is "".
+    /// From wide text, whatever its width on this system. A null pointer is the empty text.
     CString(const wchar_t* text);
+    /// From wide text, whatever its width on this system.
     explicit CString(std::wstring_view text);
+    /// From UTF-16, which is not checked. A null pointer is the empty text.
     CString(const char16_t* text);
 
-    /// From code units as they stand; they are not checked.
+    /// From code units, which are not checked.
     explicit CString(String units);
 
+    /// The length in code units.
     int GetLength() const noexcept;
+    /// Whether the length is 0.
     bool IsEmpty() const noexcept;
+    /// Makes this the empty text.
     void Empty() noexcept;
 
-    /// NUL-terminated; valid until this object changes.
+    /// The code units with a NUL behind them. Valid until this object changes.
     const XCHAR* GetString() const noexcept;
+    /// The code units. Valid until this object changes.
     View view() const noexcept;
 
-    /// Negative, zero or positive as this text stands before, equals or stands behind `other`.
+    /// Negative, zero or positive if this text comes before, equals or comes after `other`.
     int Compare(const CString& other) const noexcept;
 
-    /// The next token from position `start`: skips any of `delimiters`, then takes all up to the
-    /// next delimiter and moves `start` behind that. At the end of the text the token is empty and
-    /// `start` becomes -1. Throws std::invalid_argument when `start` is negative.
+    /// The next token from position `start`, in code units. Skips all of `delimiters` there, takes
+    /// everything up to the next delimiter, and moves `start` behind that one.
+    ///
+    /// At the end of the text the token is empty and `start` becomes -1. Throws
+    /// std::invalid_argument if `start` is negative.
     CString Tokenize(const char* delimiters, int& start) const;
 
+    /// Appends.
     CString& operator+=(const CString& tail);
 
     /// Whether each surrogate has its partner.
     bool isWellFormed() const noexcept;
-    /// Throws std::range_error on text that is not well formed.
+    /// This text in UTF-8. Throws std::range_error if it is not well formed.
     std::string toUtf8() const;
-    /// For messages: a surrogate without its partner becomes U+FFFD.
+    /// This text for messages: a surrogate without its partner becomes U+FFFD.
     std::wstring toWide() const;
 
     friend bool operator==(const CString& a, const CString& b) noexcept {
@@ -72,5 +89,7 @@ private:
     std::shared_ptr<const String> m_text;  // null stands for the empty text
 };
 
-/// Writes UTF-8, so that test failures can be read.
+/// Writes the text in UTF-8, as toWide() gives it.
+///
+/// \ingroup host
 OIDCAUTH_HOST_API std::ostream& operator<<(std::ostream& out, const CString& text);

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Marks the host services. Windows asks for one mark while they are built and for another one
-/// afterwards; in a static library (OIDCAUTH_HOST_STATIC) there is nothing to mark.
+/// Marks the host services as exported. Windows needs one mark while they are built and another one
+/// for their users. A static library (OIDCAUTH_HOST_STATIC) needs none.
 #if defined(OIDCAUTH_HOST_STATIC)
 #define OIDCAUTH_HOST_API
 #elif defined(_WIN32)

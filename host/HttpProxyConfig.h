@@ -5,8 +5,13 @@
 
 #include <cpprest/http_client.h>
 
-/// The HTTP client configuration with the machine's proxy settings for requests to `target`, whose
-/// scheme and host can decide whether a proxy is used and which. The library takes it for every
-/// HTTP client that it makes; its time-out bounds each whole exchange.
+/// The configuration of an HTTP client for requests to `target`, with the proxy that the machine's
+/// settings name for that scheme and host, if any.
+///
+/// The library calls this for every HTTP client that it makes, on any thread. The time-out of the
+/// configuration bounds each whole exchange; here it is 30 s. Throws standalone::ProxySettingsError
+/// if the setting that decides cannot be used.
+///
+/// \ingroup host
 OIDCAUTH_HOST_API web::http::client::http_client_config get_http_proxy_config(
     const web::uri& target);

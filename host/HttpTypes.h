@@ -1,8 +1,8 @@
 #pragma once
 
-// The basic types of the HTTP library without its macro U, with which many headers of others do not
-// go together. A header of ours that includes one of that library includes this one before. A
-// program that uses U includes a header of the HTTP library before those of ours.
+// The basic types of the HTTP library without its macro U, which clashes with many other headers.
+// Our headers include this one before they include one of the HTTP library. A program that uses U
+// includes a header of the HTTP library before ours.
 
 #if defined(_TURN_OFF_PLATFORM_STRING)
 #include <cpprest/details/basic_types.h>

@@ -3,27 +3,32 @@
 #include <cstdint>
 #include <vector>
 
-/// Where a secret of type T is kept between runs, as bytes. Implemented by the host application.
+/// Keeps one secret of type T between runs, as bytes. A program implements it, or uses
+/// standalone::FileTokenStore or standalone::KeyringTokenStore.
 ///
-/// The library calls one store from several threads, and at times from two at once: an
-/// implementation guards its own state. The bytes are opaque to the store; what it reads it must
-/// return just as it was written, or not at all.
+/// The library calls a store on several threads, and sometimes on two at once, so that an
+/// implementation must guard its state. The bytes are opaque to the store. It returns them exactly
+/// as they were written, or not at all.
+///
+/// \ingroup stores
 template <class T>
 class ISecretStore {
 public:
     virtual ~ISecretStore() = default;
 
-    /// Forgets the secret. The library itself never calls this.
+    /// Removes the secret. The library never calls this.
     virtual void clear() = 0;
 
-    /// Fills `bytes` with the stored bytes, or leaves it empty when nothing is stored. With
-    /// `reread` the store looks at the medium itself and bypasses whatever it remembers. An
-    /// exception counts as nothing stored.
+    /// Fills `bytes` with the stored bytes, or leaves it empty if nothing is stored. With `reread`,
+    /// the store reads the medium itself and ignores anything that it remembers. An exception
+    /// counts as "nothing stored".
     virtual void read(std::vector<std::uint8_t>& bytes, bool reread) = 0;
 
-    /// Replaces what is stored; with nothing, where somebody signs out: what is read then is empty,
-    /// as if nothing had been stored. Either the old or the new bytes remain, whatever happens; a
-    /// failure is an exception, which reaches the caller of the token operation. A store that has
-    /// to tell refreshes from sign-ins: auth/IRefreshAwareStore.h.
+    /// Replaces the stored bytes. A sign-out writes no bytes; read() then gives none, as if nothing
+    /// had been stored.
+    ///
+    /// Whatever happens, either the old or the new bytes remain. A failure is an exception, which
+    /// the caller of the token operation receives; auth::IStoreFailure marks it as one of a store.
+    /// A store that must tell refreshes from sign-ins also derives from auth::IRefreshAwareStore.
     virtual void write(const std::vector<std::uint8_t>& bytes) = 0;
 };

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Marks the public classes of the library; everything else stays hidden in it. Windows asks for
-/// one mark while the library is built and for another one afterwards; in a static library
-/// (OIDCAUTH_STATIC) there is nothing to mark.
+/// Marks the public classes of the library as exported; everything else stays hidden in it. Windows
+/// needs one mark while the library is built and another one for its users. A static library
+/// (OIDCAUTH_STATIC) needs none.
 #if defined(OIDCAUTH_STATIC)
 #define OIDCAUTH_API
 #elif defined(_WIN32)

@@ -1,13 +1,14 @@
 #pragma once
 
-// The task types under the one name by which this project calls them. Microsoft's compiler brings
-// them itself; elsewhere they are the HTTP library's.
+// Gives the task types one name on all systems. Microsoft's compiler has them itself; elsewhere
+// they are those of the HTTP library.
 
 #if defined(_MSC_VER)
 #include <ppltasks.h>
 #else
 #include <pplx/pplxtasks.h>
 
+/// The task types: on Linux, pplx::task and its companions of the HTTP library, the C++ REST SDK.
 namespace Concurrency {
 using pplx::canceled;
 using pplx::cancellation_token;

@@ -7,32 +7,37 @@
 
 namespace auth::testing {
 
-/// Names and values; a name may occur more than once.
+/// Names and values. A name may occur more than once.
+///
+/// \ingroup testing
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
-/// A request as the provider received it. Of one that is no HTTP only `head` and `connection` are
-/// reliable.
+/// A request as the provider received it. A value.
+///
+/// If it was not HTTP, only `head` and `connection` are reliable.
+///
+/// \ingroup testing
 struct RecordedRequest {
-    std::string method;
+    std::string method;       ///< such as "POST"
     std::string target;       ///< path and query, as sent
     std::string version;      ///< "HTTP/1.1"
-    Fields headers;           ///< spelled as sent and in that order, but equal names side by side
+    Fields headers;           ///< spelled and ordered as sent, except that equal names are adjacent
     std::string head;         ///< the raw bytes up to and including the blank line
     std::string body;         ///< without the transfer coding
-    unsigned connection = 0;  ///< ordinal of the connection it came on, the first is 1
+    unsigned connection = 0;  ///< number of its connection; the first is 1
 
-    /// The first header field of that name, whatever its case; "" if there is none.
+    /// The first header field of that name, in any case; "" if there is none.
     std::string header(std::string_view name) const;
-    /// The body as form fields in the order sent, decoded.
+    /// The body as form fields, decoded, in the order sent.
     Fields form() const;
     /// The first form field of that name, decoded; "" if there is none.
     std::string field(std::string_view name) const;
-    /// The query of the target in the order sent, decoded.
+    /// The query of the target as parameters, decoded, in the order sent.
     Fields query() const;
     /// The first parameter of that name in the query, decoded; "" if there is none.
     std::string parameter(std::string_view name) const;
-    /// Id and secret of the client, decoded: from Basic authentication if there is any, otherwise
-    /// from the form.
+    /// Id and secret of the client, decoded: from Basic authentication if present, else from the
+    /// form (RFC 6749, section 2.3.1).
     std::pair<std::string, std::string> client() const;
 };
 

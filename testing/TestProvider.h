@@ -17,189 +17,295 @@
 
 namespace auth::testing {
 
+/// A URL of the provider.
+///
+/// \ingroup testing
 enum class Endpoint {
     Discovery,  ///< issuer + "/.well-known/openid-configuration"
     Keys,       ///< issuer + "/jwks"
     Token,      ///< issuer + "/token"
-    /// issuer + "/authorize". Every user signs in and consents at once: a correct request of the
-    /// hybrid flow (response type "code id_token", form_post, PKCE with S256, state and nonce) gets
-    /// a page that posts code, ID token and state to the redirect URI by itself; TestBrowser.h does
-    /// that in a test. Any other gets status 400 and a text that names the parameter.
+    /// issuer + "/authorize". Every user signs in and consents at once.
+    ///
+    /// The answer to a correct request of the hybrid flow is a page that posts code, ID token and
+    /// state to the redirect URI by itself; in a test, TestBrowser.h does that. A request is
+    /// correct with response type "code id_token", form_post, PKCE with S256, state and nonce. Any
+    /// other gets status 400 and a text that names the parameter.
     Authorization,
 };
 
+/// The certificate of a provider with TLS.
+///
+/// \ingroup testing
 enum class ServerCertificate {
     Valid,      ///< for 127.0.0.1 and localhost
-    Expired,    ///< an hour ago
+    Expired,    ///< expired an hour ago
     OtherHost,  ///< for a host with another name
 };
 
+/// Options of a TestProvider.
+///
+/// \ingroup testing
 struct ProviderOptions {
-    bool tls = false;
-    /// What the issuer has after the port: "" or a path such as "/tenant", without a slash at the
-    /// end.
+    bool tls = false;  ///< https instead of http
+    /// The path of the issuer, behind its port: "" or a path such as "/tenant", without a slash at
+    /// its end.
     std::string issuerPath;
-    ServerCertificate certificate = ServerCertificate::Valid;
+    ServerCertificate certificate = ServerCertificate::Valid;  ///< unused without TLS
 };
 
-/// The tokens of an answer that are JWTs.
+/// The tokens in answers that are JWTs.
+///
+/// \ingroup testing
 enum class TokenKind {
-    Id,
-    Access,
-    AuthorizationId,  ///< the ID token of Endpoint::Authorization, the others are of
-                      ///< Endpoint::Token
+    Id,               ///< the ID token of Endpoint::Token
+    Access,           ///< the access token of Endpoint::Token
+    AuthorizationId,  ///< the ID token of Endpoint::Authorization
 };
 
-/// What a user has consented to, and what came with the request for it; all behind the redirect
-/// URI can be left out.
+/// A user's consent, and the request that it answers. The members behind `redirectUri` may be left
+/// out.
+///
+/// \ingroup testing
 struct CodeGrant {
-    std::string clientId;
-    std::string redirectUri;
-    std::string codeChallenge = {};  ///< by S256; with "" no verifier is asked for
-    std::string nonce = {};          ///< of the ID token; with "" it has none
-    std::string scope = "openid";
+    std::string clientId;            ///< the only client that can redeem the code
+    std::string redirectUri;         ///< must be repeated when the code is redeemed
+    std::string codeChallenge = {};  ///< by S256 (RFC 7636); if "", no verifier is needed
+    std::string nonce = {};          ///< of the ID token; if "", it has none
+    std::string scope = "openid";    ///< separated by spaces
 };
 
 /// Where in the answer the connection ends.
-enum class CloseAt { BeforeHead, InsideHead, AfterHead };
+///
+/// \ingroup testing
+enum class CloseAt {
+    BeforeHead,  ///< nothing is sent
+    InsideHead,  ///< half of the head is sent
+    AfterHead,   ///< the head is sent, and nothing of the body
+};
+
+/// How the connection ends.
+///
+/// \ingroup testing
 enum class CloseBy {
-    End,    ///< as a server does that shuts down
+    End,    ///< in order, as when a server shuts down
     Reset,  ///< as after a crash: the client sees "connection reset"
 };
 
 /// How the client learns where a body ends.
-enum class Framing { ContentLength, Chunked, EndOfConnection };
+///
+/// \ingroup testing
+enum class Framing {
+    ContentLength,    ///< by the header field Content-Length
+    Chunked,          ///< by the transfer coding "chunked"
+    EndOfConnection,  ///< by the end of the connection
+};
 
-/// A body size that no test lives to see the end of.
+/// A body size in bytes whose end no test will see.
+///
+/// \ingroup testing
 constexpr std::uint64_t endlessBody = std::numeric_limits<std::int64_t>::max();
 
-/// An OpenID provider inside the test program, on a free port of 127.0.0.1. It answers correctly
-/// until told otherwise, endpoint by endpoint, and keeps every request.
+/// An OpenID provider inside the test program, on a free port of 127.0.0.1.
 ///
-/// What is set holds for answers that begin afterwards, until reset(). Faults can be combined; of
-/// those that exclude each other the first of neverAnswer, garbage, closeConnection, truncateBody
-/// counts. Members may be called from several threads at once. The destructor closes all
-/// connections at once, whatever they are doing.
+/// It answers correctly until told otherwise, for each endpoint by itself, and records every
+/// request. A setting applies to answers that begin after it, until reset(). Faults can be
+/// combined. Of those that exclude each other, the first in this order applies: neverAnswer(),
+/// garbage(), closeConnection(), truncateBody(). Several threads may call members at once.
+///
+/// A user declines:
+///
+///     provider.removeMember(Endpoint::Authorization, "code");
+///     provider.setMember(Endpoint::Authorization, "error", "access_denied");
+///
+/// The provider refuses a client:
+///
+///     provider.setDocument(Endpoint::Token, R"({"error": "unauthorized_client"})");
+///     provider.setStatus(Endpoint::Token, 400);
+///
+/// \ingroup testing
 class TestProvider {
 public:
     /// Accepts connections when it returns. Throws std::exception if that is impossible.
     explicit TestProvider(const ProviderOptions& options = {});
+    /// Closes all connections at once, whatever they are doing.
     ~TestProvider();
     TestProvider(const TestProvider&) = delete;
     TestProvider& operator=(const TestProvider&) = delete;
 
-    std::string issuer() const;
-    std::string url(Endpoint endpoint) const;
-    std::string configUrl() const { return url(Endpoint::Discovery); }
-    std::string tokenEndpoint() const { return url(Endpoint::Token); }
-    unsigned short port() const;
-    /// PEM file with the authority that issued the server's certificate, empty path without TLS. It
-    /// goes with the provider.
-    std::filesystem::path authorityFile() const;
+    /// \name Addresses
+    /// \{
 
-    /// Everything received, in order, also for unknown paths and malformed.
+    /// The issuer: http or https, 127.0.0.1, the port, and ProviderOptions::issuerPath.
+    std::string issuer() const;
+    /// The URL of an endpoint.
+    std::string url(Endpoint endpoint) const;
+    /// The URL of Endpoint::Discovery, for UserRequest::configUrl and ServiceRequest::configUrl.
+    std::string configUrl() const { return url(Endpoint::Discovery); }
+    /// The URL of Endpoint::Token.
+    std::string tokenEndpoint() const { return url(Endpoint::Token); }
+    /// The port on 127.0.0.1.
+    unsigned short port() const;
+    /// The PEM file with the authority that issued the server's certificate; an empty path without
+    /// TLS. The destructor removes the file.
+    std::filesystem::path authorityFile() const;
+    /// \}
+
+    /// \name Requests received
+    /// \{
+
+    /// All requests in the order received, even to unknown paths and malformed ones.
     std::vector<RecordedRequest> requests() const;
+    /// The requests to one endpoint, in the order received.
     std::vector<RecordedRequest> requests(Endpoint endpoint) const;
-    /// Waits until the endpoint has received `count` requests in all, false if `limit` passes.
+    /// Waits until the endpoint has received `count` requests in all; false after `limit`.
     bool waitForRequests(Endpoint endpoint, std::size_t count,
                          std::chrono::milliseconds limit) const;
-    /// Connections accepted so far, those whose TLS handshake failed included.
+    /// The number of connections accepted so far, including those whose TLS handshake failed.
     unsigned connections() const;
-    /// Waits until the connection of that ordinal is closed, by the provider or by the client;
-    /// false if `limit` passes. That the client closed is noticed while a request is read or never
-    /// answered, or when an answer cannot be sent, but not during a Hold.
+    /// Waits until this connection (the first is 1) is closed by the provider or the client; false
+    /// after `limit`.
+    ///
+    /// The provider notices that the client closed it while it reads a request, while it never
+    /// answers one, or when it cannot send an answer, but not during a Hold.
     bool waitForClosed(unsigned connection, std::chrono::milliseconds limit) const;
+    /// \}
 
-    /// `expires_in` of token answers, an hour at first. What answers to codes and refresh tokens
-    /// carry is a JWT; for client credentials it is a text: "token-", the client, "-" and numbers.
+    /// \name Clients and grants
+    /// reset() does not take these settings back.
+    /// \{
+
+    /// Sets the lifetime of access tokens, `expires_in` in token answers. The default is an hour.
+    ///
+    /// The access token in answers to codes and refresh tokens is a JWT. For client credentials it
+    /// is a text: "token-", the client, "-" and numbers.
     void setTokenLifetime(std::chrono::seconds lifetime);
-    /// From now on only this client gets tokens, by Basic authentication or form fields; others get
-    /// status 401 and `invalid_client`, and no sign-in. At first every client is accepted.
+    /// From now on, only this client gets tokens, by Basic authentication or form fields. Others
+    /// get status 401 and `invalid_client`, and no sign-in. By default, every client is accepted.
     void requireClient(const std::string& id, const std::string& secret);
 
-    /// A code that is good for one request to the token endpoint, which has to bring the same
-    /// client and redirect URI and the verifier (RFC 7636). Using it again is refused with status
-    /// 400 and `invalid_grant`, and so are from then on the refresh tokens that it led to.
+    /// A code for one request to the token endpoint, which must have the same client and redirect
+    /// URI, and the verifier (RFC 7636). A second use is refused with status 400 and
+    /// `invalid_grant`; from then on, so are the refresh tokens that came of it.
     std::string issueCode(const CodeGrant& grant);
-    /// A refresh token as it comes with a code. Each answer replaces it by a new one. Using an old
-    /// one again is refused in the same way, and so are then all that followed it.
+    /// A refresh token, as one that comes with a code. Each answer replaces it by a new one. Reuse
+    /// of an old one is refused in the same way; from then on, so are all that followed it.
     std::string issueRefreshToken(const std::string& clientId, const std::string& scope = "openid");
+    /// \}
 
-    /// Publishes these keys at the keys endpoint, in that order. The first signs; with an empty
-    /// list the default key does, unpublished. At first the default key alone is published: RSA
-    /// with 2048 bits, made on first use, the same for all providers of a process.
+    /// \name Keys
+    /// They belong to Endpoint::Keys.
+    /// \{
+
+    /// Publishes these keys, in this order. The first signs. With an empty list, the default key
+    /// signs and is not published.
+    ///
+    /// By default, only the default key is published: RSA with 2048 bits, made on first use, the
+    /// same for all providers of the process.
     void setSigningKeys(const std::vector<SigningKey>& keys);
+    /// The key that signs.
     SigningKey signingKey() const;
-    /// A fresh RSA key with a `kid` of its own takes the place of the key that signs, and is
-    /// published first.
+    /// Replaces the key that signs by a new RSA key with a new `kid`, which is published first.
     void rotateSigningKey();
-    /// Changes what is published of the key at that place, the first is 0; it signs as before.
-    /// Lasts until the key goes. Throws std::out_of_range if there is none.
+    /// Changes a published member of the key at `index`; the first is 0. The key signs as before.
+    /// The change lasts until the key is replaced. Throws std::out_of_range if there is no such
+    /// key.
     void setKeyMember(std::size_t index, const std::string& name, const std::string& json);
+    /// Removes a published member, as setKeyMember() changes one.
     void removeKeyMember(std::size_t index, const std::string& name);
+    /// \}
 
-    /// A correct token for this client, issued now, as answers carry it while nothing else is set;
-    /// to be changed and signed by the test. An ID token holds for an hour, an access token as long
-    /// as setTokenLifetime() says; only an ID token has a nonce. One of a sign-in comes without the
-    /// `c_hash` that answers have for SHA-256.
+    /// \name Tokens
+    /// The setters change the tokens in answers to sign-ins, codes and refresh tokens, as TestToken
+    /// does. They belong to the endpoint that TokenKind names. `json` is sent as it is: a text
+    /// needs its quotes.
+    /// \{
+
+    /// A correct token for this client, issued now, as answers contain it by default. A test
+    /// changes and signs it.
+    ///
+    /// An ID token is valid for an hour, an access token as long as setTokenLifetime() says. Only
+    /// an ID token has a nonce. TokenKind::AuthorizationId comes without the `c_hash` for SHA-256
+    /// that answers have.
     TestToken token(TokenKind kind, const std::string& clientId,
                     const std::string& nonce = "") const;
-    /// Change the tokens in the answers to sign-ins, codes and refresh tokens, as TestToken does.
-    /// They belong to the endpoint that TokenKind says, and the keys above to Endpoint::Keys.
+    /// Adds or replaces a member of the header.
     void setTokenHeader(TokenKind kind, const std::string& name, const std::string& json);
+    /// Removes a member of the header.
     void removeTokenHeader(TokenKind kind, const std::string& name);
+    /// Adds or replaces a claim.
     void setClaim(TokenKind kind, const std::string& name, const std::string& json);
+    /// Removes a claim.
     void removeClaim(TokenKind kind, const std::string& name);
-    /// The header names `alg` and `kid` of this key, published or not, unless changed above.
+    /// Signs with this key, published or not. The header names its `alg` and `kid`, unless
+    /// setTokenHeader() changes them.
     void signWith(TokenKind kind, const SigningKey& key);
-    /// Stands in place of the token, whatever else is set for it.
+    /// Replaces the whole token by this text. Other settings for the token have no effect then.
     void setTokenText(TokenKind kind, const std::string& text);
+    /// \}
 
-    /// Replaces or adds a member of the endpoint's successful answers: JSON that is sent as it is,
-    /// or for Endpoint::Authorization the text of a form field, such as `error`.
+    /// \name Answers
+    /// \{
+
+    /// Adds or replaces a member of the endpoint's successful answers. `value` is JSON, sent as it
+    /// is; for Endpoint::Authorization, it is the text of a form field, such as `error`.
     void setMember(Endpoint endpoint, const std::string& name, const std::string& value);
+    /// Removes a member, or for Endpoint::Authorization a form field such as `code`.
     void removeMember(Endpoint endpoint, const std::string& name);
-    /// The whole body of successful answers, which need not be JSON.
+    /// Sets the whole body of successful answers, which need not be JSON.
     void setDocument(Endpoint endpoint, const std::string& body);
 
-    /// The status of every answer; bodies stay as they are.
+    /// Sets the status of every answer. Bodies stay as they are.
     void setStatus(Endpoint endpoint, unsigned status);
-    /// Replaces or adds a header field; with an empty value the field is left out.
+    /// Adds or replaces a header field. With an empty value, the field is left out.
     void setHeader(Endpoint endpoint, const std::string& name, const std::string& value);
+    /// Sets the header field Content-Type.
     void setContentType(Endpoint endpoint, const std::string& type) {
         setHeader(endpoint, "Content-Type", type);
     }
+    /// Sets the status and the header field Location.
     void redirect(Endpoint endpoint, unsigned status, const std::string& location) {
         setStatus(endpoint, status);
         setHeader(endpoint, "Location", location);
     }
+    /// \}
 
-    /// Sends byte by byte with this time in between.
+    /// \name Faults of the connection
+    /// \{
+
+    /// Sends the head byte by byte, with this time in between.
     void slowHead(Endpoint endpoint, std::chrono::milliseconds interval);
+    /// Sends the body byte by byte, with this time in between.
     void slowBody(Endpoint endpoint, std::chrono::milliseconds interval);
-    /// Reads the request and keeps the connection open without a word.
+    /// Reads the request, sends nothing and keeps the connection open.
     void neverAnswer(Endpoint endpoint);
     /// Announces the whole body, sends `bytes` of it and closes the connection.
     void truncateBody(Endpoint endpoint, std::uint64_t bytes);
+    /// Closes the connection at this place of the answer.
     void closeConnection(Endpoint endpoint, CloseAt at, CloseBy by = CloseBy::End);
-    /// Sends these bytes in place of an answer and closes the connection.
+    /// Sends these bytes instead of an answer and closes the connection.
     void garbage(Endpoint endpoint, const std::string& bytes);
-    /// Fills the body with blanks in front to `bytes` in all, so that it means the same.
+    /// Puts blanks before the body until it has `bytes` bytes, so that its meaning stays the same.
     void hugeBody(Endpoint endpoint, std::uint64_t bytes, Framing framing = Framing::ContentLength);
-    /// Closes the connection after an answer that does not say so.
+    /// Closes the connection after each answer, without announcing that in the answer.
     void closeAfterAnswer(Endpoint endpoint);
+    /// \}
 
-    /// Takes back everything set for this endpoint, faults and contents.
+    /// \name Reset and hold
+    /// \{
+
+    /// Takes back all settings of this endpoint, faults and contents.
     void reset(Endpoint endpoint);
+    /// Takes back all settings of all endpoints.
     void reset();
-    /// Does that by itself once `answers` more answers, at least 1, have begun.
+    /// Resets the endpoint by itself once `answers` more answers have begun. At least 1.
     void resetAfter(Endpoint endpoint, unsigned answers);
 
-    /// While it lives, the endpoint receives requests but does not answer them. May outlive the
+    /// While it exists, the endpoint receives requests but does not answer them. It may outlive the
     /// provider.
     class Hold {
     public:
-        /// Answers what waits, as set then, unless another Hold keeps it.
+        /// Answers the waiting requests with the settings of that moment, unless another Hold of
+        /// the endpoint exists. The destructor does the same.
         void release() { m_releasing.reset(); }
 
     private:
@@ -209,7 +315,9 @@ public:
 
         Releasing m_releasing;
     };
+    /// Holds back the answers of the endpoint until the result is released or destroyed.
     [[nodiscard]] Hold hold(Endpoint endpoint);
+    /// \}
 
 private:
     struct State;

@@ -7,22 +7,30 @@
 
 namespace auth::testing {
 
-/// A JWT in the making. Header and claims are objects whose members appear in the order of their
-/// names; at first both are empty. What is set is taken as it is, so that also tokens come about
-/// that no provider would issue: `json` may be any text.
+/// Builds a JWT (RFC 7519), valid or not. A value.
+///
+/// Header and claims are JSON objects, empty at first; their members are ordered by name. `json` is
+/// taken as it is and may be any text, so that a test can build tokens that no provider would
+/// issue. A text value needs its quotes: `setClaim("sub", "\"ada\"")`.
+///
+/// \ingroup testing
 class TestToken {
 public:
+    /// Adds or replaces a member of the header.
     TestToken& setHeader(const std::string& name, const std::string& json);
+    /// Removes a member of the header, if present.
     TestToken& removeHeader(const std::string& name);
+    /// Adds or replaces a claim.
     TestToken& setClaim(const std::string& name, const std::string& json);
+    /// Removes a claim, if present.
     TestToken& removeClaim(const std::string& name);
 
-    /// The token in compact form (RFC 7515), signed by the "alg" of the header if the key can do
-    /// that. Otherwise, whatever the header says or lacks, by RS256 or ES256 as the key demands.
+    /// The token in compact form (RFC 7515), signed with the algorithm in "alg" of the header if
+    /// the key supports it; otherwise with the key's default algorithm, RS256 or ES256.
     std::string signedBy(const SigningKey& key) const;
-    /// The same with the signature that HS256 makes of this secret.
+    /// The token in compact form, signed with HS256 and this secret.
     std::string signedByHmac(const std::string& secret) const;
-    /// The same with nothing behind the second dot.
+    /// The token in compact form with an empty signature.
     std::string unsecured() const;
 
 private:

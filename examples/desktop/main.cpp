@@ -19,6 +19,7 @@ using auth::OIDCError;
 
 class Window final : public QWidget {
 public:
+    // [helper]
     Window(const QString& configUrl, const QUrl& api, const std::filesystem::path& file)
         : m_helper(std::make_unique<standalone::FileTokenStore<COIDCToken>>(file),
                    standalone::FilePermit::make(standalone::lockFileOf(file)), nullptr) {
@@ -27,6 +28,7 @@ public:
         m_request.scopes = "openid api:read";
         m_request.redirectUrls = {"http://127.0.0.1:48123/callback",
                                   "http://127.0.0.1:51739/callback"};
+        // [helper]
         m_call.setUrl(api);
         m_call.setTransferTimeout(30'000);
         m_network.setRedirectPolicy(
@@ -40,12 +42,15 @@ public:
         list(false);  // for a user who has signed in before
     }
 
+    // [end]
     ~Window() override {
         m_cancel.cancel();
         m_last.wait();  // short: the continuation only posts
     }
+    // [end]
 
 private:
+    // [ask]
     void list(bool mayAskUser) {
         m_request.mayAskUser = mayAskUser;
         m_cancel = {};  // each can be cancelled once
@@ -56,6 +61,7 @@ private:
                    load(outcome.get().accessToken().toUtf8());
                });
     }
+    // [ask]
 
     void signOut() {
         m_cancel = {};
@@ -67,6 +73,7 @@ private:
                });
     }
 
+    // [follow]
     /// Calls `then` on the window's thread when the request has ended, with any outcome.
     template <class T, class Then>
     void follow(const Concurrency::task<T>& request, const QString& doing, Then then) {
@@ -82,6 +89,7 @@ private:
             QMetaObject::invokeMethod(this, show, Qt::QueuedConnection);
         });
     }
+    // [follow]
 
     void load(const std::string& accessToken) {
         showState(tr("Loading your files…"), true);
@@ -141,10 +149,12 @@ private:
     QString m_user;
     QNetworkAccessManager m_network;
     QNetworkRequest m_call;
+    // [members]
     auth::COIDCHelper m_helper;
     auth::UserRequest m_request;
     Concurrency::cancellation_token_source m_cancel;
     Concurrency::task<void> m_last = Concurrency::task_from_result();
+    // [members]
 };
 
 std::filesystem::path tokenFile(const QString& configUrl) {

@@ -8,32 +8,40 @@
 
 namespace standalone {
 
-/// A permit that at most one lock holds at a time in all processes of this user: give it to the
-/// helpers that share a token store, and the token is refreshed, or asked for, once.
+/// A permit for all processes of this user: at most one lock in all of them holds it at a time.
 ///
-/// Held through a lock on a file of its own, which is made with mode 0600 when it is missing, its
-/// folder with 0700 (on Windows, with the store's access list), and which stays: who removes it
-/// while it is used breaks the exclusion. (On Windows nobody can.) What FileTokenStore refuses is
-/// refused here: links, other owners, files open to others. The system
-/// gives the permit back when its holder dies, however it dies. Programs that the holder starts do
-/// not get it.
+/// Give it to the helpers that share a token store; the token is then refreshed, or the user asked,
+/// only once.
 ///
-/// `tryLock` of a lock throws TokenStoreError when the lock file cannot be had.
+/// The permit is a lock on a file of its own. If the file is missing, it is made with mode 0600 and
+/// its folder with 0700; on Windows, with the access list of the store. The file stays. Removing it
+/// while it is in use breaks the exclusion; on Windows it cannot be removed then. As FileTokenStore
+/// does, it refuses links, other owners and files that are open to others. The system gives the
+/// permit back when the process that holds it ends, however it ends. Programs which that process
+/// starts do not inherit the permit.
+///
+/// IPermitLock::tryLock() of its locks throws TokenStoreError if the lock file cannot be opened or
+/// locked.
+///
+/// \ingroup stores
 class OIDCAUTH_HOST_API FilePermit final : public auth::IExclusivePermit {
 public:
-    /// Makes no file yet. A relative path is taken from the current folder of now. Throws
-    /// TokenStoreError when it is not the path of a file.
+    /// A permit that uses `lockFile`, which is not made yet. A relative path starts at the current
+    /// folder at the time of this call. Throws TokenStoreError if it is not the path of a file.
     static std::shared_ptr<FilePermit> make(const std::filesystem::path& lockFile);
 
-    /// Needs the permit no longer.
+    /// A new lock, which does not hold the permit yet. The lock stays usable after the permit is
+    /// destroyed.
     std::unique_ptr<auth::IPermitLock> createLock() override;
 
 private:
     std::filesystem::path m_file;
 };
 
-/// The lock file that goes with a store's file: beside it, since the store's own file is replaced
-/// with every write, and a lock on it would be lost.
+/// The lock file for a store's file: the same path with ".lock" appended. A lock on the store's
+/// file itself would be lost, because every write replaces that file.
+///
+/// \ingroup stores
 OIDCAUTH_HOST_API std::filesystem::path lockFileOf(const std::filesystem::path& store);
 
 }  // namespace standalone

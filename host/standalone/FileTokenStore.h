@@ -20,43 +20,51 @@ class TemporaryFile;
 /// The bytes of one secret in a file that only its user can read.
 ///
 /// The file has mode 0600 and its folder 0700; missing folders are made. A folder or file that is a
-/// symbolic link, belongs to another user, or is open to others in any way is refused, never
-/// repaired: what lay there may be known already. A write replaces the whole file at once, and is
-/// on the disk when it returns; whatever happens, the old or the new bytes remain.
+/// symbolic link, belongs to another user, or is open to others in any way is refused and never
+/// repaired, because others may already know its content. A write replaces the whole file at once;
+/// when it returns, the bytes are on the disk. Whatever happens, either the old or the new bytes
+/// remain.
 ///
-/// On Windows an access list stands for the mode: the user, SYSTEM and Administrators, and nothing
-/// that is inherited. There the system also encrypts the bytes for the user on this machine; what
-/// it cannot decrypt is refused. If another program has the file open and does not share
-/// it, reading, replacing and removing are tried again for a second.
+/// On Windows, an access list takes the place of the mode: the user, SYSTEM and Administrators, and
+/// nothing inherited. The system also encrypts the bytes for the user on this machine; what it
+/// cannot decrypt is refused. If another program has the file open and does not share it, reading,
+/// replacing and removing are retried for a second.
 ///
-/// Safe for several threads, and several processes may use one file: the last write wins.
-/// All members throw TokenStoreError.
+/// Safe for several threads. Several processes may use one file: the last write wins. All members
+/// throw TokenStoreError.
+///
+/// \ingroup stores
 class OIDCAUTH_HOST_API SecretFile {
 public:
-    /// In bytes. Far above any token record; keeps a wrong file from filling the memory.
+    /// The largest secret, in bytes. Far above any token; keeps a wrong file from filling the
+    /// memory.
     static constexpr std::size_t maxSize = std::size_t{1} << 20U;
 
-    /// A relative path is taken from the current folder of now.
+    /// A relative path starts at the current folder at the time of this call.
     explicit SecretFile(const std::filesystem::path& file);
     ~SecretFile();
     SecretFile(const SecretFile&) = delete;
     SecretFile& operator=(const SecretFile&) = delete;
 
-    /// Removes the file, and what killed writers left of it. On Windows the removal may reach the
-    /// disk a moment later.
+    /// Removes the file, and temporary files of writers that were killed. On Windows, the removal
+    /// may reach the disk a moment later.
     void clear();
 
-    /// The bytes, or none when there is no file. With `reread` they come from the file. Otherwise
-    /// they may be those that this object read last, if one look at identity, size and times of the
-    /// file, which takes about a microsecond (on Windows, as long as to open it), finds it
-    /// unchanged: what another process or program writes, removes, replaces or opens to others
-    /// shows at once. (On a network file system, once that has noticed.)
+    /// The bytes, or none if there is no file.
+    ///
+    /// With `reread`, the file is read. Without it, the bytes may be those that this object read
+    /// last, if identity, size and times of the file show that it is unchanged. That check takes
+    /// about a microsecond; on Windows, as long as opening the file. So a file that another process
+    /// or program writes, removes, replaces or opens to others is noticed at once; on a network
+    /// file system, as soon as that shows the change.
     std::vector<std::uint8_t> read(bool reread);
 
+    /// Replaces the bytes. More than maxSize bytes are refused.
     void write(const std::vector<std::uint8_t>& bytes);
 
-    /// Makes the new file of the next write and reserves space on the disk for it: for who asks for
-    /// a secret that can be had only once. Given back with this object where no write follows.
+    /// Makes the new file of the next write and reserves space on the disk for it. Call it before
+    /// you request a secret that is given out only once. If no write follows, the destructor
+    /// removes the file.
     void prepareWrite();
 
 private:
@@ -71,10 +79,13 @@ private:
     std::unique_ptr<const Remembered> m_remembered;
 };
 
-/// Keeps the library's secret of type T in a SecretFile. Written as empty, it is removed.
+/// Keeps the library's secret of type T in a SecretFile. Writing no bytes removes the file.
+///
+/// \ingroup stores
 template <class T>
 class FileTokenStore final : public ISecretStore<T> {
 public:
+    /// As SecretFile's constructor.
     explicit FileTokenStore(const std::filesystem::path& file) : m_file(file) {}
 
     void clear() override { m_file.clear(); }

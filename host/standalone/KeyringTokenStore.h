@@ -14,50 +14,57 @@
 
 namespace standalone {
 
-/// What a secret is called in the desktop's keyring, in UTF-8. Provider and client tell the secrets
-/// apart.
+/// The name of a secret in the desktop's keyring, in UTF-8. Secrets are told apart by provider and
+/// client.
+///
+/// \ingroup stores
 struct KeyringEntry {
-    std::string provider;  ///< for example the URL of its configuration
+    std::string provider;  ///< for example the URL of its configuration document
     std::string client;    ///< the client id
-    std::string label;     ///< what people see in their list of secrets
+    std::string label;     ///< shown to people in their list of secrets
 };
 
-/// The bytes of one secret in the desktop's keyring, as base64 text: what the secret service of the
-/// session bus keeps in its default collection.
+/// The bytes of one secret in the desktop's keyring: the default collection of the session bus's
+/// secret service. They are kept as base64 text.
 ///
-/// A locked keyring asks the user to unlock it; a member that needs it waits for the answer, up to
-/// the limit, and with it whoever uses this object meanwhile. Where there is no keyring it fails at
-/// once. libsecret is loaded with the first use.
+/// A locked keyring asks the user to unlock it. A member that needs the keyring waits for the
+/// answer, up to the limit, and other threads that use this object wait for that member. Without a
+/// keyring, members fail at once. The first use loads libsecret.
 ///
-/// On Windows every member fails: what its own keyring holds has 2,560 bytes at most, which many
-/// tokens exceed. Use FileTokenStore there, which encrypts.
+/// On Windows, every member fails: the system's own keyring holds at most 2,560 bytes per entry,
+/// which many tokens exceed. Use FileTokenStore there; it encrypts.
 ///
-/// Safe for several threads, and several processes may use one entry: the last write wins.
-/// All members throw TokenStoreError.
+/// Safe for several threads. Several processes may use one entry: the last write wins. All members
+/// throw TokenStoreError.
+///
+/// \ingroup stores
 class OIDCAUTH_HOST_API SecretKeyring {
 public:
-    /// In bytes. Far above any token record.
+    /// The largest secret, in bytes. Far above any token.
     static constexpr std::size_t maxSize = std::size_t{1} << 20U;
 
-    /// Until `limit` the user may unlock the keyring. A keyring that does not even take back its
-    /// question then is given up after as long again.
+    /// The user has `limit` to unlock the keyring. After that, the question is withdrawn; a keyring
+    /// that does not withdraw it within the same time again is given up.
     explicit SecretKeyring(KeyringEntry entry,
                            std::chrono::milliseconds limit = std::chrono::minutes(2));
 
     /// Removes the entry.
     void clear();
 
-    /// The bytes, or none when there is no entry. With `reread` they come from the keyring;
-    /// otherwise they may be those that this object read or wrote last. To ask the keyring each
-    /// time would cost a message to another process, and the user a question when it has been
-    /// locked meanwhile: so what others write or remove shows with the next `reread`, which a
-    /// helper makes as soon as the token that it has does not serve.
+    /// The bytes, or none if there is no entry.
+    ///
+    /// With `reread`, they come from the keyring. Without it, they may be those that this object
+    /// read or wrote last. Asking the keyring each time would cost a message to another process,
+    /// and a question to the user if the keyring has been locked. So a change by others is noticed
+    /// at the next `reread`, which a helper makes as soon as the token that it has is no longer
+    /// valid for a request.
     std::vector<std::uint8_t> read(bool reread);
 
+    /// Replaces the bytes. More than maxSize bytes are refused.
     void write(const std::vector<std::uint8_t>& bytes);
 
-    /// Finds out whether a write can succeed, by an entry beside this one that holds no secret and
-    /// is removed at once: for who asks for a secret that can be had only once.
+    /// Finds out whether a write can succeed: writes an entry without a secret beside this one and
+    /// removes it at once. Call it before you request a secret that is given out only once.
     void prepareWrite();
 
 private:
@@ -67,10 +74,13 @@ private:
     std::optional<std::vector<std::uint8_t>> m_cache;
 };
 
-/// Keeps the library's secret of type T in a SecretKeyring. Written as empty, it is removed.
+/// Keeps the library's secret of type T in a SecretKeyring. Writing no bytes removes the entry.
+///
+/// \ingroup stores
 template <class T>
 class KeyringTokenStore final : public ISecretStore<T> {
 public:
+    /// As SecretKeyring's constructor, with a limit of two minutes.
     explicit KeyringTokenStore(const KeyringEntry& entry) : m_keyring(entry) {}
 
     void clear() override { m_keyring.clear(); }

@@ -13,21 +13,27 @@ class logger;
 
 namespace standalone {
 
-/// A line as it may be kept: without its secrets, and safe for a terminal.
+/// A copy of a log line, in UTF-8, that may be kept: without secrets, and safe for a terminal.
 ///
-/// - The rest of the line behind `rtoken = `, but for a final dot, and tokens and codes wherever
-///   they stand (`access_token=`, `"code":`, `Bearer `, a JWT ...) appear as their first four
-///   characters and an ellipsis, or as the ellipsis alone where they have no more than four.
-/// - Passwords and client secrets appear as the ellipsis alone: they can be short.
+/// - Tokens and codes are shortened to their first four characters and an ellipsis, or to the
+///   ellipsis if they have no more than four. They are found anywhere in the line
+///   (`access_token=`, `"code":`, `Bearer `, a JWT and others); all text behind `rtoken = ` is one,
+///   except for a final dot.
+/// - Passwords and client secrets become an ellipsis, because they can be short.
 /// - Characters that end lines, control a terminal or reverse the direction of writing, and bytes
-///   that are not UTF-8, appear as escapes (`\n`, `\x1b`, `\u202e`).
+///   that are not UTF-8, become escapes (`\n`, `\x1b`, `\u202e`).
 ///
-/// In doubt it takes away more.
+/// In doubt, it removes more rather than less. Safe for several threads.
+///
+/// \ingroup host
 OIDCAUTH_HOST_API std::string redact(std::string_view line);
 
-/// Writes each line with its time and level to the standard error output, redacted, coloured on a
-/// terminal only. In UTF-8; the console of Windows shows it whatever its code page is. A desktop
-/// program on Windows has none: windows/DebuggerLog.h.
+/// Writes each line with time and level to the standard error output, redacted by redact().
+///
+/// Lines are coloured on a terminal only. They are UTF-8; the console of Windows shows them with
+/// any code page. A desktop program on Windows has no standard error output: use DebuggerLog there.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API StandardErrorLog final : public LoggingUtilities::ILoggerImpl {
 public:
     /// Drops lines below `minimum`.

@@ -11,25 +11,31 @@
 
 namespace standalone {
 
-/// Proxies in the form in which Windows keeps them for its user and for the machine. Lists have
-/// semicolons or blanks between their entries.
+/// Proxies in the form in which Windows keeps them for its user and for the machine.
 ///
-/// `proxies` has one for all targets (`proxy:8080`), or one for each scheme
-/// (`http=proxy:8080;https=other:8080`), where that of the scheme wins; of several the first
-/// counts. Each is one as in a proxy variable. Those for other schemes, such as `socks`, serve
-/// nobody here.
+/// Both members are lists; semicolons or blanks separate the entries. This machine itself
+/// (`localhost` and names below it, `127.0.0.0/8`, `::1`) is always reached directly, unless
+/// `bypass` contains `<-loopback>`.
 ///
-/// `bypass` has what is reached directly: names and addresses with `*` for any characters
-/// (`*.example.com`, `10.*`), and `<local>` for all names without a dot. Unlike in `no_proxy`, a
-/// name stands for itself only. An entry may begin with `http://` or `https://` and end in `:port`.
-/// This machine (`localhost` and below, `127.0.0.0/8`, `::1`) is reached directly by itself, unless
-/// the list has `<-loopback>`.
+/// \ingroup proxies
 struct OIDCAUTH_HOST_API ProxyList {
+    /// One proxy for all targets, such as `proxy:8080`, or one per scheme, such as
+    /// `http=proxy:8080;https=other:8080`.
+    ///
+    /// An entry for the scheme of the target takes precedence; among several, the first counts. A
+    /// proxy has the form that ProxySettings describes. Entries for other schemes, such as `socks`,
+    /// are not used.
     std::string proxies;
+    /// Targets that are reached directly.
+    ///
+    /// Entries are names and addresses, in which `*` stands for any characters (`*.example.com`,
+    /// `10.*`), and `<local>` for all names without a dot. An entry may begin with `http://` or
+    /// `https://` and end in `:port`. Unlike in `no_proxy`, a name does not include the names below
+    /// it.
     std::string bypass;
 
-    /// The proxy for requests to `target`, or nothing when it is reached directly. Throws
-    /// ProxySettingsError when the entry that decides cannot be used.
+    /// The proxy for requests to `target`, or none if it is reached directly. Throws
+    /// ProxySettingsError if the entry that decides cannot be used.
     std::optional<Proxy> proxyFor(const web::uri& target) const;
 };
 

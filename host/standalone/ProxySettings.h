@@ -13,52 +13,64 @@
 
 namespace standalone {
 
-/// A proxy variable that cannot be used. The text names the variable and never its value, which may
-/// hold a password.
+/// A proxy setting cannot be used. The text names the variable or setting, and never its value,
+/// which may contain a password.
+///
+/// \ingroup proxies
 class OIDCAUTH_HOST_API ProxySettingsError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
+/// An HTTP proxy.
+///
+/// \ingroup proxies
 struct Proxy {
-    web::uri address;  ///< scheme, host and port
-    std::string user;  ///< empty when the proxy asks for no credentials
-    std::string password;
+    web::uri address;      ///< scheme, host and port
+    std::string user;      ///< empty if the proxy needs no credentials
+    std::string password;  ///< in UTF-8, as `user`
 };
 
-/// The proxy variables of an environment, as they were when this object was made. A value; its
-/// constant members may be called from several threads.
+/// The proxy variables of an environment, as they were when this object was made. A value, whose
+/// constant members several threads may call.
 ///
-/// `http_proxy` and `https_proxy` serve targets of their scheme, `all_proxy` those whose variable
-/// is unset; `no_proxy` lists the targets that are reached directly. The names may be in upper
-/// case, where lower case wins; empty counts as unset. `HTTP_PROXY` in upper case is ignored while
-/// `REQUEST_METHOD` is set, because a web server then makes it from a header of the request. On
-/// Windows names have no case, and in that case both are ignored.
+/// **Variables.** `http_proxy` and `https_proxy` are for targets of their scheme. `all_proxy` is
+/// for targets whose variable is unset. `no_proxy` lists the targets that are reached directly. An
+/// empty variable counts as unset. Names may be in upper case; lower case takes precedence.
+/// `HTTP_PROXY` in upper case is ignored while `REQUEST_METHOD` is set, because a web server then
+/// makes it from a header of the request. On Windows, where names have no case, `http_proxy` is
+/// ignored then as well.
 ///
-/// A proxy is `[http://][user:password@]host[:port]` with percent-encoding in user and password;
-/// the port is 80 unless given. Other schemes are refused: the HTTP client talks to proxies in the
-/// clear only, and must not send what was meant for TLS that way.
+/// **Proxies.** A proxy is `[http://][user:password@]host[:port]`, with percent-encoding in user
+/// and password. The default port is 80. Other schemes are refused: the HTTP client connects to
+/// proxies without TLS only, and must not send that way what was meant for TLS.
 ///
-/// `no_proxy` is a list with commas or spaces: `*` for all, a domain (with or without a leading `.`
-/// or `*.`) for itself and all below it, or an address or network (`10.0.0.0/8`, `fd00::/8`); a
-/// name or address may end in `:port`, IPv6 addresses then in brackets. What is none of these
+/// **Exceptions.** `no_proxy` is a list, separated by commas or spaces. An entry is
+/// - `*` for all targets;
+/// - a domain, with or without a leading `.` or `*.`, for itself and all names below it;
+/// - an address or a network (`10.0.0.0/8`, `fd00::/8`).
+///
+/// A name or address may end in `:port`; an IPv6 address is then in brackets. Any other entry
 /// matches nothing.
+///
+/// \ingroup proxies
 class OIDCAUTH_HOST_API ProxySettings {
 public:
-    /// Gives the value of a variable, or nothing when it is unset.
+    /// Returns the value of a variable, or none if it is unset.
     using Lookup = std::function<std::optional<std::string>(const std::string& name)>;
 
+    /// Reads the variables by `environment`, which is not kept. Throws what that throws.
     explicit ProxySettings(const Lookup& environment);
 
-    /// On Linux no other thread may change the environment meanwhile.
+    /// Reads the environment of this process. On Linux, no other thread may change it meanwhile.
     static ProxySettings fromEnvironment();
 
-    /// Whether a variable says how `target` is reached: through a proxy, or directly.
+    /// Whether a variable decides how `target` is reached: through a proxy, or directly.
     bool decides(const web::uri& target) const;
 
-    /// The proxy for requests to `target`, or nothing when it is reached directly. Throws
-    /// ProxySettingsError when the variable that decides cannot be used; a bad variable that does
-    /// not matter for `target` does no harm.
+    /// The proxy for requests to `target`, or none if it is reached directly. Throws
+    /// ProxySettingsError if the variable that decides cannot be used. Invalid variables that do
+    /// not concern `target` are ignored.
     std::optional<Proxy> proxyFor(const web::uri& target) const;
 
 private:

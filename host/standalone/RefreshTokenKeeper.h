@@ -12,21 +12,24 @@
 
 namespace standalone {
 
-/// Wraps another store, for providers whose answer to a refresh brings no refresh token: the
-/// earlier one then remains good (RFC 6749, section 6), while the library's record has none.
+/// Wraps another store, for providers that answer a refresh without a refresh token. The earlier
+/// refresh token then stays valid (RFC 6749, section 6), but the library's record lacks it.
 ///
-/// Such a record gets the refresh token of the record that the other store has at that moment,
-/// where both are of the same client, scopes and user, that is issuer and subject of their ID
-/// tokens. Nothing is kept of what cannot be read, nor after a sign-out in whichever process; and a
-/// sign-in replaces everything, also one of the same user. The token that a request gives to its
-/// caller is the provider's, without a refresh token; the store has both.
+/// Such a record gets the refresh token of the record that the other store contains at that moment,
+/// if both have the same client, scopes and user (issuer and subject of their ID tokens). A record
+/// that cannot be read provides none, and neither does one that a sign-out in any process has
+/// removed. A sign-in replaces everything, even one by the same user. A request returns the token
+/// as the provider sent it, without a refresh token; the store contains both.
 ///
-/// Give it to the helper itself: a store around it would hide what it has to be told. Safe for
-/// several threads and processes where the other store is and the helpers share a permit. T is
-/// auth::COIDCToken.
+/// Give this store directly to the helper: another store around it would hide which records come
+/// from a refresh. It is safe for several threads and processes if the other store is and the
+/// helpers share a permit. T is auth::COIDCToken.
+///
+/// \ingroup stores
 template <class T>
 class RefreshTokenKeeper final : public ISecretStore<T>, public auth::IRefreshAwareStore {
 public:
+    /// Shares `store`, which must not be empty.
     explicit RefreshTokenKeeper(std::shared_ptr<ISecretStore<T>> store)
         : m_store(std::move(store)) {}
 

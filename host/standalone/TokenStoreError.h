@@ -7,13 +7,18 @@
 
 namespace standalone {
 
-/// A secret could not be read or kept. The text names where it is kept and says what can be done.
+/// A secret could not be read or stored. The text names its file or keyring entry and says what can
+/// be done.
+///
+/// \ingroup errors
 class OIDCAUTH_HOST_API TokenStoreError : public std::runtime_error, public auth::IStoreFailure {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// What is kept there is damaged, or was encrypted for somebody else: it can only be removed.
+/// The stored secret is damaged, or was encrypted for another user: it can only be removed.
+///
+/// \ingroup errors
 class OIDCAUTH_HOST_API DamagedSecret : public TokenStoreError {
 public:
     using TokenStoreError::TokenStoreError;

@@ -5,9 +5,11 @@
 
 namespace standalone {
 
-/// Gives each line with its level to the debugger of this process, or to who else listens to its
-/// messages, redacted as in StandardErrorLog: for desktop programs, which have no standard error
-/// output. On Windows only.
+/// Sends each line with its level to the debugger of this process, or to another listener for its
+/// messages, redacted by redact(). For desktop programs, which have no standard error output.
+/// Windows only.
+///
+/// \ingroup host
 class OIDCAUTH_HOST_API DebuggerLog final : public LoggingUtilities::ILoggerImpl {
 public:
     /// Drops lines below `minimum`.
