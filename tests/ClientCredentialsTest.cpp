@@ -8,7 +8,7 @@ using namespace std::chrono_literals;
 using namespace test;
 
 constexpr auto discovery = Endpoint::Discovery;
-constexpr auto token = Endpoint::Token;
+constexpr auto tokens = Endpoint::Token;
 
 auth::COIDCToken request(const TestProvider& provider, const auth::detail::LoggerPtr& logger,
                          const char* secret = "secret", const char* scope = "a b") {
@@ -43,9 +43,9 @@ TEST(ClientCredentials, MakesATokenOfTheAnswer) {
     TestClock clock;
     clock.freezeAt(now);
     TestProvider provider;
-    provider.setMember(token, "access_token", R"("opaque \u00e4")");
-    provider.setMember(token, "refresh_token", R"("not for services")");
-    provider.setMember(token, "scope", R"("other")");
+    provider.setMember(tokens, "access_token", R"("opaque \u00e4")");
+    provider.setMember(tokens, "refresh_token", R"("not for services")");
+    provider.setMember(tokens, "scope", R"("other")");
     const int lowest = std::numeric_limits<int>::min();
     for (const auto& [text, seconds] : std::map<std::string, int>{{"3600", 3600},
                                                                   {"0", 0},
@@ -57,7 +57,7 @@ TEST(ClientCredentials, MakesATokenOfTheAnswer) {
                                                                   {"1e999", lowest},
                                                                   {"-1e999", lowest},
                                                                   {"4294967297", 1}}) {
-        provider.setMember(token, "expires_in", text);
+        provider.setMember(tokens, "expires_in", text);
         auto received = request(provider, nullptr, "secret", "b a");
         EXPECT_EQ(received.accessToken(), CString(L"opaque \u00E4"));
         EXPECT_TRUE(received.refreshToken().IsEmpty());
@@ -89,21 +89,21 @@ TEST(ClientCredentials, RefusesAndAsksNothingFurther) {
         {"token endpoint is none", member(discovery, "token_endpoint", R"("not a url")"), ""},
     };
     std::vector<Refusal> answers = {
-        {"token type is missing", noMember(token, "token_type"), missing},
+        {"token type is missing", noMember(tokens, "token_type"), missing},
         {"token type is checked first",
-         both(member(token, "token_type", R"("Beare")"), noMember(token, "access_token")), type,
+         both(member(tokens, "token_type", R"("Beare")"), noMember(tokens, "access_token")), type,
          typeLine},
-        {"no access token", noMember(token, "access_token"), missing},
-        {"access token is a number", member(token, "access_token", "7"), "not a string"},
-        {"no expiry", noMember(token, "expires_in"), missing},
-        {"expiry as text", member(token, "expires_in", R"("3600")"), "not a number"},
+        {"no access token", noMember(tokens, "access_token"), missing},
+        {"access token is a number", member(tokens, "access_token", "7"), "not a string"},
+        {"no expiry", noMember(tokens, "expires_in"), missing},
+        {"expiry as text", member(tokens, "expires_in", R"("3600")"), "not a number"},
     };
     for (const auto& [name, edit] : nearMisses()) {
         const std::string grant = '"' + edit("client_credentials") + '"';
         configurations.push_back({"grant " + grant, member(discovery, grants, "[1, " + grant + ']'),
                                   grantText, grantLine});
         answers.push_back({"token type, " + std::string(name),
-                           member(token, "token_type", '"' + edit("Bearer") + '"'), type,
+                           member(tokens, "token_type", '"' + edit("Bearer") + '"'), type,
                            typeLine});
     }
     for (const unsigned status : {201U, 204U, 301U, 302U, 304U, 307U, 308U, 400U, 401U, 500U}) {
@@ -115,7 +115,7 @@ TEST(ClientCredentials, RefusesAndAsksNothingFurther) {
             {code, redirects(discovery), "unable to retrieve configuration",
              "Unable to receive OIDC configuration. Unexpected response " + code + " received."});
         answers.push_back(
-            {code, redirects(token), "unable to retrieve token",
+            {code, redirects(tokens), "unable to retrieve token",
              "Unable to request token. Unexpected response " + code + " is received."});
     }
     const auto ask = [](auto& provider, auto& logger) { request(provider, logger); };

@@ -16,7 +16,7 @@ using auth::OIDCError;
 using Kind = OIDCError::Kind;
 
 constexpr auto discovery = Endpoint::Discovery;
-constexpr auto token = Endpoint::Token;
+constexpr auto tokens = Endpoint::Token;
 
 /// A service and a user at a provider, and a log that must not contain the provider's texts.
 class Errors : public Applications {
@@ -61,7 +61,7 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         {401, R"({"error": "invalid_client"})", "invalid_client", ""},
         {201, said("\\u00e4 b"), "e", "\xC3\xA4 b"},
         {302, said("d"), "e", "d", false,
-         [](auto& p) { p.setHeader(token, "Location", p.tokenEndpoint()); }},
+         [](auto& p) { p.setHeader(tokens, "Location", p.tokenEndpoint()); }},
         {400, R"({"error": "temporarily_unavailable"})", "temporarily_unavailable", "", true},
         {400, R"({"error": "server_error", "error_description": 1})", "server_error", "", true},
         {400, R"({"error": "server_error "})", "server_error ", ""},
@@ -77,9 +77,9 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         {400, ofSize(8193), "", ""},
         {400, std::string(1U << 20U, '{'), "", ""},
         {400, ofSize(8193), "", "", false,
-         [](auto& p) { p.hugeBody(token, 8193, Framing::Chunked); }},
+         [](auto& p) { p.hugeBody(tokens, 8193, Framing::Chunked); }},
         {400, said("d"), "e", "d", false,
-         [](auto& p) { p.setContentType(token, "text/plain; charset=x"); }},
+         [](auto& p) { p.setContentType(tokens, "text/plain; charset=x"); }},
         {400, said("\xC3("), "", ""},
         {400, said("\xED\xA0\x80"), "", ""},
         {400, "{\"error\": \"e\", \"other\": \"\xFF\"}", "", ""},
@@ -91,14 +91,14 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         {400, R"({"error": "", "error_description": "d"})", "", ""},
         {400, R"({"error_description": "d"})", "", ""},
         {400, std::string(8000, '['), "", ""},
-        {400, said("d"), "", "", false, [](auto& p) { p.truncateBody(token, 10); }},
+        {400, said("d"), "", "", false, [](auto& p) { p.truncateBody(tokens, 10); }},
         {400, said("d"), "", "", false,
-         [](auto& p) { p.closeConnection(token, CloseAt::AfterHead, CloseBy::Reset); }},
-        {503, said("d"), "", "", true, [](auto& p) { p.slowBody(token, 1s); }},
+         [](auto& p) { p.closeConnection(tokens, CloseAt::AfterHead, CloseBy::Reset); }},
+        {503, said("d"), "", "", true, [](auto& p) { p.slowBody(tokens, 1s); }},
         {503, said("d"), "", "", true,
          [&](auto& p) {
              limit.emplace(1s);
-             p.slowBody(token, 1s);
+             p.slowBody(tokens, 1s);
          }},
     };
     for (const Row& row : rows) {
@@ -106,8 +106,8 @@ TEST_F(Errors, RepeatWhatTheTokenEndpointSays) {
         log->takeLines();
         const auto begin = std::chrono::steady_clock::now();
         const OIDCError error = ofService([&](TestProvider& p) {
-            p.setStatus(token, row.status);
-            p.setDocument(token, row.body);
+            p.setStatus(tokens, row.status);
+            p.setDocument(tokens, row.body);
             row.fault(p);
         });
         EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
@@ -180,13 +180,13 @@ TEST_F(Errors, AreToldApart) {
     const std::vector<Row> rows = {
         {with(answers(404)), Kind::providerRefused, "unable to retrieve configuration"},
         {with(answers(502)), Kind::providerRefused, "unable to retrieve configuration", true},
-        {with(member(token, "token_type", "\"x\"")), Kind::wrongAnswer, "invalid token type"},
+        {with(member(tokens, "token_type", "\"x\"")), Kind::wrongAnswer, "invalid token type"},
         {with(member(discovery, grants, "[]")), Kind::wrongAnswer, "grant type is not supported"},
-        {with(noMember(token, "expires_in")), Kind::wrongAnswer, "Key not found"},
-        {with([](auto& p) { p.setDocument(token, "{"); }), Kind::wrongAnswer, "Syntax error"},
-        {with([](auto& p) { p.setContentType(token, "text/html"); }), Kind::wrongAnswer,
+        {with(noMember(tokens, "expires_in")), Kind::wrongAnswer, "Key not found"},
+        {with([](auto& p) { p.setDocument(tokens, "{"); }), Kind::wrongAnswer, "Syntax error"},
+        {with([](auto& p) { p.setContentType(tokens, "text/html"); }), Kind::wrongAnswer,
          "Incorrect Content-Type"},
-        {with(member(token, "access_token", "\"\xC3(\"")), Kind::wrongAnswer, "UTF-8"},
+        {with(member(tokens, "access_token", "\"\xC3(\"")), Kind::wrongAnswer, "UTF-8"},
         {with(member(discovery, "token_endpoint", "\"no url\"")), Kind::wrongAnswer, "uri"},
         {[this] { return ofService(std::string("http://127.0.0.1:1/")); }, Kind::notReached,
          httpClient.refused, true},

@@ -1,9 +1,9 @@
 # Additional tests for Linux.
-target_sources(oidcauth_tests PRIVATE
+oidcauth_test_piece(helper linux/ProcessTest.cpp)
+target_sources(oidcauth_tests PRIVATE linux/RedirectServerTest.cpp)  # its names fit into no piece
+oidcauth_test_piece(provider
     linux/BrowserTest.cpp
     linux/HttpExchangeTest.cpp
-    linux/ProcessTest.cpp
-    linux/RedirectServerTest.cpp
     support/TestHost.cpp
     support/linux/HttpClient.cpp
     support/linux/Trust.cpp

@@ -55,10 +55,10 @@ Duration ageToReplace(Duration life, std::chrono::minutes minValidity) {
 Duration pauseAfter(unsigned int failures) {
     static std::mt19937 random{std::random_device{}()};
     constexpr unsigned int mostDoublings = 5;  // 32 s
-    const double seconds = 1U << std::min(failures - 1, mostDoublings);
+    const double longest = 1U << std::min(failures - 1, mostDoublings);
     std::uniform_real_distribution<double> part(0.5, 1);
     return std::chrono::duration_cast<Duration>(
-        std::chrono::duration<double>(seconds * part(random)));
+        std::chrono::duration<double>(longest * part(random)));
 }
 
 class Keeper {

@@ -20,6 +20,6 @@ test_preset() {
     local preset=$1
     shift
     build_preset "$preset"
-    # One more than can run: tests wait much of their time.
-    ctest --preset "$preset" --parallel "$(($(nproc) + 1))" "$@"
+    # More than can run: tests wait much of their time.
+    ctest --preset "$preset" --parallel "$(($(nproc) + 2))" "$@"
 }
