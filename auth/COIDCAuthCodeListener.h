@@ -44,11 +44,11 @@ public:
     COIDCAuthCodeListener& operator=(const COIDCAuthCodeListener&) = delete;
 
     /// Ends with the answer; with a std::exception if a request was rejected or the time is over;
-    /// or with task_canceled. The answer, a rejection and the end of the time are noticed every
-    /// half second, cancellation at once. The outcome may be left unread.
+    /// or with task_canceled. The answer, a rejection and the end of the time are noticed within
+    /// half a second, cancellation at once. The outcome may be left unread.
     ///
-    /// The task may outlive the listener. If it has no outcome by then, it ends as for a rejected
-    /// request.
+    /// The task may outlive the listener. If it has no outcome by then, it ends with a
+    /// std::exception.
     Concurrency::task<OIDCAuthCode> getAuthCodeAsync(
         unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const;
 

@@ -36,8 +36,7 @@ struct OIDCFlowSettings {
 };
 
 /// The hybrid flow (OpenID Connect Core 1.0, section 3.3) and the refresh (RFC 6749, section 6) at
-/// one provider. Nothing that callers notice changes after construction, so that any thread may use
-/// it.
+/// one provider. Callers notice no change after construction, so that any thread may use it.
 class COIDCAuthHybrid {
 public:
     /// Names and values of parameters.
@@ -56,8 +55,8 @@ public:
     // task.
 
     /// Lets the user sign in, then redeems the code. The first redirect URL on which a listener can
-    /// be opened receives the provider's answer, for `timeoutSeconds`. The parameters follow those
-    /// of the flow and must not repeat them.
+    /// be opened receives the provider's answer, for `timeoutSeconds`. In the authorization URL,
+    /// `parameters` come after those of the flow, which they must not repeat.
     Concurrency::task<COIDCToken> requestTokenHybridFlowAsync(
         const CString& clientId, const CString& scope, const std::vector<CString>& redirectUrls,
         const Concurrency::cancellation_token& token, std::uint32_t timeoutSeconds,
@@ -80,8 +79,8 @@ public:
                             const CString& scope) const;
 
     // Checks of a token (RFC 7519, section 7.2; OpenID Connect Core 1.0, section 3.1.3.7). For a
-    // token that they refuse, they log why, set `missed` to the name of the claim or header member,
-    // and return false. Exceptions of the JWT library pass through.
+    // token that they refuse, they log why, set `missed` (unless null) to the name of the claim or
+    // header member, and return false. Exceptions of the JWT library pass through.
 
     /// Checks algorithm, key, signature, and the times iat, nbf and exp.
     bool validateJwt(const detail::DecodedJwt& token, std::string* missed = nullptr) const;

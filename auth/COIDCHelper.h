@@ -31,12 +31,12 @@ struct UserArguments;
 /// Only a sign-in could provide the token, and the caller did not allow one.
 ///
 /// If a refresh failed before, its exception is nested: std::rethrow_if_nested() rethrows it, and
-/// OIDCError::of() takes its details over.
+/// OIDCError::of() adopts its details and whether a retry can help.
 ///
 /// \ingroup errors
 class OIDCAUTH_API RequiresUserAuthException : public std::exception {
 public:
-    /// `text` is what what() returns.
+    /// Makes what() return `text`.
     explicit RequiresUserAuthException(std::string text);
     /// A short English text in UTF-8.
     const char* what() const noexcept override;
@@ -48,8 +48,8 @@ private:
 /// Shows the sign-in page at `url` to the user; returns whether that worked.
 ///
 /// The URL belongs to this user and this sign-in: show it to nobody else. The library calls the
-/// function on a thread of its own; requests of two helpers may call theirs at the same time. It
-/// should return soon, because nothing can cancel it. If it returns false, the request ends with
+/// function on a thread of its own, for one sign-in of the process at a time. The function should
+/// return soon, because nothing can cancel it. If it returns false, the request ends with
 /// OIDCError::Kind::nobodySignedIn; if it throws, with that exception.
 ///
 /// \ingroup helper
@@ -58,23 +58,30 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// Gets tokens: from its token store while they are valid, otherwise from the provider.
 ///
 /// **Calls.** Operations may be called from any thread. Those named ...Async return a task at once
-/// and never throw; the others block until that task has ended. Each form that takes a struct does
-/// the same as the one that takes its members; auth/Requests.h says which values are refused.
+/// and never throw. The blocking forms wait until that task has ended, and throw its exception. A
+/// form that takes a struct does the same as the one that takes its members; auth/Requests.h says
+/// which values are refused.
 ///
 /// **Lifetime.** The helper must live until every task that it returned has ended. The destructor
 /// neither cancels requests nor waits for them.
 ///
 /// **Arguments.** Configuration URLs name a provider's configuration document (OpenID Connect
-/// Discovery 1.0, section 4). Scopes are one text, separated by spaces. `minValidity` is in
-/// minutes: a stored token is used only if it is valid for longer than that. As a plain number it
-/// is taken as signed: 2^31 and above look back in time. All texts must be valid Unicode.
+/// Discovery 1.0, section 4). Scopes are one text, separated by spaces. All texts must be valid
+/// Unicode.
+///
+/// A stored token is used only if it is of the same client, has all the scopes, and is valid for
+/// longer than `minValidity` minutes. Its provider is not compared: use one store per provider. As
+/// a plain number `minValidity` is taken as signed: 2^31 and above are negative, and accept a token
+/// that has expired.
 ///
 /// **Errors.** A failure is an exception in the task, with a short text:
-/// - OIDCError, if the provider refused or its answer is wrong;
+/// - OIDCError, for example if the provider refused or its answer is wrong;
+/// - RequiresUserAuthException, if only a sign-in could help and was not allowed;
+/// - std::invalid_argument for a value that auth/Requests.h refuses;
 /// - the exceptions of the HTTP, JSON and JWT libraries, unchanged;
 /// - std::range_error for a text that is not Unicode;
-/// - whatever the token store throws when it is written (an exception from reading it counts as
-///   "nothing stored");
+/// - the exceptions of the permit, the browser opener and the proxy settings, and those of the
+///   token store when it is written (when it is read, they count as "nothing stored");
 /// - std::system_error if the system provides no thread;
 /// - Concurrency::task_canceled after cancellation.
 ///
@@ -87,14 +94,14 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 ///
 /// **End of the process.** exit() and the end of main() end all waiting: requests that wait for the
 /// provider or the user end with task_canceled, and the process waits until they have. A program
-/// that wants their outcome waits for it first. A program that destroys its helper first cancels
-/// its requests and waits for their tasks. A continuation may call exit(). The store, a permit, the
+/// that wants their outcome waits for it first. Before a program destroys its helper, it cancels
+/// the requests and waits for their tasks. A continuation may call exit(). The store, a permit, the
 /// logger and the browser opener must not, because the end of the process would wait for them.
 ///
 /// **fork().** A forked process has none of the library's threads. If its parent had asked for a
-/// token before, the child gets a user's stored token; every other request ends with
-/// std::runtime_error. It must end with _exit(), because the HTTP library would wait for its
-/// threads. Fork before the first request, or start a program instead.
+/// token before, the child can still get a user's stored token; its other requests end with
+/// std::runtime_error. Such a child must end with _exit(): otherwise the HTTP library would wait
+/// for its threads. Fork before the first request, or start a program instead.
 ///
 /// **Environment.** The host reads environment variables (proxies, authorities, the browser) on the
 /// library's threads. Do not change the environment while requests are under way.
@@ -105,12 +112,12 @@ public:
     /// Takes over `tokenStore`, and shares `permit` and `logger`.
     ///
     /// If `tokenStore` is also an IRefreshAwareStore, it is told which records come from a refresh.
-    /// Other helpers may share the permit; see makeExclusivePermit(). Without one, each request of
-    /// a user and each signOut() ends with an OIDCError; requests of a service take no permit. Do
-    /// not pass getProcessExclusivePermit(): each request of a user already holds that one and
-    /// would wait 25 s for it. The constructor logs a warning then. `logger` may be empty.
+    /// Other helpers may share the permit; see makeExclusivePermit(). If it is null, each request
+    /// of a user and each sign-out ends with an OIDCError; requests of a service take no permit. Do
+    /// not pass getProcessExclusivePermit(): each request of a user already holds that one, and
+    /// would wait 25 s for itself. The constructor logs a warning then. `logger` may be null.
     ///
-    /// Throws OIDCError with Kind::store if `tokenStore` is empty.
+    /// Throws OIDCError with Kind::store if `tokenStore` is null.
     COIDCHelper(std::unique_ptr<ISecretStore<COIDCToken>> tokenStore,
                 std::shared_ptr<IExclusivePermit> permit,
                 const std::shared_ptr<LoggingUtilities::CLogger>& logger);
@@ -160,8 +167,9 @@ public:
     /// provider (RFC 8252, section 7.3).
     ///
     /// Simultaneous requests cause one refresh or one sign-in. For this, two permits are taken: the
-    /// process's own, which all helpers share, and the one given to the constructor. A request
-    /// waits at most 25 s for the second, then goes on without it.
+    /// process's own, which all its helpers share, and the one given to the constructor. A request
+    /// waits for the first without limit. It waits for the second until 25 s after its start, then
+    /// goes on without it.
     ///
     /// The calling thread reads the store and tries the permits. The first request that needs the
     /// HTTP library's threads also starts them on the calling thread; this takes some milliseconds,
@@ -210,18 +218,18 @@ public:
     /// \}
 
     /// \name Sign-out
-    /// Removes the stored token, whether a user's or a service's, by writing nothing to the store.
-    /// The provider is not told. If the store cannot be written, or the request is cancelled
-    /// before, the token stays.
+    /// Removes the stored token, whether a user's or a service's, by writing no bytes to the store.
+    /// The provider is not told. If the store cannot be written, or the sign-out is cancelled
+    /// before that, the token stays.
     ///
     /// A sign-out waits for the same permits as a request of a user: without limit for the
     /// process's own, and at most 25 s for the helper's. It therefore waits for a refresh or a
-    /// sign-in under way, whose token it removes as well. To stop waiting, cancel the task.
+    /// sign-in under way, and removes the token of that as well. To stop waiting, cancel the task.
     ///
-    /// A request of a service that is under way goes on. No request of this helper that began
-    /// before the sign-out stores its token afterwards; its caller still receives the token. Two
-    /// requests may still store one: a service's request of another helper, and a sign-in elsewhere
-    /// that takes longer than the 25 s.
+    /// A request of a service that is under way goes on. If this helper began to get a token before
+    /// the sign-out, it does not store that token afterwards; the caller still receives it. Two
+    /// kinds of request may still store a token: a service's request of another helper, and a
+    /// refresh or sign-in in another process that takes longer than the 25 s.
     /// \{
 
     /// Signs out.
@@ -232,6 +240,7 @@ public:
     /// \}
 
     /// Replaces openBrowser() for the sign-ins of this helper. Call it before the first request.
+    /// With an empty function, every sign-in ends with OIDCError::Kind::nobodySignedIn.
     void setBrowserOpener(BrowserOpener open);
     /// Opens an http or https URL in the user's default browser. Returns whether a browser was
     /// started; for any other URL, false. Throws std::range_error for a text that is not Unicode.
@@ -247,10 +256,10 @@ private:
     struct Permits;
     struct TokenTaskData;
     using TaskData = std::shared_ptr<TokenTaskData>;
-    /// Of one step of a request: the token, or false when a retry is under way that will bring it.
+    /// The result of a step: true and the token, or false if a retry that will get it is scheduled.
     using Made = std::pair<bool, COIDCToken>;
 
-    /// What the store had at one moment.
+    /// The content of the store at one moment.
     struct StoredRecord {
         std::uint64_t signOuts = 0;  // before it was read
         bool isRead = false;

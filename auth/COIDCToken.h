@@ -13,7 +13,7 @@
 namespace auth {
 
 /// The tokens that a provider issued for one client (RFC 6749, section 5.1; OpenID Connect Core
-/// 1.0, section 3.3): the result of token operations, and what a token store keeps.
+/// 1.0, section 3.3): the result of token operations, and the content of a token store.
 ///
 /// A value: each thread works on a copy of its own.
 ///
@@ -32,9 +32,9 @@ public:
     ~COIDCToken() = default;
     COIDCToken(const COIDCToken&) = default;
     COIDCToken& operator=(const COIDCToken&) = default;
-    /// Leaves `other` its texts but not its scopes.
+    /// `other` keeps its texts but loses its scopes.
     COIDCToken(COIDCToken&& other) noexcept;
-    /// Leaves `other` its texts but not its scopes.
+    /// `other` keeps its texts but loses its scopes.
     COIDCToken& operator=(COIDCToken&& other) noexcept;
 
     /// The token for the API (RFC 6749, section 1.4).
@@ -51,9 +51,9 @@ public:
     /// The claims of the ID token; none if there is no ID token, or it is not a JWT.
     IdTokenClaims idTokenClaims() const { return IdTokenClaims(m_idToken); }
 
-    /// The scopes in ascending order, separated by single spaces.
+    /// The requested scopes in ascending order, separated by single spaces.
     CString scopes();
-    /// The scopes in ascending order, separated by single spaces.
+    /// The requested scopes in ascending order, separated by single spaces.
     CString scopes() const;
 
     /// A copy of this token with another refresh token.
@@ -66,8 +66,9 @@ public:
     /// empty text.
     bool validateScopes(const CString& scopes) const;
 
-    /// Whether the access token has expired or will within `minutes`. At the instant of its expiry
-    /// it counts as expired. The number is taken as signed: 2^31 and above look back in time.
+    /// Whether the access token has expired, or will expire within `minutes`. At the instant of its
+    /// expiry it counts as expired. The number is taken as signed: 2^31 and above are negative, and
+    /// ask whether the token had expired that long ago.
     bool willBeExpiredAfter(unsigned int minutes) const;
 
     /// Stores the token into the section "OIDCToken" of the archive, or loads it from there.

@@ -8,7 +8,7 @@ namespace auth {
 
 /// One request's hold on a permit. Destroying the lock gives the permit back.
 ///
-/// A lock belongs to one request and is used by one thread at a time, not always the same one.
+/// A lock belongs to one request. Different threads may use it, but only one at a time.
 ///
 /// \ingroup stores
 class OIDCAUTH_API IPermitLock {
@@ -32,8 +32,8 @@ public:
 /// \ingroup stores
 class OIDCAUTH_API IExclusivePermit {
 public:
-    /// A new lock, which does not hold the permit yet. Empty if the permit no longer exists; the
-    /// request then ends with an OIDCError.
+    /// A new lock, which does not hold the permit yet. Null if the permit no longer exists; the
+    /// request then ends with an OIDCError. An exception ends the request.
     virtual std::unique_ptr<IPermitLock> createLock() = 0;
 
 protected:

@@ -10,8 +10,8 @@ namespace auth {
 /// A token store derives from this in addition to ISecretStore if it needs to know which records
 /// come from a refresh (RFC 6749, section 6).
 ///
-/// It receives those by writeRefreshed(). All others, of sign-ins, services and sign-outs, it
-/// receives by its write(). standalone::RefreshTokenKeeper is such a store.
+/// Those records come through writeRefreshed(). All others, of sign-ins, services and sign-outs,
+/// come through write(). standalone::RefreshTokenKeeper is such a store.
 ///
 /// \ingroup stores
 class OIDCAUTH_API IRefreshAwareStore {

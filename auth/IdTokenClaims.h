@@ -9,8 +9,8 @@
 
 namespace auth {
 
-/// The claims of an ID token: what a provider says about a user (OpenID Connect Core 1.0, sections
-/// 2 and 5.1), in UTF-8. A value, which shares nothing with the token.
+/// The claims of an ID token: a provider's statements about a user (OpenID Connect Core 1.0,
+/// sections 2 and 5.1), in UTF-8. A value, which shares nothing with the token.
 ///
 /// The claims are as the provider wrote them. A token is validated when it is received; a stored
 /// one is not validated again. Only the issuer and the subject together identify a user

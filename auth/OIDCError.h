@@ -27,13 +27,13 @@ namespace auth {
 ///         if (failure.providerError() == "invalid_client") {
 ///             return askForAnotherSecret();
 ///         }
-///         throw;                            // a wrong answer is `Kind::wrongAnswer`
+///         throw;                            // no retry helps; see failure.kind()
 ///     }
 ///
 /// Kind lists, for each kind, the types of its exceptions and whether a retry can help.
 ///
-/// The provider's texts, providerError() and providerErrorDescription(), were written by whoever
-/// sent the answer and may repeat what was sent to it, even a secret. Neither what() nor the log
+/// The provider's texts, providerError() and providerErrorDescription(), come from the sender of
+/// the answer and may repeat anything in the request, even a secret. Neither what() nor the log
 /// contains them. They are free of characters that control a terminal or change the direction of
 /// writing. Before you log them, pass them through standalone::redact() or a function of your own.
 ///
@@ -43,7 +43,7 @@ namespace auth {
 /// \ingroup errors
 class OIDCAUTH_API OIDCError : public std::runtime_error {
 public:
-    /// What failed.
+    /// The kinds of failure.
     enum class Kind {
         /// The provider answered with a status other than 200, or posted an error to the redirect
         /// URL. Comes as OIDCError. A retry can help with status 429, with 500 and above, and with
@@ -52,7 +52,7 @@ public:
         /// The user declined, or the provider did so for them: it posted `access_denied`. Comes as
         /// OIDCError. No retry.
         userDeclined,
-        /// The provider's configuration, keys, answer or form is not what it should be. No retry.
+        /// The provider's configuration, keys, answer or form is invalid or unsuitable. No retry.
         /// Comes as
         /// - OIDCError;
         /// - http_exception without an error code: the HTTP library understood the answer and
@@ -66,7 +66,8 @@ public:
         wrongAnswer,
         /// An ID or access token is not from its provider, not for this client, or not valid now.
         /// Comes as OIDCError; for signature and times, as std::system_error with a category of the
-        /// JWT library. No retry, although a key may have been replaced at this moment.
+        /// JWT library. No retry, although a later request can succeed if the provider was just
+        /// replacing a key.
         tokenRefused,
         /// The provider was not reached, not in time, or not by TLS. Comes as http_exception with
         /// an error code. A retry can help.
@@ -80,8 +81,8 @@ public:
         signInNeeded,
         /// None of the redirect URLs can be listened on. Comes as OIDCError. No retry.
         cannotListen,
-        /// There is no token store, which comes as OIDCError; or it cannot be written, which comes
-        /// as the store's own exception if that is an IStoreFailure, such as
+        /// There is no token store, or it cannot be written. The first comes as OIDCError; the
+        /// second as the store's own exception, if that is an IStoreFailure such as
         /// standalone::TokenStoreError. No retry.
         store,
         /// The request was cancelled, or the process ends. Comes as Concurrency::task_canceled. No
@@ -98,7 +99,7 @@ public:
         other,
     };
 
-    /// What is known of a failure. Members are empty if they do not apply.
+    /// The details of a failure. Members are empty if they do not apply.
     struct Details {
         /// See OIDCError::status().
         std::optional<unsigned> status = {};
@@ -122,10 +123,10 @@ public:
 
     /// Any failure of this library, and of the libraries below it, as an OIDCError with the same
     /// what(). That text is empty for task_canceled. For an exception that is not a std::exception,
-    /// and for an empty pointer, the kind is Kind::other. Throws only if memory runs out.
+    /// and for a null pointer, the kind is Kind::other. Throws only if memory runs out.
     static OIDCError of(const std::exception_ptr& failure);
 
-    /// What failed.
+    /// The kind of failure.
     Kind kind() const noexcept;
     /// Whether the same request may succeed later, with nothing changed on this side.
     bool canRetry() const noexcept;
@@ -142,10 +143,9 @@ public:
     /// providerError(): in UTF-8, on one line, at most 256 characters, else empty.
     const std::string& providerErrorDescription() const noexcept;
 
-    /// Of a refused token: the names of its claims, at most 64, never their values.
+    /// The names of a refused token's claims, at most 64, never their values.
     const std::vector<std::string>& claims() const noexcept;
-    /// Of a refused token: the name of the claim, or of the member of its header, that is missing
-    /// or not as it must be.
+    /// The name of a refused token's claim, or member of its header, that is missing or wrong.
     const std::string& missedClaim() const noexcept;
 
 private:

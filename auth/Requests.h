@@ -9,8 +9,8 @@ namespace auth {
 
 /// Asks a COIDCHelper for the access token of a service (RFC 6749, section 4.4).
 ///
-/// All texts are UTF-8; for one that is not, the request ends with std::range_error. For a minimum
-/// validity below 0 or above 2147483647 minutes it ends with std::invalid_argument. In both cases
+/// All texts are UTF-8; a text that is not ends the request with std::range_error. A minimum
+/// validity below 0 or above 2147483647 minutes ends it with std::invalid_argument. In both cases
 /// the store is not read and the provider is not asked.
 ///
 /// \ingroup requests
@@ -19,7 +19,7 @@ struct ServiceRequest {
     std::string clientId;                ///< as registered with the provider
     std::string clientSecret;            ///< sent to the token endpoint only
     std::string scopes;                  ///< separated by spaces
-    std::chrono::minutes minValidity{};  ///< a stored token is used if it is valid for longer
+    std::chrono::minutes minValidity{};  ///< a stored token is used if valid for longer than this
 };
 
 /// Asks a COIDCHelper for a token of a user (OpenID Connect Core 1.0, section 3.3).
@@ -36,17 +36,18 @@ struct UserRequest {
     /// `http://127.0.0.1:48123/callback`. The first whose port is free is used. Needed for sign-ins
     /// only.
     std::vector<std::string> redirectUrls;
-    std::chrono::minutes minValidity{};  ///< a stored token is used if it is valid for longer
+    std::chrono::minutes minValidity{};  ///< a stored token is used if valid for longer than this
     /// Whether the user may be asked to sign in, if neither the stored token nor a refresh helps.
     bool mayAskUser = false;
 
     /// More parameters of the URL at which the user signs in, such as `prompt`, `max_age`,
-    /// `login_hint` or `resource`. They are used for sign-ins only and follow the flow's own.
-    /// Everyone who sees the URL sees them.
+    /// `login_hint` or `resource`. They are used for sign-ins only, and come after the flow's own
+    /// parameters. Everyone who sees the URL sees them.
     ///
     /// The request ends with std::invalid_argument if a name is empty or reserved, in any letter
-    /// case. Reserved are the flow's own names; `request` and `request_uri`, which would replace
-    /// these (RFC 9101); and names that belong to the token endpoint, such as `client_secret`.
+    /// case. These names are reserved: those of the flow's own parameters; `request` and
+    /// `request_uri`, which would replace these parameters (RFC 9101); and those that belong to the
+    /// token endpoint, such as `client_secret`.
     std::vector<std::pair<std::string, std::string>> authorizationParameters;
 };
 

@@ -50,8 +50,8 @@ function(oidcauth_package name section)
     list(JOIN package_DESCRIPTION "\n" text)
     string(CONCAT text "${summary}\n"
         "OIDCAuth gets OAuth 2.0 and OpenID Connect tokens for desktop programs and\n"
-        "their background services. A person signs in once, in the browser; a service\n"
-        "has a client secret. Tokens are kept, reused while they serve, and refreshed.\n\n"
+        "their background services. A user signs in once, in the browser; a service\n"
+        "uses a client secret. Tokens are stored, reused while valid, and refreshed.\n\n"
         "${text}")
     set(${of}_DESCRIPTION "${text}" PARENT_SCOPE)
 
@@ -72,28 +72,28 @@ oidcauth_package(${library} libs
     RECOMMENDS ca-certificates
     SUGGESTS xdg-utils sensible-utils
     DESCRIPTION "OAuth 2.0 and OpenID Connect client library"
-        "This package has the shared libraries.")
+        "This package contains the shared libraries.")
 oidcauth_package(liboidcauth-dev libdevel
     COMPONENTS OIDCAuth_Development OIDCAuth_Testing
     DEPENDS "${library} (= ${version})" libcpprest-dev libssl-dev
     SUGGESTS "liboidcauth-keyring (= ${version})" cmake pkg-config
     DESCRIPTION "OAuth 2.0 and OpenID Connect client library, development files"
-        "This package has the headers, what CMake and pkg-config need, a provider that"
-        "runs inside a test program, and the API pages.")
+        "This package contains the headers, packages for CMake and pkg-config, a provider"
+        "that runs inside a test program, and the API pages.")
 oidcauth_package(liboidcauth-keyring libs
     COMPONENTS OIDCAuth_Keyring
     DEPENDS "${library} (= ${version})"
     RECOMMENDS "gnome-keyring | org.freedesktop.secrets"
     DESCRIPTION "OAuth 2.0 and OpenID Connect client library, keyring"
-        "This package has the module that keeps tokens in the desktop's keyring.")
+        "This package contains the module that stores tokens in the desktop's keyring.")
 oidcauth_package(oidcauth utils
     COMPONENTS OIDCAuth_Tool
     DEPENDS "${library} (= ${version})"
     RECOMMENDS ca-certificates "liboidcauth-keyring (= ${version})"
     SUGGESTS xdg-utils
     DESCRIPTION "OAuth 2.0 and OpenID Connect tokens on the command line"
-        "This package has the command: it signs in, prints tokens, runs programs with"
-        "them, and says whether a provider offers what is needed.")
+        "This package contains the command: it signs in, prints tokens, runs programs"
+        "with them, and checks what a provider offers.")
 
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev
     PATTERN docs/api EXCLUDE)

@@ -82,7 +82,7 @@ public:
     /// Sets position(). Loading beyond the end throws.
     void seek(std::size_t position) noexcept { m_position = position; }
 
-    /// All bytes, loaded or stored. Valid until this object changes.
+    /// All bytes to load from, or all that were stored. Valid until this object changes.
     const std::vector<std::uint8_t>& bytes() const noexcept { return m_bytes; }
 
 private:

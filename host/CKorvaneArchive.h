@@ -18,12 +18,12 @@ public:
     /// Begins a section.
     ///
     /// When storing, writes the name and returns true. When loading, returns true if the section of
-    /// that name begins here, and moves behind the name. If another one begins here, the position
+    /// that name begins here, and moves past the name. If another one begins here, the position
     /// stays: the result is false if `optional` is set, else the cause badSchema is thrown. If no
     /// complete name is left, the cause endOfFile is thrown.
     virtual bool startSection(const char* name, bool optional);
 
-    /// The version of the program's file format with which the archive was written.
+    /// The version of the application's file format in which the archive is written.
     virtual int fileVersion() const = 0;
 
     /// The plain archive; it belongs to this object.

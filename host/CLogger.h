@@ -22,7 +22,7 @@ enum class ELogLevel : int {
     Error = 4,    ///< the request fails
 };
 
-/// Receives log lines: the sink of a CLogger. Several threads call it at once.
+/// Receives log lines: the sink of a CLogger. Several threads may call it at once.
 ///
 /// standalone::StandardErrorLog is one.
 ///

@@ -25,12 +25,12 @@ public:
 
     int fileVersion() const override { return m_fileVersion; }
 
-    /// Ends storing or loading. detachCompressedData() needs it. Throws CArchiveException if the
-    /// content is above `maxContent`, or cannot be compressed.
+    /// Ends storing or loading. Call it before detachCompressedData(). Throws CArchiveException if
+    /// the content is larger than `maxContent`, or cannot be compressed.
     void Close();
 
-    /// Takes the compressed bytes out of an archive that stored and is closed; none from any other
-    /// archive, or the second time.
+    /// Moves the compressed bytes out of a closed archive that stored. Returns none for any other
+    /// archive, and none the second time.
     std::vector<std::uint8_t> detachCompressedData();
 
 private:

@@ -20,9 +20,9 @@ class OIDCAUTH_HOST_API CString {
 public:
     /// A code unit: `wchar_t` where that is UTF-16 (Windows), else `char16_t`.
     using XCHAR = std::conditional_t<sizeof(wchar_t) == 2, wchar_t, char16_t>;
-    /// Code units that are owned.
+    /// A string that owns its code units.
     using String = std::basic_string<XCHAR>;
-    /// Code units that belong to another object.
+    /// A view of another object's code units.
     using View = std::basic_string_view<XCHAR>;
 
     /// The empty text.
@@ -53,7 +53,7 @@ public:
     /// Makes this the empty text.
     void Empty() noexcept;
 
-    /// The code units with a NUL behind them. Valid until this object changes.
+    /// The code units, followed by a NUL. Valid until this object changes.
     const XCHAR* GetString() const noexcept;
     /// The code units. Valid until this object changes.
     View view() const noexcept;
@@ -61,8 +61,9 @@ public:
     /// Negative, zero or positive if this text comes before, equals or comes after `other`.
     int Compare(const CString& other) const noexcept;
 
-    /// The next token from position `start`, in code units. Skips all of `delimiters` there, takes
-    /// everything up to the next delimiter, and moves `start` behind that one.
+    /// The next token from position `start`, in code units. Each character of `delimiters`, in
+    /// UTF-8, is a delimiter. Skips those at `start`, takes everything up to the next one, and
+    /// moves `start` past that.
     ///
     /// At the end of the text the token is empty and `start` becomes -1. Throws
     /// std::invalid_argument if `start` is negative.

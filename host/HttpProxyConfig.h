@@ -6,7 +6,7 @@
 #include <cpprest/http_client.h>
 
 /// The configuration of an HTTP client for requests to `target`, with the proxy that the machine's
-/// settings name for that scheme and host, if any.
+/// settings name for its scheme and host, if any.
 ///
 /// The library calls this for every HTTP client that it makes, on any thread. The time-out of the
 /// configuration bounds each whole exchange; here it is 30 s. Throws standalone::ProxySettingsError

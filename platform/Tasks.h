@@ -8,7 +8,7 @@
 #else
 #include <pplx/pplxtasks.h>
 
-/// The task types: on Linux, pplx::task and its companions of the HTTP library, the C++ REST SDK.
+/// The task types of the HTTP library, the C++ REST SDK: pplx::task and its companions.
 namespace Concurrency {
 using pplx::canceled;
 using pplx::cancellation_token;

@@ -26,7 +26,7 @@ struct RecordedRequest {
     std::string body;         ///< without the transfer coding
     unsigned connection = 0;  ///< number of its connection; the first is 1
 
-    /// The first header field of that name, in any case; "" if there is none.
+    /// The first header field of that name, ignoring case; "" if there is none.
     std::string header(std::string_view name) const;
     /// The body as form fields, decoded, in the order sent.
     Fields form() const;

@@ -15,7 +15,7 @@ namespace auth::testing {
 /// \ingroup testing
 class SigningKey {
 public:
-    /// A new RSA key. With 2048 bits this takes about 50 to 300 ms: reuse one where any will do.
+    /// A new RSA key. With 2048 bits this takes about 50 to 300 ms: reuse a key if any will do.
     static SigningKey rsa(const std::string& kid, unsigned bits = 2048);
     /// A new key on the curve P-256. This takes hardly any time.
     static SigningKey ec(const std::string& kid);

@@ -6,15 +6,15 @@
 namespace auth::testing {
 
 // Plays the browser of a user who signs in, in the process of the test, on the pages of
-// TestProvider. It keeps no cookies, follows no redirects and runs no scripts. All functions block
-// for at most 30 s for each exchange, throw std::runtime_error if no answer comes, and may be
-// called on any thread.
+// TestProvider. It keeps no cookies, follows no redirects and runs no scripts. Each exchange blocks
+// for at most 30 s; without an answer it throws std::runtime_error. Any thread may call these
+// functions.
 //
 // A test sets a BrowserOpener that passes the URL to signIn() on another thread and returns: the
 // program under test waits for the form.
 
-/// The form that the provider's page posts by itself: the authorization response (OAuth 2.0 Form
-/// Post Response Mode).
+/// The form that the provider's page submits automatically: the authorization response (OAuth 2.0
+/// Form Post Response Mode).
 ///
 /// \ingroup testing
 struct FormPost {
@@ -36,7 +36,7 @@ struct PageAnswer {
 ///
 /// For https, `authorityFile` is the PEM file with the authority to trust:
 /// TestProvider::authorityFile(). Blocks for at most 30 s. Throws std::runtime_error if no answer
-/// comes; if the answer contains no form, with its status and text.
+/// comes, or if the answer contains no form; the text is then the status and body of the answer.
 ///
 /// \ingroup testing
 FormPost openPage(const std::string& authorizationUrl,
@@ -48,7 +48,7 @@ FormPost openPage(const std::string& authorizationUrl,
 /// \ingroup testing
 PageAnswer submit(const FormPost& form);
 
-/// openPage() followed by submit(): a user signs in.
+/// openPage() followed by submit(): a user signs in. Blocks and throws as these two do.
 ///
 /// In a test, the browser opener starts it on another thread, since it must not block:
 ///

@@ -26,10 +26,10 @@ enum class Endpoint {
     Token,      ///< issuer + "/token"
     /// issuer + "/authorize". Every user signs in and consents at once.
     ///
-    /// The answer to a correct request of the hybrid flow is a page that posts code, ID token and
-    /// state to the redirect URI by itself; in a test, TestBrowser.h does that. A request is
-    /// correct with response type "code id_token", form_post, PKCE with S256, state and nonce. Any
-    /// other gets status 400 and a text that names the parameter.
+    /// The answer to a correct request of the hybrid flow is a page that automatically posts code,
+    /// ID token and state to the redirect URI; in a test, TestBrowser.h does that. A correct
+    /// request has response type "code id_token", form_post, scope `openid`, PKCE with S256, state
+    /// and nonce. Any other gets status 400 and a text that names the parameter.
     Authorization,
 };
 
@@ -47,13 +47,13 @@ enum class ServerCertificate {
 /// \ingroup testing
 struct ProviderOptions {
     bool tls = false;  ///< https instead of http
-    /// The path of the issuer, behind its port: "" or a path such as "/tenant", without a slash at
+    /// The path of the issuer, after its port: "" or a path such as "/tenant", without a slash at
     /// its end.
     std::string issuerPath;
     ServerCertificate certificate = ServerCertificate::Valid;  ///< unused without TLS
 };
 
-/// The tokens in answers that are JWTs.
+/// The JWTs among the tokens in answers.
 ///
 /// \ingroup testing
 enum class TokenKind {
@@ -62,7 +62,7 @@ enum class TokenKind {
     AuthorizationId,  ///< the ID token of Endpoint::Authorization
 };
 
-/// A user's consent, and the request that it answers. The members behind `redirectUri` may be left
+/// A user's consent, and the request that it answers. The members after `redirectUri` may be left
 /// out.
 ///
 /// \ingroup testing
@@ -87,7 +87,7 @@ enum class CloseAt {
 ///
 /// \ingroup testing
 enum class CloseBy {
-    End,    ///< in order, as when a server shuts down
+    End,    ///< an orderly close, as when a server shuts down
     Reset,  ///< as after a crash: the client sees "connection reset"
 };
 
@@ -100,17 +100,17 @@ enum class Framing {
     EndOfConnection,  ///< by the end of the connection
 };
 
-/// A body size in bytes whose end no test will see.
+/// A body size, in bytes, that no test will ever reach.
 ///
 /// \ingroup testing
 constexpr std::uint64_t endlessBody = std::numeric_limits<std::int64_t>::max();
 
 /// An OpenID provider inside the test program, on a free port of 127.0.0.1.
 ///
-/// It answers correctly until told otherwise, for each endpoint by itself, and records every
-/// request. A setting applies to answers that begin after it, until reset(). Faults can be
-/// combined. Of those that exclude each other, the first in this order applies: neverAnswer(),
-/// garbage(), closeConnection(), truncateBody(). Several threads may call members at once.
+/// Each endpoint answers correctly until told otherwise, and every request is recorded. A setting
+/// applies to answers that begin after it, until reset(). Faults can be combined. Of those that
+/// exclude each other, the first in this order applies: neverAnswer(), garbage(),
+/// closeConnection(), truncateBody(). Several threads may call members at once.
 ///
 /// A user declines:
 ///
@@ -165,8 +165,8 @@ public:
     /// Waits until this connection (the first is 1) is closed by the provider or the client; false
     /// after `limit`.
     ///
-    /// The provider notices that the client closed it while it reads a request, while it never
-    /// answers one, or when it cannot send an answer, but not during a Hold.
+    /// The provider notices a close by the client while it reads a request, after neverAnswer(), or
+    /// when it cannot send an answer, but not during a Hold.
     bool waitForClosed(unsigned connection, std::chrono::milliseconds limit) const;
     /// \}
 
@@ -185,15 +185,15 @@ public:
 
     /// A code for one request to the token endpoint, which must have the same client and redirect
     /// URI, and the verifier (RFC 7636). A second use is refused with status 400 and
-    /// `invalid_grant`; from then on, so are the refresh tokens that came of it.
+    /// `invalid_grant`; from then on, so are the refresh tokens that the code led to.
     std::string issueCode(const CodeGrant& grant);
-    /// A refresh token, as one that comes with a code. Each answer replaces it by a new one. Reuse
-    /// of an old one is refused in the same way; from then on, so are all that followed it.
+    /// A refresh token, like those in the answers to codes. Each answer replaces it with a new one.
+    /// Reuse of an old one is refused in the same way; from then on, so are all that followed it.
     std::string issueRefreshToken(const std::string& clientId, const std::string& scope = "openid");
     /// \}
 
     /// \name Keys
-    /// They belong to Endpoint::Keys.
+    /// These settings belong to Endpoint::Keys.
     /// \{
 
     /// Publishes these keys, in this order. The first signs. With an empty list, the default key
@@ -204,7 +204,7 @@ public:
     void setSigningKeys(const std::vector<SigningKey>& keys);
     /// The key that signs.
     SigningKey signingKey() const;
-    /// Replaces the key that signs by a new RSA key with a new `kid`, which is published first.
+    /// Replaces the key that signs with a new RSA key that has a new `kid`. It is published first.
     void rotateSigningKey();
     /// Changes a published member of the key at `index`; the first is 0. The key signs as before.
     /// The change lasts until the key is replaced. Throws std::out_of_range if there is no such
@@ -216,7 +216,7 @@ public:
 
     /// \name Tokens
     /// The setters change the tokens in answers to sign-ins, codes and refresh tokens, as TestToken
-    /// does. They belong to the endpoint that TokenKind names. `json` is sent as it is: a text
+    /// does. Each setting belongs to the endpoint of its TokenKind. `json` is sent as it is: a text
     /// needs its quotes.
     /// \{
 
@@ -224,7 +224,7 @@ public:
     /// changes and signs it.
     ///
     /// An ID token is valid for an hour, an access token as long as setTokenLifetime() says. Only
-    /// an ID token has a nonce. TokenKind::AuthorizationId comes without the `c_hash` for SHA-256
+    /// an ID token has a nonce. A TokenKind::AuthorizationId token lacks the `c_hash` (by SHA-256)
     /// that answers have.
     TestToken token(TokenKind kind, const std::string& clientId,
                     const std::string& nonce = "") const;
@@ -254,7 +254,7 @@ public:
     /// Sets the whole body of successful answers, which need not be JSON.
     void setDocument(Endpoint endpoint, const std::string& body);
 
-    /// Sets the status of every answer. Bodies stay as they are.
+    /// Sets the status of every answer. Bodies stay as they are; only 1xx, 204 and 304 have none.
     void setStatus(Endpoint endpoint, unsigned status);
     /// Adds or replaces a header field. With an empty value, the field is left out.
     void setHeader(Endpoint endpoint, const std::string& name, const std::string& value);
@@ -297,7 +297,7 @@ public:
     void reset(Endpoint endpoint);
     /// Takes back all settings of all endpoints.
     void reset();
-    /// Resets the endpoint by itself once `answers` more answers have begun. At least 1.
+    /// Resets the endpoint automatically once `answers` more answers, at least 1, have begun.
     void resetAfter(Endpoint endpoint, unsigned answers);
 
     /// While it exists, the endpoint receives requests but does not answer them. It may outlive the

@@ -53,7 +53,7 @@ private:
     // [ask]
     void list(bool mayAskUser) {
         m_request.mayAskUser = mayAskUser;
-        m_cancel = {};  // each can be cancelled once
+        m_cancel = {};  // a source can be cancelled only once
         follow(m_helper.getOIDCTokenHybridAsync(m_request, m_cancel.get_token()),
                mayAskUser ? tr("Go on in your browser…") : tr("Looking who is signed in…"),
                [this](const auto& outcome) {
@@ -162,7 +162,7 @@ std::filesystem::path tokenFile(const QString& configUrl) {
     if (QDir::isRelativePath(folder)) {
         folder = QDir::homePath() + "/.local/state";
     }
-    // A store has the token of one provider, so each provider has its own file.
+    // A store holds the token of one provider, so each provider needs its own file.
     const QString name = QUrl::toPercentEncoding(configUrl);
     return (folder + "/oidcauth-desktop/" + name + ".token").toStdU16String();
 }

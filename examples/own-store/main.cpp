@@ -35,7 +35,7 @@ public:
         const int result = sqlite3_open_v2(file, &opened, flags, nullptr);
         m_handle.reset(opened);  // SQLite sets it even after a failure
         check(result == SQLITE_OK);
-        sqlite3_busy_timeout(opened, 5000);  // milliseconds, while another process writes
+        sqlite3_busy_timeout(opened, 5000);  // ms to wait while another process writes
         run("PRAGMA secure_delete = ON");    // so that an old token does not remain in a free page
         run("CREATE TABLE IF NOT EXISTS tokens (account TEXT PRIMARY KEY, record BLOB NOT NULL)");
     }
@@ -82,7 +82,7 @@ public:
     }
     void write(const Bytes& bytes) override {
         if (bytes.empty()) {
-            return clear();  // somebody signs out
+            return clear();  // a sign-out
         }
         m_database->run("REPLACE INTO tokens VALUES (?, ?)", m_account, bytes);
     }

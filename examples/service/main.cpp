@@ -34,10 +34,10 @@ int main(int argc, char** argv) {
     }
     try {
         const auto helper = makeHelper(argv[2]);
-        constexpr unsigned int minutes = 5;  // the longest duration of the following work
+        constexpr unsigned int minutes = 5;  // the longest time that the token will be needed
 
-        // Call it whenever you need a token: the provider is only asked if the stored token is too
-        // old. The other form returns a task, and accepts a cancellation token.
+        // Call this whenever you need a token: the provider is asked only if the stored token does
+        // not stay valid that long. The ...Async form returns a task that can be cancelled.
         const CString token = helper->getAccessTokenClientCredentials(
             argv[1], "demo-service", secret, "api:read api:write", minutes);
 

@@ -15,19 +15,19 @@ namespace standalone {
 ///
 /// The permit is a lock on a file of its own. If the file is missing, it is made with mode 0600 and
 /// its folder with 0700; on Windows, with the access list of the store. The file stays. Removing it
-/// while it is in use breaks the exclusion; on Windows it cannot be removed then. As FileTokenStore
-/// does, it refuses links, other owners and files that are open to others. The system gives the
-/// permit back when the process that holds it ends, however it ends. Programs which that process
+/// while it is in use breaks the exclusion; Windows prevents that. As FileTokenStore does, the
+/// permit refuses links, other owners and files that are open to others. The system gives the
+/// permit back when the process that holds it ends, however it ends. Programs that the holder
 /// starts do not inherit the permit.
 ///
-/// IPermitLock::tryLock() of its locks throws TokenStoreError if the lock file cannot be opened or
-/// locked.
+/// tryLock() of its locks throws TokenStoreError if the lock file is refused, or cannot be opened
+/// or locked.
 ///
 /// \ingroup stores
 class OIDCAUTH_HOST_API FilePermit final : public auth::IExclusivePermit {
 public:
-    /// A permit that uses `lockFile`, which is not made yet. A relative path starts at the current
-    /// folder at the time of this call. Throws TokenStoreError if it is not the path of a file.
+    /// A permit that uses `lockFile`, which is not made yet. This call resolves a relative path
+    /// against the current folder. Throws TokenStoreError if it is not the path of a file.
     static std::shared_ptr<FilePermit> make(const std::filesystem::path& lockFile);
 
     /// A new lock, which does not hold the permit yet. The lock stays usable after the permit is

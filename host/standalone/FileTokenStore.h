@@ -25,10 +25,10 @@ class TemporaryFile;
 /// when it returns, the bytes are on the disk. Whatever happens, either the old or the new bytes
 /// remain.
 ///
-/// On Windows, an access list takes the place of the mode: the user, SYSTEM and Administrators, and
-/// nothing inherited. The system also encrypts the bytes for the user on this machine; what it
-/// cannot decrypt is refused. If another program has the file open and does not share it, reading,
-/// replacing and removing are retried for a second.
+/// On Windows, an access list takes the place of the mode. It admits the user, SYSTEM and
+/// Administrators, and inherits nothing. The system also encrypts the bytes for the user on this
+/// machine; bytes that it cannot decrypt are refused. If another program has the file open and does
+/// not share it, reading, replacing and removing are retried for a second.
 ///
 /// Safe for several threads. Several processes may use one file: the last write wins. All members
 /// throw TokenStoreError.
@@ -40,7 +40,7 @@ public:
     /// memory.
     static constexpr std::size_t maxSize = std::size_t{1} << 20U;
 
-    /// A relative path starts at the current folder at the time of this call.
+    /// Resolves a relative path against the current folder.
     explicit SecretFile(const std::filesystem::path& file);
     ~SecretFile();
     SecretFile(const SecretFile&) = delete;
@@ -54,17 +54,17 @@ public:
     ///
     /// With `reread`, the file is read. Without it, the bytes may be those that this object read
     /// last, if identity, size and times of the file show that it is unchanged. That check takes
-    /// about a microsecond; on Windows, as long as opening the file. So a file that another process
-    /// or program writes, removes, replaces or opens to others is noticed at once; on a network
-    /// file system, as soon as that shows the change.
+    /// about a microsecond; on Windows, as long as opening the file. If another process or program
+    /// writes, removes or replaces the file, or opens it to others, this is noticed at once; on a
+    /// network file system, as soon as that shows the change.
     std::vector<std::uint8_t> read(bool reread);
 
     /// Replaces the bytes. More than maxSize bytes are refused.
     void write(const std::vector<std::uint8_t>& bytes);
 
-    /// Makes the new file of the next write and reserves space on the disk for it. Call it before
-    /// you request a secret that is given out only once. If no write follows, the destructor
-    /// removes the file.
+    /// Makes the new file for the next write and reserves disk space for it. Call it before you
+    /// request a secret that is given out only once. If no write follows, the destructor removes
+    /// that new file.
     void prepareWrite();
 
 private:

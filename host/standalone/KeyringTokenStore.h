@@ -43,8 +43,8 @@ public:
     /// The largest secret, in bytes. Far above any token.
     static constexpr std::size_t maxSize = std::size_t{1} << 20U;
 
-    /// The user has `limit` to unlock the keyring. After that, the question is withdrawn; a keyring
-    /// that does not withdraw it within the same time again is given up.
+    /// The user has `limit` to unlock the keyring; then the question is withdrawn. If the keyring
+    /// does not withdraw it within another `limit`, the call fails nevertheless.
     explicit SecretKeyring(KeyringEntry entry,
                            std::chrono::milliseconds limit = std::chrono::minutes(2));
 
@@ -56,7 +56,7 @@ public:
     /// With `reread`, they come from the keyring. Without it, they may be those that this object
     /// read or wrote last. Asking the keyring each time would cost a message to another process,
     /// and a question to the user if the keyring has been locked. So a change by others is noticed
-    /// at the next `reread`, which a helper makes as soon as the token that it has is no longer
+    /// only at the next `reread`. A helper makes one as soon as the remembered token is no longer
     /// valid for a request.
     std::vector<std::uint8_t> read(bool reread);
 

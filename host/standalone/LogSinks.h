@@ -13,12 +13,12 @@ class logger;
 
 namespace standalone {
 
-/// A copy of a log line, in UTF-8, that may be kept: without secrets, and safe for a terminal.
+/// A copy of a log line, in UTF-8, without secrets and safe for a terminal, so that it may be kept.
 ///
 /// - Tokens and codes are shortened to their first four characters and an ellipsis, or to the
 ///   ellipsis if they have no more than four. They are found anywhere in the line
-///   (`access_token=`, `"code":`, `Bearer `, a JWT and others); all text behind `rtoken = ` is one,
-///   except for a final dot.
+///   (`access_token=`, `"code":`, `Bearer `, a JWT and others). All text after `rtoken = `, except
+///   for a final dot, counts as one token.
 /// - Passwords and client secrets become an ellipsis, because they can be short.
 /// - Characters that end lines, control a terminal or reverse the direction of writing, and bytes
 ///   that are not UTF-8, become escapes (`\n`, `\x1b`, `\u202e`).

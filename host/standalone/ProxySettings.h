@@ -31,8 +31,8 @@ struct Proxy {
     std::string password;  ///< in UTF-8, as `user`
 };
 
-/// The proxy variables of an environment, as they were when this object was made. A value, whose
-/// constant members several threads may call.
+/// The proxy variables of an environment, as they were when this object was made. A value. Several
+/// threads may call its const members.
 ///
 /// **Variables.** `http_proxy` and `https_proxy` are for targets of their scheme. `all_proxy` is
 /// for targets whose variable is unset. `no_proxy` lists the targets that are reached directly. An
@@ -43,7 +43,7 @@ struct Proxy {
 ///
 /// **Proxies.** A proxy is `[http://][user:password@]host[:port]`, with percent-encoding in user
 /// and password. The default port is 80. Other schemes are refused: the HTTP client connects to
-/// proxies without TLS only, and must not send that way what was meant for TLS.
+/// proxies without TLS only, and would send in the clear what was meant for TLS.
 ///
 /// **Exceptions.** `no_proxy` is a list, separated by commas or spaces. An entry is
 /// - `*` for all targets;
@@ -59,7 +59,7 @@ public:
     /// Returns the value of a variable, or none if it is unset.
     using Lookup = std::function<std::optional<std::string>(const std::string& name)>;
 
-    /// Reads the variables by `environment`, which is not kept. Throws what that throws.
+    /// Reads the variables through `environment`, which is not kept. Its exceptions pass through.
     explicit ProxySettings(const Lookup& environment);
 
     /// Reads the environment of this process. On Linux, no other thread may change it meanwhile.

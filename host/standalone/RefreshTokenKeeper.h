@@ -29,7 +29,7 @@ namespace standalone {
 template <class T>
 class RefreshTokenKeeper final : public ISecretStore<T>, public auth::IRefreshAwareStore {
 public:
-    /// Shares `store`, which must not be empty.
+    /// Shares `store`, which must not be null.
     explicit RefreshTokenKeeper(std::shared_ptr<ISecretStore<T>> store)
         : m_store(std::move(store)) {}
 
