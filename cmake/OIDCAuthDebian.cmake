@@ -78,8 +78,8 @@ oidcauth_package(liboidcauth-dev libdevel
     DEPENDS "${library} (= ${version})" libcpprest-dev libssl-dev
     SUGGESTS "liboidcauth-keyring (= ${version})" cmake pkg-config
     DESCRIPTION "OAuth 2.0 and OpenID Connect client library, development files"
-        "This package contains the headers, packages for CMake and pkg-config, a provider"
-        "that runs inside a test program, and the API pages.")
+        "This package contains the headers, packages for CMake and pkg-config, a"
+        "provider that runs inside a test program, and the API pages.")
 oidcauth_package(liboidcauth-keyring libs
     COMPONENTS OIDCAuth_Keyring
     DEPENDS "${library} (= ${version})"
