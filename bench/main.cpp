@@ -19,6 +19,7 @@ public:
         for (const Run& run : runs) {
             if (run.error_occurred) {
                 GetErrorStream() << run.run_name.function_name << ": " << run.error_message << '\n';
+                m_hasFailed = true;
             } else if (run.run_type == Run::RT_Iteration) {
                 m_times[run.run_name.function_name].push_back(run.real_accumulated_time * 1e6 /
                                                               static_cast<double>(run.iterations));
@@ -45,6 +46,8 @@ public:
         }
     }
 
+    bool hasFailed() const { return m_hasFailed; }
+
 private:
     using Times = std::vector<double>;
 
@@ -53,6 +56,7 @@ private:
     }
 
     std::map<std::string, Times> m_times;  // in microseconds
+    bool m_hasFailed = false;
 };
 
 }  // namespace
@@ -74,5 +78,5 @@ int main(int argc, char** argv) {
     }
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    return 0;
+    return reporter.hasFailed() ? 1 : 0;
 }
