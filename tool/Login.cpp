@@ -25,7 +25,7 @@ std::string summary(const UserToken& user) {
     const char* const event = user.origin == Origin::signedIn    ? "Signed in"
                               : user.origin == Origin::refreshed ? "Still signed in, refreshed,"
                                                                  : "Still signed in";
-    const char* const hint = user.origin == Origin::signedIn ? "" : " (--force signs in anew)";
+    const char* const hint = user.origin == Origin::signedIn ? "" : " (--force signs in again)";
     return fmt::format("{} as {}, client {}, until {}{}", event, userOf(user.token),
                        user.token.clientId().toUtf8(), timestamp(user.token.expiresAt()), hint);
 }

@@ -146,7 +146,8 @@ void runProfiles(const ProfilesOptions& options) {
         print(jsonOf(profiles));
     } else if (profiles.empty()) {
         const std::string place = file.location().u8string();
-        print(place.empty() ? "No home directory to find profiles in" : "No profiles in " + place);
+        print(place.empty() ? "No home directory to look for profiles in"
+                            : "No profiles in " + place);
     } else {
         print(tableOf(profiles));
     }

@@ -155,7 +155,7 @@ void addSection(Table& table, const std::vector<Check>& checks, Use use, const c
 std::string describe(const std::vector<Check>& checks, const OutputForm& form) {
     Table table;
     addSection(table, checks, Use::any, "In any case");
-    addSection(table, checks, Use::login, "For people (login)");
+    addSection(table, checks, Use::login, "For users (login)");
     addSection(table, checks, Use::serviceToken, "For services (service-token)");
     std::string text = table.text(form.width, form.isColoured);
 
@@ -165,7 +165,7 @@ std::string describe(const std::vector<Check>& checks, const OutputForm& form) {
         answers.add({question,
                      {isServed ? "yes" : "no", isServed ? Table::Style::good : Table::Style::bad}});
     };
-    answer("People can sign in:", Use::login);
+    answer("Users can sign in:", Use::login);
     answer("Services get tokens:", Use::serviceToken);
     return text + '\n' + answers.text(form.width, form.isColoured);
 }

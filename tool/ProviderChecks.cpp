@@ -134,7 +134,8 @@ public:
     void tokenQuery() {
         const auto found = text(m_configuration, _XPLATSTR("token_endpoint"));
         if (found && isHttp(*found) && !web::uri(to_string_t(*found)).query().empty()) {
-            add(Use::any, Result::advised, "token_endpoint", "no query: it is not sent", *found,
+            add(Use::any, Result::advised, "token_endpoint", "no query, since a query is not sent",
+                *found,
                 "If the provider has the same endpoint without a query, name that in an amended "
                 "copy of the configuration.");
         }
@@ -274,7 +275,7 @@ std::vector<Check> checkConfiguration(const Json& configuration, const Asked& as
                 "Enable the hybrid flow at the provider, or the implicit flow in addition to the "
                 "code flow. A provider without the hybrid flow cannot be used.");
     checks.list(Use::login, required, _XPLATSTR("response_modes_supported"), {"form_post"},
-                "Enable it at the provider. A provider without form_post cannot be used.");
+                "Enable form_post at the provider. A provider without it cannot be used.");
     checks.list(Use::login, required, grants, {"authorization_code", "refresh_token"},
                 "Enable these grants at the provider.");
     checks.list(Use::login, required, _XPLATSTR("id_token_signing_alg_values_supported"), {"RS256"},

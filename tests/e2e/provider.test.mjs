@@ -23,7 +23,7 @@ test('the demo provider serves people and services', async (t) => {
     const { code, stdout } = await examine(t, provider.configUrl, ...scopes);
     assert.equal(code, 0);
     assert.doesNotMatch(stdout, /MISSING|advised/);
-    assert.match(stdout, /People can sign in: +yes\nServices get tokens: +yes\n$/);
+    assert.match(stdout, /Users can sign in: +yes\nServices get tokens: +yes\n$/);
 });
 
 for (const { end, code } of [{ end: '', code: 0 }, { end: '/', code: 4 }]) {

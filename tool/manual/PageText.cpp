@@ -83,7 +83,7 @@ void PageText::checkNames(const Description& command) const {
             const std::string word = name->str();
             const bool isPage = name->suffix().str().rfind(" (1)", 0) == 0;
             if ((word.front() == '-' || isPage) && known.count(word) == 0) {
-                throw std::runtime_error(fmt::format("{}: [{}] names {}, which there is not",
+                throw std::runtime_error(fmt::format("{}: [{}] names {}, which does not exist",
                                                      m_file.string(), title, word));
             }
         }
