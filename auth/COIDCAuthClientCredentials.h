@@ -12,8 +12,8 @@
 
 namespace auth {
 
-/// The client credentials grant (RFC 6749, section 4.4) at one provider. Nothing changes after
-/// construction, so that any thread may use it.
+/// The client credentials grant (RFC 6749, section 4.4) at one provider. Callers notice no change
+/// after construction, so that any thread may use it.
 class COIDCAuthClientCredentials {
 public:
     /// Blocks until the provider's configuration has been received and checked. Throws if that

@@ -50,8 +50,8 @@ constexpr auto* closingPage =
     "</body>"
     "</html>";
 
-/// The path in a request's target or in a redirect URL: the text is a path or an http URL with a
-/// path, otherwise there is none. The path is neither decoded nor normalised.
+/// The path in a request's target or in a redirect URL, if that is a path or an http URL with a
+/// host. It is neither decoded nor normalised.
 std::optional<std::string> pathOf(const std::string& target) {
     const std::string scheme = "http://";
     std::size_t start = 0;
@@ -177,7 +177,7 @@ utility::string_t COIDCAuthCodeListener::makeMessagePage(const utility::string_t
 Concurrency::task<COIDCAuthCodeListener::OIDCAuthCode> COIDCAuthCodeListener::getAuthCodeAsync(
     unsigned timeoutSeconds, const Concurrency::cancellation_token& token) const {
     const auto outcome = std::make_shared<detail::FirstOutcome<OIDCAuthCode>>();
-    // The tests are independent, and the first outcome counts: their order decides which one wins.
+    // The checks are independent, and the first outcome counts: their order decides which one wins.
     const auto check = [outcome, token, received = m_received->task(), start = detail::steadyNow(),
                         limit = std::chrono::seconds(timeoutSeconds)] {
         if (detail::isInterrupted(token)) {

@@ -39,8 +39,8 @@ bool isAcceptable(const web::json::value& jwk) {
             (jwk.has_string_field(_XPLATSTR("e")) && jwk.has_string_field(_XPLATSTR("n"))));
 }
 
-/// A refusal is reported as a pointer. It is made last, so that nothing can fail between its
-/// creation and its delivery to the task.
+/// A refusal is reported as a pointer. It is created last, so that nothing can fail, and leak it,
+/// before the code that waits for the task gets it.
 COIDCToken asRefresh(const Concurrency::task<COIDCToken>& refreshed) {
     try {
         return refreshed.get();

@@ -13,7 +13,8 @@ using detail::ELogLevel;
 
 namespace {
 
-/// The single arguments, copied inside the task, so that a failure to copy ends the task.
+/// The single arguments. They are copied only when the result is called, inside started(), so that
+/// a failure to copy becomes the task's failure.
 auto eachOf(const CString& configUrl, const CString& clientId, const CString& scopes,
             const std::vector<CString>& redirectUrls, unsigned int minValidity,
             bool authRequested) {

@@ -25,7 +25,7 @@ IdTokenClaims::IdTokenClaims(const CString& idToken) noexcept {
                 if (!value.is_null()) {
                     m_values.emplace(to_utf8string(name), std::move(kept));
                 }
-            } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): not in this one
+            } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): skip this one
             }
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): no memory, no claims

@@ -38,8 +38,8 @@ Kind kindOf(const web::http::http_exception& failure) {
                                    std::errc::too_many_files_open_in_system,
                                    std::errc::not_enough_memory, std::errc::no_buffer_space};
     const std::error_code& code = failure.error_code();
-    // The HTTP library sets a system error code if the exchange failed, and none if the answer
-    // arrived and is wrong.
+    // The HTTP library sets a system error code if the exchange failed, and none if it understood
+    // the answer but refuses it.
     if (!code) {
         return Kind::wrongAnswer;
     }

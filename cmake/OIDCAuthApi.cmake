@@ -8,7 +8,7 @@ if(NOT TARGET Doxygen::doxygen)
     endif()
     return()
 endif()
-# They lead to all of it.
+# The pages also cover this project's host and the test provider.
 if(has_own_host OR NOT OIDCAUTH_BUILD_TESTING)
     return()
 endif()
@@ -20,7 +20,7 @@ list(TRANSFORM api_input PREPEND "\"${PROJECT_SOURCE_DIR}/")
 list(TRANSFORM api_input APPEND "\"")
 list(APPEND api_input "\"${OIDCAUTH_GENERATED_DIR}/oidcauth/version.h\"")
 list(JOIN api_input " " api_input)
-# Of host/, what is not installed, and what concerns no caller.
+# The headers in host/ that are not installed, or do not concern callers.
 set(api_exclude
     detail/* standalone/detail/* standalone/linux/* standalone/windows/A* standalone/windows/H*
     Export.h HttpTypes.h)
@@ -31,7 +31,7 @@ configure_file(docs/api/Doxyfile.in api/Doxyfile @ONLY)
 add_custom_target(oidcauth_api
     COMMAND "${CMAKE_COMMAND}" -E rm -rf html
     COMMAND Doxygen::doxygen Doxyfile
-    # Scripts that no page uses, and pages that no other one leads to.
+    # Scripts that no page uses, and pages that no other page links to.
     COMMAND sh -c "cd html && rm -f *.js annotated.html dir_*.html"
     WORKING_DIRECTORY "${PROJECT_BINARY_DIR}/api"
     VERBATIM)

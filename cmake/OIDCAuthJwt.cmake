@@ -15,7 +15,7 @@ endif()
 find_path(OIDCAUTH_JWT_INCLUDE_DIR jwt-cpp/jwt.h)
 mark_as_advanced(OIDCAUTH_JWT_INCLUDE_DIR)
 if(OIDCAUTH_JWT_INCLUDE_DIR)
-    # The header does not have its version.
+    # The header does not contain its version.
     include(CheckCXXSourceCompiles)
     set(CMAKE_REQUIRED_INCLUDES "${OIDCAUTH_JWT_INCLUDE_DIR}")
     set(CMAKE_REQUIRED_LIBRARIES OpenSSL::SSL OpenSSL::Crypto)

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// The host, port and path of a redirect URL.
+/// The host and port of a redirect URL.
 struct RedirectPlace {
     std::string host;  ///< in lower case; an IPv6 address in brackets
     unsigned short port;

@@ -57,8 +57,8 @@ private:
     struct Door {
         tcp::acceptor acceptor;
         net::steady_timer pause{acceptor.get_executor()};
-        bool isAwaited = false;  // for a peer, or for the end of the pause before that
-        bool hasFailed = false;  // the last attempt to accept a peer
+        bool isAwaited = false;  // a peer, or the end of the pause before that, is awaited
+        bool hasFailed = false;  // the last attempt to accept a peer has failed
     };
 
     void listen(const RedirectPlace& place) {

@@ -38,7 +38,7 @@ public:
     virtual RedirectAnswer answer(const RedirectRequest& request) = 0;
     /// The body of a request that was not refused is too large, malformed, or does not arrive.
     virtual RedirectAnswer answerLostBody(const std::string& reason) = 0;
-    /// The peer has not sent an HTTP request, or its head is too long.
+    /// What the peer sent is not an HTTP request, or has a head that is too long.
     virtual RedirectAnswer answerNoRequest() = 0;
 };
 

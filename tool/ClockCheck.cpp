@@ -17,8 +17,8 @@ using std::chrono::seconds;
 
 /// The library refuses a token whose time of issue is further ahead.
 constexpr milliseconds mostAhead = seconds(4);
-/// A token with a shorter life has expired on arrival. Few are that short: the limit detects a
-/// clock that nobody sets.
+/// With a larger difference, a token whose life is no longer than that has expired on arrival. Few
+/// are that short: the limit is there to detect a clock that nobody keeps right.
 constexpr milliseconds mostBehind = seconds(4);
 
 /// Coarser than the clock's own time points, which end in the year 2262.

@@ -8,8 +8,8 @@
 
 namespace tool {
 
-/// Shows on one line of standard error what the command waits for and for how long, if that is a
-/// terminal; otherwise does nothing. The line is removed by the destructor.
+/// Shows on one line of standard error what the command waits for and how much longer it waits, if
+/// that is a terminal; otherwise does nothing. The line is removed by the destructor.
 class Countdown {
 public:
     Countdown(std::string awaited, std::chrono::seconds limit);

@@ -8,7 +8,7 @@ namespace tool {
 bool reserveStandardStreams();
 
 /// After this, a write to a pipe without a reader, or beyond the largest file size, fails but does
-/// not end the process: a token that is issued only once could be lost.
+/// not end the process, which could lose a token that is issued only once.
 void surviveFailedWrites();
 
 /// Undoes both, for a program that replaces this process or inherits from it. Closed streams are

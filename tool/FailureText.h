@@ -6,7 +6,7 @@
 
 namespace tool {
 
-/// The text of an HTTP library's failure, on one line.
+/// The text of a failure of the HTTP library, on one line.
 std::string failureText(const web::http::http_exception& failure);
 
 }  // namespace tool

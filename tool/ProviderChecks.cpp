@@ -236,7 +236,7 @@ bool isUsable(const Json& key) {
            text(key, _XPLATSTR("e")) && text(key, _XPLATSTR("n")) && !text(key, _XPLATSTR("x5c"));
 }
 
-/// Tokens name their key, which is compared with the name of each key.
+/// Tokens name their key; that name is compared with the name of each key.
 bool isNamed(const Json& key) {
     return text(key, _XPLATSTR("kid")).has_value();
 }

@@ -60,7 +60,7 @@ private:
 
     std::map<std::string, CLI::Option*> m_options;
     std::map<std::string, std::string> m_sources;
-    std::map<const CLI::Option*, const CLI::App*> m_alternatives;  ///< groups that allow one
+    std::map<const CLI::Option*, const CLI::App*> m_alternatives;  ///< groups that allow one option
 };
 
 }  // namespace tool

@@ -1,5 +1,5 @@
-// This plain SHA-256 function is used because OpenSSL's newer functions first read its
-// configuration, which is not worth it for the name of a file.
+// Keeps OpenSSL's plain SHA-256 functions available: its newer ones first read its configuration,
+// which is not worth it for the name of a file.
 #define OPENSSL_API_COMPAT 0x10101000L
 
 #include "tool/StoreLocation.h"

@@ -15,7 +15,7 @@ enum class TokenKind : std::uint8_t { access, id };
 // These describe the token of one kind in a provider's answer.
 
 std::string textOf(const auth::COIDCToken& token, TokenKind kind);
-/// An ID token has its own expiry, before or after the access token's. Empty if it has none.
+/// An ID token has its own expiry, before or after the access token's. Empty if it is unknown.
 std::optional<auth::COIDCToken::TimePoint> expiryOf(const auth::COIDCToken& token, TokenKind kind);
 
 /// Whether it can be sent as a bearer token (RFC 6750, section 2.1). With a line end in it, for

@@ -8,7 +8,7 @@
 
 namespace tool {
 
-/// The parts of a stored token that may be shown: everything but the secrets.
+/// The parts of the token in `store` that may be shown: everything but the secrets.
 web::json::value reportOf(auth::COIDCToken token, const std::string& store);
 
 /// The same for people.

@@ -12,7 +12,7 @@ namespace auth::detail {
 /// which they are added.
 class FormBody {
 public:
-    /// Percent-encodes the UTF-8 value as a query component.
+    /// Percent-encodes the value's UTF-8 form as a query component.
     FormBody& add(const utility::char_t* name, const CString& value);
     FormBody& add(const utility::char_t* name, const utility::string_t& value);
     /// Percent-encodes everything but unreserved characters (RFC 3986, section 2.3).

@@ -29,12 +29,11 @@ using web::http::client::http_client;
 // The limit of one exchange: the largest answer with its head, the chunk framing, and TLS.
 constexpr std::uint64_t largestIntake = std::uint64_t{2} * 1024 * 1024;
 constexpr std::chrono::milliseconds longestExchange = std::chrono::hours(24);
-// A connection that is idle for longer may be closed by the peer, or dropped in between, just when
-// the request is written. A POST cannot be sent again then.
+// A connection that is idle for longer may be closed by the peer, or forgotten by a router on the
+// way, just when the request is written. A POST cannot be sent again then.
 constexpr std::chrono::seconds longestRest{3};
 
-// The limits for an answer that its head already refuses: the size of its body, and the wait for
-// it.
+// The limits for an answer that is refused by its head: the size of its body, and the wait for it.
 constexpr utility::size64_t largestRefusal = utility::size64_t{8} * 1024;
 constexpr std::chrono::seconds longestRefusal{2};
 
@@ -110,7 +109,7 @@ private:
     const HttpExchange::CheckHead m_checkHead;
     const Concurrency::cancellation_token_source m_stop;  // cancelled when abandoned
     FirstOutcome<http_response> m_outcome;
-    std::shared_ptr<const Error> m_refusal;  // set when the head arrives; the timer reads it, too
+    std::shared_ptr<const Error> m_refusal;  // set if the head is refused; the timer reads it, too
 
     // Released with the outcome.
     std::optional<platform::OneShotTimer> m_timer;

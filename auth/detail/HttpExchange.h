@@ -20,9 +20,9 @@ struct HttpRequest {
     web::uri target;  ///< its fragment is not sent
     web::http::http_headers headers;
     std::string body;  ///< UTF-8
-    /// A larger answer fails. Configurations and key sets have a few kilobytes.
+    /// An answer with a larger body fails. Configurations and key sets are a few kilobytes.
     utility::size64_t largestAnswer = utility::size64_t{512} * 1024;
-    /// If the head refuses the answer, its body is still read for the provider's error texts.
+    /// If the answer is refused by its head, its body is still read for the provider's error texts.
     bool hearsRefusal = false;
 };
 
@@ -32,8 +32,8 @@ struct HttpRequest {
 /// Redirects are not followed. The host's time-out limits the whole exchange, from the connection
 /// to the last byte of the answer, however slowly the peer sends; if the host sets none, or more
 /// than a day, the limit is a day. An answer above its size limit fails, and so does an endless
-/// head, except on connections that platform::ConnectionGuard cannot get. If the peer closed a kept
-/// connection before the request, that is not a failure.
+/// head, except on connections that platform::ConnectionGuard cannot guard. If the peer closed a
+/// kept connection before the request, that is not a failure.
 class HttpExchange {
 public:
     using CheckHead = std::function<void(const web::http::http_response&)>;
@@ -42,7 +42,7 @@ public:
     /// answer before that, and ends the exchange by throwing. With `hearsRefusal`, the failure
     /// follows after the body: at most 8 KiB of it, for at most 2 s. The task ends with
     /// task_canceled as soon as `token` is cancelled. The HTTP library may then still be busy, even
-    /// after this object is destroyed: whatever `checkHead` refers to must live as long.
+    /// after this object is destroyed, and whatever `checkHead` refers to must live until it stops.
     ///
     /// Never throws: if a request cannot even be created, the task fails.
     Concurrency::task<web::http::http_response> send(const HttpRequest& request,

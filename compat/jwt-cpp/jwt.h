@@ -9,8 +9,9 @@
 // Errors: jwt::error below, std::bad_cast for a claim of another type, std::logic_error for a null
 // where a type is needed, std::runtime_error for text that is not base64url, std::invalid_argument
 // for text that does not have three parts, std::overflow_error for a number that does not fit into
-// a double. Threads: constant objects may be used by several threads at once. OpenSSL's error queue
-// is left unchanged.
+// a double.
+// Threads: constant objects may be used by several threads at once. OpenSSL's error queue is left
+// unchanged.
 
 #include "jwt-cpp/base64url.h"
 #include "jwt-cpp/error.h"

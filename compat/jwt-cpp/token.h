@@ -45,7 +45,7 @@ enum class type { boolean, integer, number, string, array, object };
 
 namespace detail {
 
-/// The date this long after the epoch, at most the clock's first or last one.
+/// The date this long after the epoch, or the clock's first or last one if it is beyond those.
 inline date date_of(std::chrono::seconds since_epoch) {
     using std::chrono::duration_cast;
     using std::chrono::seconds;

@@ -112,7 +112,7 @@ private:
     std::vector<std::filesystem::path> m_paths;
 };
 
-/// These know the default browser: of the desktop, of Windows around us, of Debian, of GNOME.
+/// These know the default browser: the desktop's, that of Windows under WSL, Debian's, GNOME's.
 constexpr std::array openers{"xdg-open", "wslview", "sensible-browser", "x-www-browser",
                              "gio open"};
 

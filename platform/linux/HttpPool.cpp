@@ -45,7 +45,7 @@ struct Pool {
 
 boost::asio::io_service& httpPool() {
     if (processEnd().is_canceled()) {
-        throw Concurrency::task_canceled();  // they are ending or gone
+        throw Concurrency::task_canceled();  // the threads are ending or gone
     }
     static const Pool pool;
     if (!pool.home.isHere()) {

@@ -34,7 +34,7 @@ public:
     Apartment& operator=(const Apartment&) = delete;
 
 private:
-    const bool m_entered;  // if not, this thread is in another kind of apartment: as good
+    const bool m_entered;  // if not, the thread is in the other kind of apartment, which will do
 };
 
 }  // namespace

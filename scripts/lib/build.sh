@@ -20,6 +20,6 @@ test_preset() {
     local preset=$1
     shift
     build_preset "$preset"
-    # More than can run: tests wait much of their time.
+    # More than the processors: tests spend much of their time waiting.
     ctest --preset "$preset" --parallel "$(($(nproc) + 2))" "$@"
 }

@@ -1,5 +1,5 @@
-// Says which links lead nowhere: those of the API pages in the folder given, and those between the pages of
-// prose as a code forge shows them.
+// Reports broken links: in the API pages in the given folder, and between the hand-written pages as a code
+// forge shows them.
 import { execFileSync } from 'node:child_process';
 import { existsSync, readdirSync, readFileSync } from 'node:fs';
 import { dirname, join, normalize } from 'node:path';
@@ -8,9 +8,9 @@ const broken = [];
 const cache = new Map();
 const cached = (path, make) => cache.get(path) ?? cache.set(path, make(readFileSync(path, 'utf8'))).get(path);
 
-/** @param anchorsOf names the places of a page, by its text */
+/** @param anchorsOf returns the anchors of a page, from its text */
 function check(page, link, anchorsOf) {
-    // Doxygen 1.9.4 links to the nested classes even where all are private, and are left out.
+    // Doxygen 1.9.4 links to the nested classes even if all of them are private and left out.
     if (/^[a-z]+:/i.test(link) || link === '#nested-classes') {
         return;
     }
@@ -35,7 +35,7 @@ const anchorsOfProse = (text) =>
     new Set([...text.replace(/^```.*?^```/gms, '').matchAll(/^#+ (.*)$/gm)].map(([, heading]) =>
         heading.toLowerCase().replace(/[^\p{L}\p{N} _-]/gu, '').replaceAll(' ', '-')));
 for (const page of execFileSync('git', ['ls-files', '*.md'], { encoding: 'utf8' }).trim().split('\n')) {
-    // A reference of Doxygen's is its to check.
+    // Doxygen checks its own references.
     const links = withoutCode(readFileSync(page, 'utf8')).matchAll(/\]\((?!@ref)([^)\s]+)\)/g);
     for (const [, link] of links) {
         check(page, link, anchorsOfProse);

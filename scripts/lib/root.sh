@@ -15,7 +15,7 @@ make_root() {
     source_entries | sed 's/^deb-src /deb /' | awk -v release="$release" '
         { for (i = 1; i <= NF; ++i) if ($i ~ "^" release "(-updates|-security)?$") print }' >"$root.list"
     "${as_root[@]}" mmdebstrap --mode=root --quiet --variant=apt "$release" "$root" "$root.list"
-    # Only missing if a container forbids it: the programs need little of it.
+    # /proc is only missing if a container forbids it: the programs need little of it.
     "${as_root[@]}" mount -t proc proc "$root/proc" 2>/dev/null || true
     apt-config dump | sed -n '/::proxy /Ip' | "${as_root[@]}" tee "$root/etc/apt/apt.conf.d/90proxy" >/dev/null
     # The tree need not survive a crash of the machine.

@@ -124,7 +124,7 @@ for (const one of ours) {
     linked.forEach((package_) => relate(idOf(one.name), 'DYNAMIC_LINK', idOf(package_)));
     const sources = new Set(linked.map((package_) => lookUp(package_).source));
     for (const package_ of owners([...headers.get(one.name)])) {
-        // A linked library's packages come with it; of the others only the headers were used.
+        // The headers of a linked library belong to it; of the other packages only the headers were used.
         if (sources.has(lookUp(package_).source)) {
             relate(idOf(package_), 'BUILD_DEPENDENCY_OF', idOf(one.name));
         } else {

@@ -32,7 +32,7 @@ seconds::rep now() {
         .count();
 }
 
-// A test may set any lifetime, so the sum may overflow.
+// A test may set any lifetime, so the sum is limited: it could overflow.
 std::string sum(seconds::rep time, seconds::rep lifetime) {
     return std::to_string(time + std::min(lifetime, seconds::max().count() - time));
 }

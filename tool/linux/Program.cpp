@@ -125,7 +125,7 @@ constexpr std::array relayed{SIGHUP,  SIGINT,  SIGQUIT,  SIGTERM, SIGUSR1,
 static_assert(std::atomic<pid_t>::is_always_lock_free &&
               std::atomic<std::uint64_t>::is_always_lock_free);
 std::atomic<pid_t> receiver{0};         // while the program runs
-std::atomic<std::uint64_t> waiting{0};  // a bit for each signal before the start
+std::atomic<std::uint64_t> waiting{0};  // a bit for each signal not yet passed on
 
 void deliver(int number) {
     const std::uint64_t bit = std::uint64_t{1} << static_cast<unsigned>(number);

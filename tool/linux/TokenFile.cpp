@@ -61,8 +61,8 @@ void writeAll(const Descriptor& descriptor, std::string_view text, const fs::pat
     }
 }
 
-/// The temporary file beside it, whose lock makes writers take turns. It always has the same name,
-/// so that killed writers leave at most one.
+/// The temporary file beside the token file. Its lock makes writers take turns. It always has the
+/// same name, so that killed writers leave at most one.
 class Successor {
 public:
     Successor(const Descriptor& folder, const fs::path& file)

@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-/// Empty if the stream is closed: its handle may be reused, even for a file.
+/// Null if the stream is closed: its handle may be reused, even for a file.
 HANDLE handleOf(DWORD stream) {
     const HANDLE handle = ::GetStdHandle(stream);
     ::SetLastError(NO_ERROR);

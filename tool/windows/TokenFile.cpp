@@ -59,8 +59,8 @@ void writeAll(const Handle& handle, std::string_view text, const fs::path& path)
     }
 }
 
-/// The temporary file beside it. It always has the same name, so that killed writers leave at most
-/// one. It is opened without sharing: that is how writers take turns.
+/// The temporary file beside the token file. It always has the same name, so that killed writers
+/// leave at most one. It is opened without sharing: that is how writers take turns.
 class Successor {
 public:
     explicit Successor(const fs::path& file)

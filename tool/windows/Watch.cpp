@@ -29,7 +29,7 @@ DWORD waitInMilliseconds(steady_clock::time_point end) {
     return static_cast<DWORD>(std::clamp(left, milliseconds(0), longest).count());
 }
 
-/// In units since 1601, as the system's timers expect.
+/// In units of 100 ns since 1601, as the system's timers expect.
 LARGE_INTEGER dueTime(std::chrono::system_clock::time_point time) {
     constexpr std::chrono::seconds until1970{11'644'473'600};
     LARGE_INTEGER due{};

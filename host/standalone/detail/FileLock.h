@@ -22,7 +22,7 @@ public:
 
 private:
     Descriptor m_held;
-    long m_process = 0;  // the one that took it
+    long m_process = 0;  // the process that took it
 };
 
 }  // namespace standalone::detail

@@ -71,8 +71,8 @@ struct FileState {
 bool look(const std::filesystem::path& file, std::optional<FileState>& state);
 
 /// Empty if there is no such folder. A folder that is a link, belongs to another user or is open to
-/// others is refused; so are the files below. While the result is open, the folder cannot be
-/// replaced.
+/// others is refused; so are the files below. While the result is open, nobody can make openFile()
+/// use another folder in its place.
 Descriptor openFolder(const std::filesystem::path& folder);
 
 /// Creates the folder and its parents if they are missing. They are closed to others.

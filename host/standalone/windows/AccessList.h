@@ -9,7 +9,7 @@
 
 namespace standalone::detail {
 
-/// The security attributes of new files, as in securityFor().
+/// The security attributes of new files and folders, as in securityFor().
 class PrivateSecurity {
 public:
     /// `path` is for messages.
@@ -22,8 +22,9 @@ private:
     SECURITY_ATTRIBUTES m_attributes;
 };
 
-/// Refuses a file that belongs to anybody else, or is open to others in any way. Examines the open
-/// file and not the path, which may by now name something else.
+/// Refuses a file or folder that belongs to others, or is open to them in any way: to anybody but
+/// the user, the system and its administrators. Examines the open file and not the path, which may
+/// by now name something else.
 void requirePrivate(const Descriptor& opened, const std::filesystem::path& path);
 
 }  // namespace standalone::detail

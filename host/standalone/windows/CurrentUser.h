@@ -39,8 +39,8 @@ inline std::wstring textOf(PSID id) {
 }
 
 /// A security descriptor that gives access to this user, the system and its administrators, who
-/// could give themselves access anyway. It inherits nothing, and files created below inherit the
-/// same. Null if it cannot be created.
+/// could give themselves access anyway. It inherits nothing; files and folders created below
+/// inherit the same. Null if it cannot be created.
 inline Local<void> securityFor(const std::wstring& user) {
     const std::wstring list =
         L"O:" + user + L"D:P(A;OICI;FA;;;" + user + L")(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";

@@ -31,7 +31,7 @@ private:
         spdlog::memory_buf_t buffer;
         formatter_->format(message, buffer);
         const std::string_view line(buffer.data(), buffer.size());
-        // Read each time: programs may redirect it. A program with windows has none.
+        // Read each time: programs may redirect it. A desktop program has none.
         const HANDLE output = ::GetStdHandle(STD_ERROR_HANDLE);
         DWORD mode = 0;
         if (::GetConsoleMode(output, &mode) == 0) {

@@ -44,7 +44,7 @@ std::chrono::nanoseconds sinceEpoch(std::uint64_t time) {
 
 bool examine(const Descriptor& opened, BY_HANDLE_FILE_INFORMATION& found, FileState& state) {
     FILE_BASIC_INFO times{};
-    // Only this call returns the change time, which also covers the access list.
+    // Only the second call returns the change time, which also covers the access list.
     if (::GetFileInformationByHandle(handleOf(opened), &found) == 0 ||
         ::GetFileInformationByHandleEx(handleOf(opened), FileBasicInfo, &times, sizeof(times)) ==
             0) {

@@ -48,7 +48,7 @@ public:
     /// Renames the file in the way of current file systems, where readers of the old file can go
     /// on; if that is not supported, in the old way.
     bool give(const Descriptor& opened) {
-        // FileRenameInfoEx, which mingw-w64 declares only for later versions of Windows.
+        // FileRenameInfoEx, which mingw-w64 declares only for versions that do not exist.
         constexpr auto posixRename = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
         return give(opened, posixRename) || give(opened, FileRenameInfo);
     }

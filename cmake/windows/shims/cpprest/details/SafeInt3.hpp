@@ -1,5 +1,5 @@
-// The header declares C_ASSERT only where nobody has, and winnt.h has: as a declaration of a function,
-// which a class would take for a member each time.
+// The header defines C_ASSERT only if it is not defined yet. winnt.h defines it as the declaration of a
+// function, which inside a class would be another member each time.
 #pragma once
 #include <cassert>  // which it would include inside a namespace
 
