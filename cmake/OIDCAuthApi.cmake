@@ -31,7 +31,6 @@ configure_file(docs/api/Doxyfile.in api/Doxyfile @ONLY)
 add_custom_target(oidcauth_api
     COMMAND "${CMAKE_COMMAND}" -E rm -rf html
     COMMAND Doxygen::doxygen Doxyfile
-    # Scripts that no page uses, and pages that no other page links to.
-    COMMAND sh -c "cd html && rm -f *.js annotated.html dir_*.html"
+    COMMAND sh "${PROJECT_SOURCE_DIR}/docs/api/tidy.sh" html
     WORKING_DIRECTORY "${PROJECT_BINARY_DIR}/api"
     VERBATIM)

@@ -99,7 +99,7 @@ install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidc
     PATTERN docs/api EXCLUDE)
 install(DIRECTORY "${PROJECT_BINARY_DIR}/api/html" DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 set_property(TARGET oidcauth_api PROPERTY EXCLUDE_FROM_ALL OFF)
-install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
+install(FILES README.md SECURITY.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/liboidcauth-dev)
 
 # Manual pages are stored compressed.
 install(CODE "

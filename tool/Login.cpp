@@ -55,6 +55,7 @@ void addLogin(CLI::App& app, std::function<void()>& chosen) {
                            "If a stored token is valid or can be refreshed, the user is not asked. "
                            "Otherwise the browser opens, and the user has 90 seconds to sign in.");
     options->request.addTo(*command);
+    command->get_option("--no-store")->group("");  // only there to be refused
     addJson(*command, options->request.json, "Print what is stored, as status --json does");
     options->signIn.addTo(*command);
     command->add_flag(

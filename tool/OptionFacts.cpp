@@ -15,13 +15,19 @@ std::vector<std::string> namesOf(const std::set<CLI::Option*>& options) {
     std::vector<std::string> names;
     names.reserve(options.size());
     for (const CLI::Option* const option : options) {
-        names.push_back("--" + option->get_single_name());
+        if (!isHidden(*option)) {
+            names.push_back("--" + option->get_single_name());
+        }
     }
     std::sort(names.begin(), names.end());
     return names;
 }
 
 }  // namespace
+
+bool isHidden(const CLI::Option& option) {
+    return option.get_group().empty();
+}
 
 OptionFacts::OptionFacts(const CLI::Option& option)
     : standard(option.get_default_str()),

@@ -7,6 +7,9 @@
 
 namespace tool {
 
+/// Whether an option is left out of --help, the manual pages and completion.
+bool isHidden(const CLI::Option& option);
+
 /// The facts about an option, for --help, the manual pages and completion.
 ///
 /// The name of an option's type is more than a placeholder: FILE, PROFILE and VARIABLE can be

@@ -10,8 +10,7 @@ const cached = (path, make) => cache.get(path) ?? cache.set(path, make(readFileS
 
 /** @param anchorsOf returns the anchors of a page, from its text */
 function check(page, link, anchorsOf) {
-    // Doxygen 1.9.4 links to the nested classes even if all of them are private and left out.
-    if (/^[a-z]+:/i.test(link) || link === '#nested-classes') {
+    if (/^[a-z]+:/i.test(link)) {
         return;
     }
     const [path, anchor] = decodeURI(link).split('#');

@@ -43,7 +43,8 @@ const rows = [
     ['login --client-id cert'],
     ['status cert'],
     ['exec --env E2E_', 'E2E_TOKEN'],
-    ['login --no-', '--no-browser', '--no-store'],
+    ['login --no-', '--no-browser'],
+    ['token --no-', '--no-browser', '--no-store'],
     ['status --no-'],
     // A value is not a subcommand, even if it has the same name.
     ['status --profile login --no-'],

@@ -16,7 +16,7 @@ OptionGroup groupOf(const CLI::App& app) {
         group.note = app.get_description();
     }
     for (const CLI::Option* const option : app.get_options({})) {
-        if (!option->get_positional()) {
+        if (!option->get_positional() && !tool::isHidden(*option)) {
             group.options.emplace_back(*option);
         }
     }
