@@ -88,9 +88,10 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// OIDCError::of() sorts them all. The outcome of a task may be left unread.
 ///
 /// **Threads.** Continuations of a returned task run on threads of this library, unless they ask
-/// for others, and may block there. Tasks that the program itself creates run on the HTTP library's
-/// 40 threads. Do not call a blocking form in such a task, nor wait for a token there by other
-/// means: 40 of them at a time leave no thread for the answers that they wait for.
+/// for others, and may block there. On Linux, tasks that the program itself creates run on the HTTP
+/// library's 40 threads; on Windows, in the system's pool. Do not call a blocking form in such a
+/// task, nor wait for a token there by other means: on Linux, 40 of them at a time leave no thread
+/// for the answers that they wait for.
 ///
 /// **End of the process.** exit() and the end of main() end all waiting: requests that wait for the
 /// provider or the user end with task_canceled, and the process waits until they have. A program
@@ -128,7 +129,8 @@ public:
 
     /// \name Token of a service
     /// The client credentials grant (RFC 6749, section 4.4). Requests of one helper are served one
-    /// at a time, so that simultaneous ones cause one request to the provider.
+    /// at a time, so that simultaneous ones cause one request to the provider. The store is read on
+    /// another thread than the caller's.
     /// \{
 
     /// The access token; blocks.
@@ -171,9 +173,9 @@ public:
     /// waits for the first without limit. It waits for the second until 25 s after its start, then
     /// goes on without it.
     ///
-    /// The calling thread reads the store and tries the permits. The first request that needs the
-    /// HTTP library's threads also starts them on the calling thread; this takes some milliseconds,
-    /// once.
+    /// The calling thread reads the store and tries the permits. On Linux, the first request that
+    /// needs the HTTP library's threads also starts them on the calling thread; this takes some
+    /// milliseconds, once.
     /// \{
 
     /// The whole token.

@@ -73,9 +73,9 @@ public:
 
     /// Stores the token into the section "OIDCToken" of the archive, or loads it from there.
     ///
-    /// If the section is missing, loading leaves the token as it is. If loading fails, the token is
-    /// left partly filled. Throws CArchiveException, and std::range_error for a text that is not
-    /// UTF-8.
+    /// If another section begins there, loading leaves the token as it is. If loading fails, the
+    /// token is left partly filled. Throws CArchiveException, for example if nothing is left to
+    /// load, and std::range_error for a text that is not UTF-8.
     void Serialize(CKorvaneArchive& archive);
 
 private:

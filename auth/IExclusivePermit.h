@@ -23,8 +23,8 @@ public:
 /// At most one lock holds a permit at a time. Requests take it so that a token is refreshed, or a
 /// user asked to sign in, only once.
 ///
-/// Any number of helpers and threads may share a permit. It has no virtual destructor: the
-/// std::shared_ptr with which it was made owns it.
+/// Any number of helpers and threads may share a permit. It has no virtual destructor: make it
+/// as a std::shared_ptr of your own class, which then destroys it correctly.
 ///
 /// COIDCHelper::makeExclusivePermit() makes one for this process, standalone::FilePermit one for
 /// all processes of a user.

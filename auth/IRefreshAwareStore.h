@@ -16,7 +16,8 @@ namespace auth {
 /// \ingroup stores
 class OIDCAUTH_API IRefreshAwareStore {
 public:
-    /// Does what ISecretStore::write() does, with the same bytes.
+    /// Called instead of ISecretStore::write(), with the bytes that write() would get. The same
+    /// rules apply.
     virtual void writeRefreshed(const std::vector<std::uint8_t>& bytes) = 0;
 
 protected:

@@ -29,7 +29,7 @@ public:
     /// None if the token lacks the claim, or its value is not a text.
     /// \{
 
-    /// The claim `sub`: the user's name at this issuer, which is never given to another user.
+    /// The claim `sub`: the user's identifier at this issuer, never given to another user.
     std::optional<std::string> subject() const { return text("sub"); }
     /// The claim `name`: the full name, for display.
     std::optional<std::string> name() const { return text("name"); }

@@ -91,11 +91,12 @@ public:
         /// Everything else. No retry. Among these are
         /// - OIDCError: there is no permit;
         /// - std::invalid_argument: auth/Requests.h refuses a value;
-        /// - std::system_error with other categories than above, std::bad_alloc, and
-        ///   http_exception for lack of threads, memory or files;
+        /// - std::system_error with other categories than in tokenRefused, such as for lack of
+        ///   threads;
+        /// - std::bad_alloc, and http_exception for lack of memory or files;
         /// - std::runtime_error in a forked process;
-        /// - exceptions of store, permit, logger, proxy settings and browser opener, unless their
-        ///   type is listed above.
+        /// - exceptions of store, permit, proxy settings and browser opener, unless their type is
+        ///   listed above.
         other,
     };
 

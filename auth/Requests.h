@@ -18,13 +18,15 @@ struct ServiceRequest {
     std::string configUrl;               ///< URL of the provider's configuration document
     std::string clientId;                ///< as registered with the provider
     std::string clientSecret;            ///< sent to the token endpoint only
-    std::string scopes;                  ///< separated by spaces
+    std::string scopes;                  ///< requested; separated by spaces
     std::chrono::minutes minValidity{};  ///< a stored token is used if valid for longer than this
 };
 
 /// Asks a COIDCHelper for a token of a user (OpenID Connect Core 1.0, section 3.3).
 ///
-/// Values are refused as in a ServiceRequest.
+/// Values are refused as in a ServiceRequest. What else is wrong, such as a client id or redirect
+/// URL that the provider does not know, the provider shows to the user in the browser. The request
+/// then ends after 90 s, as if nobody had signed in.
 ///
 /// \ingroup requests
 struct UserRequest {
@@ -33,8 +35,8 @@ struct UserRequest {
     std::string scopes;     ///< separated by spaces, `openid` among them
     /// Alternatives for the provider's answer, in order of preference: http URLs of this machine,
     /// registered with the provider (RFC 8252, section 7.3), such as
-    /// `http://127.0.0.1:48123/callback`. The first whose port is free is used. Needed for sign-ins
-    /// only.
+    /// `http://127.0.0.1:48123/callback`. The first whose port is free is used. Name a port even if
+    /// the provider accepts any. Needed for sign-ins only.
     std::vector<std::string> redirectUrls;
     std::chrono::minutes minValidity{};  ///< a stored token is used if valid for longer than this
     /// Whether the user may be asked to sign in, if neither the stored token nor a refresh helps.

@@ -34,7 +34,7 @@ public:
 
 /// Stores values into bytes or loads them from bytes. One thread at a time may use it.
 ///
-/// Integers are little-endian. Text is a length followed by the characters:
+/// Integers are little-endian. Text is its length in code units, followed by these units:
 /// - a length below 255 is one byte;
 /// - a length below 0xFFFE is 0xFF and 16 bits;
 /// - any other length is 0xFF, 0xFFFF and 32 bits;

@@ -188,7 +188,8 @@ public:
     /// `invalid_grant`; from then on, so are the refresh tokens that the code led to.
     std::string issueCode(const CodeGrant& grant);
     /// A refresh token, like those in the answers to codes. Each answer replaces it with a new one.
-    /// Reuse of an old one is refused in the same way; from then on, so are all that followed it.
+    /// Reuse of an old one is refused with status 400 and `invalid_grant`; from then on, so are all
+    /// that followed it.
     std::string issueRefreshToken(const std::string& clientId, const std::string& scope = "openid");
     /// \}
 
@@ -204,7 +205,8 @@ public:
     void setSigningKeys(const std::vector<SigningKey>& keys);
     /// The key that signs.
     SigningKey signingKey() const;
-    /// Replaces the key that signs with a new RSA key that has a new `kid`. It is published first.
+    /// Replaces the key that signs, the first of the published ones, with a new RSA key that has a
+    /// new `kid`. The other keys stay published.
     void rotateSigningKey();
     /// Changes a published member of the key at `index`; the first is 0. The key signs as before.
     /// The change lasts until the key is replaced. Throws std::out_of_range if there is no such

@@ -74,8 +74,8 @@ void OutputOptions::addTo(CLI::App& command) {
         .add_option(
             "--output", format,
             "The output format: the bare token (token, the default), an object with the token, its "
-            "expiry and scopes (json), a request header for curl -H @- (header), variables for a "
-            "shell (env), or a credential for kubectl (exec-credential)")
+            "expiry and requested scopes (json), a request header for curl -H @- (header), "
+            "variables for a shell (env), or a credential for kubectl (exec-credential)")
         ->check(CLI::IsMember(formats()))
         ->type_name("FORMAT");
 }

@@ -40,8 +40,8 @@ public:
         run("CREATE TABLE IF NOT EXISTS tokens (account TEXT PRIMARY KEY, record BLOB NOT NULL)");
     }
 
-    /// Returns the first column of the first row, if there is one. The first parameter is the
-    /// account.
+    /// Binds `account` and `record` to the first two `?` of the statement, if it has them. Returns
+    /// the first column of the first row, or no bytes if there is no row.
     Bytes run(const char* sql, const std::string& account = {}, const Bytes& record = {}) const {
         sqlite3_stmt* prepared = nullptr;
         check(sqlite3_prepare_v2(m_handle.get(), sql, -1, &prepared, nullptr) == SQLITE_OK);

@@ -28,8 +28,9 @@ struct KeyringEntry {
 /// secret service. They are kept as base64 text.
 ///
 /// A locked keyring asks the user to unlock it. A member that needs the keyring waits for the
-/// answer, up to the limit, and other threads that use this object wait for that member. Without a
-/// keyring, members fail at once. The first use loads libsecret.
+/// answer, up to the limit, and other threads that use this object wait for that member. The first
+/// use loads libsecret, through the module of the installation component OIDCAuth_Keyring. Without
+/// the module or a keyring, members fail at once.
 ///
 /// On Windows, every member fails: the system's own keyring holds at most 2,560 bytes per entry,
 /// which many tokens exceed. Use FileTokenStore there; it encrypts.

@@ -27,8 +27,8 @@ public:
 /// \ingroup proxies
 struct Proxy {
     web::uri address;      ///< scheme, host and port
-    std::string user;      ///< empty if the proxy needs no credentials
-    std::string password;  ///< in UTF-8, as `user`
+    std::string user;      ///< percent-decoded; empty if the proxy needs no credentials
+    std::string password;  ///< percent-decoded, in UTF-8, as `user`
 };
 
 /// The proxy variables of an environment, as they were when this object was made. A value. Several
@@ -45,7 +45,7 @@ struct Proxy {
 /// and password. The default port is 80. Other schemes are refused: the HTTP client connects to
 /// proxies without TLS only, and would send in the clear what was meant for TLS.
 ///
-/// **Exceptions.** `no_proxy` is a list, separated by commas or spaces. An entry is
+/// **Direct targets.** `no_proxy` is a list, separated by commas or spaces. An entry is
 /// - `*` for all targets;
 /// - a domain, with or without a leading `.` or `*.`, for itself and all names below it;
 /// - an address or a network (`10.0.0.0/8`, `fd00::/8`).
