@@ -70,9 +70,9 @@ using BrowserOpener = std::function<bool(const CString& url)>;
 /// Unicode.
 ///
 /// A stored token is used only if it is of the same client, has all the scopes, and is valid for
-/// longer than `minValidity` minutes. Its provider is not compared: use one store per provider. As
-/// a plain number `minValidity` is taken as signed: 2^31 and above are negative, and accept a token
-/// that has expired.
+/// longer than `minValidity` minutes. Its provider is not compared: use one store per provider. An
+/// `unsigned int` is read as signed here: from 2^31 on it is negative, and accepts a token that has
+/// expired.
 ///
 /// **Errors.** A failure is an exception in the task, with a short text:
 /// - OIDCError, for example if the provider refused or its answer is wrong;
@@ -222,7 +222,7 @@ public:
     /// \name Sign-out
     /// Removes the stored token, whether a user's or a service's, by writing no bytes to the store.
     /// The provider is not told. If the store cannot be written, or the sign-out is cancelled
-    /// before that, the token stays.
+    /// before the write, the token stays.
     ///
     /// A sign-out waits for the same permits as a request of a user: without limit for the
     /// process's own, and at most 25 s for the helper's. It therefore waits for a refresh or a
@@ -230,8 +230,8 @@ public:
     ///
     /// A request of a service that is under way goes on. If this helper began to get a token before
     /// the sign-out, it does not store that token afterwards; the caller still receives it. Two
-    /// kinds of request may still store a token: a service's request of another helper, and a
-    /// refresh or sign-in in another process that takes longer than the 25 s.
+    /// kinds of request may still store a token: a request for a service made through another
+    /// helper, and a refresh or sign-in in another process that takes longer than the 25 s.
     /// \{
 
     /// Signs out.
@@ -315,7 +315,7 @@ private:
         const TaskData& data);
 
     std::unique_ptr<ISecretStore<COIDCToken>> m_tokenStore;
-    const std::unique_ptr<detail::Turns> m_turns;  // one for the whole of a service's request
+    const std::unique_ptr<detail::Turns> m_turns;  // a request of a service holds one throughout
     std::shared_ptr<LoggingUtilities::CLogger> m_logger;
     std::shared_ptr<IExclusivePermit> m_permit;
     BrowserOpener m_openBrowser = &COIDCHelper::openBrowser;

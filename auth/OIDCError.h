@@ -76,8 +76,8 @@ public:
         /// retry, but the user may be asked again.
         nobodySignedIn,
         /// A sign-in is needed, and the user may not be asked. Comes as RequiresUserAuthException.
-        /// If that nests the failure of a refresh, a retry can help whenever it can help with that
-        /// failure; otherwise no retry.
+        /// A retry can help only if the exception nests the failure of a refresh that a retry can
+        /// help.
         signInNeeded,
         /// None of the redirect URLs can be listened on. Comes as OIDCError. No retry.
         cannotListen,

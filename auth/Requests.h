@@ -24,9 +24,9 @@ struct ServiceRequest {
 
 /// Asks a COIDCHelper for a token of a user (OpenID Connect Core 1.0, section 3.3).
 ///
-/// Values are refused as in a ServiceRequest. What else is wrong, such as a client id or redirect
-/// URL that the provider does not know, the provider shows to the user in the browser. The request
-/// then ends after 90 s, as if nobody had signed in.
+/// Values are refused as in a ServiceRequest. The provider shows other mistakes, such as a client
+/// id or redirect URL that it does not know, to the user in the browser. The request then ends
+/// after 90 s, as if nobody had signed in.
 ///
 /// \ingroup requests
 struct UserRequest {

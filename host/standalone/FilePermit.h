@@ -26,8 +26,9 @@ namespace standalone {
 /// \ingroup stores
 class OIDCAUTH_HOST_API FilePermit final : public auth::IExclusivePermit {
 public:
-    /// A permit that uses `lockFile`, which is not made yet. This call resolves a relative path
-    /// against the current folder. Throws TokenStoreError if it is not the path of a file.
+    /// A permit that uses `lockFile`. This call does not create the file; the first tryLock() does,
+    /// if it is missing. A relative path is resolved at once, against the current folder. Throws
+    /// TokenStoreError if it is not the path of a file.
     static std::shared_ptr<FilePermit> make(const std::filesystem::path& lockFile);
 
     /// A new lock, which does not hold the permit yet. The lock stays usable after the permit is

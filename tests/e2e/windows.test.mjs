@@ -156,7 +156,7 @@ test('what is not to be had is refused with a reason', async (t) => {
     const command = new Service(t, provider.configUrl);
     provider.requests();
     for (const [args, code, says] of [
-        [['--ca-file', 'a.pem'], 2, /^oidcauth: --ca-file: not on Windows, .*certutil/],
+        [['--ca-file', 'a.pem'], 2, /^oidcauth: --ca-file: not supported on Windows, .*certutil/],
         [['--keyring'], 6, /^oidcauth: no keyring can be used: /],
     ]) {
         const ended = await command.run(args);
