@@ -73,12 +73,17 @@ function(oidcauth_own_code target)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:oidcauth_options>)
 endfunction()
 
-# The same for code outside the library. It waits more than it computes, so RelWithDebInfo, which is for
-# development, saves the time that the optimizer would take.
+# The same for code outside the library, and for tests. They wait more than they compute, so RelWithDebInfo,
+# which is for development, saves the time that the optimizer would take.
 function(oidcauth_outer_code target)
     oidcauth_own_code(${target})
     target_compile_options(${target} PRIVATE
         $<$<AND:$<CONFIG:RelWithDebInfo>,$<CXX_COMPILER_ID:GNU,Clang>>:-O1>)
+endfunction()
+function(oidcauth_test_code target)
+    oidcauth_own_code(${target})
+    target_compile_options(${target} PRIVATE
+        $<$<AND:$<CONFIG:RelWithDebInfo>,$<CXX_COMPILER_ID:GNU,Clang>>:-O0>)
 endfunction()
 
 # Makes a shared library export the names in exports.map beside its CMakeLists.txt, and no others.

@@ -23,7 +23,7 @@ target_sources(oidcauth_host_tests PRIVATE
     ${system}/FileTokenStoreTest.cpp
     support/${system}/Privacy.cpp
     support/${system}/Variable.cpp)
-oidcauth_outer_code(oidcauth_host_tests)
+oidcauth_test_code(oidcauth_host_tests)
 set_target_properties(oidcauth_host_tests PROPERTIES UNITY_BUILD_BATCH_SIZE 5)
 target_link_libraries(oidcauth_host_tests PRIVATE OIDCAuthHost OpenSSL::Crypto GTest::gmock_main)
 gtest_discover_tests(oidcauth_host_tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 100)
