@@ -128,10 +128,10 @@ void checkProxy(const Proxy& proxy, const std::string& value) {
 void checkRefusal(const std::string& text, const std::string& name, const std::string& value) {
     const std::string scheme = to_lower_copy(value.substr(0, value.find("://")));
     const bool isWord = scheme.find_first_of(":@/ ") == std::string::npos;
-    fuzz::require(text ==
-                      name + " is no proxy address: expected http://[user:password@]host[:port]" ||
-                  (isWord && text == name + " names a proxy of the scheme " + scheme +
-                                         ", which is not supported: only http is"));
+    fuzz::require(
+        text == name + " is not a proxy address: expected http://[user:password@]host[:port]" ||
+        (isWord && text == name + " names a proxy with the scheme " + scheme +
+                               ", which is not supported: only http is"));
 }
 
 /// A list has the same effect as its entries together, in upper or lower case; only `<-loopback>`
