@@ -21,9 +21,9 @@ list(TRANSFORM api_input APPEND "\"")
 list(APPEND api_input "\"${OIDCAUTH_GENERATED_DIR}/oidcauth/version.h\"")
 list(JOIN api_input " " api_input)
 # The headers in host/ that are not installed, or do not concern callers.
-set(api_exclude
-    detail/* standalone/detail/* standalone/linux/* standalone/windows/A* standalone/windows/H*
-    Export.h HttpTypes.h)
+file(GLOB api_exclude RELATIVE "${PROJECT_SOURCE_DIR}/host" host/standalone/windows/*.h)
+list(REMOVE_ITEM api_exclude standalone/windows/DebuggerLog.h)
+list(APPEND api_exclude detail/* standalone/detail/* standalone/linux/* Export.h HttpTypes.h)
 list(TRANSFORM api_exclude PREPEND "\"${PROJECT_SOURCE_DIR}/host/")
 list(TRANSFORM api_exclude APPEND "\"")
 list(JOIN api_exclude " " api_exclude)
